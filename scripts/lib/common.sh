@@ -1,0 +1,73 @@
+# Shared by the scripts of this folder; sourced, POSIX sh.
+#
+# Before sourcing, a script sets `root` to the top of the source tree.
+
+say() { printf '%s\n' "$*"; }
+
+die() {
+    printf '%s: %s\n' "${0##*/}" "$*" >&2
+    exit 1
+}
+
+package_installed() {
+    [ "$(dpkg-query -W -f '${db:Status-Status}' "$1" 2>/dev/null)" = installed ]
+}
+
+# Runs a command with its output kept in a file, which is shown when it fails.
+quietly() {
+    log=$1
+    shift
+    if ! "$@" >"$log" 2>&1; then
+        tail -n 60 "$log" >&2
+        die "failed: $* (all of its output: $log)"
+    fi
+}
+
+apt_get() {
+    # shellcheck disable=SC2086 # $as_root is a command prefix or nothing
+    $as_root env DEBIAN_FRONTEND=noninteractive apt-get -y -q \
+        -o Dpkg::Use-Pty=0 -o DPkg::Lock::Timeout=300 "$@"
+}
+
+# Installs those of the named Debian packages that are not there yet, which
+# takes root or a sudo that asks for no password.
+ensure_packages() {
+    missing=
+    for package in "$@"; do
+        package_installed "$package" || missing="$missing $package"
+    done
+    [ -n "$missing" ] || return 0
+
+    command -v apt-get >/dev/null ||
+        die "missing:$missing, and there is no apt-get to install them with.
+Install these Debian packages, or what your system calls them, and run this again."
+    if [ "$(id -u)" = 0 ]; then
+        as_root=
+    elif sudo -n true 2>/dev/null; then
+        as_root='sudo -n'
+    else
+        die "missing:$missing, and this user may not install packages. Run
+
+    sudo apt-get update && sudo apt-get install --no-install-recommends$missing
+
+and then this again."
+    fi
+    say "Installing from Debian:$missing"
+    mkdir -p "$root/build"
+    quietly "$root/build/apt-update.log" apt_get update
+    # shellcheck disable=SC2086 # a list of words
+    quietly "$root/build/apt-install.log" apt_get install --no-install-recommends $missing
+}
+
+# What building the library and the command takes, and what the tests take on top.
+build_packages='cmake ninja-build g++ libcli11-dev libpng-dev'
+test_packages="$build_packages libgtest-dev pkg-config"
+
+# configure_and_build CMAKE_ARGUMENT...: the release preset, into build/release.
+configure_and_build() {
+    mkdir -p "$root/build"
+    cd "$root"
+    say "Building (Release) in build/release"
+    quietly build/configure.log cmake --preset release "$@"
+    quietly build/build.log cmake --build --preset release
+}
