@@ -1,0 +1,41 @@
+// Mirrors and quarter turns, the plain definition. A pixel's kBytes bytes move
+// together.
+#pragma once
+
+#include <cstring>
+
+#include "simd/kernel_table.h"
+
+namespace imgcnv {
+
+template <size_t kBytes>
+void reverse_plain(const uint8_t* src, uint8_t* dst, size_t pixels) {
+    for (size_t i = 0; i < pixels; ++i) {
+        std::memcpy(dst + i * kBytes, src + (pixels - 1 - i) * kBytes, kBytes);
+    }
+}
+
+// Clockwise: the source's first row becomes the last column.
+template <size_t kBytes>
+void turn90_plain(const uint8_t* src, uint8_t* dst, TurnGeometry source) {
+    const size_t w = source.width, h = source.height;
+    for (size_t y = 0; y < h; ++y) {
+        for (size_t x = 0; x < w; ++x) {
+            std::memcpy(dst + (x * h + (h - 1 - y)) * kBytes, src + (y * w + x) * kBytes, kBytes);
+        }
+    }
+}
+
+// Counter-clockwise: the source's first row becomes the first column, its last
+// pixel on top.
+template <size_t kBytes>
+void turn270_plain(const uint8_t* src, uint8_t* dst, TurnGeometry source) {
+    const size_t w = source.width, h = source.height;
+    for (size_t y = 0; y < h; ++y) {
+        for (size_t x = 0; x < w; ++x) {
+            std::memcpy(dst + ((w - 1 - x) * h + y) * kBytes, src + (y * w + x) * kBytes, kBytes);
+        }
+    }
+}
+
+}  // namespace imgcnv

@@ -1,0 +1,66 @@
+// What the three demosaic methods get to know of a frame.
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+
+#include "simd/kernel_table.h"
+
+namespace imgcnv {
+
+// The two letters name the first two samples of the first row.
+enum class BayerOrder { RG, GB, BG };
+
+// How the reader's samples become lines of 8-bit samples.
+struct LineFormat {
+    RowKernel decode;  // null: the rows are such lines already
+    size_t bytes_per_pair;
+};
+
+struct BayerFrame {
+    const KernelTable* kernels;
+    BayerOrder order;
+    LineFormat line_format;
+    const uint8_t* const* src_rows;  // `height` rows; an odd frame's last one is repeated
+    uint8_t* const* dst_rows;        // `height` rows of width x dst_bytes
+    size_t width;                    // >= 2
+    size_t height;                   // even, >= 2
+    size_t dst_bytes;                // 1, 3 or 4
+    bool dst_red_first;
+    bool mirrored;  // the row tables run from the bottom up
+
+    // Red is in the even rows of RG and in the odd ones of GB and BG.
+    bool row_has_red(size_t y) const { return (order == BayerOrder::RG) == (y % 2 == 0); }
+
+    // Colour sites lie on the main diagonal of the 2x2 cell, in GB on the other.
+    bool is_color_site(size_t y, size_t x) const {
+        return ((y + x) % 2 == 0) == (order != BayerOrder::GB);
+    }
+
+    Phase phase(size_t y, size_t x) const {
+        return is_color_site(y, x) ? kColorFirst : kGreenFirst;
+    }
+
+    // The sink of row y for channels (colour of the row, green, other colour).
+    TripleSink sink(size_t y) const {
+        const bool red = row_has_red(y);
+        if (dst_bytes == 1) return red ? kLumaRedFirst : kLumaRedLast;
+        const bool forward = red == dst_red_first;
+        if (dst_bytes == 3) return forward ? kAbc : kCba;
+        return forward ? kAbc0 : kCba0;
+    }
+
+    uint8_t* dst(size_t y, size_t x) const { return dst_rows[y] + x * dst_bytes; }
+};
+
+void demosaic_nearest(const BayerFrame& frame);
+void demosaic_bilinear(const BayerFrame& frame);
+void demosaic_adaptive(const BayerFrame& frame);
+
+// Integer means drop the fraction.
+constexpr int avg2(int a, int b) { return (a + b) >> 1; }
+
+// Writes one pixel: the road of the few pixels along the border.
+void put_border_pixel(TripleSink sink, uint8_t* dst, int a, int b, int c);
+
+}  // namespace imgcnv

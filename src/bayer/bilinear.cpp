@@ -1,0 +1,98 @@
+// Bilinear demosaic: the frame around the row kernels.
+//
+// The outermost rows and columns lack neighbours. Their rules differ between
+// the orders, on purpose: users compare pictures byte for byte.
+//
+//   left column, colour site    green from above; in GB from the right
+//   top and bottom row,
+//     colour site               green from the left; in GB from the next row
+//   corner at a colour site     green is the mean of its two neighbours; in GB
+//                               the horizontal neighbour's
+//   corner at a green site      own green; in GB the top left one is the mean of
+//                               itself and the diagonal green
+//
+// With an odd width the last column is treated as if it were an odd column, that
+// is with the site kinds it would have one column further: its colours are
+// mis-assigned, and stay so.
+
+#include "bayer/sample_lines.h"
+
+namespace imgcnv {
+namespace {
+
+using Lines = SampleLines<4>;
+
+// The site kind that the border rules assume at column x.
+bool is_border_color_site(const BayerFrame& frame, size_t y, size_t x) {
+    return frame.is_color_site(y, x == 0 ? 0 : 1);
+}
+
+void put_corner(const BayerFrame& frame, Lines& lines, size_t y, size_t x) {
+    const size_t next_y = y == 0 ? 1 : y - 1;
+    const size_t next_x = x == 0 ? 1 : x - 1;
+    const int own = *lines.at(y, x);
+    const int horizontal = *lines.at(y, next_x);
+    const int vertical = *lines.at(next_y, x);
+    const int diagonal = *lines.at(next_y, next_x);
+    const bool gb = frame.order == BayerOrder::GB;
+
+    if (is_border_color_site(frame, y, x)) {
+        const int green = gb ? horizontal : avg2(vertical, horizontal);
+        put_border_pixel(frame.sink(y), frame.dst(y, x), own, green, diagonal);
+    } else {
+        const int green = gb && y == 0 ? avg2(own, diagonal) : own;
+        put_border_pixel(frame.sink(y), frame.dst(y, x), horizontal, green, vertical);
+    }
+}
+
+void put_side(const BayerFrame& frame, Lines& lines, size_t y, size_t x) {
+    const size_t inside = x == 0 ? 1 : x - 1;
+    const int own = *lines.at(y, x);
+    const int beside = *lines.at(y, inside);
+    if (is_border_color_site(frame, y, x)) {
+        const bool green_from_above = x == 0 && frame.order != BayerOrder::GB;
+        const int green = green_from_above ? *lines.at(y - 1, x) : beside;
+        const int other = avg2(*lines.at(y - 1, inside), *lines.at(y + 1, inside));
+        put_border_pixel(frame.sink(y), frame.dst(y, x), own, green, other);
+    } else {
+        const int other = avg2(*lines.at(y - 1, x), *lines.at(y + 1, x));
+        put_border_pixel(frame.sink(y), frame.dst(y, x), beside, own, other);
+    }
+}
+
+}  // namespace
+
+void demosaic_bilinear(const BayerFrame& frame) {
+    const size_t last_x = frame.width - 1;
+    const size_t last_y = frame.height - 1;
+    const EdgeGreen edge_green = frame.order == BayerOrder::GB ? kGreenFromNextRow : kGreenFromRow;
+    const bool direct = frame.line_format.decode == nullptr;
+    const size_t strip = direct ? frame.width : kStripColumns;
+
+    Lines lines(frame);
+    for (size_t begin = 0; begin < frame.width; begin += strip) {
+        const size_t end = frame.width - begin < strip ? frame.width : begin + strip;
+        lines.begin_strip(begin, end);
+        const size_t x = begin == 0 ? 1 : begin;
+        const size_t interior_end = end < last_x ? end : last_x;
+        const size_t pixels = x < interior_end ? interior_end - x : 0;
+
+        for (size_t y = 0; y <= last_y; ++y) {
+            const bool edge_row = y == 0 || y == last_y;
+            const Phase phase = frame.phase(y, x);
+            const TripleSink sink = frame.sink(y);
+            if (pixels != 0 && edge_row) {
+                frame.kernels->bilinear_edge[edge_green][phase][sink](
+                    lines.at(y, x), lines.at(y == 0 ? 1 : y - 1, x), frame.dst(y, x), pixels);
+            } else if (pixels != 0) {
+                frame.kernels->bilinear[phase][sink](lines.at(y - 1, x), lines.at(y, x),
+                                                     lines.at(y + 1, x), frame.dst(y, x), pixels);
+            }
+            const auto put_border = edge_row ? put_corner : put_side;
+            if (begin == 0) put_border(frame, lines, y, 0);
+            if (end == frame.width) put_border(frame, lines, y, last_x);
+        }
+    }
+}
+
+}  // namespace imgcnv

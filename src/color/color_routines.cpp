@@ -1,0 +1,91 @@
+// The packed colour routines: which sink, and how a frame is cut into rows.
+
+#include <cstring>
+
+#include "converter/destination.h"
+#include "converter/frame_rows.h"
+#include "converter/img_converter.h"
+#include "simd/cpu_level.h"
+
+using namespace imgcnv;
+
+namespace {
+
+void convert_color_rows(const CImgConverterC& converter, ColorLayout layout, TripleSink sink,
+                        size_t pixels, size_t row_bytes, const uint8_t* src, uint8_t* dst) {
+    const size_t dst_bytes = static_cast<size_t>(bytes_per_pixel(converter.dstFormat));
+    convert_rows({.src = src,
+                  .dst = dst,
+                  .pixels = pixels,
+                  .src_row_bytes = row_bytes,
+                  .src_padding = converter.rowPadding,
+                  .dst_row_bytes = pixels * dst_bytes,
+                  .rows = static_cast<size_t>(converter.height)},
+                 kernels_for_this_cpu().color[layout][sink]);
+}
+
+int convert_triples(const CImgConverterC& converter, tagIMGCNV_EPixelFormat same_order,
+                    const uint8_t* src, uint8_t* dst) {
+    if (dst == nullptr) return IMGCNV_ILLEGAL_PARAM;
+    if (converter.dstFormat == same_order) {
+        // The buffer as it is, row padding included.
+        std::memcpy(dst, src, static_cast<size_t>(ptrdiff_t{converter.dataSize}));
+        return IMGCNV_SUCCESS;
+    }
+    if (converter.width < 1 || converter.height < 1) return IMGCNV_SUCCESS;
+
+    bool destination_has_red_first = true;
+    switch (converter.dstFormat) {
+        case IMGCNV_PIXEL_BGR8_PACKED:
+        case IMGCNV_PIXEL_BGRA8_PACKED:
+            destination_has_red_first = false;
+            break;
+        case IMGCNV_PIXEL_RGB8_PACKED:
+        case IMGCNV_PIXEL_RGBA8_PACKED:
+        case IMGCNV_PIXEL_MONO8:
+            break;
+        default:
+            return IMGCNV_SUCCESS;  // unknown destinations get nothing
+    }
+    const bool source_has_red_first = same_order == IMGCNV_PIXEL_RGB8_PACKED;
+    const TripleSink sink = triple_sink(bytes_per_pixel(converter.dstFormat),
+                                        source_has_red_first == destination_has_red_first);
+    const size_t pixels = static_cast<size_t>(converter.width);
+    convert_color_rows(converter, kTriples, sink, pixels, 3 * pixels, src, dst);
+    return IMGCNV_SUCCESS;
+}
+
+int convert_yuv(const CImgConverterC& converter, ColorLayout layout, size_t group_pixels,
+                size_t group_bytes, const uint8_t* src, uint8_t* dst) {
+    if (dst == nullptr) return IMGCNV_ILLEGAL_PARAM;
+    if (converter.width < 1 || converter.height < 1) return IMGCNV_SUCCESS;
+
+    // Groups are converted whole: the pixels beyond the width shift later rows.
+    const size_t groups = (static_cast<size_t>(converter.width) + group_pixels - 1) / group_pixels;
+    const int bytes = bytes_per_pixel(converter.dstFormat);
+    const TripleSink sink = triple_sink(bytes, bytes == 1 || converter.redOffset == 0);
+    convert_color_rows(converter, layout, sink, groups * group_pixels, groups * group_bytes, src,
+                       dst);
+    return IMGCNV_SUCCESS;
+}
+
+}  // namespace
+
+int CImgConverterC::convertRGB8(unsigned char* src, unsigned char* dst) {
+    return convert_triples(*this, IMGCNV_PIXEL_RGB8_PACKED, src, dst);
+}
+int CImgConverterC::convertBGR8(unsigned char* src, unsigned char* dst) {
+    return convert_triples(*this, IMGCNV_PIXEL_BGR8_PACKED, src, dst);
+}
+int CImgConverterC::convertYUV444P(unsigned char* src, unsigned char* dst) {
+    return convert_yuv(*this, kYuv444, 1, 3, src, dst);
+}
+int CImgConverterC::convertYUV422P(unsigned char* src, unsigned char* dst) {
+    return convert_yuv(*this, kYuv422Uyvy, 2, 4, src, dst);
+}
+int CImgConverterC::convertYUV422P_YUYV(unsigned char* src, unsigned char* dst) {
+    return convert_yuv(*this, kYuv422Yuyv, 2, 4, src, dst);
+}
+int CImgConverterC::convertYUV411P(unsigned char* src, unsigned char* dst) {
+    return convert_yuv(*this, kYuv411, 4, 6, src, dst);
+}

@@ -1,0 +1,40 @@
+// What a destination code asks for.
+#pragma once
+
+#include "imgcnv.h"
+#include "simd/kernel_table.h"
+
+namespace imgcnv {
+
+// 1 for Mono8, 3 for RGB24 and BGR24, 4 for every other code, known or not.
+constexpr int bytes_per_pixel(tagIMGCNV_EPixelFormat dst) {
+    if (dst == IMGCNV_PIXEL_MONO8) return 1;
+    if (dst == IMGCNV_PIXEL_RGB8_PACKED || dst == IMGCNV_PIXEL_BGR8_PACKED) return 3;
+    return 4;
+}
+
+constexpr GreySink grey_sink(tagIMGCNV_EPixelFormat dst) {
+    switch (bytes_per_pixel(dst)) {
+        case 1:
+            return kGrey1;
+        case 3:
+            return kGrey3;
+        default:
+            return kGrey4;
+    }
+}
+
+// The sink for channels of which the first, or the last, is the one that stands
+// at byte 0 of a destination pixel (for one byte a pixel: is red).
+constexpr TripleSink triple_sink(int bytes, bool first_leads) {
+    switch (bytes) {
+        case 1:
+            return first_leads ? kLumaRedFirst : kLumaRedLast;
+        case 3:
+            return first_leads ? kAbc : kCba;
+        default:
+            return first_leads ? kAbc0 : kCba0;
+    }
+}
+
+}  // namespace imgcnv

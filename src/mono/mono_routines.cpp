@@ -1,0 +1,83 @@
+// The monochrome routines: how a frame of each format is cut into rows.
+
+#include "converter/destination.h"
+#include "converter/frame_rows.h"
+#include "converter/img_converter.h"
+#include "converter/wrapping.h"
+#include "simd/cpu_level.h"
+
+using namespace imgcnv;
+
+namespace {
+
+// Formats whose rows begin on whole bytes and may be padded.
+int convert_raster(const CImgConverterC& converter, MonoLayout layout, const uint8_t* src,
+                   uint8_t* dst) {
+    if (dst == nullptr) return IMGCNV_ILLEGAL_PARAM;
+    if (converter.width < 1 || converter.height < 1) return IMGCNV_SUCCESS;
+
+    size_t pixels = static_cast<size_t>(converter.width);
+    size_t row_bytes = pixels;
+    if (layout == kPacked) {
+        // Only whole pairs: the last pixel of an odd row is neither read nor
+        // written, and output rows are one pixel shorter.
+        pixels &= ~size_t{1};
+        row_bytes = pixels / 2 * 3;
+    } else if (layout != kBytes) {
+        row_bytes = 2 * pixels;
+    }
+    const size_t dst_bytes = static_cast<size_t>(bytes_per_pixel(converter.dstFormat));
+    convert_rows({.src = src,
+                  .dst = dst,
+                  .pixels = pixels,
+                  .src_row_bytes = row_bytes,
+                  .src_padding = converter.rowPadding,
+                  .dst_row_bytes = pixels * dst_bytes,
+                  .rows = static_cast<size_t>(converter.height)},
+                 kernels_for_this_cpu().mono[layout][grey_sink(converter.dstFormat)]);
+    return IMGCNV_SUCCESS;
+}
+
+}  // namespace
+
+// One bit stream without row alignment. A last partial byte is left unconverted,
+// and the picture is always one byte a pixel.
+int CImgConverterC::convertMono1P(unsigned char* src, unsigned char* dst) {
+    if (dst == nullptr) return IMGCNV_ILLEGAL_PARAM;
+    const int bytes = wrapping_mul(height, width) >> 3;
+    if (bytes > 0) kernels_for_this_cpu().mono[kBits1][kGrey1](src, dst, 8 * size_t(bytes));
+    return IMGCNV_SUCCESS;
+}
+
+// One nibble stream without row alignment, exactly width x height pixels.
+int CImgConverterC::convertMono4P(unsigned char* src, unsigned char* dst) {
+    if (dst == nullptr) return IMGCNV_ILLEGAL_PARAM;
+    const size_t pixels = static_cast<uint32_t>(wrapping_mul(width, height));
+    const size_t paired = pixels & ~size_t{1};
+    const GreySink sink = grey_sink(dstFormat);
+    kernels_for_this_cpu().mono[kNibbles][sink](src, dst, paired);
+    if (paired != pixels) {
+        const size_t dst_bytes = static_cast<size_t>(bytes_per_pixel(dstFormat));
+        kPlainKernels.mono[kNibbles][sink](src + paired / 2, dst + paired * dst_bytes, 1);
+    }
+    return IMGCNV_SUCCESS;
+}
+
+int CImgConverterC::convertMono8(unsigned char* src, unsigned char* dst) {
+    return convert_raster(*this, kBytes, src, dst);
+}
+int CImgConverterC::convertMono10(unsigned char* src, unsigned char* dst) {
+    return convert_raster(*this, kWords10, src, dst);
+}
+int CImgConverterC::convertMono10P(unsigned char* src, unsigned char* dst) {
+    return convert_raster(*this, kPacked, src, dst);
+}
+int CImgConverterC::convertMono12(unsigned char* src, unsigned char* dst) {
+    return convert_raster(*this, kWords12, src, dst);
+}
+int CImgConverterC::convertMono12P(unsigned char* src, unsigned char* dst) {
+    return convert_raster(*this, kPacked, src, dst);
+}
+int CImgConverterC::convertMono16(unsigned char* src, unsigned char* dst) {
+    return convert_raster(*this, kWords16, src, dst);
+}

@@ -1,0 +1,108 @@
+// The row kernels of one instruction-set level.
+//
+// A level is one constant table of these functions. The routines in src/mono,
+// src/color and src/bayer walk a frame and call them; they are the same for
+// every level. Plain C types only: this header is seen by files compiled for
+// other instruction sets.
+#pragma once
+
+#include <stddef.h>
+#include <stdint.h>
+
+namespace imgcnv {
+
+// How monochrome samples lie in memory, and how they become 8 bits.
+enum MonoLayout : int {
+    kBits1,    // 8 pixels a byte, first in bit 0: 0x00 or 0xFF
+    kNibbles,  // 2 pixels a byte, first in bits 0..3: value x 16
+    kBytes,    // 1 byte a pixel
+    kWords10,  // 16-bit little-endian words: bits 2..9
+    kWords12,  // bits 4..11
+    kWords16,  // bits 8..15
+    kPacked,   // 2 pixels in 3 bytes, 10 or 12 bits: bytes 0 and 2
+    kMonoLayouts
+};
+
+// Bytes a pixel that a grey value is spread over: g; g g g; g g g 0.
+enum GreySink : int { kGrey1, kGrey3, kGrey4, kGreySinks };
+
+enum ColorLayout : int {
+    kTriples,     // three bytes a pixel, R G B or B G R
+    kYuv444,      // U Y V
+    kYuv422Uyvy,  // U Y0 V Y1
+    kYuv422Yuyv,  // Y0 U Y1 V
+    kYuv411,      // U Y0 Y1 V Y2 Y3
+    kColorLayouts
+};
+
+// What becomes of three channels (a, b, c). b is always green; a is the red one
+// or the blue one, which is all that tells RGB from BGR, and a red row of a
+// mosaic from a blue one.
+enum TripleSink : int {
+    kLumaRedFirst,  // grey, a = red
+    kLumaRedLast,   // grey, c = red
+    kAbc,           // a b c
+    kCba,           // c b a
+    kAbc0,          // a b c 0
+    kCba0,          // c b a 0
+    kTripleSinks
+};
+
+// Which site the first pixel of a mosaic row (or of a part of it) is.
+enum Phase : int { kColorFirst, kGreenFirst, kPhases };
+
+// Where a colour site on the top or bottom row takes its green from.
+enum EdgeGreen : int { kGreenFromRow, kGreenFromNextRow, kEdgeGreens };
+
+// Converts `pixels` pixels that lie one after the other. Layouts with several
+// pixels in a group take a whole number of groups.
+using RowKernel = void (*)(const uint8_t* src, uint8_t* dst, size_t pixels);
+
+// Two mosaic rows of `pixels` (even) samples into two output rows. a is the
+// colour of the even row, c that of the odd row; the phase is the even row's.
+using NearestKernel = void (*)(const uint8_t* even, const uint8_t* odd, uint8_t* dst_even,
+                               uint8_t* dst_odd, size_t pixels);
+
+// One output row of a mosaic from lines of 8-bit samples. Each line pointer
+// points at the first pixel; one sample on either side of the `pixels` is read.
+// a is the row's own colour, c the other one.
+using BilinearKernel = void (*)(const uint8_t* above, const uint8_t* line, const uint8_t* below,
+                                uint8_t* dst, size_t pixels);
+
+// The same for the top and bottom row; next is the row inside the frame.
+using BilinearEdgeKernel = void (*)(const uint8_t* line, const uint8_t* next, uint8_t* dst,
+                                    size_t pixels);
+
+// Adaptive green of one row: lines[0..4] are rows y-2..y+2; two samples on
+// either side are read of lines[2], none of the others.
+using AdaptiveGreenKernel = void (*)(const uint8_t* const lines[5], uint8_t* green, size_t pixels);
+
+// Adaptive colour of one row from rows y-1, y, y+1 of samples and of green; one
+// sample on either side is read.
+using AdaptiveColorKernel = void (*)(const uint8_t* const lines[3], const uint8_t* const green[3],
+                                     uint8_t* dst, size_t pixels);
+
+// A quarter turn of one-byte or three-byte pixels: source pixel (x, y) goes to
+// dst[x * column_step + y * row_step] (steps in bytes, either may be negative).
+struct TurnGeometry {
+    size_t width;
+    size_t height;
+};
+using TurnKernel = void (*)(const uint8_t* src, uint8_t* dst, TurnGeometry source);
+
+struct KernelTable {
+    const char* name;
+    RowKernel mono[kMonoLayouts][kGreySinks];
+    RowKernel color[kColorLayouts][kTripleSinks];
+    NearestKernel nearest[kPhases][kTripleSinks];
+    BilinearKernel bilinear[kPhases][kTripleSinks];
+    BilinearEdgeKernel bilinear_edge[kEdgeGreens][kPhases][kTripleSinks];
+    AdaptiveGreenKernel adaptive_green[kPhases];
+    AdaptiveColorKernel adaptive_color[kPhases][kTripleSinks];
+    RowKernel reverse1;  // pixels in reverse order, 1 byte each
+    RowKernel reverse3;  // 3 bytes each
+    TurnKernel turn90_1, turn90_3;
+    TurnKernel turn270_1, turn270_3;
+};
+
+}  // namespace imgcnv

@@ -1,0 +1,64 @@
+#include "tests/support/forced_level.h"
+
+#include <atomic>
+#include <cstdio>
+#include <cstdlib>
+
+#include "simd/cpu_level.h"
+
+namespace imgcnv {
+namespace {
+
+struct Level {
+    std::string_view name;
+    const KernelTable* table;
+    bool (*runs_here)();
+};
+
+const Level kLevels[] = {
+    {"plain", &kPlainKernels, [] { return true; }},
+};
+
+std::atomic<const KernelTable*> forced = nullptr;
+
+const Level* find(std::string_view name) {
+    for (const Level& level : kLevels) {
+        if (level.name == name) return &level;
+    }
+    return nullptr;
+}
+
+}  // namespace
+
+const KernelTable& kernels_for_this_cpu() {
+    if (const KernelTable* table = forced.load(std::memory_order_relaxed)) return *table;
+    const KernelTable* best = nullptr;
+    for (const Level& level : kLevels) {
+        if (level.runs_here()) best = level.table;
+    }
+    return *best;
+}
+
+namespace testing {
+
+std::span<const std::string_view> level_names() {
+    static const std::string_view names[] = {"plain"};
+    return names;
+}
+
+bool level_available(std::string_view name) {
+    const Level* level = find(name);
+    return level != nullptr && level->runs_here();
+}
+
+void force_level(std::string_view name) {
+    if (!level_available(name)) {
+        std::fprintf(stderr, "level %.*s is not available on this CPU\n",
+                     static_cast<int>(name.size()), name.data());
+        std::abort();
+    }
+    forced = find(name)->table;
+}
+
+}  // namespace testing
+}  // namespace imgcnv
