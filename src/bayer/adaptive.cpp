@@ -107,8 +107,11 @@ class AdaptiveStrip {
     }
 
     AdaptiveLines lines_at(size_t y, size_t x) {
-        return {{sample(y - 1, x), sample(y, x), sample(y + 1, x)},
-                {green(y - 1, x), green(y, x), green(y + 1, x)}};
+        // The first and the last row have one neighbour; their averages are along the row.
+        const size_t above = y == 0 ? y : y - 1;
+        const size_t below = y == last_y_ ? y : y + 1;
+        return {{sample(above, x), sample(y, x), sample(below, x)},
+                {green(above, x), green(y, x), green(below, x)}};
     }
 
     void put_pixels(size_t y, size_t from, size_t to) {
