@@ -1,0 +1,19 @@
+# cmake -DBUILD=... -DPREFIX=... -DCONFIG=... -P install_and_move.cmake
+# Installs into an empty PREFIX by way of another name, so that what depends on the prefix of the
+# installation is found out.
+file(REMOVE_RECURSE ${PREFIX} ${PREFIX}-at-install)
+execute_process(
+  COMMAND ${CMAKE_COMMAND} --install ${BUILD} --config ${CONFIG} --prefix ${PREFIX}-at-install
+  OUTPUT_QUIET COMMAND_ERROR_IS_FATAL ANY)
+file(RENAME ${PREFIX}-at-install ${PREFIX})
+
+file(GLOB_RECURSE texts ${PREFIX}/*.cmake ${PREFIX}/*.pc)
+foreach(text IN LISTS texts)
+  file(STRINGS ${text} hits REGEX "-at-install|${BUILD}")
+  if(hits)
+    message(FATAL_ERROR "${text} is tied to the place it was made at: ${hits}")
+  endif()
+endforeach()
+if(NOT texts)
+  message(FATAL_ERROR "no CMake or pkg-config files in ${PREFIX}")
+endif()
