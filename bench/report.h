@@ -1,0 +1,27 @@
+// The reports of imgcnv_bench that are no list of single benchmarks.
+#pragma once
+
+#include <regex>
+#include <string>
+#include <vector>
+
+#include "frames.h"
+#include "measure.h"
+
+namespace imgcnv::bench {
+
+struct Options {
+    std::regex filter{""};
+    std::vector<std::string> levels;  // those to measure
+    std::string content = "noise";
+    Effort effort;
+    bool all = false;      // also conversions without a target
+    bool minimum = false;  // instead of the median
+    std::vector<Size> sizes;
+};
+
+// One line a conversion and size: the bare pass, every level, the ratio of the
+// best level to the bare pass, its target and whether it is met.
+void print_table(const Options& options);
+
+}  // namespace imgcnv::bench
