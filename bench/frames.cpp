@@ -100,7 +100,7 @@ int bayer_sample(const SourceFormat& format, Rgb p, int x, int y) {
 }
 
 // Points in ascending order, every other pixel.
-void put_points(const Content&, Size size, uint8_t* bytes, size_t count) {
+void put_points(Size size, uint8_t* bytes, size_t count) {
     for (size_t i = 0; i < count; i += 4) {
         const size_t pixel = i / 2 % (static_cast<size_t>(size.width) * size.height);
         const size_t place = (pixel / size.width + 1) << 12 | (pixel % size.width + 1);
@@ -147,24 +147,22 @@ Content Content::named(const std::string& name) {
         }
     }
     if (path.empty()) {
-        content.tile_ = {640, 480};
-        content.pixels_.reset(new Rgb[640 * 480]);
-        paint_synthetic(content.pixels_.get(), content.tile_);
-        content.description_ = "synthetic photograph (smooth shading, edges, little noise)";
-        return content;
+        const Size size{640, 480};
+        std::shared_ptr<Rgb[]> pixels(new Rgb[640 * 480]);
+        paint_synthetic(pixels.get(), size);
+        return of("synthetic photograph (smooth shading, edges, little noise)", size, pixels);
     }
-    content.pixels_ = read_png(path, content.tile_);
-    content.description_ =
-        "photograph " + std::filesystem::path(path).filename().string() + ", mirrored to size";
-    return content;
+    Size size{};
+    std::shared_ptr<Rgb[]> pixels = read_png(path, size);
+    const std::string file = std::filesystem::path(path).filename().string();
+    return of("photograph " + file + ", mirrored to size", size, std::move(pixels));
 }
 
-Content Content::flat(Rgb color) {
+Content Content::of(std::string description, Size tile, std::shared_ptr<Rgb[]> pixels) {
     Content content;
-    content.tile_ = {1, 1};
-    content.pixels_.reset(new Rgb[1]{color});
-    content.description_ = "all (" + std::to_string(color.red) + ", " +
-                           std::to_string(color.green) + ", " + std::to_string(color.blue) + ")";
+    content.description_ = std::move(description);
+    content.tile_ = tile;
+    content.pixels_ = std::move(pixels);
     return content;
 }
 
@@ -178,7 +176,7 @@ Rgb Content::at(int x, int y) const {
 
 void Content::fill(const SourceFormat& format, Size size, int padding, uint8_t* bytes,
                    size_t count) const {
-    if (format.code == IMGCNV_PIXEL_MONO1C) return put_points(*this, size, bytes, count);
+    if (format.code == IMGCNV_PIXEL_MONO1C) return put_points(size, bytes, count);
     std::mt19937 random(1);
     if (tile_.width == 0) {
         size_t i = 0;

@@ -4,7 +4,6 @@
 #include <cstddef>
 #include <cstdint>
 #include <memory>
-#include <optional>
 #include <string>
 
 #include "conversions.h"
@@ -36,7 +35,8 @@ class Content {
     // "noise": random bytes. "photo": the photograph of the samples, or a
     // synthetic one where there is none. Anything else: a PNG file.
     static Content named(const std::string& name);
-    static Content flat(Rgb color);
+    // These pixels, mirrored to the size of a frame.
+    static Content of(std::string description, Size tile, std::shared_ptr<Rgb[]> pixels);
 
     // What it is, for the head of a report.
     const std::string& description() const { return description_; }

@@ -16,9 +16,10 @@ using namespace imgcnv::bench;
 namespace {
 
 constexpr const char* kUsage =
-    "usage: imgcnv_bench [--table] [OPTION]... [--benchmark_...]\n"
+    "usage: imgcnv_bench [--table | --worst] [OPTION]... [--benchmark_...]\n"
     "  --table            one line a conversion and size, with ratios and targets\n"
-    "                     (without: single benchmarks, for Google Benchmark's own options)\n"
+    "  --worst            hard frames against easy ones, cost of a call\n"
+    "                     (neither: single benchmarks, for Google Benchmark's own options)\n"
     "  --filter REGEX     of \"CONVERSION WIDTHxHEIGHT\", e.g. 'Bayer.*bilinear 640x'\n"
     "  --level NAME       only this level; may be given again\n"
     "  --size WxH         only this size, any size; may be given again\n"
@@ -76,7 +77,7 @@ void register_benchmarks(const Options& options) {
 }  // namespace
 
 int main(int argc, char** argv) {
-    enum { kSingle, kTable } report = kSingle;
+    enum { kSingle, kTable, kWorst } report = kSingle;
     Options options;
     std::vector<char*> rest = {argv[0]};
     // Repeated and interleaved unless told otherwise.
@@ -93,6 +94,8 @@ int main(int argc, char** argv) {
         };
         if (arg == "--table") {
             report = kTable;
+        } else if (arg == "--worst") {
+            report = kWorst;
         } else if (arg == "--filter") {
             const char* pattern = value();
             try {
@@ -142,6 +145,9 @@ int main(int argc, char** argv) {
     switch (report) {
         case kTable:
             print_table(options);
+            break;
+        case kWorst:
+            print_worst_cases(options);
             break;
         case kSingle:
             register_benchmarks(options);

@@ -24,4 +24,8 @@ struct Options {
 // best level to the bare pass, its target and whether it is met.
 void print_table(const Options& options);
 
+// Frames that are harder than they look against easy ones, the cost of a call,
+// and of the one-shot functions.
+void print_worst_cases(const Options& options);
+
 }  // namespace imgcnv::bench
