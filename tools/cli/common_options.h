@@ -1,0 +1,21 @@
+#pragma once
+
+#include "convert/convert_options.h"
+
+#include <CLI/CLI.hpp>
+#include <string>
+#include <vector>
+
+namespace tool {
+
+/// --format, --size, --padding, --stride and --skip, as every subcommand that reads frames has
+/// them.
+void addSourceOptions(CLI::App& command, SourceOptions& options);
+void addQuiet(CLI::App& command);
+
+// What an option takes, in its help and when it is parsed.
+void oneOf(CLI::Option* option, const std::vector<std::string>& values);
+void inRange(CLI::Option* option, long least, long most);
+void atLeast(CLI::Option* option, long least);
+
+}  // namespace tool

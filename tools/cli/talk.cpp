@@ -1,0 +1,98 @@
+#include "cli/talk.h"
+
+#include <unistd.h>
+#include <cstdio>
+#include <cstdlib>
+#include <mutex>
+
+namespace tool {
+namespace {
+
+std::mutex talking;
+bool quietly = false;
+bool statusShown = false;
+
+bool onTerminal() {
+    static const bool terminal = isatty(STDERR_FILENO) == 1;
+    return terminal;
+}
+
+bool inColor() {
+    const char* noColor = std::getenv("NO_COLOR");
+    const char* terminal = std::getenv("TERM");
+    return onTerminal() && (noColor == nullptr || *noColor == '\0') && terminal != nullptr &&
+           std::string_view(terminal) != "dumb";
+}
+
+void say(std::string_view label, std::string_view color, std::string_view text) {
+    const std::lock_guard lock(talking);
+    std::string line;
+    if (statusShown) line += "\r\033[K";
+    statusShown = false;
+    line += "imgcnv: ";
+    if (inColor()) line += color;
+    line += label;
+    if (inColor()) line += "\033[0m";
+    line += text;
+    line += '\n';
+    std::fwrite(line.data(), 1, line.size(), stderr);
+}
+
+/// Bytes of the UTF-8 sequence at the start of the text; 0 when it is malformed.
+std::size_t sequenceLength(std::string_view text) {
+    const auto lead = static_cast<unsigned char>(text[0]);
+    const std::size_t length = lead < 0x80                   ? 1
+                               : lead >= 0xC2 && lead < 0xE0 ? 2
+                               : lead >= 0xE0 && lead < 0xF0 ? 3
+                               : lead >= 0xF0 && lead < 0xF5 ? 4
+                                                             : 0;
+    if (length > text.size()) return 0;
+    for (std::size_t i = 1; i < length; ++i)
+        if ((static_cast<unsigned char>(text[i]) & 0xC0) != 0x80) return 0;
+    return length;
+}
+
+}  // namespace
+
+void setQuiet(bool quiet) { quietly = quiet; }
+bool isQuiet() { return quietly; }
+
+void sayError(std::string_view text) { say("error: ", "\033[1;31m", text); }
+
+void sayNote(std::string_view text) {
+    if (!quietly) say("", "", text);
+}
+
+bool statusVisible() { return onTerminal() && !quietly; }
+
+void showStatus(std::string_view text) {
+    if (!statusVisible()) return;
+    const std::lock_guard lock(talking);
+    statusShown = !text.empty();
+    std::fprintf(stderr, "\r\033[K%.*s", static_cast<int>(text.size()), text.data());
+    std::fflush(stderr);
+}
+
+std::string jsonString(std::string_view text) {
+    std::string out = "\"";
+    while (!text.empty()) {
+        const auto length = sequenceLength(text);
+        const char c = text[0];
+        if (length == 0) {
+            out += "\\ufffd";
+        } else if (c == '"' || c == '\\') {
+            out += '\\';
+            out += c;
+        } else if (static_cast<unsigned char>(c) < 0x20) {
+            char escape[7];
+            std::snprintf(escape, sizeof escape, "\\u%04x", c);
+            out += escape;
+        } else {
+            out += text.substr(0, length);
+        }
+        text.remove_prefix(length == 0 ? 1 : length);
+    }
+    return out + '"';
+}
+
+}  // namespace tool

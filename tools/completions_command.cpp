@@ -1,0 +1,4 @@
+#include "commands.h"
+namespace tool {
+void addCompletions(CLI::App&) {}
+}  // namespace tool

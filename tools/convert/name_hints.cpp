@@ -1,0 +1,43 @@
+#include "convert/name_hints.h"
+
+#include <charconv>
+#include <string>
+#include <vector>
+
+namespace tool {
+
+std::optional<std::pair<std::int64_t, std::int64_t>> parseSize(std::string_view text) {
+    std::int64_t width = 0;
+    std::int64_t height = 0;
+    const char* const end = text.data() + text.size();
+    const auto first = std::from_chars(text.data(), end, width);
+    if (first.ec != std::errc() || first.ptr == end || (*first.ptr != 'x' && *first.ptr != 'X'))
+        return std::nullopt;
+    const auto second = std::from_chars(first.ptr + 1, end, height);
+    if (second.ec != std::errc() || second.ptr != end) return std::nullopt;
+    return std::pair{width, height};
+}
+
+NameHints hintsInName(std::string_view path) {
+    path.remove_prefix(path.rfind('/') + 1);
+    path = path.substr(0, path.rfind('.'));
+    std::vector<std::string_view> parts;
+    while (!path.empty()) {
+        const auto end = std::min(path.find_first_of("_-. +,()[]"), path.size());
+        if (end > 0) parts.push_back(path.substr(0, end));
+        path.remove_prefix(std::min(end + 1, path.size()));
+    }
+    NameHints hints;
+    for (const auto part : parts)
+        if (const auto size = parseSize(part)) hints.size = size;
+    // Names may contain underscores themselves: the longest run of parts that is one wins.
+    for (std::size_t length = 4; length > 0 && hints.format == nullptr; --length)
+        for (std::size_t at = 0; at + length <= parts.size() && hints.format == nullptr; ++at) {
+            std::string name;
+            for (std::size_t i = at; i < at + length; ++i) name += parts[i];
+            hints.format = findFormat(name);
+        }
+    return hints;
+}
+
+}  // namespace tool

@@ -1,0 +1,23 @@
+#pragma once
+
+#include "formats/format.h"
+
+#include <cstdint>
+#include <optional>
+#include <string_view>
+#include <utility>
+
+namespace tool {
+
+struct NameHints {
+    std::optional<std::pair<std::int64_t, std::int64_t>> size;
+    const SourceFormat* format = nullptr;
+};
+
+/// Size and format as people write them into file names: cap_1920x1080_BayerRG8.raw
+NameHints hintsInName(std::string_view path);
+
+/// "640x480"; absent when it is not that.
+std::optional<std::pair<std::int64_t, std::int64_t>> parseSize(std::string_view text);
+
+}  // namespace tool

@@ -1,0 +1,124 @@
+#include "convert/output_plan.h"
+
+#include "errors.h"
+
+#include <filesystem>
+#include <map>
+#include <regex>
+
+namespace tool {
+namespace {
+
+namespace fs = std::filesystem;
+
+const std::regex kNumberField("%0?([0-9]?)d");
+
+bool isSame(const std::string& output, const std::string& input) {
+    std::error_code ignored;
+    return fs::equivalent(output, input, ignored);
+}
+
+}  // namespace
+
+OutputPlan::OutputPlan(const ConvertOptions& options, std::optional<std::int64_t> frames)
+    : options_(options) {
+    const auto& output = options.output;
+    const bool several =
+        frames ? *frames > 1 : options.frames.several() || options.inputs.size() > 1;
+
+    const auto ending = fs::path(output).extension().string();
+    auto kind = fileKindNamed(options.outputFormat);
+    if (!options.outputFormat.empty()) {
+        if (!kind)
+            throw UsageError("--output-format " + options.outputFormat +
+                             ": expected png, pnm, tiff, bmp or raw");
+        ending_ = "." + options.outputFormat;
+    }
+
+    const bool toFolder =
+        !output.empty() && output != "-" && (output.ends_with('/') || fs::is_directory(output));
+    if (toFolder) {
+        folder_ = output;
+    } else if (output == "-") {
+        single_ = output;
+    } else if (!output.empty()) {
+        if (!kind && !ending.empty()) kind = fileKindNamed(ending);
+        if (!kind)
+            throw UsageError(
+                "-o " + output +
+                ": the ending says no kind of file\n  expected .png, .pnm, .pgm, .ppm, "
+                ".tiff, .tif, .bmp or .raw, a folder ending with /, or "
+                "--output-format");
+        if (output.find('%') != std::string::npos)
+            checkPattern(output);
+        else
+            single_ = output;
+    } else {
+        for (const auto& input : options.inputs)
+            if (input == "-") throw UsageError("standard input has no name: give -o OUT");
+    }
+    kind_ = kind.value_or(FileKind::Png);
+
+    if (single_ && several && !canFollow(kind_))
+        throw UsageError(
+            "several pictures do not go into one file of this kind\n  what to do: -o "
+            "name_%04d.png, -o folder/, or raw or PNM");
+    checkNames();
+    if (folder_) {
+        std::error_code error;
+        fs::create_directories(*folder_, error);
+        if (error) throw Failure("cannot create " + *folder_ + ": " + error.message());
+    }
+}
+
+void OutputPlan::checkPattern(const std::string& output) {
+    const auto fields = std::distance(
+        std::sregex_iterator(output.begin(), output.end(), kNumberField), std::sregex_iterator());
+    const auto percents = std::count(output.begin(), output.end(), '%');
+    if (fields != 1 || percents != 1)
+        throw UsageError("-o " + output +
+                         ": expected one number field such as %04d, and no other "
+                         "% sign");
+    pattern_ = output;
+}
+
+void OutputPlan::checkNames() const {
+    std::map<std::string, std::string> taken;
+    for (std::size_t i = 0; i < options_.inputs.size(); ++i) {
+        const auto& input = options_.inputs[i];
+        const auto path = single_ ? *single_ : pathFor(i, options_.frames.first, 0);
+        if (input != "-" && path != "-" && isSame(path, input))
+            throw UsageError(input + " would be replaced by its own picture: give another -o");
+        if (single_ || pattern_) continue;
+        const auto [other, fresh] = taken.emplace(path, input);
+        if (!fresh)
+            throw UsageError(input + " and " + other->second + " would both become " + path +
+                             "\n  what to do: -o name_%04d.png");
+    }
+}
+
+std::string OutputPlan::folderPath(std::size_t input, std::int64_t frame) const {
+    const auto& name = options_.inputs[input];
+    const fs::path source = name == "-" ? "stdin" : name;
+    auto file = source.stem().string();
+    if (options_.frames.several()) {
+        auto digits = std::to_string(frame);
+        if (digits.size() < 4) digits.insert(0, 4 - digits.size(), '0');
+        file += "_" + digits;
+    }
+    return ((folder_ ? fs::path(*folder_) : source.parent_path()) / (file + ending_)).string();
+}
+
+std::string OutputPlan::pathFor(std::size_t input, std::int64_t frame,
+                                std::int64_t sequence) const {
+    if (single_) return *single_;
+    if (!pattern_) return folderPath(input, frame);
+    std::smatch field;
+    std::regex_search(*pattern_, field, kNumberField);
+    auto digits = std::to_string(options_.inputs.size() == 1 ? frame : sequence);
+    const std::size_t width = field[1].length() != 0 ? std::stoul(field[1]) : 0;
+    if (digits.size() < width) digits.insert(0, width - digits.size(), '0');
+    return field.prefix().str() + digits + field.suffix().str();
+}
+
+}  // namespace tool

@@ -1,0 +1,218 @@
+#include "cli/talk.h"
+#include "convert/convert_options.h"
+#include "convert/frame_feed.h"
+#include "convert/output_plan.h"
+#include "convert/progress.h"
+#include "errors.h"
+#include "io/output_file.h"
+#include "picture/encode.h"
+
+#include <algorithm>
+#include <atomic>
+#include <condition_variable>
+#include <new>
+#include <optional>
+#include <thread>
+#include <utility>
+
+namespace tool {
+namespace {
+
+/// Lets the workers write to one file in the order of the frames.
+class OrderedFile {
+  public:
+    explicit OrderedFile(const std::string& path) : file_(path) {}
+
+    void write(std::int64_t sequence, const EncodedFile* picture) {
+        std::unique_lock lock(lock_);
+        turn_.wait(lock, [&] { return next_ == sequence; });
+        // Whoever fails leaves its turn to the next all the same.
+        struct Leave {
+            OrderedFile& file;
+            ~Leave() {
+                ++file.next_;
+                file.turn_.notify_all();
+            }
+        } leave{*this};
+        if (picture == nullptr || broken_) return;
+        broken_ = true;
+        file_.write(picture->head);
+        file_.write(picture->body);
+        broken_ = false;
+    }
+
+    void commit() { file_.commit(); }
+
+  private:
+    OutputFile file_;
+    std::mutex lock_;
+    std::condition_variable turn_;
+    std::int64_t next_ = 0;
+    bool broken_ = false;
+};
+
+class Conversion {
+  public:
+    explicit Conversion(const ConvertOptions& options)
+        : options_(options),
+          feed_(options),
+          expected_(feed_.expectedFrames()),
+          plan_(options, expected_),
+          progress_(expected_) {
+        if (options.json && plan_.single() == "-")
+            throw UsageError("--json and -o - both write to standard output");
+        for (const auto& input : options.inputs) checkShape(options.source.shapeFor(input));
+        if (plan_.single()) ordered_.emplace(*plan_.single());
+    }
+
+    int run() {
+        int workers = options_.workers > 0
+                          ? options_.workers
+                          : std::max(1, static_cast<int>(std::thread::hardware_concurrency()));
+        if (expected_) workers = static_cast<int>(std::clamp<std::int64_t>(*expected_, 1, workers));
+        std::vector<std::thread> others;
+        for (int i = 1; i < workers; ++i) others.emplace_back([this] { work(); });
+        work();
+        for (auto& other : others) other.join();
+        finish(workers);
+        return failures_ == 0 ? kExitFine : kExitFailed;
+    }
+
+  private:
+    IMGCNV_EPixelFormat kindFor(const FrameShape& shape) const {
+        const auto asked = options_.to.value_or(shape.format->isGrey() ? IMGCNV_PIXEL_MONO8
+                                                                       : IMGCNV_PIXEL_RGB8_PACKED);
+        return storedKind(plan_.kind(), asked);
+    }
+
+    /// What cannot work for any data is said before anything is read or written.
+    void checkShape(const FrameShape& shape) const {
+        kindFor(shape);
+        if (shape.format->layout == Layout::Points && options_.frames.given)
+            throw UsageError("--frames: a Mono1C list is one frame, as long as its file");
+    }
+
+    void work() {
+        std::vector<std::uint8_t> buffer;
+        std::optional<FrameConverter> converter;
+        FrameShape shape;
+        EncodedFile encoded;
+        while (!stopped_) {
+            FrameJob job;
+            StageTimes times;
+            bool owesTurn = false;  // others wait until this frame is written or given up
+            try {
+                auto start = Clock::now();
+                const auto lap = [&start] {
+                    const auto begun = std::exchange(start, Clock::now());
+                    return std::chrono::duration<double>(start - begun).count();
+                };
+                if (!feed_.next(job, buffer)) return;
+                owesTurn = ordered_.has_value();
+                if (!job.fault.empty()) throw Failure(job.fault);
+                times.read = lap();
+                if (!converter || shape != job.shape) {
+                    converter.reset();
+                    shape = job.shape;
+                    converter.emplace(shape, kindFor(shape), options_.demosaic, options_.turn);
+                }
+                const auto picture = convert(*converter, job);
+                times.convert = lap();
+                encode(picture, plan_.kind(), options_.pngLevel, encoded);
+                times.encode = lap();
+                write(job, encoded, picture, owesTurn);
+                times.write = lap();
+                times.frames = 1;
+                times.bytesIn = static_cast<std::int64_t>(job.bytes.size());
+                times.bytesOut = static_cast<std::int64_t>(encoded.bytes());
+                progress_.add(times);
+                continue;
+            } catch (const std::bad_alloc&) {
+                fail("not enough memory");
+            } catch (const std::exception& error) {
+                fail(error.what());
+            }
+            if (owesTurn) ordered_->write(job.sequence, nullptr);
+        }
+    }
+
+    Picture convert(FrameConverter& converter, const FrameJob& job) const {
+        try {
+            return converter.convert(job.bytes);
+        } catch (const Failure& failure) {
+            throw Failure(options_.inputs[job.input] + ": " + failure.what());
+        }
+    }
+
+    void write(const FrameJob& job, const EncodedFile& encoded, const Picture& picture,
+               bool& owesTurn) {
+        const auto path = plan_.pathFor(job.input, job.frame, job.sequence);
+        try {
+            if (ordered_) {
+                owesTurn = false;
+                ordered_->write(job.sequence, &encoded);
+            } else {
+                OutputFile file(path);
+                file.write(encoded.head);
+                file.write(encoded.body);
+                file.commit();
+            }
+        } catch (const Failure&) {
+            stopped_ = true;  // a full disk or a closed pipe will not get better
+            throw;
+        }
+        if (options_.json) report(job, path, picture);
+    }
+
+    void report(const FrameJob& job, const std::string& path, const Picture& picture) {
+        const auto line = "{\"input\": " + jsonString(options_.inputs[job.input]) +
+                          ", \"frame\": " + std::to_string(job.frame) + ", \"format\": \"" +
+                          std::string(job.shape.format->name) +
+                          "\", \"output\": " + jsonString(path) +
+                          ", \"width\": " + std::to_string(picture.width) +
+                          ", \"height\": " + std::to_string(picture.height) + "}\n";
+        std::fwrite(line.data(), 1, line.size(), stdout);
+    }
+
+    void fail(const std::string& text) {
+        ++failures_;
+        sayError(text);
+    }
+
+    void finish(int workers) {
+        const auto total = progress_.total();
+        showStatus("");
+        try {
+            // A file that lacks a frame is not left behind.
+            if (ordered_ && (failures_ == 0 || plan_.single() == "-")) ordered_->commit();
+        } catch (const std::exception& error) {
+            fail(error.what());
+        }
+        const auto seconds = std::max(progress_.seconds(), 1e-9);
+        if (options_.json && options_.stats)
+            std::printf("{\"stats\": %s}\n", statsJson(total, seconds, workers).c_str());
+        else if (options_.stats)
+            std::fprintf(stderr, "%s\n", statsText(total, seconds, workers).c_str());
+        if (failures_ > 1)
+            sayNote(std::to_string(failures_) + " failures, " + std::to_string(total.frames) +
+                    " pictures written");
+    }
+
+    const ConvertOptions& options_;
+    FrameFeed feed_;
+    std::optional<std::int64_t> expected_;
+    OutputPlan plan_;
+    Progress progress_;
+    std::optional<OrderedFile> ordered_;
+    std::atomic<bool> stopped_ = false;
+    std::atomic<int> failures_ = 0;
+};
+
+}  // namespace
+
+int runConvert(const ConvertOptions& options) {
+    Conversion conversion(options);
+    return conversion.run();
+}
+
+}  // namespace tool

@@ -1,0 +1,78 @@
+#pragma once
+
+#include "frame/frame_shape.h"
+#include "picture/picture.h"
+
+#include <memory>
+#include <span>
+#include <vector>
+
+namespace tool {
+
+enum class Flip { None, Horizontal, Vertical };
+
+struct Turn {
+    int degrees = 0;  ///< clockwise: 0, 90, 180, 270
+    Flip flip = Flip::None;
+
+    explicit operator bool() const { return degrees != 0 || flip != Flip::None; }
+};
+
+/// Converts frames of one shape to complete pictures of exactly width x height pixels.
+///
+/// The library leaves some geometries partly unwritten, shifted or padded. Such frames are
+/// rearranged before or after, so that every pixel of the picture comes from the library and from
+/// its place:
+///
+///   Bayer, odd width      each row gets one more column, a copy of the one two before it, which
+///                         has the same colour; the column is cut off the result
+///   Bayer, odd height     the extra row is cut off
+///   Bayer GR              read from the second row on, where it is a BG mosaic: one row less
+///   packed mono, odd      each row is completed to a whole group, the extra pixel cut off
+///   YUV, broken groups    converted as the whole groups the rows hold, the rest cut off
+///   Mono1p, Mono4p        as rows of whole bytes when a stride is given; the stream of Mono1p is
+///                         read to a whole byte
+///   RGB8, BGR8            row padding is removed first where the library would copy it along
+///   Mono1p, Mono1C        become grey first and colour then
+///
+/// One converter serves one thread.
+class FrameConverter {
+  public:
+    FrameConverter(const FrameShape& shape, IMGCNV_EPixelFormat kind,
+                   IMGCNV_EBayerDemosaic demosaic, Turn turn);
+    ~FrameConverter();
+    FrameConverter(const FrameConverter&) = delete;
+    FrameConverter& operator=(const FrameConverter&) = delete;
+
+    /// `frame` holds shape.frameBytes() bytes, a list of points of any length for Mono1C. The
+    /// picture lives until the next call. Throws Failure.
+    Picture convert(std::span<std::uint8_t> frame);
+
+  private:
+    void planSource();
+    void open();
+    std::uint8_t* arrange(std::span<std::uint8_t> frame);
+    std::int64_t checkedPointBytes(std::span<const std::uint8_t> frame) const;
+    void crop();
+    void turn();
+    void expand();
+
+    FrameShape shape_;
+    IMGCNV_EPixelFormat kind_;       ///< of the picture
+    IMGCNV_EPixelFormat firstKind_;  ///< of the first conversion
+    IMGCNV_EBayerDemosaic demosaic_;
+    Turn turn_;
+
+    std::int64_t skippedBytes_ = 0;  ///< the first row of GR frames
+    std::int64_t pictureRows_ = 0;
+    std::int64_t arrangedRow_ = 0;   ///< bytes of a rearranged row; 0: the frame serves as it is
+    std::int64_t writtenWidth_ = 0;  ///< pixels a row, as the library writes them
+    std::int64_t writtenRows_ = 0;
+
+    IMGCNV_SOpenParam param_{};
+    IMGCNV_HANDLE handle_ = nullptr;
+    std::vector<std::uint8_t> arranged_, pixels_, spare_;
+    Picture picture_;
+};
+
+}  // namespace tool

@@ -1,0 +1,80 @@
+#include "io/input_file.h"
+
+#include "errors.h"
+
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <unistd.h>
+#include <algorithm>
+#include <cerrno>
+#include <cstring>
+#include <vector>
+
+namespace tool {
+
+InputFile::InputFile(const std::string& path) : name_(path == "-" ? "standard input" : path) {
+    descriptor_ = path == "-" ? STDIN_FILENO : open(path.c_str(), O_RDONLY | O_CLOEXEC);
+    if (descriptor_ < 0) fail("cannot open");
+    struct stat status {};
+    if (fstat(descriptor_, &status) != 0) fail("cannot read");
+    if (S_ISDIR(status.st_mode)) {
+        errno = EISDIR;
+        fail("cannot read");
+    }
+    // Standard input may be a file somebody has read the beginning of: it is a stream all the same.
+    if (S_ISREG(status.st_mode) && path != "-") size_ = status.st_size;
+}
+
+InputFile::~InputFile() {
+    if (descriptor_ > STDIN_FILENO) close(descriptor_);
+}
+
+void InputFile::fail(const char* doing) const {
+    throw Failure(std::string(doing) + " " + name_ + ": " + std::strerror(errno));
+}
+
+std::size_t InputFile::readAt(std::int64_t offset, std::span<std::uint8_t> into) const {
+    std::size_t done = 0;
+    while (done < into.size()) {
+        const auto count = pread(descriptor_, into.data() + done, into.size() - done,
+                                 offset + static_cast<std::int64_t>(done));
+        if (count < 0 && errno == EINTR) continue;
+        if (count < 0) fail("cannot read");
+        if (count == 0) break;
+        done += static_cast<std::size_t>(count);
+    }
+    return done;
+}
+
+std::size_t InputFile::readOn(std::span<std::uint8_t> into) const {
+    std::size_t done = 0;
+    while (done < into.size()) {
+        const auto count = read(descriptor_, into.data() + done, into.size() - done);
+        if (count < 0 && errno == EINTR) continue;
+        if (count < 0) fail("cannot read");
+        if (count == 0) break;
+        done += static_cast<std::size_t>(count);
+    }
+    return done;
+}
+
+bool InputFile::skip(std::int64_t bytes) const {
+    std::vector<std::uint8_t> sink(
+        static_cast<std::size_t>(std::min<std::int64_t>(bytes, 1 << 16)));
+    while (bytes > 0) {
+        const auto part = std::min<std::int64_t>(bytes, static_cast<std::int64_t>(sink.size()));
+        const auto count = readOn(std::span(sink).first(static_cast<std::size_t>(part)));
+        bytes -= static_cast<std::int64_t>(count);
+        if (count < static_cast<std::size_t>(part)) return false;
+    }
+    return true;
+}
+
+std::optional<std::int64_t> regularFileSize(const std::string& path) {
+    struct stat status {};
+    if (path == "-" || stat(path.c_str(), &status) != 0 || !S_ISREG(status.st_mode))
+        return std::nullopt;
+    return status.st_size;
+}
+
+}  // namespace tool

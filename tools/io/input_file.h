@@ -1,0 +1,42 @@
+#pragma once
+
+#include <cstdint>
+#include <optional>
+#include <span>
+#include <string>
+
+namespace tool {
+
+/// A raw dump, by name; "-" is standard input. Regular files are read at any place by any thread,
+/// everything else in order. Throws Failure.
+class InputFile {
+  public:
+    explicit InputFile(const std::string& path);
+    ~InputFile();
+    InputFile(const InputFile&) = delete;
+    InputFile& operator=(const InputFile&) = delete;
+
+    /// Bytes of a regular file; absent for streams.
+    std::optional<std::int64_t> size() const { return size_; }
+
+    /// Reads as much as there is, up to the span; says how much that was.
+    std::size_t readAt(std::int64_t offset, std::span<std::uint8_t> into) const;
+    std::size_t readOn(std::span<std::uint8_t> into) const;
+    /// Reads past `bytes` bytes of a stream; false when it ends before.
+    bool skip(std::int64_t bytes) const;
+
+    /// For messages.
+    const std::string& name() const { return name_; }
+
+  private:
+    [[noreturn]] void fail(const char* doing) const;
+
+    std::string name_;
+    int descriptor_ = -1;
+    std::optional<std::int64_t> size_;
+};
+
+/// The size of a regular file without opening it; absent for all else.
+std::optional<std::int64_t> regularFileSize(const std::string& path);
+
+}  // namespace tool

@@ -1,0 +1,65 @@
+#include "cli/talk.h"
+#include "commands.h"
+#include "errors.h"
+#include "imgcnv.h"
+#include "io/output_file.h"
+
+#include <CLI/CLI.hpp>
+#include <cstdio>
+#include <new>
+#include <string>
+
+namespace {
+
+std::string version() {
+    return "imgcnv " + std::to_string(IMGCNV_VERSION_MAJOR) + "." +
+           std::to_string(IMGCNV_VERSION_MINOR) + "." + std::to_string(IMGCNV_VERSION_PATCH);
+}
+
+int run(int argc, char** argv) {
+    CLI::App app("Raw machine-vision frames to pictures.", "imgcnv");
+    app.set_version_flag("--version", version());
+    app.require_subcommand(1);
+    app.get_formatter()->column_width(34);
+    tool::addConvert(app);
+    tool::addPack(app);
+    tool::addFormats(app);
+    tool::addCompletions(app);
+    try {
+        app.parse(argc, argv);
+    } catch (const CLI::Success& success) {
+        return app.exit(success);
+    } catch (const CLI::ParseError& error) {
+        tool::sayError(error.what());
+        tool::sayNote("--help lists what there is");
+        return tool::kExitUsage;
+    }
+    return tool::kExitFine;
+}
+
+}  // namespace
+
+int main(int argc, char** argv) {
+    tool::removeHiddenFilesOnSignals();
+    int code = tool::kExitFine;
+    try {
+        code = run(argc, argv);
+    } catch (const tool::ExitRequest& request) {
+        code = request.code;
+    } catch (const tool::UsageError& error) {
+        tool::sayError(error.what());
+        return tool::kExitUsage;
+    } catch (const std::bad_alloc&) {
+        tool::sayError("not enough memory");
+        return tool::kExitFailed;
+    } catch (const std::exception& error) {
+        tool::sayError(error.what());
+        return tool::kExitFailed;
+    }
+    // Text that a full disk or a closed pipe has swallowed is a failure, too.
+    if (std::fflush(stdout) != 0 || std::ferror(stdout) != 0) {
+        tool::sayError("cannot write standard output");
+        return tool::kExitFailed;
+    }
+    return code;
+}

@@ -1,0 +1,41 @@
+#pragma once
+
+#include "picture/picture.h"
+
+#include <cstdint>
+#include <optional>
+#include <span>
+#include <string_view>
+#include <vector>
+
+namespace tool {
+
+enum class FileKind { Png, Pnm, Tiff, Bmp, Raw };
+
+/// By the ending of a file name or the name of a kind ("png"); absent when it is neither.
+std::optional<FileKind> fileKindNamed(std::string_view endingOrName);
+
+/// The destination format whose bytes the file kind stores, for the one that was asked for: RGB and
+/// BGR are the same picture in a file, BMP stores BGR. Throws UsageError for PNM with alpha.
+IMGCNV_EPixelFormat storedKind(FileKind file, IMGCNV_EPixelFormat asked);
+
+/// Whether several pictures may follow each other in one file.
+constexpr bool canFollow(FileKind file) { return file == FileKind::Raw || file == FileKind::Pnm; }
+
+/// A picture file in memory: head, then body. The body of raw and PNM files is the picture itself.
+struct EncodedFile {
+    std::vector<std::uint8_t> head;
+    std::span<const std::uint8_t> body;
+
+    std::size_t bytes() const { return head.size() + body.size(); }
+};
+
+/// Encodes the picture, whose kind must be storedKind(file). Alpha becomes opaque, in place, in
+/// every kind but raw. Throws Failure.
+void encode(Picture picture, FileKind file, int pngLevel, EncodedFile& out);
+
+void encodePng(const Picture& picture, int level, std::vector<std::uint8_t>& out);
+void encodeTiff(const Picture& picture, std::vector<std::uint8_t>& out);
+void encodeBmp(const Picture& picture, std::vector<std::uint8_t>& out);
+
+}  // namespace tool
