@@ -1,0 +1,233 @@
+"""From geometry and format to calls of the C library that give a whole picture.
+
+The C functions leave some cases to their caller: extra rows, widths that are no
+multiple of a group, pixels that stay unwritten. A `Stage` is one C call together
+with what makes its result complete; `plan` chooses one or two of them.
+"""
+
+from __future__ import annotations
+
+from typing import Any, Callable, Dict, List, Literal, Optional
+
+import numpy as np
+from numpy.typing import NDArray
+
+from . import _native
+from ._buffers import Bytes, address
+from ._formats import LARGEST_SIZE, PixelFormat
+from ._points import checked_points
+
+To = Literal["mono8", "rgb24", "bgr24", "rgba32", "bgra32"]
+Demosaic = Literal["nearest", "bilinear", "adaptive"]
+Picture = Bytes  # (rows, columns, bytes a pixel)
+
+DESTINATIONS: Dict[str, PixelFormat] = {
+    "mono8": PixelFormat.MONO8,
+    "rgb24": PixelFormat.RGB8_PACKED,
+    "bgr24": PixelFormat.BGR8_PACKED,
+    "rgba32": PixelFormat.RGBA8_PACKED,
+    "bgra32": PixelFormat.BGRA8_PACKED,
+}
+METHODS: Dict[str, int] = {"nearest": 0, "bilinear": 1, "adaptive": 2}
+_GREY = PixelFormat.MONO8
+
+
+class Frame:
+    """Format and geometry of a frame: `height` rows of `width` pixels and `padding` bytes."""
+
+    def __init__(self, format: PixelFormat, width: int, height: int, padding: int = 0) -> None:
+        self.format, self.width, self.height, self.padding = format, width, height, padding
+
+    @property
+    def stride(self) -> int:
+        return self.format.row_bytes(self.width) + self.padding
+
+    def samples(self, data: Bytes, columns: List[int]) -> Bytes:
+        """The upper 8 bits of the Bayer or grey samples of some columns, a copy."""
+        words = self.format.packing == "words"
+        kind: Any = np.uint16 if words else np.uint8
+        rows: NDArray[Any] = np.ndarray(
+            (self.height, self.width), kind, data, strides=(self.stride, 2 if words else 1)
+        )
+        return (rows[:, columns] >> (self.format.bits - 8)).astype(np.uint8, order="C")
+
+
+class Stage:
+    """One call of the C library and what its result lacks.
+
+    The call writes `written_rows` x `written_columns` pixels, of which the picture
+    is the upper left part. `prepare` makes the bytes safe that the call trusts;
+    `finish` fills from the frame what the call does not write.
+    """
+
+    def __init__(
+        self,
+        frame: Frame,
+        to: PixelFormat,
+        method: int = 0,
+        *,
+        written_rows: Optional[int] = None,
+        written_columns: Optional[int] = None,
+        skipped: int = 0,
+        data_size: Optional[int] = None,
+        prepare: Optional[Callable[[Bytes], Bytes]] = None,
+        finish: Optional[Callable[[Bytes, Picture], None]] = None,
+    ) -> None:
+        self.rows, self.columns = frame.height, frame.width
+        self.depth = to.bits_per_pixel // 8
+        self.written_rows = self.rows if written_rows is None else written_rows
+        self.written_columns = self.columns if written_columns is None else written_columns
+        self._prepare, self._finish = prepare, finish
+        self._scratch: Optional[Picture] = None
+        # Bayer rows are as long as the data size says: it comes from the geometry,
+        # not from the buffer, whose last row may lack its padding.
+        if data_size is None:
+            data_size = frame.format.frame_bytes(frame.width, frame.height, frame.padding)
+        self._record = _native.OpenParam(
+            frame.width, frame.height, frame.padding + skipped, 0, data_size, frame.format
+        )
+        self._to, self._method = to, method
+        self._handle = 0
+
+    @property
+    def is_one_call(self) -> bool:
+        """Whether the call alone fills a picture that has memory for `written_rows`."""
+        return not (self._prepare or self._finish) and self.written_columns == self.columns
+
+    @property
+    def handle(self) -> int:
+        if not self._handle:
+            self._handle = _native.open(self._record, self._to, self._method)
+        return self._handle
+
+    def close(self) -> None:
+        handle, self._handle = self._handle, 0
+        if handle:
+            _native.close(handle)
+
+    def __del__(self) -> None:
+        self.close()
+
+    def run(self, data: Bytes, picture: Picture, room: int) -> None:
+        """Convert `data` to `picture`, which has memory for `room` rows."""
+        fits = self.written_columns == self.columns and self.written_rows <= room
+        target = picture if fits else self._borrow_scratch()
+        source = self._prepare(data) if self._prepare else data
+        _native.check(_native.convert(self.handle, address(source), address(target)))
+        if not fits:
+            columns = min(self.columns, self.written_columns)
+            picture[:, :columns] = target[: self.rows, :columns]
+        if self._finish:
+            self._finish(data, picture)
+
+    def _borrow_scratch(self) -> Picture:
+        if self._scratch is None:
+            shape = (self.written_rows, self.written_columns, self.depth)
+            self._scratch = np.empty(shape, np.uint8)
+        return self._scratch
+
+
+def plan(frame: Frame, to: PixelFormat, method: int) -> List[Stage]:
+    """The stages that make a picture of a frame, each reading what the one before wrote."""
+    format, width, height = frame.format, frame.width, frame.height
+    if format.packing in ("bits", "points"):
+        # The C functions write a byte a pixel whatever the destination.
+        plane = _points(frame) if format.packing == "points" else _bits(frame)
+        return [plane] if to == _GREY else [plane, Stage(Frame(_GREY, width, height), to)]
+    if format.is_bayer and width == 1:
+        # One column holds two colours at most, and the C function writes none of
+        # it. It becomes grey, as a single row does.
+        frame = _as_grey(frame)
+    elif format.is_bayer and height > 1:
+        if not _is_odd_packed(frame):
+            return [_bayer(frame, to, method)]
+        # The C function would lose the last column: take the upper 8 bits out,
+        # which is all that a conversion uses, then demosaic those.
+        eight_bits = Frame(PixelFormat[f"BAYER_{format.order}8"], width, height)
+        return [_odd_packed(_as_grey(frame), _GREY), _bayer(eight_bits, to, method)]
+    elif format.is_bayer:
+        return [Stage(frame, to)]
+    if _is_odd_packed(frame):
+        return [_odd_packed(frame, to)]
+    if frame.format == to:
+        # RGB to RGB copies the whole buffer, padding included. As grey rows of
+        # three times the width it loses the padding.
+        row = frame.format.row_bytes(width)
+        return [Stage(Frame(_GREY, row, height, frame.padding), _GREY)]
+    group = frame.format.group
+    return [Stage(frame, to, written_columns=-(-width // group) * group)]
+
+
+def _as_grey(frame: Frame) -> Frame:
+    """A Bayer frame seen as the grey format with the same memory layout."""
+    packed = "_PACKED" if frame.format.packing == "packed" else ""
+    grey = PixelFormat[f"MONO{frame.format.bits}{packed}"]
+    return Frame(grey, frame.width, frame.height, frame.padding)
+
+
+def _is_odd_packed(frame: Frame) -> bool:
+    return frame.format.packing == "packed" and frame.width % 2 == 1
+
+
+def _points(frame: Frame) -> Stage:
+    """Mono1C to grey. The list that the C function gets is a checked copy with an end."""
+    width, height = frame.width, frame.height
+    return Stage(
+        frame, _GREY, data_size=LARGEST_SIZE, prepare=lambda data: checked_points(data, width, height)
+    )
+
+
+def _bits(frame: Frame) -> Stage:
+    """Mono1p to grey. The C function stops before a byte that is not used up."""
+    pixels = frame.width * frame.height
+    left_over = pixels % 8
+
+    def last_bits(data: Bytes, picture: Picture) -> None:
+        bits = np.unpackbits(data[pixels // 8 :], bitorder="little")
+        picture.reshape(-1)[pixels - left_over :] = bits[:left_over] * 255
+
+    return Stage(frame, _GREY, finish=last_bits if left_over else None)
+
+
+def _odd_packed(frame: Frame, to: PixelFormat) -> Stage:
+    """Mono10Packed or Mono12Packed with an odd width.
+
+    The C function reads and writes whole pairs: the 2 bytes of a row's last pixel
+    are padding to it, and its rows are one pixel short.
+    """
+
+    def last_column(data: Bytes, picture: Picture) -> None:
+        column: Bytes = np.ndarray(
+            (frame.height, 1), np.uint8, data, 3 * (frame.width // 2), (frame.stride, 1)
+        )
+        picture[:, -1] = column
+
+    return Stage(frame, to, written_columns=frame.width - 1, skipped=2, finish=last_column)
+
+
+def _bayer(frame: Frame, to: PixelFormat, method: int) -> Stage:
+    """A mosaic of 2 x 2 and more samples, of any layout but packed with an odd width.
+
+    An odd height is written with an extra row. The last column of an odd width is
+    partly unwritten (nearest, adaptive) or has its colours in the wrong channels
+    (bilinear): it is made from a strip in which the mosaic goes on as its own
+    mirror image, the way the C library itself completes an odd height.
+    """
+    strip_width, edge = 8, 4  # wide enough for neighbours two samples away
+
+    def last_column(data: Bytes, picture: Picture) -> None:
+        period = 2 * (frame.width - 1)
+        steps = (abs(frame.width - 1 + step) % period for step in range(-edge, strip_width - edge))
+        columns = [min(step, period - step) for step in steps]
+        strip = Frame(PixelFormat[f"BAYER_{frame.format.order}8"], strip_width, frame.height)
+        result = np.empty((frame.height, strip_width, picture.shape[2]), np.uint8)
+        _bayer(strip, to, method).run(frame.samples(data, columns), result, frame.height)
+        picture[:, -1] = result[:, edge]
+
+    return Stage(
+        frame,
+        to,
+        method,
+        written_rows=frame.height + frame.height % 2,
+        finish=last_column if frame.width % 2 else None,
+    )
