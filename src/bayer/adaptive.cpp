@@ -106,10 +106,11 @@ class AdaptiveStrip {
         return f_.order == BayerOrder::BG ? y >= 1 && y + 2 <= last_y_ : y >= 2 && y < last_y_;
     }
 
+    // At the top and bottom row a pixel only looks at its own row; the line
+    // beyond the frame then stands for itself.
     AdaptiveLines lines_at(size_t y, size_t x) {
-        // The first and the last row have one neighbour; their averages are along the row.
-        const size_t above = y == 0 ? y : y - 1;
-        const size_t below = y == last_y_ ? y : y + 1;
+        const size_t above = y == 0 ? 0 : y - 1;
+        const size_t below = y == last_y_ ? last_y_ : y + 1;
         return {{sample(above, x), sample(y, x), sample(below, x)},
                 {green(above, x), green(y, x), green(below, x)}};
     }

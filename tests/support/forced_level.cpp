@@ -17,6 +17,13 @@ struct Level {
 
 const Level kLevels[] = {
     {"plain", &kPlainKernels, [] { return true; }},
+    {"sse4", &kSse4Kernels, [] { return __builtin_cpu_supports("sse4.1") != 0; }},
+    {"avx2", &kAvx2Kernels, [] { return __builtin_cpu_supports("avx2") != 0; }},
+    {"avx512", &kAvx512Kernels,
+     [] {
+         return __builtin_cpu_supports("avx512vbmi") && __builtin_cpu_supports("avx512bw") &&
+                __builtin_cpu_supports("avx512vl") && __builtin_cpu_supports("avx512dq");
+     }},
 };
 
 std::atomic<const KernelTable*> forced = nullptr;
@@ -42,7 +49,7 @@ const KernelTable& kernels_for_this_cpu() {
 namespace testing {
 
 std::span<const std::string_view> level_names() {
-    static const std::string_view names[] = {"plain"};
+    static const std::string_view names[] = {"plain", "sse4", "avx2", "avx512"};
     return names;
 }
 

@@ -1,0 +1,128 @@
+// Mirrors and quarter turns, the vector bodies.
+//
+// A quarter turn is a transposition with the rows of the source (90 degrees) or
+// of the destination (270) taken from the bottom. It goes tile by tile: a tile's
+// rows are read, transposed in registers and written as rows. Edges that are no
+// whole tile are covered by tiles that overlap the one before; pictures smaller
+// than a tile go pixel by pixel.
+#pragma once
+
+#include <stddef.h>
+#include <stdint.h>
+#include <string.h>
+
+#include "simd/kernel_table.h"
+
+namespace imgcnv {
+
+template <class V, size_t kPixelBytes>
+inline void reverse_block(const uint8_t* src, uint8_t* dst) {
+    if constexpr (kPixelBytes == 1) {
+        V::store(dst, V::reverse(V::load(src)));
+    } else {
+        typename V::Reg a, b, c;
+        V::load3(src, a, b, c);
+        V::store3(dst, V::reverse(a), V::reverse(b), V::reverse(c));
+    }
+}
+
+template <class V, size_t kPixelBytes>
+void reverse_row(const uint8_t* src, uint8_t* dst, size_t pixels) {
+    constexpr size_t kPixels = V::kBytes;
+    if (pixels < kPixels) {
+        for (size_t i = 0; i < pixels; ++i) {
+            memcpy(dst + i * kPixelBytes, src + (pixels - 1 - i) * kPixelBytes, kPixelBytes);
+        }
+        return;
+    }
+    const size_t last = pixels - kPixels;
+    for (size_t i = 0; i < last; i += kPixels) {
+        reverse_block<V, kPixelBytes>(src + (last - i) * kPixelBytes, dst + i * kPixelBytes);
+    }
+    reverse_block<V, kPixelBytes>(src, dst + last * kPixelBytes);
+}
+
+// 16 columns of V::kBytes rows: every 128-bit lane transposes 16x16 bytes.
+template <class V>
+inline void transpose_bytes(const uint8_t* src, ptrdiff_t src_step, uint8_t* dst,
+                            ptrdiff_t dst_step) {
+    typename V::Reg rows[16], mixed[16];
+    for (ptrdiff_t i = 0; i < 16; ++i) {
+        rows[i] = V::load_lanes(src + i * src_step, 16 * src_step);
+    }
+    // Interleaving row i with row i + 8 rotates the 8-bit number (row, column)
+    // by one bit; four times exchange row and column.
+    const auto interleave = [](const typename V::Reg* from, typename V::Reg* to) {
+        for (size_t i = 0; i < 8; ++i) {
+            to[2 * i] = V::unpack_lo8(from[i], from[i + 8]);
+            to[2 * i + 1] = V::unpack_hi8(from[i], from[i + 8]);
+        }
+    };
+    interleave(rows, mixed);
+    interleave(mixed, rows);
+    interleave(rows, mixed);
+    interleave(mixed, rows);
+    for (ptrdiff_t i = 0; i < 16; ++i) V::store(dst + i * dst_step, rows[i]);
+}
+
+template <class V, size_t kPixelBytes>
+struct TurnTile {
+    static constexpr size_t kColumns = 16, kRows = V::kBytes;
+    static void run(const uint8_t* src, ptrdiff_t src_step, uint8_t* dst, ptrdiff_t dst_step) {
+        transpose_bytes<V>(src, src_step, dst, dst_step);
+    }
+};
+
+template <class V>
+struct TurnTile<V, 3> {
+    static constexpr size_t kColumns = V::kBytes / 4, kRows = V::kBytes / 4;
+    static void run(const uint8_t* src, ptrdiff_t src_step, uint8_t* dst, ptrdiff_t dst_step) {
+        V::transpose3(src, src_step, dst, dst_step);
+    }
+};
+
+// dst[x][y] = src[y][x] for `width` columns and `height` rows.
+template <class V, size_t kPixelBytes>
+inline void transpose(const uint8_t* src, ptrdiff_t src_step, uint8_t* dst, ptrdiff_t dst_step,
+                      size_t width, size_t height) {
+    using Tile = TurnTile<V, kPixelBytes>;
+    if (width < Tile::kColumns || height < Tile::kRows) {
+        for (size_t x = 0; x < width; ++x) {
+            for (size_t y = 0; y < height; ++y) {
+                memcpy(dst + static_cast<ptrdiff_t>(x) * dst_step + y * kPixelBytes,
+                       src + static_cast<ptrdiff_t>(y) * src_step + x * kPixelBytes, kPixelBytes);
+            }
+        }
+        return;
+    }
+    // 64 columns at a time, so that a cache line of the source is used up while
+    // it is near; within them along the destination's rows.
+    constexpr size_t kStrip = 64;
+    for (size_t strip = 0; strip < width; strip += kStrip) {
+        const size_t strip_end = strip + kStrip < width ? strip + kStrip : width;
+        for (size_t y = 0; y < height; y += Tile::kRows) {
+            const size_t top = y + Tile::kRows <= height ? y : height - Tile::kRows;
+            for (size_t x = strip; x < strip_end; x += Tile::kColumns) {
+                const size_t left = x + Tile::kColumns <= width ? x : width - Tile::kColumns;
+                Tile::run(
+                    src + static_cast<ptrdiff_t>(top) * src_step + left * kPixelBytes, src_step,
+                    dst + static_cast<ptrdiff_t>(left) * dst_step + top * kPixelBytes, dst_step);
+            }
+        }
+    }
+}
+
+template <class V, size_t kPixelBytes, bool kClockwise>
+void turn(const uint8_t* src, uint8_t* dst, TurnGeometry source) {
+    const ptrdiff_t src_step = static_cast<ptrdiff_t>(source.width * kPixelBytes);
+    const ptrdiff_t dst_step = static_cast<ptrdiff_t>(source.height * kPixelBytes);
+    if constexpr (kClockwise) {
+        const uint8_t* last_row = src + static_cast<ptrdiff_t>(source.height - 1) * src_step;
+        transpose<V, kPixelBytes>(last_row, -src_step, dst, dst_step, source.width, source.height);
+    } else {
+        uint8_t* last_row = dst + static_cast<ptrdiff_t>(source.width - 1) * dst_step;
+        transpose<V, kPixelBytes>(src, src_step, last_row, -dst_step, source.width, source.height);
+    }
+}
+
+}  // namespace imgcnv

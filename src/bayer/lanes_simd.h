@@ -1,0 +1,36 @@
+// Lines of a mosaic as 16-bit lanes: a lane is a pair of pixels, the first in its
+// low byte. Sums of samples stay exact in 16 bits, and one shift divides and puts
+// the byte in its place.
+#pragma once
+
+#include <stddef.h>
+#include <stdint.h>
+
+#include "simd/kernel_table.h"
+
+namespace imgcnv {
+
+template <class V>
+struct Lanes {
+    using Reg = typename V::Reg;
+
+    // The low (first) and the high (second) bytes as 16-bit values.
+    static Reg first(Reg pairs) { return V::and_(pairs, V::set16(0x00FF)); }
+    static Reg second(Reg pairs) { return V::template shr16<8>(pairs); }
+    static Reg first(const uint8_t* p) { return first(V::load(p)); }
+    static Reg second(const uint8_t* p) { return second(V::load(p)); }
+
+    // Low bytes of `first`, high bytes of `second`.
+    static Reg merged(Reg first, Reg second) {
+        return V::bit_select(V::set16(0x00FF), first, second);
+    }
+    // `value` (0..255 in 16 bits) as the byte of the colour or of the green site
+    // of every pair, `other` for the other one.
+    template <bool kIntoFirst>
+    static Reg with_byte(Reg other, Reg value) {
+        return kIntoFirst ? merged(value, other) : merged(other, V::template shl16<8>(value));
+    }
+    static Reg clamped(Reg value) { return V::min16(V::max16(value, V::zero()), V::set16(255)); }
+};
+
+}  // namespace imgcnv

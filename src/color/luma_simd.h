@@ -1,0 +1,75 @@
+// Grey from colour in integers, equal to the truncated double sum for every one
+// of the 2^24 colours.
+//
+// With t = 299 R + 587 G + 114 B the double sum truncates to floor(t / 1000)
+// unless t is a multiple of 1000 (a tie): then rounding in the double sum may
+// leave it just below the integer, t / 1000 - 1. In 16 bits:
+//
+//   d1 = 37 R + 73 G + 14 B   (<= 31620)
+//   d2 =  3 R +  3 G +  2 B   (<= 2040)      t = 8 d1 + d2
+//   u  = d1 + floor(d2 / 8) = floor(t / 8)   floor(t / 1000) = floor(u / 125)
+//                                            = (u x 33555) >> 22
+//
+// The low 16 bits of t and of 1000 floor(t / 1000) are equal for ties only.
+// Which ties come out lower follows no simple rule. All greys R = G = B are ties,
+// and common in pictures (black, white): a table of 256 bits tells. Blocks with
+// any other tie, one colour in 1000, are computed again in doubles.
+#pragma once
+
+#include "simd/permutation.h"
+
+namespace imgcnv {
+
+// A block of one colour, or of few, can be all ties; doubles at once are then
+// the shortest way.
+// The 65 greys g whose double sum falls below g.
+consteval ByteTable<32> lower_greys() {
+    return byte_table<32>([](size_t i) {
+        unsigned bits = 0;
+        for (unsigned bit = 0; bit < 8; ++bit) {
+            const int grey = static_cast<int>(8 * i + bit);
+            const double sum = (0.299 * grey + 0.587 * grey) + 0.114 * grey;
+            if (static_cast<int>(sum) != grey) bits |= 1u << bit;
+        }
+        return bits;
+    });
+}
+alignas(32) inline constexpr ByteTable<32> kLowerGreys = lower_greys();
+
+template <class V>
+__attribute__((noinline)) typename V::Reg luma_of_ties(typename V::Reg r, typename V::Reg g,
+                                                       typename V::Reg b, typename V::Reg quotient,
+                                                       typename V::Reg tie) {
+    const auto grey = V::and_(V::equal8(r, g), V::equal8(g, b));
+    if (V::any(V::andnot(grey, tie))) return V::luma_in_doubles(r, g, b);
+    // Only greys: 0xFF is -1, so adding the mask subtracts one.
+    return V::sub8(quotient, V::and_(V::and_(tie, V::in_set(kLowerGreys, g)), V::set8(1)));
+}
+
+template <class V>
+inline typename V::Reg luma_of(typename V::Reg r, typename V::Reg g, typename V::Reg b) {
+    using Reg = typename V::Reg;
+    const Reg weights1 = V::set16(73 << 8 | 37);
+    const Reg weights2 = V::set16(3 << 8 | 3);
+    struct Half {
+        Reg quotient, tie_low, t_low;
+    };
+    const auto half = [&](Reg rg, Reg b16) {
+        const Reg d1 = V::add16(V::maddubs(rg, weights1), V::mullo16(b16, V::set16(14)));
+        const Reg d2 = V::add16(V::maddubs(rg, weights2), V::add16(b16, b16));
+        const Reg u = V::add16(d1, V::template shr16<3>(d2));
+        const Reg q = V::template shr16<6>(V::mulhi16u(u, V::set16(33555)));
+        const Reg t = V::add16(V::template shl16<3>(d1), d2);
+        return Half{q, V::mullo16(q, V::set16(1000)), t};
+    };
+    const Half lo = half(V::unpack_lo8(r, g), V::widen_lo(b));
+    const Half hi = half(V::unpack_hi8(r, g), V::widen_hi(b));
+    const Reg quotient = V::pack16(lo.quotient, hi.quotient);
+    const Reg tie = V::equal16_bytes(lo.tie_low, lo.t_low, hi.tie_low, hi.t_low);
+    if (V::any(tie)) [[unlikely]] {
+        return luma_of_ties<V>(r, g, b, quotient, tie);
+    }
+    return quotient;
+}
+
+}  // namespace imgcnv

@@ -1,0 +1,65 @@
+// Monochrome sources, the vector bodies. See mono_plain.h for the layouts.
+#pragma once
+
+#include "simd/kernel_table.h"
+#include "simd/row.h"
+
+namespace imgcnv {
+
+// One register of 8-bit samples.
+template <class V, MonoLayout kLayout>
+inline typename V::Reg load_mono(const uint8_t* p) {
+    if constexpr (kLayout == kBits1) {
+        return V::load_bits(p);
+    } else if constexpr (kLayout == kNibbles) {
+        const auto pair = V::load_widened(p);
+        return V::or_(V::and_(V::template shl16<4>(pair), V::set16(0x00F0)),
+                      V::and_(V::template shl16<8>(pair), V::set16(0xF000)));
+    } else if constexpr (kLayout == kBytes) {
+        return V::load(p);
+    } else if constexpr (kLayout == kWords10) {
+        return V::template load_words<2>(p);
+    } else if constexpr (kLayout == kWords12) {
+        return V::template load_words<4>(p);
+    } else if constexpr (kLayout == kWords16) {
+        return V::template load_words<8>(p);
+    } else {
+        return V::load_packed(p);
+    }
+}
+
+template <class V, GreySink kSink>
+inline void store_grey(uint8_t* p, typename V::Reg grey) {
+    if constexpr (kSink == kGrey1) {
+        V::store(p, grey);
+    } else if constexpr (kSink == kGrey3) {
+        V::store3_grey(p, grey);
+    } else {
+        V::store4(p, grey, grey, grey);
+    }
+}
+
+template <class V, MonoLayout kLayout, GreySink kSink>
+struct MonoBody {
+    static constexpr size_t kBitsPerPixel = kLayout == kBits1     ? 1
+                                            : kLayout == kNibbles ? 4
+                                            : kLayout == kBytes   ? 8
+                                            : kLayout == kPacked  ? 12
+                                                                  : 16;
+    static constexpr size_t kPixels = V::kBytes;
+    static constexpr size_t kInputs = 1, kOutputs = 1, kHalo = 0;
+    static constexpr size_t kGroup = kLayout == kBits1 ? 8 : 2;
+    static constexpr size_t kSrcBytes = kPixels * kBitsPerPixel / 8;
+    static constexpr size_t kDstBytes = kPixels * (kSink == kGrey1 ? 1 : kSink == kGrey3 ? 3 : 4);
+
+    static void block(const uint8_t* const* in, uint8_t* const* out) {
+        store_grey<V, kSink>(out[0], load_mono<V, kLayout>(in[0]));
+    }
+};
+
+template <class V, MonoLayout kLayout, GreySink kSink>
+void mono_row(const uint8_t* src, uint8_t* dst, size_t pixels) {
+    run_row<MonoBody<V, kLayout, kSink>>({{src}, {dst}}, pixels);
+}
+
+}  // namespace imgcnv

@@ -1,0 +1,44 @@
+// Every vector kernel of a level whose vector type is V.
+//
+// A level is a file compiled with the level's flags that includes its vec_*.h
+// and this, and defines its table. Whatever emits code there is a template over
+// V (or a member of it), and only C headers and intrinsics are included: an
+// inline function of the standard library compiled for a newer CPU must not
+// become everybody's copy.
+#pragma once
+
+#include "api/turn_simd.h"
+#include "bayer/adaptive_simd.h"
+#include "bayer/bilinear_simd.h"
+#include "bayer/nearest_simd.h"
+#include "color/color_simd.h"
+#include "mono/mono_simd.h"
+#include "simd/table_of.h"
+
+namespace imgcnv {
+
+template <class V>
+struct VectorBodies {
+    template <MonoLayout kLayout, GreySink kSink>
+    static constexpr RowKernel mono = mono_row<V, kLayout, kSink>;
+    template <ColorLayout kLayout, TripleSink kSink>
+    static constexpr RowKernel color = color_row<V, kLayout, kSink>;
+    template <Phase kPhase, TripleSink kSink>
+    static constexpr NearestKernel nearest = nearest_rows<V, kPhase, kSink>;
+    template <Phase kPhase, TripleSink kSink>
+    static constexpr BilinearKernel bilinear = bilinear_row<V, kPhase, kSink>;
+    template <EdgeGreen kGreen, Phase kPhase, TripleSink kSink>
+    static constexpr BilinearEdgeKernel bilinear_edge = bilinear_edge_row<V, kGreen, kPhase, kSink>;
+    template <Phase kPhase>
+    static constexpr AdaptiveGreenKernel adaptive_green = adaptive_green_row<V, kPhase>;
+    template <Phase kPhase, TripleSink kSink>
+    static constexpr AdaptiveColorKernel adaptive_color = adaptive_color_row<V, kPhase, kSink>;
+    static constexpr RowKernel reverse1 = reverse_row<V, 1>;
+    static constexpr RowKernel reverse3 = reverse_row<V, 3>;
+    static constexpr TurnKernel turn90_1 = turn<V, 1, true>;
+    static constexpr TurnKernel turn90_3 = turn<V, 3, true>;
+    static constexpr TurnKernel turn270_1 = turn<V, 1, false>;
+    static constexpr TurnKernel turn270_3 = turn<V, 3, false>;
+};
+
+}  // namespace imgcnv

@@ -1,0 +1,11 @@
+// The SSE4.1 level.
+
+#include "simd/kernels_simd.h"
+#include "simd/vec_sse4.h"
+
+namespace imgcnv {
+
+extern const KernelTable kSse4Kernels;
+constinit const KernelTable kSse4Kernels = table_of<VectorBodies<Sse4>>("sse4");
+
+}  // namespace imgcnv

@@ -1,0 +1,295 @@
+// The vector type of the AVX-512 level (F, BW, VL, VBMI): 64 bytes.
+#pragma once
+
+#include <immintrin.h>
+
+#include <string.h>
+
+#include "simd/permutation.h"
+
+namespace imgcnv {
+
+struct Avx512 {
+    using Reg = __m512i;
+    using Mask = __mmask32;  // of 16-bit lanes
+    static constexpr size_t kBytes = 64;
+
+    static Reg load(const uint8_t* p) { return _mm512_loadu_si512(p); }
+    static void store(uint8_t* p, Reg x) { _mm512_storeu_si512(p, x); }
+    template <size_t kSize>
+    static Reg table(const ByteTable<kSize>& t) {
+        static_assert(kSize == kBytes);
+        return _mm512_load_si512(t.at);
+    }
+
+    static Reg zero() { return _mm512_setzero_si512(); }
+    static Reg set8(int x) { return _mm512_set1_epi8(static_cast<char>(x)); }
+    static Reg set16(int x) { return _mm512_set1_epi16(static_cast<short>(x)); }
+    static Reg set32(int x) { return _mm512_set1_epi32(x); }
+
+    static Reg and_(Reg a, Reg b) { return _mm512_and_si512(a, b); }
+    static Reg or_(Reg a, Reg b) { return _mm512_or_si512(a, b); }
+    // a where the bits of mask are 1, else b
+    static Reg bit_select(Reg mask, Reg a, Reg b) {
+        return _mm512_ternarylogic_epi64(mask, a, b, 0xCA);
+    }
+
+    static Reg sub8(Reg a, Reg b) { return _mm512_sub_epi8(a, b); }
+    static Reg adds8u(Reg a, Reg b) { return _mm512_adds_epu8(a, b); }
+    static Reg subs8u(Reg a, Reg b) { return _mm512_subs_epu8(a, b); }
+    static Reg add16(Reg a, Reg b) { return _mm512_add_epi16(a, b); }
+    static Reg sub16(Reg a, Reg b) { return _mm512_sub_epi16(a, b); }
+    static Reg mullo16(Reg a, Reg b) { return _mm512_mullo_epi16(a, b); }
+    static Reg mulhi16(Reg a, Reg b) { return _mm512_mulhi_epi16(a, b); }
+    static Reg mulhi16u(Reg a, Reg b) { return _mm512_mulhi_epu16(a, b); }
+    static Reg abs16(Reg a) { return _mm512_abs_epi16(a); }
+    static Reg max16(Reg a, Reg b) { return _mm512_max_epi16(a, b); }
+    static Reg min16(Reg a, Reg b) { return _mm512_min_epi16(a, b); }
+    // unsigned bytes times signed bytes, neighbours added to 16 bits
+    static Reg maddubs(Reg a, Reg b) { return _mm512_maddubs_epi16(a, b); }
+    template <int k>
+    static Reg shl16(Reg a) {
+        return _mm512_slli_epi16(a, k);
+    }
+    template <int k>
+    static Reg shr16(Reg a) {
+        return _mm512_srli_epi16(a, k);
+    }
+    template <int k>
+    static Reg sar16(Reg a) {
+        return _mm512_srai_epi16(a, k);
+    }
+    static Mask greater16(Reg a, Reg b) { return _mm512_cmpgt_epi16_mask(a, b); }
+    static Reg select16(Mask m, Reg a, Reg b) { return _mm512_mask_blend_epi16(m, b, a); }
+
+    // 16-bit lanes, within 128 bits: inverse of one another
+    static Reg widen_lo(Reg a) { return _mm512_unpacklo_epi8(a, zero()); }
+    static Reg widen_hi(Reg a) { return _mm512_unpackhi_epi8(a, zero()); }
+    static Reg pack16(Reg lo, Reg hi) { return _mm512_packus_epi16(lo, hi); }
+    static Reg unpack_lo8(Reg a, Reg b) { return _mm512_unpacklo_epi8(a, b); }
+    static Reg unpack_hi8(Reg a, Reg b) { return _mm512_unpackhi_epi8(a, b); }
+
+    // Exchanges the 16-bit halves of every 32 bits.
+    static Reg swap16(Reg a) { return _mm512_rol_epi32(a, 16); }
+
+    static Reg dup_even(Reg a) {
+        return _mm512_shuffle_epi8(a, table(byte_table<64>([](size_t i) { return i % 16 & ~1u; })));
+    }
+    static Reg dup_odd(Reg a) {
+        return _mm512_shuffle_epi8(a, table(byte_table<64>([](size_t i) { return i % 16 | 1; })));
+    }
+    // Of every 4 bytes, byte 0 (2) four times.
+    static Reg dup4_first(Reg a) {
+        return _mm512_shuffle_epi8(a, table(byte_table<64>([](size_t i) { return i % 16 & ~3u; })));
+    }
+    static Reg dup4_third(Reg a) {
+        return _mm512_shuffle_epi8(
+            a, table(byte_table<64>([](size_t i) { return (i % 16 & ~3u) + 2; })));
+    }
+
+    static Reg reverse(Reg a) {
+        return _mm512_permutexvar_epi8(table(byte_table<64>([](size_t i) { return 63 - i; })), a);
+    }
+
+    // --- sources ----------------------------------------------------------
+
+    // 64 little-endian words, shifted right, low bytes.
+    template <int kShift>
+    static Reg load_words(const uint8_t* p) {
+        if constexpr (kShift == 8) {
+            return narrow<1>(load(p), load(p + 64));
+        } else {
+            return narrow<0>(shr16<kShift>(load(p)), shr16<kShift>(load(p + 64)));
+        }
+    }
+    // Byte kByte of every 16-bit lane of a, then of b.
+    template <int kByte>
+    static Reg narrow(Reg a, Reg b) {
+        return _mm512_permutex2var_epi8(
+            a, table(byte_table<64>([](size_t i) { return 2 * i + kByte; })), b);
+    }
+    static Reg load_packed(const uint8_t* p) {
+        const Reg tail = _mm512_castsi256_si512(_mm256_loadu_si256((const __m256i*)(p + 64)));
+        return _mm512_permutex2var_epi8(
+            load(p), table(byte_table<64>([](size_t i) { return i / 2 * 3 + i % 2 * 2; })), tail);
+    }
+    // 32 bytes as 16-bit lanes.
+    static Reg load_widened(const uint8_t* p) {
+        return _mm512_cvtepu8_epi16(_mm256_loadu_si256((const __m256i*)p));
+    }
+    static Reg load_bits(const uint8_t* p) {
+        __mmask64 bits;
+        memcpy(&bits, p, sizeof bits);
+        return _mm512_movm_epi8(bits);
+    }
+    static void load3(const uint8_t* p, Reg& a, Reg& b, Reg& c) {
+        const Reg v0 = load(p), v1 = load(p + 64), v2 = load(p + 128);
+        const auto pick = [&](const ByteTable<64>& gather, Reg r0, Reg r1, Reg r2) {
+            // r0, r1, r2: the outputs that hold the channel at i mod 3 = 0, 1, 2
+            const Reg mixed =
+                _mm512_mask_blend_epi8(kThird2, _mm512_mask_blend_epi8(kThird1, r0, r1), r2);
+            return _mm512_permutexvar_epi8(table(gather), mixed);
+        };
+        a = pick(Interleave3<64>::gather(0), v0, v2, v1);
+        b = pick(Interleave3<64>::gather(1), v1, v0, v2);
+        c = pick(Interleave3<64>::gather(2), v2, v1, v0);
+    }
+    // Words of 2-pixel groups, in an order that dup2 and narrow undo.
+    static void load_groups2(const uint8_t* p, Reg& lo, Reg& hi) {
+        lo = load(p);
+        hi = load(p + 64);
+    }
+    template <int kByte>
+    static Reg groups2_luma(Reg lo, Reg hi) {
+        return narrow<kByte>(lo, hi);
+    }
+    // Of every two 16-bit lanes the first (second) as bytes 0..255, clamped from
+    // below, once for each of the two pixels.
+    static Reg groups2_first(Reg lo, Reg hi) {
+        return _mm512_permutex2var_epi8(max16(lo, zero()),
+                                        table(byte_table<64>([](size_t i) { return i / 2 * 4; })),
+                                        max16(hi, zero()));
+    }
+    static Reg groups2_second(Reg lo, Reg hi) {
+        return _mm512_permutex2var_epi8(
+            max16(lo, zero()), table(byte_table<64>([](size_t i) { return i / 2 * 4 + 2; })),
+            max16(hi, zero()));
+    }
+    // Groups U Y0 Y1 V Y2 Y3: luma bytes, and U, V as 16-bit lanes.
+    static void load_groups4(const uint8_t* p, Reg& luma, Reg& chroma) {
+        const Reg head = load(p);
+        const Reg tail = _mm512_castsi256_si512(_mm256_loadu_si256((const __m256i*)(p + 64)));
+        luma = _mm512_permutex2var_epi8(
+            head,
+            table(byte_table<64>([](size_t i) { return i / 4 * 6 + 1 + i % 4 + (i % 4 > 1); })),
+            tail);
+        chroma = _mm512_maskz_permutex2var_epi8(
+            0x5555555555555555, head,
+            table(byte_table<64>([](size_t i) { return i / 4 * 6 + (i % 4 == 2 ? 3 : 0); })), tail);
+    }
+
+    // --- sinks ------------------------------------------------------------
+
+    static constexpr __mmask64 kThird1 = 0x2492492492492492;  // i mod 3 == 1
+    static constexpr __mmask64 kThird2 = 0x4924924924924924;  // i mod 3 == 2
+
+    static void store3(uint8_t* p, Reg a, Reg b, Reg c) {
+        a = _mm512_permutexvar_epi8(table(Interleave3<64>::spread(0)), a);
+        b = _mm512_permutexvar_epi8(table(Interleave3<64>::spread(1)), b);
+        c = _mm512_permutexvar_epi8(table(Interleave3<64>::spread(2)), c);
+        const auto mix = [](Reg r0, Reg r1, Reg r2) {
+            return _mm512_mask_blend_epi8(kThird2, _mm512_mask_blend_epi8(kThird1, r0, r1), r2);
+        };
+        store(p, mix(a, b, c));
+        store(p + 64, mix(b, c, a));
+        store(p + 128, mix(c, a, b));
+    }
+    static void store3_grey(uint8_t* p, Reg g) {
+        store(p, _mm512_permutexvar_epi8(table(Interleave3<64>::grey(0)), g));
+        store(p + 64, _mm512_permutexvar_epi8(table(Interleave3<64>::grey(1)), g));
+        store(p + 128, _mm512_permutexvar_epi8(table(Interleave3<64>::grey(2)), g));
+    }
+    // a b c 0
+    static void store4(uint8_t* p, Reg a, Reg b, Reg c) {
+        // Dwords transposed 4x4 first, so that unpacking within 128 bits leaves
+        // every output in order.
+        const Reg order = _mm512_setr_epi32(0, 4, 8, 12, 1, 5, 9, 13, 2, 6, 10, 14, 3, 7, 11, 15);
+        a = _mm512_permutexvar_epi32(order, a);
+        b = _mm512_permutexvar_epi32(order, b);
+        c = _mm512_permutexvar_epi32(order, c);
+        const Reg ab_lo = _mm512_unpacklo_epi8(a, b), ab_hi = _mm512_unpackhi_epi8(a, b);
+        const Reg c_lo = _mm512_unpacklo_epi8(c, zero()), c_hi = _mm512_unpackhi_epi8(c, zero());
+        store(p, _mm512_unpacklo_epi16(ab_lo, c_lo));
+        store(p + 64, _mm512_unpackhi_epi16(ab_lo, c_lo));
+        store(p + 128, _mm512_unpacklo_epi16(ab_hi, c_hi));
+        store(p + 192, _mm512_unpackhi_epi16(ab_hi, c_hi));
+    }
+
+    // --- luma -------------------------------------------------------------
+
+    // Whether any 16-bit lane of a equals b (and the like); masks as bytes.
+    static Reg equal16_bytes(Reg a_lo, Reg b_lo, Reg a_hi, Reg b_hi) {
+        return pack16_masks(_mm512_movm_epi16(_mm512_cmpeq_epi16_mask(a_lo, b_lo)),
+                            _mm512_movm_epi16(_mm512_cmpeq_epi16_mask(a_hi, b_hi)));
+    }
+    static Reg pack16_masks(Reg lo, Reg hi) { return _mm512_packs_epi16(lo, hi); }
+    static bool any(Reg a) { return _mm512_test_epi8_mask(a, a) != 0; }
+    static Reg equal8(Reg a, Reg b) { return _mm512_movm_epi8(_mm512_cmpeq_epi8_mask(a, b)); }
+    static Reg andnot(Reg a, Reg b) { return _mm512_andnot_si512(a, b); }  // ~a & b
+    // 0xFF for every byte value x whose bit is set in the 256-bit table.
+    static Reg in_set(const ByteTable<32>& set, Reg x) {
+        const Reg bytes = _mm512_broadcast_i64x4(_mm256_load_si256((const __m256i*)set.at));
+        const Reg row = _mm512_permutexvar_epi8(and_(shr16<3>(x), set8(0x1F)), bytes);
+        const Reg bit = _mm512_shuffle_epi8(
+            table(byte_table<64>([](size_t i) { return i % 16 < 8 ? 1u << i % 8 : 0; })),
+            and_(x, set8(7)));
+        return _mm512_movm_epi8(_mm512_test_epi8_mask(row, bit));
+    }
+    // The luma in double precision.
+    static Reg luma_in_doubles(Reg r, Reg g, Reg b) {
+        alignas(64) uint8_t in[3][kBytes], out[kBytes];
+        store(in[0], r);
+        store(in[1], g);
+        store(in[2], b);
+        for (size_t i = 0; i < kBytes; i += 8) {
+            const auto doubles = [&](size_t k) {
+                return _mm512_cvtepi32_pd(
+                    _mm256_cvtepu8_epi32(_mm_loadl_epi64((const __m128i*)(in[k] + i))));
+            };
+            const __m512d sum =
+                _mm512_add_pd(_mm512_add_pd(_mm512_mul_pd(doubles(0), _mm512_set1_pd(0.299)),
+                                            _mm512_mul_pd(doubles(1), _mm512_set1_pd(0.587))),
+                              _mm512_mul_pd(doubles(2), _mm512_set1_pd(0.114)));
+            _mm_storel_epi64((__m128i*)(out + i), _mm256_cvtepi32_epi8(_mm512_cvttpd_epi32(sum)));
+        }
+        return load(out);
+    }
+
+    // --- turns ------------------------------------------------------------
+
+    static __m128i load16(const uint8_t* p) { return _mm_loadu_si128((const __m128i*)p); }
+    // One 16-byte piece for every 128-bit lane, `step` bytes apart.
+    static Reg load_lanes(const uint8_t* p, ptrdiff_t step) {
+        const __m256i low =
+            _mm256_inserti128_si256(_mm256_castsi128_si256(load16(p)), load16(p + step), 1);
+        const __m256i high = _mm256_inserti128_si256(_mm256_castsi128_si256(load16(p + 2 * step)),
+                                                     load16(p + 3 * step), 1);
+        return _mm512_inserti64x4(_mm512_castsi256_si512(low), high, 1);
+    }
+    // 16x16 three-byte pixels, transposed as dwords.
+    static void transpose3(const uint8_t* src, ptrdiff_t src_step, uint8_t* dst,
+                           ptrdiff_t dst_step) {
+        Reg r[16], t[16];
+        const Reg spread = table(byte_table<64>([](size_t i) { return i / 4 * 3 + i % 4 % 3; }));
+        const Reg squeeze =
+            table(byte_table<64>([](size_t i) { return i < 48 ? i / 3 * 4 + i % 3 : 0; }));
+        for (ptrdiff_t i = 0; i < 16; ++i) {
+            r[i] = _mm512_permutexvar_epi8(
+                spread, _mm512_maskz_loadu_epi8((__mmask64{1} << 48) - 1, src + i * src_step));
+        }
+        // Interleaving row i with row i + 8 rotates the number (row, dword) by
+        // one bit; the dwords of a register are interleaved across its lanes.
+        const Reg low = _mm512_setr_epi32(0, 16, 1, 17, 2, 18, 3, 19, 4, 20, 5, 21, 6, 22, 7, 23);
+        const Reg high =
+            _mm512_setr_epi32(8, 24, 9, 25, 10, 26, 11, 27, 12, 28, 13, 29, 14, 30, 15, 31);
+        const auto interleave = [&](const Reg* from, Reg* to) {
+            for (size_t i = 0; i < 8; ++i) {
+                to[2 * i] = _mm512_permutex2var_epi32(from[i], low, from[i + 8]);
+                to[2 * i + 1] = _mm512_permutex2var_epi32(from[i], high, from[i + 8]);
+            }
+        };
+        interleave(r, t);
+        interleave(t, r);
+        interleave(r, t);
+        interleave(t, r);
+        for (ptrdiff_t i = 0; i < 16; ++i) {
+            const Reg packed = _mm512_permutexvar_epi8(squeeze, r[i]);
+            uint8_t* p = dst + i * dst_step;
+            // Two plain stores: a masked byte store is slow on some CPUs.
+            _mm256_storeu_si256((__m256i*)p, _mm512_castsi512_si256(packed));
+            _mm_storeu_si128((__m128i*)(p + 32), _mm512_extracti32x4_epi32(packed, 2));
+        }
+    }
+};
+
+}  // namespace imgcnv

@@ -1,0 +1,267 @@
+// The vector type of the SSE4.1 level: 16 bytes.
+#pragma once
+
+#include <smmintrin.h>
+
+#include <string.h>
+
+#include "simd/permutation.h"
+
+namespace imgcnv {
+
+struct Sse4 {
+    using Reg = __m128i;
+    using Mask = __m128i;  // of 16-bit lanes
+    static constexpr size_t kBytes = 16;
+
+    static Reg load(const uint8_t* p) { return _mm_loadu_si128((const __m128i*)p); }
+    static void store(uint8_t* p, Reg x) { _mm_storeu_si128((__m128i*)p, x); }
+    static Reg table(const ByteTable<16>& t) { return _mm_load_si128((const __m128i*)t.at); }
+    static Reg shuffle(Reg a, const ByteTable<16>& t) { return _mm_shuffle_epi8(a, table(t)); }
+    static Reg shuffle(Reg a, Reg indices) { return _mm_shuffle_epi8(a, indices); }
+    // One 16-byte piece for every 128-bit lane, `step` bytes apart.
+    static Reg load_lanes(const uint8_t* p, ptrdiff_t) { return load(p); }
+    // The same 16 bytes in every lane.
+    static Reg lanes_at(const uint8_t* p) { return load(p); }
+
+    static Reg zero() { return _mm_setzero_si128(); }
+    static Reg set8(int x) { return _mm_set1_epi8(static_cast<char>(x)); }
+    static Reg set16(int x) { return _mm_set1_epi16(static_cast<short>(x)); }
+    static Reg set32(int x) { return _mm_set1_epi32(x); }
+
+    static Reg and_(Reg a, Reg b) { return _mm_and_si128(a, b); }
+    static Reg or_(Reg a, Reg b) { return _mm_or_si128(a, b); }
+    static Reg andnot(Reg a, Reg b) { return _mm_andnot_si128(a, b); }  // ~a & b
+    // a where the bits of mask are 1, else b
+    static Reg bit_select(Reg mask, Reg a, Reg b) { return _mm_blendv_epi8(b, a, mask); }
+
+    static Reg sub8(Reg a, Reg b) { return _mm_sub_epi8(a, b); }
+    static Reg adds8u(Reg a, Reg b) { return _mm_adds_epu8(a, b); }
+    static Reg subs8u(Reg a, Reg b) { return _mm_subs_epu8(a, b); }
+    static Reg add16(Reg a, Reg b) { return _mm_add_epi16(a, b); }
+    static Reg sub16(Reg a, Reg b) { return _mm_sub_epi16(a, b); }
+    static Reg mullo16(Reg a, Reg b) { return _mm_mullo_epi16(a, b); }
+    static Reg mulhi16(Reg a, Reg b) { return _mm_mulhi_epi16(a, b); }
+    static Reg mulhi16u(Reg a, Reg b) { return _mm_mulhi_epu16(a, b); }
+    static Reg abs16(Reg a) { return _mm_abs_epi16(a); }
+    static Reg max16(Reg a, Reg b) { return _mm_max_epi16(a, b); }
+    static Reg min16(Reg a, Reg b) { return _mm_min_epi16(a, b); }
+    // unsigned bytes times signed bytes, neighbours added to 16 bits
+    static Reg maddubs(Reg a, Reg b) { return _mm_maddubs_epi16(a, b); }
+    template <int k>
+    static Reg shl16(Reg a) {
+        return _mm_slli_epi16(a, k);
+    }
+    template <int k>
+    static Reg shr16(Reg a) {
+        return _mm_srli_epi16(a, k);
+    }
+    template <int k>
+    static Reg sar16(Reg a) {
+        return _mm_srai_epi16(a, k);
+    }
+    static Mask greater16(Reg a, Reg b) { return _mm_cmpgt_epi16(a, b); }
+    static Reg select16(Mask m, Reg a, Reg b) { return _mm_blendv_epi8(b, a, m); }
+
+    // 16-bit lanes, within 128 bits: inverse of one another
+    static Reg widen_lo(Reg a) { return _mm_unpacklo_epi8(a, zero()); }
+    static Reg widen_hi(Reg a) { return _mm_unpackhi_epi8(a, zero()); }
+    static Reg pack16(Reg lo, Reg hi) { return _mm_packus_epi16(lo, hi); }
+    static Reg unpack_lo8(Reg a, Reg b) { return _mm_unpacklo_epi8(a, b); }
+    static Reg unpack_hi8(Reg a, Reg b) { return _mm_unpackhi_epi8(a, b); }
+
+    // Exchanges the 16-bit halves of every 32 bits.
+    static Reg swap16(Reg a) {
+        return shuffle(a, byte_table<16>([](size_t i) { return i ^ 2; }));
+    }
+    static Reg dup_even(Reg a) {
+        return shuffle(a, byte_table<16>([](size_t i) { return i & ~1u; }));
+    }
+    static Reg dup_odd(Reg a) {
+        return shuffle(a, byte_table<16>([](size_t i) { return i | 1; }));
+    }
+    // Of every 4 bytes, byte 0 (2) four times.
+    static Reg dup4_first(Reg a) {
+        return shuffle(a, byte_table<16>([](size_t i) { return i & ~3u; }));
+    }
+    static Reg dup4_third(Reg a) {
+        return shuffle(a, byte_table<16>([](size_t i) { return (i & ~3u) + 2; }));
+    }
+
+    static Reg reverse(Reg a) {
+        return shuffle(a, byte_table<16>([](size_t i) { return 15 - i; }));
+    }
+
+    // --- sources ----------------------------------------------------------
+
+    // Little-endian words, shifted right, low bytes.
+    template <int kShift>
+    static Reg load_words(const uint8_t* p) {
+        const auto bytes = [](Reg words) {
+            return kShift == 8 ? shr16<8>(words) : and_(shr16<kShift>(words), set16(0xFF));
+        };
+        return pack16(bytes(load(p)), bytes(load(p + 16)));
+    }
+    // 8 bytes as 16-bit lanes.
+    static Reg load_widened(const uint8_t* p) {
+        return _mm_cvtepu8_epi16(_mm_loadl_epi64((const __m128i*)p));
+    }
+    static Reg load_bits(const uint8_t* p) {
+        uint16_t bits;
+        memcpy(&bits, p, sizeof bits);
+        const Reg bit = table(byte_table<16>([](size_t i) { return 1u << i % 8; }));
+        const Reg spread =
+            shuffle(_mm_cvtsi32_si128(bits), byte_table<16>([](size_t i) { return i / 8; }));
+        return equal8(and_(spread, bit), bit);
+    }
+
+    static void load3(const uint8_t* p, Reg& a, Reg& b, Reg& c) {
+        // Every 128-bit lane holds 48 bytes of its own.
+        const Reg v0 = load_lanes(p, 48), v1 = load_lanes(p + 16, 48), v2 = load_lanes(p + 32, 48);
+        a = shuffle(mix3(v0, v2, v1), Interleave3<16>::gather(0));
+        b = shuffle(mix3(v1, v0, v2), Interleave3<16>::gather(1));
+        c = shuffle(mix3(v2, v1, v0), Interleave3<16>::gather(2));
+    }
+    // Words of 2-pixel groups, in an order that the functions below undo.
+    static void load_groups2(const uint8_t* p, Reg& lo, Reg& hi) {
+        lo = load_lanes(p, 32);
+        hi = load_lanes(p + 16, 32);
+    }
+    template <int kByte>
+    static Reg groups2_luma(Reg lo, Reg hi) {
+        if constexpr (kByte == 0) {
+            return pack16(and_(lo, set16(0xFF)), and_(hi, set16(0xFF)));
+        } else {
+            return pack16(shr16<8>(lo), shr16<8>(hi));
+        }
+    }
+    // Of every two 16-bit lanes the first (second) as bytes 0..255, clamped from
+    // below, once for each of the two pixels.
+    static Reg groups2_first(Reg lo, Reg hi) { return dup_even(pack16(lo, hi)); }
+    static Reg groups2_second(Reg lo, Reg hi) { return dup_odd(pack16(lo, hi)); }
+    // Groups U Y0 Y1 V Y2 Y3: luma bytes, and U, V as 16-bit lanes.
+    static void load_groups4(const uint8_t* p, Reg& luma, Reg& chroma) {
+        const Reg head = load_lanes(p, 24), tail = load_lanes(p + 8, 24);
+        luma = merge24(head, tail, [](size_t i) { return i / 4 * 6 + 1 + i % 4 + (i % 4 > 1); });
+        chroma = merge24(head, tail, [](size_t i) {
+            return i % 2 != 0 ? kNoByte : i / 4 * 6 + (i % 4 == 2 ? 3 : 0);
+        });
+    }
+    static Reg load_packed(const uint8_t* p) {
+        return merge24(load_lanes(p, 24), load_lanes(p + 8, 24),
+                       [](size_t i) { return i / 2 * 3 + i % 2 * 2; });
+    }
+
+    // --- sinks ------------------------------------------------------------
+
+    static void store3(uint8_t* p, Reg a, Reg b, Reg c) {
+        a = shuffle(a, Interleave3<16>::spread(0));
+        b = shuffle(b, Interleave3<16>::spread(1));
+        c = shuffle(c, Interleave3<16>::spread(2));
+        store(p, mix3(a, b, c));
+        store(p + 16, mix3(b, c, a));
+        store(p + 32, mix3(c, a, b));
+    }
+    static void store3_grey(uint8_t* p, Reg g) {
+        store(p, shuffle(g, Interleave3<16>::grey(0)));
+        store(p + 16, shuffle(g, Interleave3<16>::grey(1)));
+        store(p + 32, shuffle(g, Interleave3<16>::grey(2)));
+    }
+    // a b c 0
+    static void store4(uint8_t* p, Reg a, Reg b, Reg c) {
+        const Reg ab_lo = unpack_lo8(a, b), ab_hi = unpack_hi8(a, b);
+        const Reg c_lo = widen_lo(c), c_hi = widen_hi(c);
+        store(p, _mm_unpacklo_epi16(ab_lo, c_lo));
+        store(p + 16, _mm_unpackhi_epi16(ab_lo, c_lo));
+        store(p + 32, _mm_unpacklo_epi16(ab_hi, c_hi));
+        store(p + 48, _mm_unpackhi_epi16(ab_hi, c_hi));
+    }
+
+    // --- luma -------------------------------------------------------------
+
+    static Reg equal16_bytes(Reg a_lo, Reg b_lo, Reg a_hi, Reg b_hi) {
+        return _mm_packs_epi16(_mm_cmpeq_epi16(a_lo, b_lo), _mm_cmpeq_epi16(a_hi, b_hi));
+    }
+    static Reg equal8(Reg a, Reg b) { return _mm_cmpeq_epi8(a, b); }
+    static bool any(Reg a) { return !_mm_testz_si128(a, a); }
+    // 0xFF for every byte value x whose bit is set in the 256-bit table.
+    static Reg in_set(const ByteTable<32>& set, Reg x) {
+        const Reg index = and_(shr16<3>(x), set8(0x1F));
+        const Reg row =
+            _mm_blendv_epi8(shuffle(lanes_at(set.at), index), shuffle(lanes_at(set.at + 16), index),
+                            _mm_slli_epi16(index, 3));
+        const Reg bit = shuffle(table(byte_table<16>([](size_t i) { return i < 8 ? 1u << i : 0; })),
+                                and_(x, set8(7)));
+        return equal8(and_(row, bit), bit);
+    }
+    // The luma in double precision.
+    static Reg luma_in_doubles(Reg r, Reg g, Reg b) {
+        alignas(16) uint8_t in[3][kBytes], out[kBytes];
+        store(in[0], r);
+        store(in[1], g);
+        store(in[2], b);
+        for (size_t i = 0; i < kBytes; i += 2) {
+            const auto doubles = [&](size_t k) {
+                return _mm_cvtepi32_pd(_mm_setr_epi32(in[k][i], in[k][i + 1], 0, 0));
+            };
+            const __m128d sum = _mm_add_pd(_mm_add_pd(_mm_mul_pd(doubles(0), _mm_set1_pd(0.299)),
+                                                      _mm_mul_pd(doubles(1), _mm_set1_pd(0.587))),
+                                           _mm_mul_pd(doubles(2), _mm_set1_pd(0.114)));
+            const __m128i whole = _mm_cvttpd_epi32(sum);
+            out[i] = static_cast<uint8_t>(_mm_cvtsi128_si32(whole));
+            out[i + 1] = static_cast<uint8_t>(_mm_extract_epi32(whole, 1));
+        }
+        return load(out);
+    }
+
+    // --- turns ------------------------------------------------------------
+
+    // 4x4 three-byte pixels, transposed as dwords.
+    static void transpose3(const uint8_t* src, ptrdiff_t src_step, uint8_t* dst,
+                           ptrdiff_t dst_step) {
+        Reg r[4];
+        for (ptrdiff_t i = 0; i < 4; ++i) {
+            const uint8_t* p = src + i * src_step;
+            int last;
+            memcpy(&last, p + 8, sizeof last);
+            r[i] = shuffle(_mm_insert_epi32(_mm_loadl_epi64((const __m128i*)p), last, 2),
+                           byte_table<16>([](size_t k) { return k / 4 * 3 + k % 4 % 3; }));
+        }
+        const Reg t0 = _mm_unpacklo_epi32(r[0], r[1]), t1 = _mm_unpacklo_epi32(r[2], r[3]);
+        const Reg t2 = _mm_unpackhi_epi32(r[0], r[1]), t3 = _mm_unpackhi_epi32(r[2], r[3]);
+        const Reg columns[4] = {_mm_unpacklo_epi64(t0, t1), _mm_unpackhi_epi64(t0, t1),
+                                _mm_unpacklo_epi64(t2, t3), _mm_unpackhi_epi64(t2, t3)};
+        for (ptrdiff_t i = 0; i < 4; ++i) {
+            const Reg packed = shuffle(columns[i], byte_table<16>([](size_t k) {
+                                           return k < 12 ? k / 3 * 4 + k % 3 : size_t{kZeroByte};
+                                       }));
+            uint8_t* p = dst + i * dst_step;
+            const int last = _mm_extract_epi32(packed, 2);
+            _mm_storel_epi64((__m128i*)p, packed);
+            memcpy(p + 8, &last, sizeof last);
+        }
+    }
+
+  private:
+    static constexpr size_t kNoByte = 255;
+
+    // Bytes of r0, r1, r2 where i mod 3 is 0, 1, 2.
+    static Reg mix3(Reg r0, Reg r1, Reg r2) {
+        return _mm_blendv_epi8(_mm_blendv_epi8(r0, r1, table(Interleave3<16>::mask(1))), r2,
+                               table(Interleave3<16>::mask(2)));
+    }
+    // Picks from 24 bytes: head holds bytes 0..15, tail 8..23.
+    template <class F>
+    static Reg merge24(Reg head, Reg tail, F) {
+        constexpr F byte_of{};
+        return or_(shuffle(head, byte_table<16>([=](size_t i) {
+                               return byte_of(i) < 16 ? byte_of(i) : size_t{kZeroByte};
+                           })),
+                   shuffle(tail, byte_table<16>([=](size_t i) {
+                               return byte_of(i) >= 16 && byte_of(i) < 24 ? byte_of(i) - 8
+                                                                          : size_t{kZeroByte};
+                           })));
+    }
+};
+
+}  // namespace imgcnv
