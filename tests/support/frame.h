@@ -38,11 +38,13 @@ inline Frame random_frame(const SourceFormat& format, int width, int height, int
                           std::mt19937& random) {
     int size = (row_bytes(format, width) + padding) * height;
     if (is_stream(format)) size = row_bytes(format, width * height);
+    size = std::max(size, 1);  // packed mono of one column has no samples at all
     if (format.code == IMGCNV_PIXEL_MONO1C) size = 4 * (width + height);
     Frame frame{format, {width, height, padding, 0, size, format.code}, random_bytes(size, random)};
     if (format.code == IMGCNV_PIXEL_MONO1C) {
         for (size_t i = 0; i < frame.bytes.size(); i += 4) {
-            const uint32_t place = (random() % height + 1) << 12 | (random() % width + 1);
+            const uint32_t place =
+                (random() % height + 1) << 12 | (random() % std::min(width, 4095) + 1);
             frame.bytes[i + 1] = place >> 16;
             frame.bytes[i + 2] = place >> 8;
             frame.bytes[i + 3] = place;

@@ -1,0 +1,135 @@
+// Every instruction-set level writes what the plain one writes: all formats,
+// destinations, methods and turns, on every width up to two blocks and one
+// pixel more of the widest vectors.
+#include "support/forced_level.h"
+#include "support/frame.h"
+
+namespace imgcnv::testing {
+namespace {
+
+constexpr int kLargestBlock = 256;
+
+std::vector<int> widths() {
+    std::vector<int> all;
+    for (int width = 1; width <= 2 * kLargestBlock + 1; ++width) all.push_back(width);
+    // Around the strips that mosaics are taken in, and some beyond.
+    for (int width : {1023, 1024, 2047, 2048, 2049, 2050, 2051, 2052, 2053, 4096, 4101}) {
+        all.push_back(width);
+    }
+    return all;
+}
+
+std::vector<std::string_view> faster_levels() {
+    std::vector<std::string_view> found;
+    for (std::string_view level : level_names()) {
+        if (level == level_names()[0]) continue;
+        if (level_available(level)) {
+            found.push_back(level);
+        } else {
+            std::printf("SKIPPED: this CPU cannot run level %s; IT WAS NOT COMPARED\n",
+                        level.data());
+        }
+    }
+    return found;
+}
+
+// Where two pictures first differ, or -1.
+ptrdiff_t difference(std::span<const uint8_t> a, std::span<const uint8_t> b) {
+    const auto [at, other] = std::mismatch(a.begin(), a.end(), b.begin(), b.end());
+    return at == a.end() && other == b.end() ? -1 : at - a.begin();
+}
+
+class Levels : public ::testing::Test {
+  protected:
+    static constexpr size_t kRoom = 4 * 4104 * 12;
+    const std::vector<std::string_view> levels = faster_levels();
+    const std::string_view plain = level_names()[0];
+    std::mt19937 random{run_seed()};
+    GuardedRegion source{kRoom}, target{kRoom};
+    Bytes expected;
+
+    // `run` writes `written` bytes of the target from `src`.
+    template <typename Run>
+    void compare(std::span<const uint8_t> bytes, size_t written, Run run) {
+        const Guard guard = kGuards[random() % 2];
+        const uint8_t fill = random();
+        const auto src = source.place(bytes, guard);
+        force_level(plain);
+        auto dst = target.place(written, guard, fill);
+        run(src.data(), dst.data());
+        expected.assign(dst.begin(), dst.end());
+        for (std::string_view level : levels) {
+            force_level(level);
+            dst = target.place(written, guard, fill);
+            run(src.data(), dst.data());
+            ASSERT_EQ(difference(dst, expected), -1)
+                << "first different byte of level " << level << ", guard "
+                << static_cast<int>(guard) << ", seed " << run_seed();
+            ASSERT_TRUE(target.intact()) << "level " << level << " wrote outside";
+        }
+    }
+};
+
+TEST_F(Levels, ConvertLikePlain) {
+    for (const SourceFormat& s : kSources) {
+        for (int width : widths()) {
+            const int height = 1 + random() % 7, padding = random() % 2 ? random() % 9 : 0;
+            const Frame frame = random_frame(s, width, height, padding, random);
+            for (PixelFormat destination : kDestinations) {
+                for (Demosaic method : kMethods) {
+                    if (!is_bayer(s) && method != IMGCNV_DEMOSAIC_BILINEAR) continue;
+                    SCOPED_TRACE(::testing::Message()
+                                 << s.name << " " << width << "x" << height << " padding "
+                                 << padding << " to " << std::hex << destination << " method "
+                                 << method);
+                    const size_t read = bytes_read(s, frame.record, destination);
+                    compare(std::span(frame.bytes).first(read),
+                            bytes_written(s, frame.record, destination),
+                            [&](const uint8_t* src, uint8_t* dst) {
+                                ASSERT_EQ(convert(frame.record, destination, method, src, dst), 0);
+                            });
+                    if (HasFatalFailure()) return;
+                }
+            }
+        }
+    }
+}
+
+TEST_F(Levels, TurnLikePlain) {
+    const auto turns = {IMGCNV_FlipToHorizontal, IMGCNV_FlipToVertical, IMGCNV_RotationToAngle90,
+                        IMGCNV_RotationToAngle180, IMGCNV_RotationToAngle270};
+    for (int width : widths()) {
+        for (int height : {1 + static_cast<int>(random() % 12), 16, 13}) {
+            for (auto turn : turns) {
+                for (int swap = 0; swap < 2; ++swap) {
+                    const int k = random() % 2 ? 1 : 3, size = width * height * k;
+                    if (static_cast<size_t>(size) > kRoom) continue;
+                    const PixelFormat format =
+                        k == 1 ? IMGCNV_PIXEL_MONO8 : IMGCNV_PIXEL_BGR8_PACKED;
+                    const Record record = swap ? Record{height, width, 0, 0, size, format}
+                                               : Record{width, height, 0, 0, size, format};
+                    SCOPED_TRACE(::testing::Message()
+                                 << record.width << "x" << record.height << "x" << k);
+                    const Bytes picture = random_bytes(size, random);
+                    compare(picture, size, [&](uint8_t* src, uint8_t* dst) {
+                        Record copy = record;
+                        int reported = 0;
+                        ASSERT_EQ(turn(src, &copy, dst, &reported), IMGCNV_SUCCESS);
+                    });
+                    if (HasFatalFailure()) return;
+                }
+            }
+        }
+    }
+}
+
+// The runs of ctest name the levels; a level added to the library must be added
+// there.
+TEST_F(Levels, AreAllRunByCtest) {
+    std::string names;
+    for (std::string_view level : level_names()) names += std::string(level) + " ";
+    EXPECT_EQ(names, std::string(IMGCNV_LEVELS_OF_CTEST) + " ");
+}
+
+}  // namespace
+}  // namespace imgcnv::testing

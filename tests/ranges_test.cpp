@@ -1,0 +1,107 @@
+// Exact ranges: which bytes a conversion reads, which it writes, which of the
+// destination's it leaves alone, on widths around vector blocks.
+#include "support/frame.h"
+
+namespace imgcnv::testing {
+namespace {
+
+const int kWidths[] = {1,  2,  3,  4,  5,  6,  7,  8,  9,  15,  16,
+                       17, 30, 31, 32, 33, 47, 63, 64, 65, 127, 130};
+const int kHeights[] = {1, 2, 3, 6};
+
+// Inside the range a conversion may write, the bytes that it does not.
+bool is_left_alone(const Frame& frame, PixelFormat destination, int method, size_t at) {
+    const Record& r = frame.record;
+    const SourceFormat& s = frame.format;
+    if (!is_bayer(s) || r.height == 1) return false;
+    const size_t k = destination == kNoDestination ? 3 : bytes_a_pixel(destination);
+    const size_t width = round_up(r.width, s.group), height = round_up(r.height, 2);
+    if (width < 2) return true;
+    const size_t x = at / k % width, y = at / k / width;
+    const bool odd_last_column = width % 2 == 1 && x == width - 1;
+    if (method == IMGCNV_DEMOSAIC_NEAREST) return odd_last_column;
+    if (method == IMGCNV_DEMOSAIC_BILINEAR) return false;
+    const bool is_gb = std::string_view(s.name).starts_with("BayerGB");
+    if (odd_last_column && y == (is_gb ? 0 : height - 1)) return true;
+    return k == 4 && at % 4 == 3 && (y == height - 1 || x == width - 1);
+}
+
+// One conversion with guard pages on one side, once for each of two fills: a
+// byte is left alone when it differs, and otherwise must not depend on what
+// was there.
+void check(const Frame& frame, PixelFormat destination, int method, Guard guard,
+           GuardedRegion& source, GuardedRegion& target) {
+    const Record& r = frame.record;
+    SCOPED_TRACE(::testing::Message()
+                 << frame.format.name << " " << r.width << "x" << r.height << " padding "
+                 << r.rowPadding << " to " << std::hex << destination << " method " << method
+                 << (guard == Guard::kAfter ? ", page ends" : ", page begins"));
+    const size_t read = bytes_read(frame.format, r, destination);
+    const size_t written = bytes_written(frame.format, r, destination);
+    ASSERT_LE(read, frame.bytes.size());
+    const auto src = source.place(std::span(frame.bytes).first(read), guard);
+    Bytes results[2];
+    for (int i = 0; i < 2; ++i) {
+        const auto dst = target.place(written, guard, i == 0 ? 0x00 : 0xFF);
+        ASSERT_EQ(convert(r, destination, method, src.data(), dst.data()), IMGCNV_SUCCESS);
+        ASSERT_TRUE(target.intact());
+        results[i].assign(dst.begin(), dst.end());
+    }
+    ASSERT_TRUE(std::equal(src.begin(), src.end(), frame.bytes.begin())) << "source changed";
+    for (size_t i = 0; i < written; ++i) {
+        const bool left_alone = results[0][i] == 0x00 && results[1][i] == 0xFF;
+        ASSERT_TRUE(left_alone || results[0][i] == results[1][i]) << "byte " << i;
+        ASSERT_EQ(left_alone, is_left_alone(frame, destination, method, i)) << "byte " << i;
+    }
+}
+
+TEST(Ranges, NothingOutsideIsTouchedAndNothingInsideForgotten) {
+    std::mt19937 random(run_seed());
+    GuardedRegion source(1 << 16), target(1 << 16);
+    for (const SourceFormat& s : kSources) {
+        for (int width : kWidths) {
+            for (int height : kHeights) {
+                const int padding = random() % 4 == 0 ? random() % 70 : random() % 3;
+                const Frame frame = random_frame(s, width, height, padding, random);
+                for (PixelFormat destination : kDestinations) {
+                    for (Demosaic method : kMethods) {
+                        if (!is_bayer(s) && method != IMGCNV_DEMOSAIC_BILINEAR) continue;
+                        check(frame, destination, method, kGuards[random() % 2], source, target);
+                        if (HasFatalFailure()) return;
+                    }
+                }
+            }
+        }
+    }
+}
+
+// What lies between the rows has no say in the picture. (Not so where a format
+// has no rows, nor where RGB or BGR is copied whole.)
+TEST(Ranges, PaddingNeverChangesAByte) {
+    std::mt19937 random(run_seed());
+    for (const SourceFormat& s : kSources) {
+        if (is_stream(s) || s.code == IMGCNV_PIXEL_MONO1C) continue;
+        for (int width : kWidths) {
+            const int height = 1 + random() % 6, row = row_bytes(s, width);
+            const Frame dense = random_frame(s, width, height, 0, random);
+            Frame padded = random_frame(s, width, height, 1 + random() % 40, random);
+            for (int y = 0; y < height; ++y) {
+                std::copy_n(&dense.bytes[y * row], row,
+                            &padded.bytes[y * (row + padded.record.rowPadding)]);
+            }
+            for (PixelFormat destination : kDestinations) {
+                if (destination == s.code) continue;
+                for (Demosaic method : kMethods) {
+                    if (bytes_written(s, dense.record, destination) == 0) continue;
+                    ASSERT_EQ(converted(padded, destination, method),
+                              converted(dense, destination, method))
+                        << s.name << " " << width << "x" << height << " to " << std::hex
+                        << destination << " method " << method;
+                }
+            }
+        }
+    }
+}
+
+}  // namespace
+}  // namespace imgcnv::testing
