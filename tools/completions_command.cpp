@@ -1,4 +1,177 @@
 #include "commands.h"
+#include "formats/format.h"
+
+#include <algorithm>
+#include <CLI/CLI.hpp>
+#include <cstdio>
+#include <functional>
+#include <memory>
+#include <string>
+#include <vector>
+
+// The shells' completions are written from the very options the command parses, so that they cannot
+// fall behind.
 namespace tool {
-void addCompletions(CLI::App&) {}
+namespace {
+
+using Options = std::vector<const CLI::Option*>;
+using Commands = std::vector<const CLI::App*>;
+
+Commands commandsOf(const CLI::App& app) {
+    return app.get_subcommands([](const CLI::App*) { return true; });
+}
+
+Options optionsOf(const CLI::App& app) {
+    return app.get_options([](const CLI::Option* option) { return option->nonpositional(); });
+}
+
+bool takesValue(const CLI::Option& option) { return option.get_items_expected_max() > 0; }
+
+/// The words that may follow the option, as its help shows them: `a|b|c`. Empty: a file or a
+/// number.
+std::vector<std::string> valuesOf(const CLI::Option& option) {
+    std::string type = option.get_type_name();
+    std::vector<std::string> values;
+    if (type == "FORMAT")
+        for (const auto& format : sourceFormats()) values.emplace_back(format.name);
+    const bool isList =
+        type.find('|') != std::string::npos &&
+        std::none_of(type.begin(), type.end(), [](char c) { return c >= 'A' && c <= 'Z'; });
+    if (!isList) return values;
+    std::replace(type.begin(), type.end(), '|', ' ');
+    return words(type);
+}
+
+bool takesFile(const CLI::Option& option) {
+    const auto type = option.get_type_name();
+    return takesValue(option) && (type == "OUT" || type == "FILE");
+}
+
+std::string joined(const std::vector<std::string>& list, const std::string& before = "") {
+    std::string text;
+    for (const auto& word : list) text += (text.empty() ? "" : " ") + before + word;
+    return text;
+}
+
+std::vector<std::string> spellings(const CLI::Option& option) {
+    std::vector<std::string> names;
+    for (const auto& name : option.get_snames()) names.push_back("-" + name);
+    for (const auto& name : option.get_lnames()) names.push_back("--" + name);
+    return names;
+}
+
+/// Up to the first full stop, without what shells would read as their own.
+std::string summary(const std::string& description) {
+    std::string text = description.substr(0, description.find(". "));
+    std::erase_if(text, [](char c) { return c == '`' || c == '\'' || c == '[' || c == ']'; });
+    std::replace(text.begin(), text.end(), ':', ',');
+    return text;
+}
+
+void printBash(const CLI::App& app) {
+    std::printf(
+        "# bash completion for imgcnv\n_imgcnv() {\n"
+        "    local cur prev words cword\n"
+        "    _init_completion || return\n"
+        "    local command=${words[1]} options=\"\"\n"
+        "    if [ \"$cword\" = 1 ]; then\n"
+        "        COMPREPLY=($(compgen -W \"");
+    for (const auto* command : commandsOf(app)) std::printf("%s ", command->get_name().c_str());
+    for (const auto* option : optionsOf(app))
+        std::printf("%s ", joined(spellings(*option)).c_str());
+    std::printf("\" -- \"$cur\"))\n        return\n    fi\n    case $command in\n");
+    for (const auto* command : commandsOf(app)) {
+        std::printf("    %s)\n        case $prev in\n", command->get_name().c_str());
+        std::string all;
+        for (const auto* option : optionsOf(*command)) {
+            const auto names = spellings(*option);
+            all += (all.empty() ? "" : " ") + joined(names);
+            if (!takesValue(*option)) continue;
+            std::string pattern = names[0];
+            for (std::size_t i = 1; i < names.size(); ++i) pattern += "|" + names[i];
+            const auto values = valuesOf(*option);
+            if (!values.empty())
+                std::printf("        %s) COMPREPLY=($(compgen -W \"%s\" -- \"$cur\")); return ;;\n",
+                            pattern.c_str(), joined(values).c_str());
+            else
+                std::printf("        %s) %sreturn ;;\n", pattern.c_str(),
+                            takesFile(*option) ? "_filedir; " : "");
+        }
+        std::printf("        esac\n        options=\"%s\"\n        ;;\n", all.c_str());
+    }
+    std::printf(
+        "    esac\n    if [[ $cur == -* ]]; then\n"
+        "        COMPREPLY=($(compgen -W \"$options\" -- \"$cur\"))\n    else\n"
+        "        _filedir\n    fi\n}\ncomplete -F _imgcnv imgcnv\n");
+}
+
+void printZsh(const CLI::App& app) {
+    std::printf(
+        "#compdef imgcnv\n_imgcnv() {\n    local state\n    local -a commands\n"
+        "    _arguments -C '1: :->command' '*:: :->arguments'\n    case $state in\n"
+        "    command)\n        commands=(\n");
+    for (const auto* command : commandsOf(app))
+        std::printf("            '%s:%s'\n", command->get_name().c_str(),
+                    summary(command->get_description()).c_str());
+    std::printf("        )\n        _describe command commands\n");
+    for (const auto* option : optionsOf(app))
+        std::printf("        compadd -- %s\n", joined(spellings(*option)).c_str());
+    std::printf("        ;;\n    arguments)\n        case $words[1] in\n");
+    for (const auto* command : commandsOf(app)) {
+        std::printf("        %s)\n            _arguments", command->get_name().c_str());
+        for (const auto* option : optionsOf(*command)) {
+            const auto names = spellings(*option);
+            std::string action;
+            if (takesValue(*option)) {
+                const auto values = valuesOf(*option);
+                action = ":value:" + (!values.empty()      ? "(" + joined(values) + ")"
+                                      : takesFile(*option) ? std::string("_files")
+                                                           : std::string());
+            }
+            for (const auto& name : names)
+                std::printf(" \\\n                '(%s)%s[%s]%s'", joined(names).c_str(),
+                            name.c_str(), summary(option->get_description()).c_str(),
+                            action.c_str());
+        }
+        std::printf(" \\\n                '*:file:_files'\n            ;;\n");
+    }
+    std::printf("        esac\n        ;;\n    esac\n}\n_imgcnv \"$@\"\n");
+}
+
+void printFish(const CLI::App& app) {
+    std::printf("# fish completion for imgcnv\n");
+    const auto printOption = [](const CLI::Option& option, const std::string& condition) {
+        std::printf("complete -c imgcnv -n '%s'", condition.c_str());
+        for (const auto& name : option.get_snames()) std::printf(" -s %s", name.c_str());
+        for (const auto& name : option.get_lnames()) std::printf(" -l %s", name.c_str());
+        if (takesFile(option))
+            std::printf(" -r -F");
+        else if (takesValue(option))
+            std::printf(" -x");
+        const auto values = valuesOf(option);
+        if (!values.empty()) std::printf(" -a '%s'", joined(values).c_str());
+        std::printf(" -d '%s'\n", summary(option.get_description()).c_str());
+    };
+    for (const auto* option : optionsOf(app)) printOption(*option, "__fish_use_subcommand");
+    for (const auto* command : commandsOf(app)) {
+        std::printf("complete -c imgcnv -f -n __fish_use_subcommand -a %s -d '%s'\n",
+                    command->get_name().c_str(), summary(command->get_description()).c_str());
+        for (const auto* option : optionsOf(*command))
+            printOption(*option, "__fish_seen_subcommand_from " + command->get_name());
+    }
+}
+
+}  // namespace
+
+void addCompletions(CLI::App& app) {
+    auto* command = app.add_subcommand("completions", "Write the completions of a shell");
+    auto shell = std::make_shared<std::string>();
+    command->add_option("SHELL", *shell, "bash, zsh or fish")
+        ->required()
+        ->check(CLI::IsMember({"bash", "zsh", "fish"}));
+    command->callback([shell, &app] {
+        (*shell == "bash" ? printBash : *shell == "zsh" ? printZsh : printFish)(app);
+    });
+}
+
 }  // namespace tool
