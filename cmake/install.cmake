@@ -41,3 +41,11 @@ cmake_path(APPEND pc_includedir "\${prefix}" ${CMAKE_INSTALL_INCLUDEDIR})
 configure_file(cmake/imgcnv.pc.in imgcnv.pc @ONLY)
 install(FILES ${CMAKE_CURRENT_BINARY_DIR}/imgcnv.pc
         DESTINATION ${CMAKE_INSTALL_LIBDIR}/pkgconfig COMPONENT development)
+
+if(TARGET imgcnv_tool)
+  # The command finds the library beside it, wherever the tree is moved.
+  cmake_path(RELATIVE_PATH CMAKE_INSTALL_FULL_LIBDIR
+             BASE_DIRECTORY ${CMAKE_INSTALL_FULL_BINDIR} OUTPUT_VARIABLE libdir_from_bindir)
+  set_target_properties(imgcnv_tool PROPERTIES INSTALL_RPATH "$ORIGIN/${libdir_from_bindir}")
+  install(TARGETS imgcnv_tool DESTINATION ${CMAKE_INSTALL_BINDIR} COMPONENT runtime)
+endif()

@@ -60,8 +60,8 @@ and then this again."
 }
 
 # What building the library and the command takes, and what the tests take on top.
-build_packages='cmake ninja-build g++ libcli11-dev libpng-dev'
-test_packages="$build_packages libgtest-dev pkg-config"
+build_packages='cmake ninja-build g++ libcli11-dev libpng-dev libtiff-dev'
+test_packages="$build_packages libgtest-dev pkg-config python3 python3-pytest python3-numpy python3-pil"
 
 # configure_and_build CMAKE_ARGUMENT...: the release preset, into build/release.
 configure_and_build() {
@@ -70,4 +70,27 @@ configure_and_build() {
     say "Building (Release) in build/release"
     quietly build/configure.log cmake --preset release "$@"
     quietly build/build.log cmake --build --preset release
+}
+
+# The version that imgcnv.h, given on standard input, states.
+version_in() {
+    sed -n 's/^#define IMGCNV_VERSION_[A-Z]* \([0-9]*\)$/\1/p' | paste -s -d . -
+}
+
+# When the sources were made, in seconds since 1970: the last commit, or what a release tarball says.
+source_date() {
+    if [ -e "$root/.git" ]; then
+        git -C "$root" log -1 --format=%ct
+    else
+        stat -c %Y "$root/CHANGELOG.md"
+    fi
+}
+
+# copy_tree FOLDER: the sources as they lie here, without what git does not keep.
+copy_tree() {
+    if [ -e "$root/.git" ]; then
+        git -C "$root" ls-files -z | tar -C "$root" --null -T - -cf - | tar -C "$1" -xf -
+    else
+        tar -C "$root" --exclude=./build --exclude=./dist -cf - . | tar -C "$1" -xf -
+    fi
 }

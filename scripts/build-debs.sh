@@ -1,0 +1,33 @@
+#!/bin/sh
+# Builds the Debian packages of this source tree into build/debs: libimgcnv1, libimgcnv-dev and
+# imgcnv-tools. Tests are left to scripts/test.sh unless DEB_BUILD_OPTIONS is given.
+set -eu
+root=$(cd "$(dirname "$0")/.." && pwd)
+. "$root/scripts/lib/common.sh"
+
+ensure_packages build-essential debhelper fakeroot lintian $build_packages
+
+version=$(version_in <"$root/include/imgcnv.h")
+out=$root/build/debs
+source=$out/imgcnv-$version
+rm -rf "$out"
+mkdir -p "$source"
+copy_tree "$source"
+cp -r "$source/packaging/debian" "$source/debian"
+cat >"$source/debian/changelog" <<CHANGELOG
+imgcnv ($version-1) unstable; urgency=medium
+
+  * Version $version; CHANGELOG.md has what changed.
+
+ -- The imgcnv authors <imgcnv@example.org>  $(date -R -d "@$(source_date)")
+CHANGELOG
+
+say "Building the Debian packages of $version"
+cd "$source"
+export DEB_BUILD_OPTIONS="${DEB_BUILD_OPTIONS:-nocheck parallel=$(nproc)}"
+quietly "$out/build.log" dpkg-buildpackage --build=binary --no-sign
+
+say "lintian:"
+lintian --fail-on error,warning --info "$out"/*.changes || die "lintian has complaints"
+say "none"
+ls -1 "$out"/*.deb

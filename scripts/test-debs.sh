@@ -1,0 +1,19 @@
+#!/bin/sh
+# Builds the Debian packages and installs, uses and purges them on a Debian system that has nothing
+# else installed. Takes root, for the system is bootstrapped into build/clean-machine.
+set -eu
+root=$(cd "$(dirname "$0")/.." && pwd)
+. "$root/scripts/lib/common.sh"
+. "$root/scripts/lib/clean_root.sh"
+
+"$root/scripts/build-debs.sh"
+
+machine=$root/build/clean-machine
+clean_root_make "$machine"
+mkdir "$machine/debs" "$machine/use"
+cp "$root"/build/debs/libimgcnv1_*.deb "$root"/build/debs/libimgcnv-dev_*.deb \
+    "$root"/build/debs/imgcnv-tools_*.deb "$machine/debs"
+cp -r "$root/samples" "$root/tests/consumer" "$root/scripts/lib/use_debs.sh" "$machine/use"
+clean_root_run "$machine" sh /use/use_debs.sh || die "failed (the system is left in $machine)"
+clean_root_remove "$machine"
+say "The packages install, work and leave nothing behind."
