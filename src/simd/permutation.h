@@ -21,6 +21,24 @@ consteval ByteTable<kSize> byte_table(F value_of) {
     return table;
 }
 
+// Picks 16 of 24 bytes that lie in two registers: bytes 0..15 and bytes 8..23.
+// byte_of(i) is the byte for place i, or kZeroByte.
+struct Pick24 {
+    ByteTable<16> head;
+    ByteTable<16> tail;
+};
+
+template <class F>
+consteval Pick24 pick24(F byte_of) {
+    Pick24 pick{};
+    for (size_t i = 0; i < 16; ++i) {
+        const size_t byte = byte_of(i);
+        pick.head.at[i] = byte < 16 ? static_cast<uint8_t>(byte) : kZeroByte;
+        pick.tail.at[i] = byte >= 16 && byte < 24 ? static_cast<uint8_t>(byte - 8) : kZeroByte;
+    }
+    return pick;
+}
+
 // Three-byte interleave of registers of kSize bytes, kSize mod 3 = 1.
 //
 // Byte i of output register j is byte g = j kSize + i of the interleaved

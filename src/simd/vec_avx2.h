@@ -21,6 +21,16 @@ struct Avx2 {
         return _mm256_broadcastsi128_si256(_mm_load_si128((const __m128i*)t.at));
     }
     static Reg shuffle(Reg a, const ByteTable<16>& t) { return _mm256_shuffle_epi8(a, table(t)); }
+    // The table of a captureless lambda, made at compile time.
+    template <class F>
+    static Reg table(F) {
+        static constexpr ByteTable<16> kTable = byte_table<16>(F{});
+        return table(kTable);
+    }
+    template <class F>
+    static Reg shuffle(Reg a, F index_of) {
+        return shuffle(a, table(index_of));
+    }
     static Reg shuffle(Reg a, Reg indices) { return _mm256_shuffle_epi8(a, indices); }
     // One 16-byte piece for every 128-bit lane, `step` bytes apart.
     static Reg load_lanes(const uint8_t* p, ptrdiff_t step) {
@@ -77,24 +87,24 @@ struct Avx2 {
 
     // Exchanges the 16-bit halves of every 32 bits.
     static Reg swap16(Reg a) {
-        return shuffle(a, byte_table<16>([](size_t i) { return i ^ 2; }));
+        return shuffle(a, [](size_t i) { return i ^ 2; });
     }
     static Reg dup_even(Reg a) {
-        return shuffle(a, byte_table<16>([](size_t i) { return i & ~1u; }));
+        return shuffle(a, [](size_t i) { return i & ~1u; });
     }
     static Reg dup_odd(Reg a) {
-        return shuffle(a, byte_table<16>([](size_t i) { return i | 1; }));
+        return shuffle(a, [](size_t i) { return i | 1; });
     }
     // Of every 4 bytes, byte 0 (2) four times.
     static Reg dup4_first(Reg a) {
-        return shuffle(a, byte_table<16>([](size_t i) { return i & ~3u; }));
+        return shuffle(a, [](size_t i) { return i & ~3u; });
     }
     static Reg dup4_third(Reg a) {
-        return shuffle(a, byte_table<16>([](size_t i) { return (i & ~3u) + 2; }));
+        return shuffle(a, [](size_t i) { return (i & ~3u) + 2; });
     }
 
     static Reg reverse(Reg a) {
-        const Reg lanes = shuffle(a, byte_table<16>([](size_t i) { return 15 - i; }));
+        const Reg lanes = shuffle(a, [](size_t i) { return 15 - i; });
         return _mm256_permute2x128_si256(lanes, lanes, 0x01);
     }
 
@@ -114,7 +124,7 @@ struct Avx2 {
     static Reg load_bits(const uint8_t* p) {
         uint32_t bits;
         memcpy(&bits, p, sizeof bits);
-        const Reg bit = table(byte_table<16>([](size_t i) { return 1u << i % 8; }));
+        const Reg bit = table([](size_t i) { return 1u << i % 8; });
         const Reg byte_of_pixel = _mm256_setr_epi64x(0x0000000000000000, 0x0101010101010101,
                                                      0x0202020202020202, 0x0303030303030303);
         const Reg spread = shuffle(set32(static_cast<int>(bits)), byte_of_pixel);
@@ -150,7 +160,7 @@ struct Avx2 {
         const Reg head = load_lanes(p, 24), tail = load_lanes(p + 8, 24);
         luma = merge24(head, tail, [](size_t i) { return i / 4 * 6 + 1 + i % 4 + (i % 4 > 1); });
         chroma = merge24(head, tail, [](size_t i) {
-            return i % 2 != 0 ? kNoByte : i / 4 * 6 + (i % 4 == 2 ? 3 : 0);
+            return i % 2 != 0 ? size_t{kZeroByte} : i / 4 * 6 + (i % 4 == 2 ? 3 : 0);
         });
     }
     static Reg load_packed(const uint8_t* p) {
@@ -198,8 +208,8 @@ struct Avx2 {
         const Reg row =
             _mm256_blendv_epi8(shuffle(lanes_at(set.at), index),
                                shuffle(lanes_at(set.at + 16), index), _mm256_slli_epi16(index, 3));
-        const Reg bit = shuffle(table(byte_table<16>([](size_t i) { return i < 8 ? 1u << i : 0; })),
-                                and_(x, set8(7)));
+        const Reg bit =
+            shuffle(table([](size_t i) { return i < 8 ? 1u << i : 0; }), and_(x, set8(7)));
         return equal8(and_(row, bit), bit);
     }
     // The luma in double precision.
@@ -251,9 +261,8 @@ struct Avx2 {
             t[i + 4] = _mm256_permute2x128_si256(r[i], r[i + 4], 0x31);
         }
         for (ptrdiff_t i = 0; i < 8; ++i) {
-            const Reg lanes = shuffle(t[i], byte_table<16>([](size_t k) {
-                                          return k < 12 ? k / 3 * 4 + k % 3 : size_t{kZeroByte};
-                                      }));
+            const Reg lanes = shuffle(
+                t[i], [](size_t k) { return k < 12 ? k / 3 * 4 + k % 3 : size_t{kZeroByte}; });
             const Reg packed =
                 _mm256_permutevar8x32_epi32(lanes, _mm256_setr_epi32(0, 1, 2, 4, 5, 6, 7, 7));
             uint8_t* p = dst + i * dst_step;
@@ -263,8 +272,6 @@ struct Avx2 {
     }
 
   private:
-    static constexpr size_t kNoByte = 255;
-
     // Bytes of r0, r1, r2 where i mod 3 is 0, 1, 2.
     static Reg mix3(Reg r0, Reg r1, Reg r2) {
         return _mm256_blendv_epi8(_mm256_blendv_epi8(r0, r1, table(Interleave3<16>::mask(1))), r2,
@@ -279,14 +286,8 @@ struct Avx2 {
     // Picks from 24 bytes a lane: head holds bytes 0..15, tail 8..23.
     template <class F>
     static Reg merge24(Reg head, Reg tail, F) {
-        constexpr F byte_of{};
-        return or_(shuffle(head, byte_table<16>([=](size_t i) {
-                               return byte_of(i) < 16 ? byte_of(i) : size_t{kZeroByte};
-                           })),
-                   shuffle(tail, byte_table<16>([=](size_t i) {
-                               return byte_of(i) >= 16 && byte_of(i) < 24 ? byte_of(i) - 8
-                                                                          : size_t{kZeroByte};
-                           })));
+        static constexpr Pick24 kPick = pick24(F{});
+        return or_(shuffle(head, kPick.head), shuffle(tail, kPick.tail));
     }
 };
 

@@ -22,6 +22,13 @@ struct Avx512 {
         return _mm512_load_si512(t.at);
     }
 
+    // The table of a captureless lambda, made at compile time.
+    template <class F>
+    static Reg table(F) {
+        static constexpr ByteTable<64> kTable = byte_table<64>(F{});
+        return table(kTable);
+    }
+
     static Reg zero() { return _mm512_setzero_si512(); }
     static Reg set8(int x) { return _mm512_set1_epi8(static_cast<char>(x)); }
     static Reg set16(int x) { return _mm512_set1_epi16(static_cast<short>(x)); }
@@ -73,22 +80,21 @@ struct Avx512 {
     static Reg swap16(Reg a) { return _mm512_rol_epi32(a, 16); }
 
     static Reg dup_even(Reg a) {
-        return _mm512_shuffle_epi8(a, table(byte_table<64>([](size_t i) { return i % 16 & ~1u; })));
+        return _mm512_shuffle_epi8(a, table([](size_t i) { return i % 16 & ~1u; }));
     }
     static Reg dup_odd(Reg a) {
-        return _mm512_shuffle_epi8(a, table(byte_table<64>([](size_t i) { return i % 16 | 1; })));
+        return _mm512_shuffle_epi8(a, table([](size_t i) { return i % 16 | 1; }));
     }
     // Of every 4 bytes, byte 0 (2) four times.
     static Reg dup4_first(Reg a) {
-        return _mm512_shuffle_epi8(a, table(byte_table<64>([](size_t i) { return i % 16 & ~3u; })));
+        return _mm512_shuffle_epi8(a, table([](size_t i) { return i % 16 & ~3u; }));
     }
     static Reg dup4_third(Reg a) {
-        return _mm512_shuffle_epi8(
-            a, table(byte_table<64>([](size_t i) { return (i % 16 & ~3u) + 2; })));
+        return _mm512_shuffle_epi8(a, table([](size_t i) { return (i % 16 & ~3u) + 2; }));
     }
 
     static Reg reverse(Reg a) {
-        return _mm512_permutexvar_epi8(table(byte_table<64>([](size_t i) { return 63 - i; })), a);
+        return _mm512_permutexvar_epi8(table([](size_t i) { return 63 - i; }), a);
     }
 
     // --- sources ----------------------------------------------------------
@@ -105,13 +111,12 @@ struct Avx512 {
     // Byte kByte of every 16-bit lane of a, then of b.
     template <int kByte>
     static Reg narrow(Reg a, Reg b) {
-        return _mm512_permutex2var_epi8(
-            a, table(byte_table<64>([](size_t i) { return 2 * i + kByte; })), b);
+        return _mm512_permutex2var_epi8(a, table([](size_t i) { return 2 * i + kByte; }), b);
     }
     static Reg load_packed(const uint8_t* p) {
         const Reg tail = _mm512_castsi256_si512(_mm256_loadu_si256((const __m256i*)(p + 64)));
         return _mm512_permutex2var_epi8(
-            load(p), table(byte_table<64>([](size_t i) { return i / 2 * 3 + i % 2 * 2; })), tail);
+            load(p), table([](size_t i) { return i / 2 * 3 + i % 2 * 2; }), tail);
     }
     // 32 bytes as 16-bit lanes.
     static Reg load_widened(const uint8_t* p) {
@@ -146,26 +151,22 @@ struct Avx512 {
     // Of every two 16-bit lanes the first (second) as bytes 0..255, clamped from
     // below, once for each of the two pixels.
     static Reg groups2_first(Reg lo, Reg hi) {
-        return _mm512_permutex2var_epi8(max16(lo, zero()),
-                                        table(byte_table<64>([](size_t i) { return i / 2 * 4; })),
-                                        max16(hi, zero()));
+        return _mm512_permutex2var_epi8(
+            max16(lo, zero()), table([](size_t i) { return i / 2 * 4; }), max16(hi, zero()));
     }
     static Reg groups2_second(Reg lo, Reg hi) {
         return _mm512_permutex2var_epi8(
-            max16(lo, zero()), table(byte_table<64>([](size_t i) { return i / 2 * 4 + 2; })),
-            max16(hi, zero()));
+            max16(lo, zero()), table([](size_t i) { return i / 2 * 4 + 2; }), max16(hi, zero()));
     }
     // Groups U Y0 Y1 V Y2 Y3: luma bytes, and U, V as 16-bit lanes.
     static void load_groups4(const uint8_t* p, Reg& luma, Reg& chroma) {
         const Reg head = load(p);
         const Reg tail = _mm512_castsi256_si512(_mm256_loadu_si256((const __m256i*)(p + 64)));
         luma = _mm512_permutex2var_epi8(
-            head,
-            table(byte_table<64>([](size_t i) { return i / 4 * 6 + 1 + i % 4 + (i % 4 > 1); })),
-            tail);
+            head, table([](size_t i) { return i / 4 * 6 + 1 + i % 4 + (i % 4 > 1); }), tail);
         chroma = _mm512_maskz_permutex2var_epi8(
             0x5555555555555555, head,
-            table(byte_table<64>([](size_t i) { return i / 4 * 6 + (i % 4 == 2 ? 3 : 0); })), tail);
+            table([](size_t i) { return i / 4 * 6 + (i % 4 == 2 ? 3 : 0); }), tail);
     }
 
     // --- sinks ------------------------------------------------------------
@@ -221,8 +222,7 @@ struct Avx512 {
         const Reg bytes = _mm512_broadcast_i64x4(_mm256_load_si256((const __m256i*)set.at));
         const Reg row = _mm512_permutexvar_epi8(and_(shr16<3>(x), set8(0x1F)), bytes);
         const Reg bit = _mm512_shuffle_epi8(
-            table(byte_table<64>([](size_t i) { return i % 16 < 8 ? 1u << i % 8 : 0; })),
-            and_(x, set8(7)));
+            table([](size_t i) { return i % 16 < 8 ? 1u << i % 8 : 0; }), and_(x, set8(7)));
         return _mm512_movm_epi8(_mm512_test_epi8_mask(row, bit));
     }
     // The luma in double precision.
@@ -260,9 +260,8 @@ struct Avx512 {
     static void transpose3(const uint8_t* src, ptrdiff_t src_step, uint8_t* dst,
                            ptrdiff_t dst_step) {
         Reg r[16], t[16];
-        const Reg spread = table(byte_table<64>([](size_t i) { return i / 4 * 3 + i % 4 % 3; }));
-        const Reg squeeze =
-            table(byte_table<64>([](size_t i) { return i < 48 ? i / 3 * 4 + i % 3 : 0; }));
+        const Reg spread = table([](size_t i) { return i / 4 * 3 + i % 4 % 3; });
+        const Reg squeeze = table([](size_t i) { return i < 48 ? i / 3 * 4 + i % 3 : 0; });
         for (ptrdiff_t i = 0; i < 16; ++i) {
             r[i] = _mm512_permutexvar_epi8(
                 spread, _mm512_maskz_loadu_epi8((__mmask64{1} << 48) - 1, src + i * src_step));

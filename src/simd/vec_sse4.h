@@ -18,6 +18,16 @@ struct Sse4 {
     static void store(uint8_t* p, Reg x) { _mm_storeu_si128((__m128i*)p, x); }
     static Reg table(const ByteTable<16>& t) { return _mm_load_si128((const __m128i*)t.at); }
     static Reg shuffle(Reg a, const ByteTable<16>& t) { return _mm_shuffle_epi8(a, table(t)); }
+    // The table of a captureless lambda, made at compile time.
+    template <class F>
+    static Reg table(F) {
+        static constexpr ByteTable<16> kTable = byte_table<16>(F{});
+        return table(kTable);
+    }
+    template <class F>
+    static Reg shuffle(Reg a, F index_of) {
+        return shuffle(a, table(index_of));
+    }
     static Reg shuffle(Reg a, Reg indices) { return _mm_shuffle_epi8(a, indices); }
     // One 16-byte piece for every 128-bit lane, `step` bytes apart.
     static Reg load_lanes(const uint8_t* p, ptrdiff_t) { return load(p); }
@@ -72,24 +82,24 @@ struct Sse4 {
 
     // Exchanges the 16-bit halves of every 32 bits.
     static Reg swap16(Reg a) {
-        return shuffle(a, byte_table<16>([](size_t i) { return i ^ 2; }));
+        return shuffle(a, [](size_t i) { return i ^ 2; });
     }
     static Reg dup_even(Reg a) {
-        return shuffle(a, byte_table<16>([](size_t i) { return i & ~1u; }));
+        return shuffle(a, [](size_t i) { return i & ~1u; });
     }
     static Reg dup_odd(Reg a) {
-        return shuffle(a, byte_table<16>([](size_t i) { return i | 1; }));
+        return shuffle(a, [](size_t i) { return i | 1; });
     }
     // Of every 4 bytes, byte 0 (2) four times.
     static Reg dup4_first(Reg a) {
-        return shuffle(a, byte_table<16>([](size_t i) { return i & ~3u; }));
+        return shuffle(a, [](size_t i) { return i & ~3u; });
     }
     static Reg dup4_third(Reg a) {
-        return shuffle(a, byte_table<16>([](size_t i) { return (i & ~3u) + 2; }));
+        return shuffle(a, [](size_t i) { return (i & ~3u) + 2; });
     }
 
     static Reg reverse(Reg a) {
-        return shuffle(a, byte_table<16>([](size_t i) { return 15 - i; }));
+        return shuffle(a, [](size_t i) { return 15 - i; });
     }
 
     // --- sources ----------------------------------------------------------
@@ -109,9 +119,8 @@ struct Sse4 {
     static Reg load_bits(const uint8_t* p) {
         uint16_t bits;
         memcpy(&bits, p, sizeof bits);
-        const Reg bit = table(byte_table<16>([](size_t i) { return 1u << i % 8; }));
-        const Reg spread =
-            shuffle(_mm_cvtsi32_si128(bits), byte_table<16>([](size_t i) { return i / 8; }));
+        const Reg bit = table([](size_t i) { return 1u << i % 8; });
+        const Reg spread = shuffle(_mm_cvtsi32_si128(bits), [](size_t i) { return i / 8; });
         return equal8(and_(spread, bit), bit);
     }
 
@@ -144,7 +153,7 @@ struct Sse4 {
         const Reg head = load_lanes(p, 24), tail = load_lanes(p + 8, 24);
         luma = merge24(head, tail, [](size_t i) { return i / 4 * 6 + 1 + i % 4 + (i % 4 > 1); });
         chroma = merge24(head, tail, [](size_t i) {
-            return i % 2 != 0 ? kNoByte : i / 4 * 6 + (i % 4 == 2 ? 3 : 0);
+            return i % 2 != 0 ? size_t{kZeroByte} : i / 4 * 6 + (i % 4 == 2 ? 3 : 0);
         });
     }
     static Reg load_packed(const uint8_t* p) {
@@ -190,8 +199,8 @@ struct Sse4 {
         const Reg row =
             _mm_blendv_epi8(shuffle(lanes_at(set.at), index), shuffle(lanes_at(set.at + 16), index),
                             _mm_slli_epi16(index, 3));
-        const Reg bit = shuffle(table(byte_table<16>([](size_t i) { return i < 8 ? 1u << i : 0; })),
-                                and_(x, set8(7)));
+        const Reg bit =
+            shuffle(table([](size_t i) { return i < 8 ? 1u << i : 0; }), and_(x, set8(7)));
         return equal8(and_(row, bit), bit);
     }
     // The luma in double precision.
@@ -225,16 +234,16 @@ struct Sse4 {
             int last;
             memcpy(&last, p + 8, sizeof last);
             r[i] = shuffle(_mm_insert_epi32(_mm_loadl_epi64((const __m128i*)p), last, 2),
-                           byte_table<16>([](size_t k) { return k / 4 * 3 + k % 4 % 3; }));
+                           [](size_t k) { return k / 4 * 3 + k % 4 % 3; });
         }
         const Reg t0 = _mm_unpacklo_epi32(r[0], r[1]), t1 = _mm_unpacklo_epi32(r[2], r[3]);
         const Reg t2 = _mm_unpackhi_epi32(r[0], r[1]), t3 = _mm_unpackhi_epi32(r[2], r[3]);
         const Reg columns[4] = {_mm_unpacklo_epi64(t0, t1), _mm_unpackhi_epi64(t0, t1),
                                 _mm_unpacklo_epi64(t2, t3), _mm_unpackhi_epi64(t2, t3)};
         for (ptrdiff_t i = 0; i < 4; ++i) {
-            const Reg packed = shuffle(columns[i], byte_table<16>([](size_t k) {
-                                           return k < 12 ? k / 3 * 4 + k % 3 : size_t{kZeroByte};
-                                       }));
+            const Reg packed = shuffle(columns[i], [](size_t k) {
+                return k < 12 ? k / 3 * 4 + k % 3 : size_t{kZeroByte};
+            });
             uint8_t* p = dst + i * dst_step;
             const int last = _mm_extract_epi32(packed, 2);
             _mm_storel_epi64((__m128i*)p, packed);
@@ -243,8 +252,6 @@ struct Sse4 {
     }
 
   private:
-    static constexpr size_t kNoByte = 255;
-
     // Bytes of r0, r1, r2 where i mod 3 is 0, 1, 2.
     static Reg mix3(Reg r0, Reg r1, Reg r2) {
         return _mm_blendv_epi8(_mm_blendv_epi8(r0, r1, table(Interleave3<16>::mask(1))), r2,
@@ -253,14 +260,8 @@ struct Sse4 {
     // Picks from 24 bytes: head holds bytes 0..15, tail 8..23.
     template <class F>
     static Reg merge24(Reg head, Reg tail, F) {
-        constexpr F byte_of{};
-        return or_(shuffle(head, byte_table<16>([=](size_t i) {
-                               return byte_of(i) < 16 ? byte_of(i) : size_t{kZeroByte};
-                           })),
-                   shuffle(tail, byte_table<16>([=](size_t i) {
-                               return byte_of(i) >= 16 && byte_of(i) < 24 ? byte_of(i) - 8
-                                                                          : size_t{kZeroByte};
-                           })));
+        static constexpr Pick24 kPick = pick24(F{});
+        return or_(shuffle(head, kPick.head), shuffle(tail, kPick.tail));
     }
 };
 
