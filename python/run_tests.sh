@@ -14,4 +14,4 @@ PYTHONDONTWRITEBYTECODE=1
 export IMGCNV_LIBRARY PYTHONPATH PYTHONDONTWRITEBYTECODE
 # Debian's interpreter: another one, without NumPy, may stand first on the path.
 cd "$here"
-exec /usr/bin/python3 -m pytest -p no:cacheprovider -W error -q tests "$@"
+exec /usr/bin/python3 -m pytest -p no:cacheprovider -W error -q "$@"

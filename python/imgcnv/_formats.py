@@ -5,9 +5,9 @@ from __future__ import annotations
 import difflib
 import enum
 import functools
-import importlib.resources
 import json
 import operator
+import pathlib
 from typing import Dict, Literal, NamedTuple, Optional, Tuple, Union
 
 Packing = Literal["bits", "nibbles", "bytes", "words", "packed", "points"]
@@ -248,6 +248,9 @@ def resolve(format: FormatLike) -> PixelFormat:
     return found if found.is_source else PixelFormat.parse(found.label)
 
 
+_NAMES_FILE = pathlib.Path(__file__).with_name("_format_names.json")
+
+
 class _Names(NamedTuple):
     spellings: Dict[PixelFormat, Tuple[str, ...]]
     sources: Dict[str, PixelFormat]
@@ -262,8 +265,7 @@ def _plain(name: str) -> str:
 
 @functools.lru_cache(maxsize=None)
 def _names() -> _Names:
-    file = importlib.resources.files(__package__) / "_format_names.json"
-    table = json.loads(file.read_text(encoding="utf-8"))
+    table = json.loads(_NAMES_FILE.read_text(encoding="utf-8"))
     names = _Names({}, {}, {})
     for row in table["formats"]:
         format = PixelFormat[row["member"]]

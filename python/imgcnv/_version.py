@@ -2,11 +2,11 @@
 
 from __future__ import annotations
 
-import importlib.resources
 import pathlib
 import re
 
-# The wheel has a _version.txt; the source tree has the header.
+# The wheel has the one, the source tree the other.
+BUILT = pathlib.Path(__file__).with_name("_version.txt")
 HEADER = pathlib.Path(__file__).resolve().parents[2] / "include" / "imgcnv.h"
 
 
@@ -17,12 +17,6 @@ def read_header(header: pathlib.Path) -> str:
     return ".".join(found[part] for part in ("MAJOR", "MINOR", "PATCH"))
 
 
-def _version() -> str:
-    try:
-        built = importlib.resources.files(__package__) / "_version.txt"
-        return built.read_text(encoding="utf-8").strip()
-    except FileNotFoundError:
-        return read_header(HEADER)
-
-
-__version__: str = _version()
+__version__: str = (
+    BUILT.read_text(encoding="utf-8").strip() if BUILT.exists() else read_header(HEADER)
+)

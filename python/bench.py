@@ -1,0 +1,149 @@
+#!/usr/bin/python3
+"""How fast the module is, beside what NumPy alone can do, on this machine.
+
+    IMGCNV_LIBRARY=path/to/libimgcnv.so python/bench.py [--json] [--check]
+
+The frame is 12 megapixels of Mono12Packed, to 8-bit grey. NumPy slices the high
+bytes out; unpacking all 12 bits and shifting them is what most scripts do. The
+overhead is that of one call on 64 x 64 pixels beyond the C function itself.
+
+--check fails when the module is not 10 times faster than the fastest slicing, or
+when a call costs 5 microseconds or more.
+"""
+
+from __future__ import annotations
+
+import argparse
+import json
+import os
+import platform
+import sys
+import time
+from typing import Callable, Dict, Tuple
+
+import imgcnv
+import numpy as np
+from imgcnv import _native
+from imgcnv._buffers import address
+from numpy.typing import NDArray
+
+Bytes = NDArray[np.uint8]
+WIDTH, HEIGHT = 4096, 3000
+
+
+def seconds(action: Callable[[], object], runs: int, calls: int = 1) -> float:
+    """Best time of one call: what else runs on the machine only ever adds to it."""
+    times = []
+    for _ in range(runs):
+        start = time.perf_counter()
+        for _ in range(calls):
+            action()
+        times.append((time.perf_counter() - start) / calls)
+    return min(times)
+
+
+def slicing_ways(frame: Bytes, out: Bytes) -> Dict[str, Callable[[], object]]:
+    """Ways to take the outer bytes of each group, from the literal to the clever."""
+    flat, pairs, groups = out.reshape(-1), out.reshape(-1, 2), frame.reshape(-1, 3)
+
+    def two_slices() -> None:
+        flat[0::2] = frame[0::3]
+        flat[1::2] = frame[2::3]
+
+    def one_slice() -> None:
+        pairs[...] = groups[:, ::2]
+
+    def by_index() -> None:
+        np.take(groups, (0, 2), axis=1, out=pairs, mode="clip")
+
+    def shift_words() -> None:
+        # Bytes 0 and 2 of each group as one shifted 32-bit word: 4 bytes read, 2 kept.
+        words: NDArray[np.uint32] = np.ndarray((groups.shape[0] - 1,), "<u4", frame, 0, (3,))
+        pairs[:-1].view("<u2")[:, 0] = words & 0xFF | words >> 8 & 0xFF00
+        pairs[-1] = groups[-1, ::2]
+
+    def unpack_12_bits() -> None:
+        first, middle, last = groups.astype(np.uint16).T
+        full = np.empty((groups.shape[0], 2), np.uint16)
+        full[:, 0] = first << 4 | middle & 15
+        full[:, 1] = last << 4 | middle >> 4
+        pairs[...] = full >> 4
+
+    return {
+        "two slices": two_slices,
+        "one slice": one_slice,
+        "take": by_index,
+        "shifted words": shift_words,
+        "all 12 bits": unpack_12_bits,
+    }
+
+
+def large_frames() -> Dict[str, float]:
+    """Milliseconds for one 12-megapixel frame, each way checked against the module."""
+    frame = np.random.default_rng(0).integers(0, 256, WIDTH * HEIGHT * 3 // 2, dtype=np.uint8)
+    out = np.zeros((HEIGHT, WIDTH), np.uint8)
+    result = {}
+    with imgcnv.Converter(WIDTH, HEIGHT, "Mono12Packed", to="mono8") as converter:
+        wanted = converter.convert(frame)
+        result["Converter"] = seconds(lambda: converter.convert(frame, out), 50)
+        result["convert, new array"] = seconds(
+            lambda: imgcnv.convert(frame, WIDTH, HEIGHT, "Mono12Packed", to="mono8"), 30
+        )
+        # The limit: the result's bytes read and written, nothing done to them.
+        result["bare copy of a result"] = seconds(lambda: np.copyto(out, wanted), 50)
+        for name, way in slicing_ways(frame, out).items():
+            out[...] = 0
+            result[f"NumPy {name}"] = seconds(way, 10)
+            if not np.array_equal(out, wanted):
+                raise SystemExit(f"NumPy {name} gives another picture: the benchmark is wrong")
+    return {name: time * 1e3 for name, time in result.items()}
+
+
+def small_calls() -> Dict[str, float]:
+    """Microseconds a 64 x 64 call costs beyond the C function, by destination."""
+    frame = np.random.default_rng(0).integers(0, 256, 64 * 96, dtype=np.uint8)
+    result: Dict[str, float] = {}
+    destinations: Tuple[imgcnv.To, ...] = ("mono8", "rgb24", "rgba32")
+    for to in destinations:
+        with imgcnv.Converter(64, 64, "Mono12Packed", to=to) as converter:
+            out = np.empty(converter.shape, np.uint8)
+            handle, source, target = converter._only_handle, address(frame), address(out)
+            call = seconds(lambda: converter.convert(frame, out), 30, 2000)
+            bare = seconds(lambda: _native.convert(handle, source, target), 30, 2000)
+            # A foreign call costs something itself: that of one which does nothing.
+            nothing = seconds(lambda: _native.convert(0, 0, 0), 30, 2000)
+            result[to] = (call - bare + nothing) * 1e6
+    return result
+
+
+def main() -> int:
+    parser = argparse.ArgumentParser(description="Speed of the imgcnv module beside NumPy.")
+    parser.add_argument("--json", action="store_true", help="print the figures for programs")
+    parser.add_argument("--check", action="store_true", help="fail when a promise is not kept")
+    options = parser.parse_args()
+
+    large, small = large_frames(), small_calls()
+    fastest = min(time for name, time in large.items() if name.startswith("NumPy"))
+    speedup = fastest / large["Converter"]
+    if options.json:
+        print(json.dumps({"milliseconds": large, "speedup": speedup, "call_microseconds": small}))
+    else:
+        print(
+            f"{platform.machine()}, {os.cpu_count()} CPUs, Python {platform.python_version()}, "
+            f"NumPy {np.__version__}"
+        )
+        print(f"{WIDTH}x{HEIGHT} Mono12Packed to mono8, best ms:")
+        for name, time_ms in large.items():
+            print(f"  {name:22} {time_ms:8.2f}")
+        print(f"  {speedup:.1f} times faster than the fastest slicing")
+        print("64x64 Mono12Packed, us a call beyond the C function:")
+        for to, time_us in small.items():
+            print(f"  {to:22} {time_us:8.2f}")
+    if options.check and (speedup < 10 or max(small.values()) >= 5):
+        print("expected a speedup of 10 or more and calls below 5 us", file=sys.stderr)
+        return 1
+    return 0
+
+
+if __name__ == "__main__":
+    sys.exit(main())

@@ -1,0 +1,36 @@
+#!/usr/bin/python3
+"""A folder of raw frames to PNGs on all CPUs: one Converter a thread.
+
+    folder.py FOLDER WIDTH HEIGHT FORMAT
+
+The GIL is free while a frame is converted, so threads do; no processes needed.
+"""
+
+import concurrent.futures
+import pathlib
+import sys
+import threading
+
+import imgcnv
+from PIL import Image
+
+if len(sys.argv) != 5:
+    sys.exit(__doc__)
+folder, width, height, format = sys.argv[1:]
+mine = threading.local()
+
+
+def to_png(path: pathlib.Path) -> pathlib.Path:
+    if not hasattr(mine, "converter"):
+        mine.converter = imgcnv.Converter(int(width), int(height), format)
+    # The result is the Converter's own array, written again by the next call:
+    # save it before that.
+    picture = mine.converter.convert(path.read_bytes())
+    target = path.with_suffix(".png")
+    Image.fromarray(picture).save(target, compress_level=1)
+    return target
+
+
+with concurrent.futures.ThreadPoolExecutor() as pool:
+    for written in pool.map(to_png, sorted(pathlib.Path(folder).glob("*.raw"))):
+        print(written)

@@ -1,0 +1,156 @@
+"""What users get: wheel, types, documented examples and programs."""
+
+from __future__ import annotations
+
+import doctest
+import importlib
+import os
+import pathlib
+import pkgutil
+import subprocess
+import sys
+import zipfile
+
+import imgcnv
+import numpy
+import pytest
+from imgcnv import _native, _version
+
+PYTHON = pathlib.Path(__file__).resolve().parents[1]
+LIBRARY = os.path.realpath(os.environ.get("IMGCNV_LIBRARY", _native.path))
+SHOW = "import imgcnv, imgcnv._native as n; print(imgcnv.__version__, imgcnv.__file__, n.path)"
+
+# A camera of two frames, the second one broken, which records the order of things.
+FAKE_ARAVIS = '''
+import sys, types
+class Buffer:
+    def __init__(self, status): self.status = status
+    def get_status(self): return self.status
+    def get_data(self): print("data"); return bytes([10, 20, 30, 40, 99, 99])
+    @staticmethod
+    def new_allocate(size): return Buffer(0)
+class Stream:
+    def __init__(self): self.waiting = [Buffer(0), Buffer(1)]
+    def push_buffer(self, buffer): print("push")
+    def pop_buffer(self): print("pop"); return self.waiting.pop(0)
+class Camera:
+    new = staticmethod(lambda name: Camera())
+    def get_region(self): return 0, 0, 2, 2
+    def get_pixel_format(self): return 0x01080001
+    def get_payload(self): return 6
+    def create_stream(self, *_): return Stream()
+    def start_acquisition(self): pass
+    def stop_acquisition(self): print("stopped")
+repository = types.ModuleType("gi.repository")
+repository.Aravis = types.SimpleNamespace(
+    Camera=Camera, Buffer=Buffer, BufferStatus=types.SimpleNamespace(SUCCESS=0))
+gi = types.ModuleType("gi")
+gi.require_version = lambda *_: None
+sys.modules.update({"gi": gi, "gi.repository": repository})
+'''
+
+
+def run(*arguments, **environment):
+    """Output of the tests' interpreter, which sees no module but the given ones."""
+    variables = {"PATH": os.environ["PATH"], "PYTHONDONTWRITEBYTECODE": "1", **environment}
+    done = subprocess.run(
+        [sys.executable, *map(str, arguments)],
+        env=variables,
+        capture_output=True,
+        text=True,
+        check=False,
+        timeout=300,
+        cwd="/",
+    )
+    assert done.returncode == 0, done.stdout + done.stderr
+    return done.stdout
+
+
+def test_wheel(tmp_path):
+    """Built offline, it brings its own library and works away from the source tree."""
+    for module in ("build", "setuptools", "wheel"):
+        pytest.importorskip(module)
+    subprocess.run([PYTHON / "build_wheel.sh", LIBRARY, tmp_path], check=True, timeout=300)
+    (wheel,) = tmp_path.glob("*.whl")
+    assert wheel.name == f"imgcnv-{imgcnv.__version__}-py3-none-linux_x86_64.whl"
+    site = tmp_path / "site"
+    with zipfile.ZipFile(wheel) as archive:
+        archive.extractall(site)
+    assert (site / "imgcnv" / "py.typed").exists()
+    wanted = f"{imgcnv.__version__} {site}/imgcnv/__init__.py {site}/imgcnv/libimgcnv.so.1\n"
+    assert run("-c", SHOW, PYTHONPATH=str(site)) == wanted
+    program = "import imgcnv; print(imgcnv.convert(b'\\x80\\x10\\x80\\x20', 2, 1, 'uyvy').tolist())"
+    assert run("-c", program, PYTHONPATH=str(site)) == "[[[16, 16, 16], [32, 32, 32]]]\n"
+
+
+def test_where_the_library_is_found(tmp_path):
+    (tmp_path / "libimgcnv.so.1").symlink_to(LIBRARY)
+    system = {"PYTHONPATH": str(PYTHON), "LD_LIBRARY_PATH": str(tmp_path)}
+    assert run("-c", SHOW, **system).endswith(" libimgcnv.so.1\n")
+    assert run("-c", SHOW, IMGCNV_LIBRARY=LIBRARY, **system).endswith(f" {LIBRARY}\n")
+    program = "try: import imgcnv\nexcept ImportError as error: print(error)"
+    message = run("-c", program, PYTHONPATH=str(PYTHON), IMGCNV_LIBRARY="/nowhere/lib.so")
+    assert "set IMGCNV_LIBRARY to the path" in message and "/nowhere/lib.so" in message
+    # A library that loads but is another one is no better than none.
+    message = run("-c", program, PYTHONPATH=str(PYTHON), IMGCNV_LIBRARY="libm.so.6")
+    assert "IMGCNV_open" in message
+
+
+def test_version_is_that_of_the_header():
+    assert imgcnv.__version__ == _version.read_header(PYTHON.parent / "include" / "imgcnv.h")
+
+
+def test_docstrings():
+    names = {"imgcnv": imgcnv, "numpy": numpy, "convert": imgcnv.convert}
+    modules = [imgcnv] + [
+        importlib.import_module(f"imgcnv.{found.name}") for found in pkgutil.iter_modules(imgcnv.__path__)
+    ]
+    results = [doctest.testmod(module, extraglobs=names) for module in modules]
+    assert sum(result.failed for result in results) == 0
+    assert sum(result.attempted for result in results) >= 12
+    assert all(getattr(imgcnv, name).__doc__ for name in set(imgcnv.__all__) - {"To", "Demosaic"})
+
+
+def test_readme():
+    """The commands' results in it are what comes out."""
+    result = doctest.testfile(str(PYTHON / "README.md"), module_relative=False)
+    assert result.failed == 0 and result.attempted >= 10
+
+
+def test_types():
+    pytest.importorskip("mypy", reason="the types are checked by Debian's python3-mypy")
+    run("-m", "mypy", "--strict", "--cache-dir=/dev/null", PYTHON / "imgcnv", PYTHON / "bench.py",
+        PYTHON / "make_format_names.py", MYPYPATH=str(PYTHON))
+
+
+@pytest.mark.parametrize("name", ["file_to_png", "opencv", "folder"])
+def test_picture_examples(name, tmp_path):
+    image = pytest.importorskip("PIL.Image")
+    if name == "opencv":
+        pytest.importorskip("cv2")
+    red = numpy.tile(numpy.array([[250, 90], [90, 10]], "u1"), (8, 8))
+    raw, png = tmp_path / "frame.raw", tmp_path / "frame.png"
+    raw.write_bytes(red.tobytes())
+    source, target = (tmp_path, []) if name == "folder" else (raw, [png])
+    environment = {"PYTHONPATH": str(PYTHON), "IMGCNV_LIBRARY": LIBRARY}
+    run(PYTHON / "examples" / f"{name}.py", source, 16, 16, "BayerRG8", *target, **environment)
+    with image.open(png) as picture:
+        assert (picture.size, picture.getpixel((8, 8))) == ((16, 16), (250, 90, 10))
+
+
+def test_long_dump_example(tmp_path):
+    dump = tmp_path / "dump.raw"
+    dump.write_bytes(bytes([10] * 8 + [30] * 8))
+    environment = {"PYTHONPATH": str(PYTHON), "IMGCNV_LIBRARY": LIBRARY}
+    output = run(PYTHON / "examples" / "long_dump.py", dump, 4, 2, "Mono8", **environment)
+    assert output == "frame 0: mean 10.0\nframe 1: mean 30.0\n"
+
+
+def test_aravis_example(tmp_path):
+    """Each buffer goes back to the stream, after its picture was made."""
+    (tmp_path / "sitecustomize.py").write_text(FAKE_ARAVIS)
+    environment = {"PYTHONPATH": f"{tmp_path}:{PYTHON}", "IMGCNV_LIBRARY": LIBRARY}
+    output = run(PYTHON / "examples" / "aravis.py", 2, **environment)
+    assert output.splitlines() == [
+        *["push"] * 4, "pop", "data", "push", "frame 0: (2, 2, 3), mean 25.0", "pop", "push", "stopped",
+    ]
