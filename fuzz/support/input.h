@@ -60,7 +60,7 @@ class Input {
     do {                                                                               \
         if (!(promise)) {                                                              \
             std::fprintf(stderr, "%s:%d: broken: %s\n", __FILE__, __LINE__, #promise); \
-            std::fprintf(stderr, "" __VA_ARGS__);                                      \
+            __VA_OPT__(std::fprintf(stderr, __VA_ARGS__);)                             \
             std::fputc('\n', stderr);                                                  \
             std::abort();                                                              \
         }                                                                              \
