@@ -16,10 +16,11 @@ using namespace imgcnv::bench;
 namespace {
 
 constexpr const char* kUsage =
-    "usage: imgcnv_bench [--table | --worst] [OPTION]... [--benchmark_...]\n"
+    "usage: imgcnv_bench [--table | --worst | --scaling] [OPTION]... [--benchmark_...]\n"
     "  --table            one line a conversion and size, with ratios and targets\n"
     "  --worst            hard frames against easy ones, cost of a call\n"
-    "                     (neither: single benchmarks, for Google Benchmark's own options)\n"
+    "  --scaling          over the size of the frame, and over threads\n"
+    "                     (none of these: single benchmarks, for Google Benchmark's own options)\n"
     "  --filter REGEX     of \"CONVERSION WIDTHxHEIGHT\", e.g. 'Bayer.*bilinear 640x'\n"
     "  --level NAME       only this level; may be given again\n"
     "  --size WxH         only this size, any size; may be given again\n"
@@ -77,7 +78,7 @@ void register_benchmarks(const Options& options) {
 }  // namespace
 
 int main(int argc, char** argv) {
-    enum { kSingle, kTable, kWorst } report = kSingle;
+    enum { kSingle, kTable, kWorst, kScaling } report = kSingle;
     Options options;
     std::vector<char*> rest = {argv[0]};
     // Repeated and interleaved unless told otherwise.
@@ -96,6 +97,8 @@ int main(int argc, char** argv) {
             report = kTable;
         } else if (arg == "--worst") {
             report = kWorst;
+        } else if (arg == "--scaling") {
+            report = kScaling;
         } else if (arg == "--filter") {
             const char* pattern = value();
             try {
@@ -138,7 +141,11 @@ int main(int argc, char** argv) {
     }
     if (options.sizes.empty()) options.sizes.assign(std::begin(kSizes), std::end(kSizes));
 
-    if (pin_to_one_core() < 0) std::fprintf(stderr, "imgcnv_bench: cannot stay on one core\n");
+    options.cores = usable_cores();
+    // The last one: the first gets most of a system's interrupts.
+    if (options.cores.empty() || !pin_to_core(options.cores.back())) {
+        std::fprintf(stderr, "imgcnv_bench: cannot stay on one core\n");
+    }
     int count = static_cast<int>(rest.size());
     benchmark::Initialize(&count, rest.data());
     if (count > 1) fail(std::string("unknown argument ") + rest[1]);
@@ -148,6 +155,9 @@ int main(int argc, char** argv) {
             break;
         case kWorst:
             print_worst_cases(options);
+            break;
+        case kScaling:
+            print_scaling(options);
             break;
         case kSingle:
             register_benchmarks(options);

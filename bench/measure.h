@@ -13,7 +13,7 @@ struct Contestant {
     std::function<void()> run;
 };
 
-// Nanoseconds a call.
+// Nanoseconds of processor time a call.
 struct Timing {
     double median = 0;
     double minimum = 0;
@@ -29,8 +29,11 @@ struct Effort {
 // the caches as it leaves them, then for some 50 microseconds at a stretch.
 std::vector<Timing> race(const std::vector<Contestant>& contestants, const Effort& effort);
 
-// Keeps this thread on one core; returns its number, or -1.
-int pin_to_one_core();
+// The cores this process may run on.
+std::vector<int> usable_cores();
+
+// Keeps this thread on the core; false when that fails.
+bool pin_to_core(int core);
 
 // Model, date, compiler and the like: what a reader needs to judge the numbers.
 std::string describe_machine();

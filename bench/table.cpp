@@ -44,9 +44,7 @@ Row measure(const Conversion& conversion, Size size, const Content& content,
                                }});
     }
     const std::vector<Timing> timings = race(contestants, options.effort);
-    const auto ns = [&](size_t i) {
-        return (options.minimum ? timings[i].minimum : timings[i].median) / pixels(size);
-    };
+    const auto ns = [&](size_t i) { return chosen(timings[i], options) / pixels(size); };
     Row row{conversion, size, ns(0), ns(1), {}};
     for (size_t i = 2; i < timings.size(); ++i) row.levels.push_back(ns(i));
     if (!job.succeeded()) std::printf("%s FAILED\n", conversion.name.c_str());

@@ -30,8 +30,6 @@ constexpr Variant kShapes[] = {
     {"64+pad", {64, 480}, 16, 6},   {"63+pad", {63, 480}, 16, 6},
 };
 
-double chosen(const Timing& t, const Options& o) { return o.minimum ? t.minimum : t.median; }
-
 void report_failure(const Job& job, const Conversion& c) {
     if (!job.succeeded()) std::printf("%s FAILED\n", c.name.c_str());
 }

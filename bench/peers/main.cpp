@@ -238,7 +238,9 @@ int main(int argc, char** argv) {
         }
     }
     if (options.sizes.empty()) options.sizes = {{640, 480}, {1920, 1200}, {5120, 3840}};
-    if (pin_to_one_core() < 0)
+    const std::vector<int> cores = usable_cores();
+    if (cores.empty() || !pin_to_core(cores.back())) {
         std::fprintf(stderr, "imgcnv_bench_peers: cannot stay on one core\n");
+    }
     print_tables(options);
 }
