@@ -9,17 +9,14 @@ root=$(cd "$(dirname "$0")/.." && pwd)
 ensure_packages $build_packages
 configure_and_build
 
-# A frame's geometry is no part of a raw file; that of the samples is in their names:
-# NAME_WIDTHxHEIGHT_FORMAT.raw
-frame=$(ls "$root"/samples/*_BayerRG12Packed.raw | head -n 1)
-format=${frame##*_}
-format=${format%.raw}
-size=${frame%_*}
-size=${size##*_}
-picture=$root/build/demo.png
+frame=samples/coffee_600x400_BayerRG12Packed.raw
+picture=build/demo.png
+build/release/tools/imgcnv convert "$frame" --format BayerRG12Packed --size 600x400 -o "$picture"
 
-"$root/build/release/tools/imgcnv" convert "$frame" --format "$format" --size "$size" -o "$picture"
+say "
+$frame is a frame as a colour camera sends it: one red, green or blue
+sample a pixel, 12 bits each, two pixels in three bytes. The picture made of it,
 
-say ""
-say "The raw frame   ${frame#"$root"/} ($format, $size pixels)"
-say "is a picture:   $picture"
+    $root/$picture
+
+shows a cup of coffee on a red saucer, on a wooden table."

@@ -1,12 +1,17 @@
 #!/bin/sh
 # Builds the Debian packages and installs, uses and purges them on a Debian system that has nothing
 # else installed. Takes root, for the system is bootstrapped into build/clean-machine.
+# With --built it takes the packages that lie in build/debs.
 set -eu
 root=$(cd "$(dirname "$0")/.." && pwd)
 . "$root/scripts/lib/common.sh"
 . "$root/scripts/lib/clean_root.sh"
 
-"$root/scripts/build-debs.sh"
+case $*:$# in
+    :0) "$root/scripts/build-debs.sh" ;;
+    --built:1) ;;
+    *) die "usage: scripts/test-debs.sh [--built]" ;;
+esac
 
 machine=$root/build/clean-machine
 clean_root_make "$machine"

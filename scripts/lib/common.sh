@@ -1,6 +1,7 @@
 # Shared by the scripts of this folder; sourced, POSIX sh.
 #
 # Before sourcing, a script sets `root` to the top of the source tree.
+# shellcheck disable=SC2154,SC2034
 
 say() { printf '%s\n' "$*"; }
 
