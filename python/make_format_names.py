@@ -36,13 +36,11 @@ def for_python(advice: str) -> str:
 
 def tables() -> dict[str, Any]:
     formats = []
-    for name, code, member, _bits, _depth, _layout, order, *names in rows(
+    for name, code, *_layout, pfnc, gstreamer, v4l2, ffmpeg, ros in rows(
         TABLES / "formats.def", "FORMAT"
     ):
-        spellings = dict.fromkeys([name, *" ".join(names).split()])
-        formats.append(
-            {"name": name, "code": code, "member": member, "order": order, "names": [*spellings]}
-        )
+        elsewhere = " ".join((pfnc, gstreamer, v4l2, ffmpeg, ros)).split()
+        formats.append({"code": code, "names": [*dict.fromkeys([name, *elsewhere])]})
     foreign = [
         {"names": names.split(), "what": for_python(what), "remedy": for_python(remedy)}
         for names, what, remedy in rows(TABLES / "foreign_formats.def", "FOREIGN")

@@ -11,7 +11,9 @@ import pathlib
 from typing import Dict, Literal, NamedTuple, Optional, Tuple, Union
 
 Packing = Literal["bits", "nibbles", "bytes", "words", "packed", "points"]
-Order = Literal["RG", "GB", "BG", "RGB", "BGR", "RGBA", "BGRA", "UYYVYY", "UYVY", "YUYV", "UYV"]
+Order = Literal[
+    "RG", "GB", "BG", "GR", "RGB", "BGR", "RGBA", "BGRA", "UYYVYY", "UYVY", "YUYV", "UYV"
+]
 
 # The library takes sizes as signed 32-bit integers.
 LARGEST_SIZE = 2**31 - 1
@@ -55,6 +57,12 @@ class PixelFormat(enum.IntEnum):
     BAYER_RG12_PACKED = 0x010C002B
     BAYER_GB12_PACKED = 0x010C002C
     BAYER_BG12_PACKED = 0x010C002D
+    # The C library has no GR order: see PixelFormat.one_row_down.
+    BAYER_GR8 = 0x01080008
+    BAYER_GR10 = 0x0110000C
+    BAYER_GR12 = 0x01100010
+    BAYER_GR10_PACKED = 0x010C0026
+    BAYER_GR12_PACKED = 0x010C002A
     YUV411_PACKED = 0x020C001E
     YUV422_PACKED = 0x0210001F
     YUV422_YUYV_PACKED = 0x02100032
@@ -96,7 +104,7 @@ class PixelFormat(enum.IntEnum):
     @property
     def is_bayer(self) -> bool:
         """Whether the format is a Bayer mosaic, to be demosaiced."""
-        return self.order in ("RG", "GB", "BG")
+        return self.order in _BAYER_ORDERS
 
     @property
     def bits(self) -> int:
@@ -124,6 +132,18 @@ class PixelFormat(enum.IntEnum):
         """Colour order: the first two samples of a Bayer mosaic, the samples of
         one group of an RGB or YUV format, None for grey."""
         return _TRAITS[self].order
+
+    @property
+    def one_row_down(self) -> PixelFormat:
+        """What a mosaic is called that begins at the second row of this one.
+
+        >>> PixelFormat.BAYER_GR8.one_row_down
+        <PixelFormat.BAYER_BG8: 0x0108000B>
+        """
+        if not self.is_bayer:
+            return self
+        down = {"RG": "GB", "GB": "RG", "BG": "GR", "GR": "BG"}[str(self.order)]
+        return PixelFormat[self.name.replace(f"_{self.order}", f"_{down}")]
 
     @property
     def group(self) -> int:
@@ -199,7 +219,7 @@ _TRAITS: Dict[PixelFormat, _Traits] = {
     PixelFormat.YUV444_PACKED: _Traits("YUV444Packed", 8, "bytes", "UYV"),
     PixelFormat.MONO1C: _Traits("Mono1C", 8, "points"),
 }
-_BAYER_ORDERS: Tuple[Order, ...] = ("RG", "GB", "BG")
+_BAYER_ORDERS: Tuple[Order, ...] = ("RG", "GB", "BG", "GR")
 for _order in _BAYER_ORDERS:
     for _bits in (8, 10, 12):
         _TRAITS[PixelFormat[f"BAYER_{_order}{_bits}"]] = _Traits(
@@ -220,10 +240,10 @@ def positive(name: str, value: int) -> int:
 
 
 def formats() -> Tuple[PixelFormat, ...]:
-    """The 30 formats that frames may have.
+    """The formats that frames may have: the C library's 30, and Bayer in GR order.
 
     >>> len(formats())
-    30
+    35
     >>> [format.label for format in formats() if format.order == "GB"][:2]
     ['BayerGB8', 'BayerGB10']
     """
@@ -268,19 +288,11 @@ def _names() -> _Names:
     table = json.loads(_NAMES_FILE.read_text(encoding="utf-8"))
     names = _Names({}, {}, {})
     for row in table["formats"]:
-        format = PixelFormat[row["member"]]
+        format = PixelFormat(int(row["code"], 16))
         spellings = (*row["names"], row["code"])
-        if int(row["code"], 16) == format:
-            names.spellings[format] = spellings
-            for name in (*spellings, format.name, f"IMGCNV_PIXEL_{format.name}"):
-                names.sources[_plain(name)] = format
-        else:
-            reason = (
-                f"{row['name']}: the library has no {row['order']} order, but one row down the "
-                f"mosaic is {format.label}: leave out the first row of the frame, pass "
-                f"height - 1 and format {format.label!r}"
-            )
-            names.refused.update((_plain(name), reason) for name in spellings)
+        names.spellings[format] = spellings
+        for name in (*spellings, format.name, f"IMGCNV_PIXEL_{format.name}"):
+            names.sources[_plain(name)] = format
     for row in table["foreign"]:
         for name in row["names"]:
             names.refused[_plain(name)] = f"{name}: {row['what']}; {row['remedy']}"

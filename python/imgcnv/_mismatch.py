@@ -44,7 +44,11 @@ def _other_formats(frame: Frame, given: int) -> List[str]:
         for format in formats()
         if format.packing != "points"
         and (format.is_bayer, format.order if format.is_bayer else None, format.value >> 24)
-        == (frame.format.is_bayer, frame.format.order if frame.format.is_bayer else None, frame.format.value >> 24)
+        == (
+            frame.format.is_bayer,
+            frame.format.order if frame.format.is_bayer else None,
+            frame.format.value >> 24,
+        )
         and format.frame_bytes(frame.width, frame.height) == given
     ]
     return [f"the format is {' or '.join(same_kind)}"] if same_kind else []

@@ -86,7 +86,9 @@ def open(record: OpenParam, destination: int, method: int) -> int:
     handle = ctypes.c_void_p()
     reported = ctypes.c_int(0)  # wraps, or stays 0 for some formats: never used
     check(
-        _open(ctypes.byref(record), destination, ctypes.byref(handle), ctypes.byref(reported), method)
+        _open(
+            ctypes.byref(record), destination, ctypes.byref(handle), ctypes.byref(reported), method
+        )
     )
     return handle.value or 0
 

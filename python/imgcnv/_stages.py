@@ -7,7 +7,7 @@ with what makes its result complete; `plan` chooses one or two of them.
 
 from __future__ import annotations
 
-from typing import Any, Callable, Dict, List, Literal, Optional
+from typing import Any, Callable, Dict, Iterable, List, Literal, Optional
 
 import numpy as np
 from numpy.typing import NDArray
@@ -42,21 +42,29 @@ class Frame:
     def stride(self) -> int:
         return self.format.row_bytes(self.width) + self.padding
 
-    def samples(self, data: Bytes, columns: List[int]) -> Bytes:
-        """The upper 8 bits of the Bayer or grey samples of some columns, a copy."""
+    def samples(self, data: Bytes, rows: List[int], columns: List[int]) -> Bytes:
+        """The upper 8 bits of some Bayer or grey samples, a copy."""
         words = self.format.packing == "words"
+        if self.format.packing == "packed":
+            columns = [column // 2 + column + column % 2 for column in columns]
         kind: Any = np.uint16 if words else np.uint8
-        rows: NDArray[Any] = np.ndarray(
-            (self.height, self.width), kind, data, strides=(self.stride, 2 if words else 1)
+        size = kind().itemsize
+        lines: NDArray[Any] = np.ndarray(
+            (self.height, self.format.row_bytes(self.width) // size),
+            kind,
+            data,
+            strides=(self.stride, size),
         )
-        return (rows[:, columns] >> (self.format.bits - 8)).astype(np.uint8, order="C")
+        chosen = lines[np.ix_(rows, columns)]
+        return (chosen >> (self.format.bits - 8) if words else chosen).astype(np.uint8)
 
 
 class Stage:
     """One call of the C library and what its result lacks.
 
-    The call writes `written_rows` x `written_columns` pixels, of which the picture
-    is the upper left part. `prepare` makes the bytes safe that the call trusts;
+    The call converts the rows from `first_row` (0, or 1 for a mosaic in GR order) on.
+    What it writes reaches to row `written_rows` and column `written_columns`; the
+    picture is the upper left part of that. `prepare` makes the bytes safe that the call trusts;
     `finish` fills from the frame what the call does not write.
     """
 
@@ -68,6 +76,7 @@ class Stage:
         *,
         written_rows: Optional[int] = None,
         written_columns: Optional[int] = None,
+        first_row: int = 0,
         skipped: int = 0,
         data_size: Optional[int] = None,
         prepare: Optional[Callable[[Bytes], Bytes]] = None,
@@ -81,18 +90,24 @@ class Stage:
         self._scratch: Optional[Picture] = None
         # Bayer rows are as long as the data size says: it comes from the geometry,
         # not from the buffer, whose last row may lack its padding.
+        rows = frame.height - first_row
+        format = frame.format.one_row_down if first_row else frame.format
         if data_size is None:
-            data_size = frame.format.frame_bytes(frame.width, frame.height, frame.padding)
+            data_size = format.frame_bytes(frame.width, rows, frame.padding)
         self._record = _native.OpenParam(
-            frame.width, frame.height, frame.padding + skipped, 0, data_size, frame.format
+            frame.width, rows, frame.padding + skipped, 0, data_size, format
         )
+        self._first_row, self._skipped_bytes = first_row, first_row and frame.stride
         self._to, self._method = to, method
         self._handle = 0
 
     @property
     def is_one_call(self) -> bool:
         """Whether the call alone fills a picture that has memory for `written_rows`."""
-        return not (self._prepare or self._finish) and self.written_columns == self.columns
+        return (
+            not (self._first_row or self._prepare or self._finish)
+            and self.written_columns == self.columns
+        )
 
     @property
     def handle(self) -> int:
@@ -112,8 +127,9 @@ class Stage:
         """Convert `data` to `picture`, which has memory for `room` rows."""
         fits = self.written_columns == self.columns and self.written_rows <= room
         target = picture if fits else self._borrow_scratch()
-        source = self._prepare(data) if self._prepare else data
-        _native.check(_native.convert(self.handle, address(source), address(target)))
+        source = self._prepare(data) if self._prepare else data[self._skipped_bytes :]
+        status = _native.convert(self.handle, address(source), address(target[self._first_row :]))
+        _native.check(status)
         if not fits:
             columns = min(self.columns, self.written_columns)
             picture[:, :columns] = target[: self.rows, :columns]
@@ -134,19 +150,17 @@ def plan(frame: Frame, to: PixelFormat, method: int) -> List[Stage]:
         # The C functions write a byte a pixel whatever the destination.
         plane = _points(frame) if format.packing == "points" else _bits(frame)
         return [plane] if to == _GREY else [plane, Stage(Frame(_GREY, width, height), to)]
-    if format.is_bayer and width == 1:
-        # One column holds two colours at most, and the C function writes none of
-        # it. It becomes grey, as a single row does.
-        frame = _as_grey(frame)
-    elif format.is_bayer and height > 1:
+    if format.is_bayer and min(width, height) > 1:
         if not _is_odd_packed(frame):
             return [_bayer(frame, to, method)]
         # The C function would lose the last column: take the upper 8 bits out,
         # which is all that a conversion uses, then demosaic those.
         eight_bits = Frame(PixelFormat[f"BAYER_{format.order}8"], width, height)
         return [_odd_packed(_as_grey(frame), _GREY), _bayer(eight_bits, to, method)]
-    elif format.is_bayer:
-        return [Stage(frame, to)]
+    if format.is_bayer:
+        # One row or column holds two colours at most. The C functions make a row
+        # grey and write nothing of a column: both become grey here.
+        frame = _as_grey(frame)
     if _is_odd_packed(frame):
         return [_odd_packed(frame, to)]
     if frame.format == to:
@@ -173,7 +187,10 @@ def _points(frame: Frame) -> Stage:
     """Mono1C to grey. The list that the C function gets is a checked copy with an end."""
     width, height = frame.width, frame.height
     return Stage(
-        frame, _GREY, data_size=LARGEST_SIZE, prepare=lambda data: checked_points(data, width, height)
+        frame,
+        _GREY,
+        data_size=LARGEST_SIZE,
+        prepare=lambda data: checked_points(data, width, height),
     )
 
 
@@ -208,26 +225,56 @@ def _odd_packed(frame: Frame, to: PixelFormat) -> Stage:
 def _bayer(frame: Frame, to: PixelFormat, method: int) -> Stage:
     """A mosaic of 2 x 2 and more samples, of any layout but packed with an odd width.
 
-    An odd height is written with an extra row. The last column of an odd width is
-    partly unwritten (nearest, adaptive) or has its colours in the wrong channels
-    (bilinear): it is made from a strip in which the mosaic goes on as its own
-    mirror image, the way the C library itself completes an odd height.
+    An odd height is written with an extra row. What the C function does not make at
+    the edges comes from strips in which the mosaic goes on as its mirror image, the
+    way the C library itself completes an odd height:
+
+    - The last column of an odd width is partly unwritten (nearest, adaptive) or has
+      its colours in the wrong channels (bilinear).
+    - A mosaic in GR order, which the C library lacks, is one in BG order from its
+      second row on. The rows of the strip are as many as differ from those of a
+      mosaic that has rows above them.
     """
-    strip_width, edge = 8, 4  # wide enough for neighbours two samples away
+    is_gr = frame.format.order == "GR"
+    eight_bits = f"BAYER_{frame.format.order}8"
 
     def last_column(data: Bytes, picture: Picture) -> None:
-        period = 2 * (frame.width - 1)
-        steps = (abs(frame.width - 1 + step) % period for step in range(-edge, strip_width - edge))
-        columns = [min(step, period - step) for step in steps]
-        strip = Frame(PixelFormat[f"BAYER_{frame.format.order}8"], strip_width, frame.height)
-        result = np.empty((frame.height, strip_width, picture.shape[2]), np.uint8)
-        _bayer(strip, to, method).run(frame.samples(data, columns), result, frame.height)
-        picture[:, -1] = result[:, edge]
+        columns = _reflected(range(frame.width - 5, frame.width + 3), frame.width)
+        strip = Frame(PixelFormat[eight_bits], len(columns), frame.height)
+        samples = frame.samples(data, list(range(frame.height)), columns)
+        picture[:, -1] = _demosaiced(strip, samples, to, method)[:, 4]
 
+    def first_rows(data: Bytes, picture: Picture) -> None:
+        rows = _reflected(range(-5, min(7, frame.height)), frame.height)
+        strip = Frame(PixelFormat[eight_bits].one_row_down, frame.width, len(rows))
+        samples = frame.samples(data, rows, list(range(frame.width)))
+        picture[:4] = _demosaiced(strip, samples, to, method)[5:9][: frame.height]
+
+    def finish(data: Bytes, picture: Picture) -> None:
+        if is_gr:
+            first_rows(data, picture)
+        if frame.width % 2:
+            last_column(data, picture)
+
+    first_row = int(is_gr)
+    rows = frame.height - first_row
     return Stage(
         frame,
         to,
         method,
-        written_rows=frame.height + frame.height % 2,
-        finish=last_column if frame.width % 2 else None,
+        first_row=first_row,
+        written_rows=first_row + rows + (rows % 2 if rows > 1 else 0),
+        finish=finish if is_gr or frame.width % 2 else None,
     )
+
+
+def _reflected(positions: Iterable[int], size: int) -> List[int]:
+    """Positions beyond 0 and `size` - 1 mirrored at these, so that colours stay in phase."""
+    period = 2 * (size - 1)
+    return [min(position % period, -position % period) for position in positions]
+
+
+def _demosaiced(frame: Frame, samples: Bytes, to: PixelFormat, method: int) -> Picture:
+    picture: Picture = np.empty((frame.height, frame.width, to.bits_per_pixel // 8), np.uint8)
+    _bayer(frame, to, method).run(samples.reshape(-1), picture, frame.height)
+    return picture

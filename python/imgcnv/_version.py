@@ -13,7 +13,9 @@ HEADER = pathlib.Path(__file__).resolve().parents[2] / "include" / "imgcnv.h"
 def read_header(header: pathlib.Path) -> str:
     """MAJOR.MINOR.PATCH as the header defines them."""
     text = header.read_text(encoding="utf-8")
-    found = dict(re.findall(r"^#define IMGCNV_VERSION_(MAJOR|MINOR|PATCH) (\d+)$", text, re.MULTILINE))
+    found = dict(
+        re.findall(r"^#define IMGCNV_VERSION_(MAJOR|MINOR|PATCH) (\d+)$", text, re.MULTILINE)
+    )
     return ".".join(found[part] for part in ("MAJOR", "MINOR", "PATCH"))
 
 

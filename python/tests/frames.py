@@ -137,11 +137,6 @@ def c_demosaic(mosaic: Bytes, order: str, to: str, method: str) -> Bytes:
     return opaque(picture, to).reshape(height, width, DEPTH[to])
 
 
-def mirrored(mosaic: Bytes, columns: int) -> Bytes:
-    """The mosaic going on to the right as its mirror image."""
-    return np.pad(mosaic, ((0, 0), (0, columns)), mode="reflect")
-
-
 def expected(
     format: PixelFormat, frame: bytes, width: int, height: int, padding: int, to: str, method: str
 ) -> Bytes:
@@ -169,8 +164,10 @@ def expected(
         grey[:, 0::2], grey[:, 1::2] = rows[:, 0::3], rows[:, 2::3]
     if not format.is_bayer or 1 in (width, height):
         return to_layout(grey, to)
-    wide = mirrored(grey, 3) if width % 2 else grey
-    picture = c_demosaic(wide, str(format.order), to, method)[:, :width]
+    above = 5 if format.order == "GR" else 0
+    wide = np.pad(grey, ((above, 0), (0, width % 2 * 3)), mode="reflect")
+    order = str(format.one_row_down.order if above else format.order)
+    picture = c_demosaic(wide, order, to, method)[above:, :width]
     return picture[..., 0] if to == "mono8" else picture
 
 

@@ -42,7 +42,6 @@ REFUSED = [
     (dict(demosaic="best"), ValueError, "demosaic is 'best', expected one of 'nearest'"),
     (dict(format="Mono13"), ValueError, "did you mean Mono1"),
     (dict(format="Mono12p"), ValueError, "least-significant-bit-first"),
-    (dict(format="grbg"), ValueError, "format 'BayerBG8'"),
     (dict(format=0x02200016), ValueError, "a destination"),
     (dict(format=0x01080002), ValueError, "signed"),
     (dict(format=12345), ValueError, "'0x00003039' is unknown"),

@@ -87,7 +87,9 @@ def test_many_threads_give_the_results_of_one():
         width, height = int(rng.integers(1, 200)), int(rng.integers(1, 60))
         data = frames.random_frame(rng, format, width, height, 0)
         options = {"to": "bgra32", "demosaic": frames.METHODS[number % 3]}
-        jobs.append(lambda d=data, w=width, h=height, f=format, o=options: imgcnv.convert(d, w, h, f, **o))
+        jobs.append(
+            lambda d=data, w=width, h=height, f=format, o=options: imgcnv.convert(d, w, h, f, **o)
+        )
     wanted = [job() for job in jobs]
     with concurrent.futures.ThreadPoolExecutor(8) as pool:
         for _ in range(3):

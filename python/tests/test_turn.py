@@ -43,7 +43,11 @@ def test_turns(turn, channels):
         ((np.zeros((4, 4), np.uint16), 90), TypeError, "uint16"),
         ((b"1234", 90), TypeError, "not bytes"),
         ((np.zeros((4, 8), np.uint8)[:, ::2], 90), ValueError, "ascontiguousarray"),
-        ((np.zeros((4, 2), np.uint8), 90, np.zeros((4, 2), np.uint8)), ValueError, r"expected \(2, 4\)"),
+        (
+            (np.zeros((4, 2), np.uint8), 90, np.zeros((4, 2), np.uint8)),
+            ValueError,
+            r"expected \(2, 4\)",
+        ),
     ],
 )
 def test_refused(arguments, error, message):
