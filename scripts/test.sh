@@ -23,12 +23,22 @@ done
 
 # One line a check. Each is a command that exits non-zero on failure.
 run_long_checks() {
-    say "No long checks yet."
+    clang_builds_without_a_warning
+    "$root/scripts/sanitize.sh"
+}
+
+clang_builds_without_a_warning() {
+    ensure_packages clang
+    say "Building with Clang in build/clang"
+    quietly build/clang-configure.log cmake -S . -B build/clang -G Ninja -DIMGCNV_WERROR=ON \
+        -DCMAKE_C_COMPILER=clang -DCMAKE_CXX_COMPILER=clang++ -DIMGCNV_BUILD_FUZZ=ON
+    quietly build/clang-build.log cmake --build build/clang
 }
 
 # shellcheck disable=SC2086 # a list of words
 ensure_packages $test_packages
-configure_and_build -DIMGCNV_WERROR=$werror -DIMGCNV_BUILD_TESTS=ON -DIMGCNV_BUILD_EXAMPLES=ON
+configure_and_build -DIMGCNV_WERROR=$werror -DIMGCNV_BUILD_TESTS=ON -DIMGCNV_BUILD_EXAMPLES=ON \
+    -DIMGCNV_BUILD_FUZZ=ON -DPython3_EXECUTABLE=/usr/bin/python3
 
 ctest --preset release --no-tests=error -j "$(nproc)"
 
