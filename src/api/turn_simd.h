@@ -27,7 +27,7 @@ inline void reverse_block(const uint8_t* src, uint8_t* dst) {
 }
 
 template <class V, size_t kPixelBytes>
-void reverse_row(const uint8_t* src, uint8_t* dst, size_t pixels) {
+__attribute__((flatten)) void reverse_row(const uint8_t* src, uint8_t* dst, size_t pixels) {
     constexpr size_t kPixels = V::kBytes;
     if (pixels < kPixels) {
         for (size_t i = 0; i < pixels; ++i) {
@@ -47,12 +47,14 @@ template <class V>
 inline void transpose_bytes(const uint8_t* src, ptrdiff_t src_step, uint8_t* dst,
                             ptrdiff_t dst_step) {
     typename V::Reg rows[16], mixed[16];
+#pragma GCC unroll 16
     for (ptrdiff_t i = 0; i < 16; ++i) {
         rows[i] = V::load_lanes(src + i * src_step, 16 * src_step);
     }
     // Interleaving row i with row i + 8 rotates the 8-bit number (row, column)
     // by one bit; four times exchange row and column.
     const auto interleave = [](const typename V::Reg* from, typename V::Reg* to) {
+#pragma GCC unroll 8
         for (size_t i = 0; i < 8; ++i) {
             to[2 * i] = V::unpack_lo8(from[i], from[i + 8]);
             to[2 * i + 1] = V::unpack_hi8(from[i], from[i + 8]);
@@ -62,6 +64,7 @@ inline void transpose_bytes(const uint8_t* src, ptrdiff_t src_step, uint8_t* dst
     interleave(mixed, rows);
     interleave(rows, mixed);
     interleave(mixed, rows);
+#pragma GCC unroll 16
     for (ptrdiff_t i = 0; i < 16; ++i) V::store(dst + i * dst_step, rows[i]);
 }
 
@@ -113,7 +116,7 @@ inline void transpose(const uint8_t* src, ptrdiff_t src_step, uint8_t* dst, ptrd
 }
 
 template <class V, size_t kPixelBytes, bool kClockwise>
-void turn(const uint8_t* src, uint8_t* dst, TurnGeometry source) {
+__attribute__((flatten)) void turn(const uint8_t* src, uint8_t* dst, TurnGeometry source) {
     const ptrdiff_t src_step = static_cast<ptrdiff_t>(source.width * kPixelBytes);
     const ptrdiff_t dst_step = static_cast<ptrdiff_t>(source.height * kPixelBytes);
     if constexpr (kClockwise) {

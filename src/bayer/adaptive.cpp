@@ -29,6 +29,7 @@
 namespace imgcnv {
 namespace {
 
+template <size_t kBytes>
 class AdaptiveStrip {
   public:
     explicit AdaptiveStrip(const BayerFrame& frame)
@@ -54,56 +55,92 @@ class AdaptiveStrip {
     const uint8_t* sample(size_t y, size_t x) { return samples_.at(y, x); }
     uint8_t* green(size_t y, size_t x) { return green_[y % kGreenSlots] + (x - green_begin_); }
 
+    // Rows 0 and 1 and the last two come in pairs, at the first of them.
     void make_green(size_t y) {
-        const auto fill_from_cells = [&](size_t from, size_t to) {
-            for (size_t x = from; x < to; ++x) *green(y, x) = cell_green(y, x);
-        };
-        if (y < 2 || y + 2 > last_y_ || f_.width < 5) {
-            fill_from_cells(green_begin_, green_end_);
+        const bool edge_pair = y < 2 || y + 2 > last_y_;
+        if (edge_pair && y % 2 != 0) return;
+        if (edge_pair) {
+            const size_t even_begin = green_begin_ + green_begin_ % 2;
+            const size_t pixels =
+                green_end_ < even_begin ? 0 : (green_end_ - even_begin) & ~size_t{1};
+            f_.kernels->cell_green[f_.phase(y, 0)](sample(y, even_begin), sample(y + 1, even_begin),
+                                                   green(y, even_begin), green(y + 1, even_begin),
+                                                   pixels);
+            for (const size_t row : {y, y + 1}) {
+                fill_from_cells(row, green_begin_, even_begin);
+                fill_from_cells(row, even_begin + pixels, green_end_);
+            }
             return;
         }
-        const size_t from = std::max<size_t>(green_begin_, 2);
-        const size_t to = std::max(from, std::min(green_end_, last_x_ - 1));
-        fill_from_cells(green_begin_, from);
+        const auto [from, to] = inner(green_begin_, green_end_);
+        fill_from_cells(y, green_begin_, from);
         if (to > from) {
             const uint8_t* const lines[5] = {sample(y - 2, from), sample(y - 1, from),
                                              sample(y, from), sample(y + 1, from),
                                              sample(y + 2, from)};
             f_.kernels->adaptive_green[f_.phase(y, from)](lines, green(y, from), to - from);
         }
-        fill_from_cells(to, green_end_);
+        fill_from_cells(y, to, green_end_);
     }
 
-    uint8_t cell_green(size_t y, size_t x) {
-        if (!f_.is_color_site(y, x)) return *sample(y, x);
-        const size_t top = y & ~size_t{1};
-        // The lone last column of an odd width shares the column before it.
-        const size_t left = std::min(x & ~size_t{1}, last_x_ - 1);
-        const size_t green_at_top = f_.is_color_site(top, left) ? left + 1 : left;
-        const size_t green_at_bottom = 2 * left + 1 - green_at_top;
-        return static_cast<uint8_t>(
-            avg2(*sample(top, green_at_top), *sample(top + 1, green_at_bottom)));
+    // The columns of [begin, end) that have two neighbours on either side, or one
+    // less: an even number goes to the kernels.
+    struct Columns {
+        size_t from, to;
+    };
+    Columns inner(size_t begin, size_t end) const {
+        const size_t from = std::min(std::max<size_t>(begin, 2), end);
+        const size_t to = std::max(from, std::min(end, last_x_ < 2 ? 0 : last_x_ - 1));
+        return {from, from + ((to - from) & ~size_t{1})};
+    }
+
+    // Green of the 2x2 cells: a colour site has the mean of its cell's greens.
+    void fill_from_cells(size_t y, size_t from, size_t to) {
+        if (from == to) return;
+        const uint8_t* const line[2] = {sample(y & ~size_t{1}, from), sample(y | 1, from)};
+        uint8_t* out = green(y, from);
+        for (size_t x = from; x < to; ++x) {
+            if (f_.is_color_site(y, x)) {
+                // The lone last column of an odd width shares the one before it.
+                const size_t left = std::min(x & ~size_t{1}, last_x_ - 1);
+                const size_t top_green = f_.is_color_site(0, left) ? 1 : 0;
+                const ptrdiff_t cell = static_cast<ptrdiff_t>(left - from);
+                out[x - from] = static_cast<uint8_t>(
+                    avg2(line[0][cell + static_cast<ptrdiff_t>(top_green)],
+                         line[1][cell + 1 - static_cast<ptrdiff_t>(top_green)]));
+            } else {
+                out[x - from] = line[y & 1][x - from];
+            }
+        }
     }
 
     void make_color(size_t y) {
-        if (!row_has_interior(y)) {
-            put_pixels(y, begin_, end_);
-            return;
-        }
-        const size_t from = std::min(std::max<size_t>(begin_, 1), end_);
-        const size_t to = std::max(from, std::min(end_, last_x_ < 2 ? 0 : last_x_ - 1));
+        const AdaptiveRow row = kind_of_row(y);
+        auto [from, to] = inner(begin_, end_);
+        // The alpha bytes of the last row are not ours: pixel by pixel.
+        if (kBytes == 4 && real_row(y) == last_y_) from = to = end_;
         put_pixels(y, begin_, from);
         if (to > from) {
-            const AdaptiveLines lines = lines_at(y, from);
-            f_.kernels->adaptive_color[f_.phase(y, from)][f_.sink(y)](lines.samples, lines.green,
-                                                                      f_.dst(y, from), to - from);
+            AdaptiveLines lines = lines_at(y, from);
+            if (row == kOtherCopied || row == kBothCopied) {
+                lines.samples[0] = sample(y == last_y_ ? y - 1 : y + 1, from);
+            }
+            f_.kernels->adaptive_color[row][f_.phase(y, from)][f_.sink(y)](
+                lines.samples, lines.green, f_.dst(y, from), to - from);
         }
         put_pixels(y, to, end_);
     }
 
-    // Whether red and blue of the row's inner pixels both come from differences.
-    bool row_has_interior(size_t y) const {
-        return f_.order == BayerOrder::BG ? y >= 1 && y + 2 <= last_y_ : y >= 2 && y < last_y_;
+    size_t real_row(size_t y) const { return f_.mirrored ? last_y_ - y : y; }
+
+    // Which colours of a row's inner pixels are copied; see the table above.
+    AdaptiveRow kind_of_row(size_t y) const {
+        const bool bg = f_.order == BayerOrder::BG;
+        const bool red = bg ? y == 0 || y == last_y_ : y <= 1;
+        const bool blue = bg ? y + 1 >= last_y_ : y == 0 || y == last_y_;
+        const bool own = f_.row_has_red(y) ? red : blue;
+        const bool other = f_.row_has_red(y) ? blue : red;
+        return own ? (other ? kBothCopied : kOwnCopied) : (other ? kOtherCopied : kNoneCopied);
     }
 
     // At the top and bottom row a pixel only looks at its own row; the line
@@ -116,24 +153,34 @@ class AdaptiveStrip {
     }
 
     void put_pixels(size_t y, size_t from, size_t to) {
-        const TripleSink sink = f_.sink(y);
+        if (from == to) return;
+        const AdaptiveLines lines = lines_at(y, from);
         const bool red_row = f_.row_has_red(y);
-        const size_t real_y = f_.mirrored ? last_y_ - y : y;
+        const bool leads = f_.own_color_leads(y);
         for (size_t x = from; x < to; ++x) {
             if (is_left_alone(y, x)) continue;
-            const int red = color_at(y, x, true);
-            const int blue = color_at(y, x, false);
+            const ptrdiff_t i = static_cast<ptrdiff_t>(x - from);
+            const auto channel = [&](bool red) -> uint8_t {
+                const bool color_site = f_.is_color_site(y, x);
+                if (red == red_row && color_site) return lines.samples[1][i];
+                const Site site = f_.order == BayerOrder::BG
+                                      ? (red ? red_copy_bg(y, x) : blue_copy_bg(y, x))
+                                      : (red ? red_copy_gb(y, x) : blue_copy_gb(y, x));
+                if (site.copied) {
+                    return lines.samples[site.y + 1 - y][static_cast<ptrdiff_t>(site.x - from)];
+                }
+                if (red == red_row) return lines.from_row(i);
+                return color_site ? lines.from_corners(i) : lines.from_column(i);
+            };
+            const int own = channel(red_row);
+            const int other = channel(!red_row);
             // The alpha bytes of the last row and the last column are not ours.
-            const bool keep_alpha = real_y == last_y_ || x == last_x_;
-            put_border_pixel(keep_alpha ? without_alpha(sink) : sink, f_.dst(y, x),
-                             red_row ? red : blue, *green(y, x), red_row ? blue : red);
+            if (kBytes == 4 && (x == last_x_ || real_row(y) == last_y_)) {
+                put_border_pixel<3>(f_.dst(y, x), leads, own, lines.green[1][i], other);
+            } else {
+                put_border_pixel<kBytes>(f_.dst(y, x), leads, own, lines.green[1][i], other);
+            }
         }
-    }
-
-    static TripleSink without_alpha(TripleSink sink) {
-        if (sink == kAbc0) return kAbc;
-        if (sink == kCba0) return kCba;
-        return sink;
     }
 
     bool is_left_alone(size_t y, size_t x) const {
@@ -141,45 +188,36 @@ class AdaptiveStrip {
         return f_.width % 2 != 0 && x == last_x_ && y == corner_row;
     }
 
-    // Red or blue of any pixel.
-    uint8_t color_at(size_t y, size_t x, bool red) {
-        const bool own_row = f_.row_has_red(y) == red;
-        const bool color_site = f_.is_color_site(y, x);
-        if (own_row && color_site) return *sample(y, x);
-        if (const uint8_t* copied = f_.order == BayerOrder::BG
-                                        ? (red ? red_copy_bg(y, x) : blue_copy_bg(y, x))
-                                        : (red ? red_copy_gb(y, x) : blue_copy_gb(y, x))) {
-            return *copied;
-        }
-        const AdaptiveLines lines = lines_at(y, x);
-        if (own_row) return lines.from_row(0);
-        return color_site ? lines.from_corners(0) : lines.from_column(0);
+    // The sample that a pixel at the edge takes its red or blue from, at most one
+    // row away; or none, when that comes from differences.
+    struct Site {
+        bool copied = false;
+        size_t y = 0;
+        size_t x = 0;
+    };
+    Site red_copy_gb(size_t y, size_t x) const {  // red at (odd, even)
+        if (y <= 1) return {true, 1, x & ~size_t{1}};
+        if (x + 1 >= last_x_) return {true, y | 1, last_even()};
+        return {};
     }
-
-    // The sample that a pixel at the edge takes its red or blue from, or null.
-    const uint8_t* red_copy_gb(size_t y, size_t x) {  // red at (odd, even)
-        if (y <= 1) return sample(1, x & ~size_t{1});
-        if (x + 1 >= last_x_) return sample(y | 1, last_even());
-        return nullptr;
+    Site blue_copy_gb(size_t y, size_t x) const {  // blue at (even, odd)
+        if (y == 0) return {true, 0, x | 1};
+        if (y == last_y_) return {true, y - 1, std::min(x | 1, last_odd())};
+        if (x == 0) return {true, y & ~size_t{1}, 1};
+        if (x == last_x_) return {true, y & ~size_t{1}, last_odd()};
+        return {};
     }
-    const uint8_t* blue_copy_gb(size_t y, size_t x) {  // blue at (even, odd)
-        if (y == 0) return sample(0, x | 1);
-        if (y == last_y_) return sample(y - 1, std::min(x | 1, last_odd()));
-        if (x == 0) return sample(y & ~size_t{1}, 1);
-        if (x == last_x_) return sample(y & ~size_t{1}, last_odd());
-        return nullptr;
+    Site red_copy_bg(size_t y, size_t x) const {  // red at (odd, odd)
+        if (y == 0) return {true, 1, std::min(x | 1, last_odd())};
+        if (y == last_y_) return {true, y, x | 1};
+        if (x == 0) return {true, y | 1, 1};
+        if (x == last_x_) return {true, y | 1, last_odd()};
+        return {};
     }
-    const uint8_t* red_copy_bg(size_t y, size_t x) {  // red at (odd, odd)
-        if (y == 0) return sample(1, std::min(x | 1, last_odd()));
-        if (y == last_y_) return sample(y, x | 1);
-        if (x == 0) return sample(y | 1, 1);
-        if (x == last_x_) return sample(y | 1, last_odd());
-        return nullptr;
-    }
-    const uint8_t* blue_copy_bg(size_t y, size_t x) {  // blue at (even, even)
-        if (y + 1 >= last_y_) return sample(last_y_ - 1, x & ~size_t{1});
-        if (x + 1 >= last_x_) return sample(y & ~size_t{1}, last_even());
-        return nullptr;
+    Site blue_copy_bg(size_t y, size_t x) const {  // blue at (even, even)
+        if (y + 1 >= last_y_) return {true, last_y_ - 1, x & ~size_t{1}};
+        if (x + 1 >= last_x_) return {true, y & ~size_t{1}, last_even()};
+        return {};
     }
     size_t last_even() const { return last_x_ & ~size_t{1}; }
     size_t last_odd() const { return (last_x_ - 1) | 1; }
@@ -195,12 +233,27 @@ class AdaptiveStrip {
     uint8_t green_[kGreenSlots][kStripColumns + 2];
 };
 
+template <size_t kBytes>
+void run(const BayerFrame& frame) {
+    AdaptiveStrip<kBytes> strip(frame);
+    for (size_t x = 0; x < frame.width; x += kStripColumns) {
+        strip.run(x, std::min(x + kStripColumns, frame.width));
+    }
+}
+
 }  // namespace
 
 void demosaic_adaptive(const BayerFrame& frame) {
-    AdaptiveStrip strip(frame);
-    for (size_t x = 0; x < frame.width; x += kStripColumns) {
-        strip.run(x, std::min(x + kStripColumns, frame.width));
+    switch (frame.dst_bytes) {
+        case 1:
+            run<1>(frame);
+            break;
+        case 3:
+            run<3>(frame);
+            break;
+        default:
+            run<4>(frame);
+            break;
     }
 }
 

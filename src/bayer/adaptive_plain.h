@@ -65,18 +65,41 @@ struct AdaptiveLines {
     }
 };
 
-template <Phase kPhase, TripleSink kSink>
+template <AdaptiveRow kRow, Phase kPhase, TripleSink kSink>
 void adaptive_color_row_plain(const uint8_t* const samples[3], const uint8_t* const green[3],
                               uint8_t* dst, size_t pixels) {
-    constexpr size_t kColor = kPhase == kColorFirst ? 0 : 1;
+    constexpr bool kOwn = kRow == kOwnCopied || kRow == kBothCopied;
+    constexpr bool kOther = kRow == kOtherCopied || kRow == kBothCopied;
+    constexpr ptrdiff_t kColor = kPhase == kColorFirst ? 0 : 1;
     const AdaptiveLines lines{{samples[0], samples[1], samples[2]}, {green[0], green[1], green[2]}};
     for (size_t i = 0; i < pixels; ++i) {
         const ptrdiff_t x = static_cast<ptrdiff_t>(i);
-        if (i % 2 == kColor) {
-            put_triple<kSink>(dst, i, {samples[1][x], green[1][x], lines.from_corners(x)});
+        const ptrdiff_t cell = x & ~ptrdiff_t{1};
+        const bool color_site = x % 2 == kColor;
+        uint8_t a, c;
+        if constexpr (kOwn) {
+            a = samples[1][cell + kColor];
         } else {
-            put_triple<kSink>(dst, i, {lines.from_row(x), green[1][x], lines.from_column(x)});
+            a = color_site ? samples[1][x] : lines.from_row(x);
         }
+        if constexpr (kOther) {
+            c = samples[0][cell + 1 - kColor];
+        } else {
+            c = color_site ? lines.from_corners(x) : lines.from_column(x);
+        }
+        put_triple<kSink>(dst, i, {a, green[1][x], c});
+    }
+}
+
+template <Phase kPhase>
+void cell_green_rows_plain(const uint8_t* even, const uint8_t* odd, uint8_t* green_even,
+                           uint8_t* green_odd, size_t pixels) {
+    constexpr size_t kColor = kPhase == kColorFirst ? 0 : 1;
+    for (size_t x = 0; x < pixels; x += 2) {
+        const size_t color = x + kColor, green = x + 1 - kColor;
+        green_even[green] = even[green];
+        green_odd[color] = odd[color];
+        green_even[color] = green_odd[green] = static_cast<uint8_t>(avg2(even[green], odd[color]));
     }
 }
 

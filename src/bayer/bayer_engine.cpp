@@ -2,7 +2,6 @@
 
 #include <cstdlib>
 
-#include "color/triple_plain.h"
 #include "simd/cpu_level.h"
 
 namespace imgcnv {
@@ -40,30 +39,6 @@ struct AdaptiveScratch {
 };
 
 }  // namespace
-
-void put_border_pixel(TripleSink sink, uint8_t* dst, int a, int b, int c) {
-    const Triple t{static_cast<uint8_t>(a), static_cast<uint8_t>(b), static_cast<uint8_t>(c)};
-    switch (sink) {
-        case kLumaRedFirst:
-            put_triple<kLumaRedFirst>(dst, 0, t);
-            break;
-        case kLumaRedLast:
-            put_triple<kLumaRedLast>(dst, 0, t);
-            break;
-        case kAbc:
-            put_triple<kAbc>(dst, 0, t);
-            break;
-        case kCba:
-            put_triple<kCba>(dst, 0, t);
-            break;
-        case kAbc0:
-            put_triple<kAbc0>(dst, 0, t);
-            break;
-        default:
-            put_triple<kCba0>(dst, 0, t);
-            break;
-    }
-}
 
 int run_bayer(const BayerJob& job) {
     const size_t height = static_cast<size_t>(job.height);

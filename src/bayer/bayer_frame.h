@@ -4,7 +4,8 @@
 #include <cstddef>
 #include <cstdint>
 
-#include "simd/kernel_table.h"
+#include "color/luma.h"
+#include "converter/destination.h"
 
 namespace imgcnv {
 
@@ -41,13 +42,15 @@ struct BayerFrame {
         return is_color_site(y, x) ? kColorFirst : kGreenFirst;
     }
 
+    // Whether the row's own colour comes first in a destination pixel (for one
+    // byte a pixel: is red).
+    bool own_color_leads(size_t y) const {
+        return dst_bytes == 1 ? row_has_red(y) : row_has_red(y) == dst_red_first;
+    }
+
     // The sink of row y for channels (colour of the row, green, other colour).
     TripleSink sink(size_t y) const {
-        const bool red = row_has_red(y);
-        if (dst_bytes == 1) return red ? kLumaRedFirst : kLumaRedLast;
-        const bool forward = red == dst_red_first;
-        if (dst_bytes == 3) return forward ? kAbc : kCba;
-        return forward ? kAbc0 : kCba0;
+        return triple_sink(static_cast<int>(dst_bytes), own_color_leads(y));
     }
 
     uint8_t* dst(size_t y, size_t x) const { return dst_rows[y] + x * dst_bytes; }
@@ -60,7 +63,19 @@ void demosaic_adaptive(const BayerFrame& frame);
 // Integer means drop the fraction.
 constexpr int avg2(int a, int b) { return (a + b) >> 1; }
 
-// Writes one pixel: the road of the few pixels along the border.
-void put_border_pixel(TripleSink sink, uint8_t* dst, int a, int b, int c);
+// Writes one pixel of the border: a is the row's own colour, b green.
+template <size_t kBytes>
+inline void put_border_pixel(uint8_t* dst, bool own_color_leads, int a, int b, int c) {
+    const int first = own_color_leads ? a : c;
+    const int last = own_color_leads ? c : a;
+    if constexpr (kBytes == 1) {
+        dst[0] = luma(first, b, last);
+    } else {
+        dst[0] = static_cast<uint8_t>(first);
+        dst[1] = static_cast<uint8_t>(b);
+        dst[2] = static_cast<uint8_t>(last);
+        if constexpr (kBytes == 4) dst[3] = 0;
+    }
+}
 
 }  // namespace imgcnv

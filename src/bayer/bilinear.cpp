@@ -27,6 +27,7 @@ bool is_border_color_site(const BayerFrame& frame, size_t y, size_t x) {
     return frame.is_color_site(y, x == 0 ? 0 : 1);
 }
 
+template <size_t kBytes>
 void put_corner(const BayerFrame& frame, Lines& lines, size_t y, size_t x) {
     const size_t next_y = y == 0 ? 1 : y - 1;
     const size_t next_x = x == 0 ? 1 : x - 1;
@@ -38,13 +39,15 @@ void put_corner(const BayerFrame& frame, Lines& lines, size_t y, size_t x) {
 
     if (is_border_color_site(frame, y, x)) {
         const int green = gb ? horizontal : avg2(vertical, horizontal);
-        put_border_pixel(frame.sink(y), frame.dst(y, x), own, green, diagonal);
+        put_border_pixel<kBytes>(frame.dst(y, x), frame.own_color_leads(y), own, green, diagonal);
     } else {
         const int green = gb && y == 0 ? avg2(own, diagonal) : own;
-        put_border_pixel(frame.sink(y), frame.dst(y, x), horizontal, green, vertical);
+        put_border_pixel<kBytes>(frame.dst(y, x), frame.own_color_leads(y), horizontal, green,
+                                 vertical);
     }
 }
 
+template <size_t kBytes>
 void put_side(const BayerFrame& frame, Lines& lines, size_t y, size_t x) {
     const size_t inside = x == 0 ? 1 : x - 1;
     const int own = *lines.at(y, x);
@@ -53,16 +56,15 @@ void put_side(const BayerFrame& frame, Lines& lines, size_t y, size_t x) {
         const bool green_from_above = x == 0 && frame.order != BayerOrder::GB;
         const int green = green_from_above ? *lines.at(y - 1, x) : beside;
         const int other = avg2(*lines.at(y - 1, inside), *lines.at(y + 1, inside));
-        put_border_pixel(frame.sink(y), frame.dst(y, x), own, green, other);
+        put_border_pixel<kBytes>(frame.dst(y, x), frame.own_color_leads(y), own, green, other);
     } else {
         const int other = avg2(*lines.at(y - 1, x), *lines.at(y + 1, x));
-        put_border_pixel(frame.sink(y), frame.dst(y, x), beside, own, other);
+        put_border_pixel<kBytes>(frame.dst(y, x), frame.own_color_leads(y), beside, own, other);
     }
 }
 
-}  // namespace
-
-void demosaic_bilinear(const BayerFrame& frame) {
+template <size_t kBytes>
+void run(const BayerFrame& frame) {
     const size_t last_x = frame.width - 1;
     const size_t last_y = frame.height - 1;
     const EdgeGreen edge_green = frame.order == BayerOrder::GB ? kGreenFromNextRow : kGreenFromRow;
@@ -88,10 +90,32 @@ void demosaic_bilinear(const BayerFrame& frame) {
                 frame.kernels->bilinear[phase][sink](lines.at(y - 1, x), lines.at(y, x),
                                                      lines.at(y + 1, x), frame.dst(y, x), pixels);
             }
-            const auto put_border = edge_row ? put_corner : put_side;
-            if (begin == 0) put_border(frame, lines, y, 0);
-            if (end == frame.width) put_border(frame, lines, y, last_x);
+            const auto put_border = [&](size_t border_x) {
+                if (edge_row) {
+                    put_corner<kBytes>(frame, lines, y, border_x);
+                } else {
+                    put_side<kBytes>(frame, lines, y, border_x);
+                }
+            };
+            if (begin == 0) put_border(0);
+            if (end == frame.width) put_border(last_x);
         }
+    }
+}
+
+}  // namespace
+
+void demosaic_bilinear(const BayerFrame& frame) {
+    switch (frame.dst_bytes) {
+        case 1:
+            run<1>(frame);
+            break;
+        case 3:
+            run<3>(frame);
+            break;
+        default:
+            run<4>(frame);
+            break;
     }
 }
 

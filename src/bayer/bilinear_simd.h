@@ -12,6 +12,8 @@ namespace imgcnv {
 
 template <class V, Phase kPhase, TripleSink kSink>
 struct BilinearBody {
+    static constexpr bool kNarrowest = V::kNarrowest;
+    using Narrower = BilinearBody<typename V::Narrower, kPhase, kSink>;
     using Reg = typename V::Reg;
     using L = Lanes<V>;
     static constexpr size_t kPixels = V::kBytes;
@@ -65,13 +67,15 @@ struct BilinearBody {
 };
 
 template <class V, Phase kPhase, TripleSink kSink>
-void bilinear_row(const uint8_t* above, const uint8_t* line, const uint8_t* below, uint8_t* dst,
-                  size_t pixels) {
+__attribute__((flatten)) void bilinear_row(const uint8_t* above, const uint8_t* line,
+                                           const uint8_t* below, uint8_t* dst, size_t pixels) {
     run_row<BilinearBody<V, kPhase, kSink>>({{above, line, below}, {dst}}, pixels);
 }
 
 template <class V, EdgeGreen kEdgeGreen, Phase kPhase, TripleSink kSink>
 struct BilinearEdgeBody {
+    static constexpr bool kNarrowest = V::kNarrowest;
+    using Narrower = BilinearEdgeBody<typename V::Narrower, kEdgeGreen, kPhase, kSink>;
     using Reg = typename V::Reg;
     using L = Lanes<V>;
     static constexpr size_t kPixels = V::kBytes;
@@ -101,7 +105,8 @@ struct BilinearEdgeBody {
 };
 
 template <class V, EdgeGreen kEdgeGreen, Phase kPhase, TripleSink kSink>
-void bilinear_edge_row(const uint8_t* line, const uint8_t* next, uint8_t* dst, size_t pixels) {
+__attribute__((flatten)) void bilinear_edge_row(const uint8_t* line, const uint8_t* next,
+                                                uint8_t* dst, size_t pixels) {
     run_row<BilinearEdgeBody<V, kEdgeGreen, kPhase, kSink>>({{line, next}, {dst}}, pixels);
 }
 

@@ -9,6 +9,8 @@ namespace imgcnv {
 
 template <class V, Phase kPhase, TripleSink kSink>
 struct NearestBody {
+    static constexpr bool kNarrowest = V::kNarrowest;
+    using Narrower = NearestBody<typename V::Narrower, kPhase, kSink>;
     using Reg = typename V::Reg;
     static constexpr size_t kPixels = V::kBytes;
     static constexpr size_t kInputs = 2, kOutputs = 2, kHalo = 0, kGroup = 2;
@@ -39,8 +41,8 @@ struct NearestBody {
 };
 
 template <class V, Phase kPhase, TripleSink kSink>
-void nearest_rows(const uint8_t* even, const uint8_t* odd, uint8_t* dst_even, uint8_t* dst_odd,
-                  size_t pixels) {
+__attribute__((flatten)) void nearest_rows(const uint8_t* even, const uint8_t* odd,
+                                           uint8_t* dst_even, uint8_t* dst_odd, size_t pixels) {
     run_row<NearestBody<V, kPhase, kSink>>({{even, odd}, {dst_even, dst_odd}}, pixels);
 }
 

@@ -132,6 +132,8 @@ struct ColorSource<V, kYuv411> {
 
 template <class V, ColorLayout kLayout, TripleSink kSink>
 struct ColorBody {
+    static constexpr bool kNarrowest = V::kNarrowest;
+    using Narrower = ColorBody<typename V::Narrower, kLayout, kSink>;
     using Source = ColorSource<V, kLayout>;
     static constexpr size_t kPixels = V::kBytes;
     static constexpr size_t kInputs = 1, kOutputs = 1, kHalo = 0;
@@ -146,7 +148,7 @@ struct ColorBody {
 };
 
 template <class V, ColorLayout kLayout, TripleSink kSink>
-void color_row(const uint8_t* src, uint8_t* dst, size_t pixels) {
+__attribute__((flatten)) void color_row(const uint8_t* src, uint8_t* dst, size_t pixels) {
     run_row<ColorBody<V, kLayout, kSink>>({{src}, {dst}}, pixels);
 }
 

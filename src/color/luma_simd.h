@@ -12,16 +12,14 @@
 //
 // The low 16 bits of t and of 1000 floor(t / 1000) are equal for ties only.
 // Which ties come out lower follows no simple rule. All greys R = G = B are ties,
-// and common in pictures (black, white): a table of 256 bits tells. Blocks with
-// any other tie, one colour in 1000, are computed again in doubles.
+// and common in pictures (black, white): a table of 256 bits tells. Any other tie,
+// one colour in 1000, is computed again in doubles.
 #pragma once
 
 #include "simd/permutation.h"
 
 namespace imgcnv {
 
-// A block of one colour, or of few, can be all ties; doubles at once are then
-// the shortest way.
 // The 65 greys g whose double sum falls below g.
 consteval ByteTable<32> lower_greys() {
     return byte_table<32>([](size_t i) {
@@ -34,6 +32,9 @@ consteval ByteTable<32> lower_greys() {
         return bits;
     });
 }
+// Up to so many ties of a block go to doubles one by one, more all at once.
+inline constexpr int kFewTies = 8;
+
 alignas(32) inline constexpr ByteTable<32> kLowerGreys = lower_greys();
 
 template <class V>
@@ -41,9 +42,24 @@ __attribute__((noinline)) typename V::Reg luma_of_ties(typename V::Reg r, typena
                                                        typename V::Reg b, typename V::Reg quotient,
                                                        typename V::Reg tie) {
     const auto grey = V::and_(V::equal8(r, g), V::equal8(g, b));
-    if (V::any(V::andnot(grey, tie))) return V::luma_in_doubles(r, g, b);
-    // Only greys: 0xFF is -1, so adding the mask subtracts one.
-    return V::sub8(quotient, V::and_(V::and_(tie, V::in_set(kLowerGreys, g)), V::set8(1)));
+    const auto lower = V::and_(V::and_(tie, grey), V::in_set(kLowerGreys, g));
+    quotient = V::sub8(quotient, V::and_(lower, V::set8(1)));
+    uint64_t rest = V::top_bits(V::andnot(grey, tie));
+    if (rest == 0) return quotient;
+    // A picture of few colours can be all ties.
+    if (__builtin_popcountll(rest) > kFewTies) return V::luma_in_doubles(r, g, b);
+
+    alignas(V::kBytes) uint8_t red[V::kBytes], green[V::kBytes], blue[V::kBytes], out[V::kBytes];
+    V::store(red, r);
+    V::store(green, g);
+    V::store(blue, b);
+    V::store(out, quotient);
+    for (; rest != 0; rest &= rest - 1) {
+        const int i = __builtin_ctzll(rest);
+        out[i] = static_cast<uint8_t>(
+            static_cast<int>((0.299 * red[i] + 0.587 * green[i]) + 0.114 * blue[i]));
+    }
+    return V::load(out);
 }
 
 template <class V>
@@ -52,22 +68,22 @@ inline typename V::Reg luma_of(typename V::Reg r, typename V::Reg g, typename V:
     const Reg weights1 = V::set16(73 << 8 | 37);
     const Reg weights2 = V::set16(3 << 8 | 3);
     struct Half {
-        Reg quotient, tie_low, t_low;
+        Reg quotient;
+        typename V::Mask tie;
     };
     const auto half = [&](Reg rg, Reg b16) {
         const Reg d1 = V::add16(V::maddubs(rg, weights1), V::mullo16(b16, V::set16(14)));
         const Reg d2 = V::add16(V::maddubs(rg, weights2), V::add16(b16, b16));
         const Reg u = V::add16(d1, V::template shr16<3>(d2));
-        const Reg q = V::template shr16<6>(V::mulhi16u(u, V::set16(33555)));
+        const Reg quotient = V::template shr16<6>(V::mulhi16u(u, V::set16(33555)));
         const Reg t = V::add16(V::template shl16<3>(d1), d2);
-        return Half{q, V::mullo16(q, V::set16(1000)), t};
+        return Half{quotient, V::equal16(V::mullo16(quotient, V::set16(1000)), t)};
     };
     const Half lo = half(V::unpack_lo8(r, g), V::widen_lo(b));
     const Half hi = half(V::unpack_hi8(r, g), V::widen_hi(b));
     const Reg quotient = V::pack16(lo.quotient, hi.quotient);
-    const Reg tie = V::equal16_bytes(lo.tie_low, lo.t_low, hi.tie_low, hi.t_low);
-    if (V::any(tie)) [[unlikely]] {
-        return luma_of_ties<V>(r, g, b, quotient, tie);
+    if (V::any_of(lo.tie, hi.tie)) [[unlikely]] {
+        return luma_of_ties<V>(r, g, b, quotient, V::mask_bytes(lo.tie, hi.tie));
     }
     return quotient;
 }

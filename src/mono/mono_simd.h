@@ -41,6 +41,8 @@ inline void store_grey(uint8_t* p, typename V::Reg grey) {
 
 template <class V, MonoLayout kLayout, GreySink kSink>
 struct MonoBody {
+    static constexpr bool kNarrowest = V::kNarrowest;
+    using Narrower = MonoBody<typename V::Narrower, kLayout, kSink>;
     static constexpr size_t kBitsPerPixel = kLayout == kBits1     ? 1
                                             : kLayout == kNibbles ? 4
                                             : kLayout == kBytes   ? 8
@@ -48,7 +50,9 @@ struct MonoBody {
                                                                   : 16;
     static constexpr size_t kPixels = V::kBytes;
     static constexpr size_t kInputs = 1, kOutputs = 1, kHalo = 0;
-    static constexpr size_t kGroup = kLayout == kBits1 ? 8 : 2;
+    static constexpr size_t kGroup = kLayout == kBits1                           ? 8
+                                     : kLayout == kNibbles || kLayout == kPacked ? 2
+                                                                                 : 1;
     static constexpr size_t kSrcBytes = kPixels * kBitsPerPixel / 8;
     static constexpr size_t kDstBytes = kPixels * (kSink == kGrey1 ? 1 : kSink == kGrey3 ? 3 : 4);
 
@@ -58,7 +62,7 @@ struct MonoBody {
 };
 
 template <class V, MonoLayout kLayout, GreySink kSink>
-void mono_row(const uint8_t* src, uint8_t* dst, size_t pixels) {
+__attribute__((flatten)) void mono_row(const uint8_t* src, uint8_t* dst, size_t pixels) {
     run_row<MonoBody<V, kLayout, kSink>>({{src}, {dst}}, pixels);
 }
 

@@ -74,16 +74,27 @@ using BilinearEdgeKernel = void (*)(const uint8_t* line, const uint8_t* next, ui
                                     size_t pixels);
 
 // Adaptive green of one row: lines[0..4] are rows y-2..y+2; two samples on
-// either side are read of lines[2], none of the others.
+// either side are read.
 using AdaptiveGreenKernel = void (*)(const uint8_t* const lines[5], uint8_t* green, size_t pixels);
 
+// Green of a row pair whose 2x2 cells stand for themselves, as along the edges:
+// the mean of the cell's two greens at its colour sites. The phase is the even
+// row's; `pixels` is even.
+using CellGreenKernel = void (*)(const uint8_t* even, const uint8_t* odd, uint8_t* green_even,
+                                 uint8_t* green_odd, size_t pixels);
+
+// Where a row's colours come from in the adaptive method: from differences, or
+// copied within pairs of pixels, the row's own colour from the row, the other one
+// from a row beside it.
+enum AdaptiveRow : int { kNoneCopied, kOwnCopied, kOtherCopied, kBothCopied, kAdaptiveRows };
+
 // Adaptive colour of one row from rows y-1, y, y+1 of samples and of green; one
-// sample on either side is read.
-using AdaptiveColorKernel = void (*)(const uint8_t* const lines[3], const uint8_t* const green[3],
+// sample on either side is read. When the other colour is copied, samples[0] is
+// the row it is copied from. When any is copied, the first pixel begins a cell.
+using AdaptiveColorKernel = void (*)(const uint8_t* const samples[3], const uint8_t* const green[3],
                                      uint8_t* dst, size_t pixels);
 
-// A quarter turn of one-byte or three-byte pixels: source pixel (x, y) goes to
-// dst[x * column_step + y * row_step] (steps in bytes, either may be negative).
+// A quarter turn of a whole picture.
 struct TurnGeometry {
     size_t width;
     size_t height;
@@ -98,7 +109,8 @@ struct KernelTable {
     BilinearKernel bilinear[kPhases][kTripleSinks];
     BilinearEdgeKernel bilinear_edge[kEdgeGreens][kPhases][kTripleSinks];
     AdaptiveGreenKernel adaptive_green[kPhases];
-    AdaptiveColorKernel adaptive_color[kPhases][kTripleSinks];
+    CellGreenKernel cell_green[kPhases];
+    AdaptiveColorKernel adaptive_color[kAdaptiveRows][kPhases][kTripleSinks];
     RowKernel reverse1;  // pixels in reverse order, 1 byte each
     RowKernel reverse3;  // 3 bytes each
     TurnKernel turn90_1, turn90_3;

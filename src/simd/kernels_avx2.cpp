@@ -5,7 +5,9 @@
 
 namespace imgcnv {
 
+struct Avx2Level {};
+
 extern const KernelTable kAvx2Kernels;
-constinit const KernelTable kAvx2Kernels = table_of<VectorBodies<Avx2>>("avx2");
+constinit const KernelTable kAvx2Kernels = table_of<VectorBodies<Vec32<Avx2Level>>>("avx2");
 
 }  // namespace imgcnv

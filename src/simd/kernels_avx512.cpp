@@ -5,7 +5,9 @@
 
 namespace imgcnv {
 
+struct Avx512Level {};
+
 extern const KernelTable kAvx512Kernels;
-constinit const KernelTable kAvx512Kernels = table_of<VectorBodies<Avx512>>("avx512");
+constinit const KernelTable kAvx512Kernels = table_of<VectorBodies<Vec64<Avx512Level>>>("avx512");
 
 }  // namespace imgcnv

@@ -26,8 +26,11 @@ struct PlainBodies {
         bilinear_edge_row_plain<kGreen, kPhase, kSink>;
     template <Phase kPhase>
     static constexpr AdaptiveGreenKernel adaptive_green = adaptive_green_row_plain<kPhase>;
-    template <Phase kPhase, TripleSink kSink>
-    static constexpr AdaptiveColorKernel adaptive_color = adaptive_color_row_plain<kPhase, kSink>;
+    template <Phase kPhase>
+    static constexpr CellGreenKernel cell_green = cell_green_rows_plain<kPhase>;
+    template <AdaptiveRow kRow, Phase kPhase, TripleSink kSink>
+    static constexpr AdaptiveColorKernel adaptive_color =
+        adaptive_color_row_plain<kRow, kPhase, kSink>;
     static constexpr RowKernel reverse1 = reverse_plain<1>;
     static constexpr RowKernel reverse3 = reverse_plain<3>;
     static constexpr TurnKernel turn90_1 = turn90_plain<1>;

@@ -31,8 +31,11 @@ struct VectorBodies {
     static constexpr BilinearEdgeKernel bilinear_edge = bilinear_edge_row<V, kGreen, kPhase, kSink>;
     template <Phase kPhase>
     static constexpr AdaptiveGreenKernel adaptive_green = adaptive_green_row<V, kPhase>;
-    template <Phase kPhase, TripleSink kSink>
-    static constexpr AdaptiveColorKernel adaptive_color = adaptive_color_row<V, kPhase, kSink>;
+    template <Phase kPhase>
+    static constexpr CellGreenKernel cell_green = cell_green_rows<V, kPhase>;
+    template <AdaptiveRow kRow, Phase kPhase, TripleSink kSink>
+    static constexpr AdaptiveColorKernel adaptive_color =
+        adaptive_color_row<V, kRow, kPhase, kSink>;
     static constexpr RowKernel reverse1 = reverse_row<V, 1>;
     static constexpr RowKernel reverse3 = reverse_row<V, 3>;
     static constexpr TurnKernel turn90_1 = turn<V, 1, true>;

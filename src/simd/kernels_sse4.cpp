@@ -5,7 +5,9 @@
 
 namespace imgcnv {
 
+struct Sse4Level {};
+
 extern const KernelTable kSse4Kernels;
-constinit const KernelTable kSse4Kernels = table_of<VectorBodies<Sse4>>("sse4");
+constinit const KernelTable kSse4Kernels = table_of<VectorBodies<Vec16<Sse4Level>>>("sse4");
 
 }  // namespace imgcnv

@@ -7,12 +7,20 @@
 //   kSrcBytes         bytes a block of each input, without the halo
 //   kDstBytes         bytes a block of each output
 //   kHalo             bytes read on either side of an input block
+//   kGroup            blocks begin at multiples of so many pixels
 //   block(in, out)    in[kInputs], out[kOutputs]: pointers at the block
+//
+//   Narrower          the same body over the next narrower vectors
+//   kNarrowest        there are none
 //
 // Full blocks go straight from and to the caller's buffers. What is left over is
 // converted once more together with the pixels before it, as a block that ends
-// where the row ends; rows shorter than a block go through block-sized buffers on
-// the stack. Nothing outside the exact ranges is touched.
+// where the row ends; rows shorter than a block go to narrower vectors, and in the
+// end through block-sized buffers on the stack. Nothing outside the exact ranges
+// is touched.
+//
+// Kernels are `flatten`: everything a block calls is inlined into its loop, or
+// constants would be loaded anew for every block.
 #pragma once
 
 #include <stddef.h>
@@ -27,20 +35,24 @@ struct Streams {
     uint8_t* out[Body::kOutputs];
 };
 
+// The loops over the streams are unrolled by hand: only then do their pointers stay
+// in registers at -O2.
 template <class Body>
 inline void run_block(const Streams<Body>& s, size_t pixel) {
     const size_t from = pixel * Body::kSrcBytes / Body::kPixels;
     const size_t to = pixel * Body::kDstBytes / Body::kPixels;
     const uint8_t* in[Body::kInputs];
     uint8_t* out[Body::kOutputs];
+#pragma GCC unroll 8
     for (size_t k = 0; k < Body::kInputs; ++k) in[k] = s.in[k] + from;
+#pragma GCC unroll 8
     for (size_t k = 0; k < Body::kOutputs; ++k) out[k] = s.out[k] + to;
     Body::block(in, out);
 }
 
 template <class Body>
-__attribute__((noinline)) void run_partial_block(const Streams<Body>& s, size_t pixel,
-                                                 size_t pixels) {
+__attribute__((noinline, flatten)) void run_partial_block(Streams<Body> s, size_t pixel,
+                                                          size_t pixels) {
     constexpr size_t kInput = Body::kSrcBytes + 2 * Body::kHalo;
     // Cleared, so that no branch depends on what was there before.
     uint8_t in_copy[Body::kInputs][kInput] = {};
@@ -53,27 +65,57 @@ __attribute__((noinline)) void run_partial_block(const Streams<Body>& s, size_t 
 
     const uint8_t* in[Body::kInputs];
     uint8_t* out[Body::kOutputs];
+#pragma GCC unroll 8
     for (size_t k = 0; k < Body::kInputs; ++k) {
         memcpy(in_copy[k], s.in[k] + from - Body::kHalo, src_bytes + 2 * Body::kHalo);
         in[k] = in_copy[k] + Body::kHalo;
     }
+#pragma GCC unroll 8
     for (size_t k = 0; k < Body::kOutputs; ++k) out[k] = out_copy[k];
     Body::block(in, out);
+#pragma GCC unroll 8
     for (size_t k = 0; k < Body::kOutputs; ++k) memcpy(s.out[k] + to, out_copy[k], dst_bytes);
 }
 
 template <class Body>
-inline void run_row(const Streams<Body>& s, size_t pixels) {
-    size_t i = 0;
-    for (; i + Body::kPixels <= pixels; i += Body::kPixels) run_block<Body>(s, i);
-    if (i == pixels) return;
-    // The block that ends at the end must begin at a pair like the others.
-    const size_t even = pixels & ~size_t{1};
-    if (even >= Body::kPixels && (even - Body::kPixels) % Body::kGroup == 0) {
-        if (i != even) run_block<Body>(s, even - Body::kPixels);
-        i = even;
+inline void run_row(Streams<Body> s, size_t pixels);
+
+// What is too short for the wide vectors of Body.
+template <class Body>
+__attribute__((noinline, flatten)) void run_row_end(Streams<Body> s, size_t pixel, size_t pixels) {
+    using Narrow = typename Body::Narrower;
+    Streams<Narrow> rest;
+#pragma GCC unroll 8
+    for (size_t k = 0; k < Body::kInputs; ++k) {
+        rest.in[k] = s.in[k] + pixel * Body::kSrcBytes / Body::kPixels;
     }
-    if (i != pixels) run_partial_block<Body>(s, i, pixels - i);
+#pragma GCC unroll 8
+    for (size_t k = 0; k < Body::kOutputs; ++k) {
+        rest.out[k] = s.out[k] + pixel * Body::kDstBytes / Body::kPixels;
+    }
+    run_row<Narrow>(rest, pixels);
+}
+
+template <class Body>
+inline void run_row(Streams<Body> s, size_t pixels) {
+    // The block that ends at the end begins at a group like the others.
+    const size_t whole = pixels - pixels % Body::kGroup;
+    size_t done = 0;
+    if (whole >= Body::kPixels) {
+        // One copy of the block serves all, the last one that overlaps included.
+        for (size_t i = 0;; i = i + Body::kPixels <= whole ? i : whole - Body::kPixels) {
+            run_block<Body>(s, i);
+            i += Body::kPixels;
+            if (i >= whole) break;
+        }
+        done = whole;
+    }
+    if (done == pixels) return;
+    if constexpr (Body::kNarrowest) {
+        run_partial_block<Body>(s, done, pixels - done);
+    } else {
+        run_row_end<Body>(s, done, pixels - done);
+    }
 }
 
 }  // namespace imgcnv

@@ -33,7 +33,16 @@ struct TableOf {
             Bodies::template bilinear_edge<kGreenFromRow, kPhase, kSink>;
         t.bilinear_edge[kGreenFromNextRow][kPhase][kSink] =
             Bodies::template bilinear_edge<kGreenFromNextRow, kPhase, kSink>;
-        t.adaptive_color[kPhase][kSink] = Bodies::template adaptive_color<kPhase, kSink>;
+        fill_adaptive<kNoneCopied, kPhase, kSink>(t);
+        fill_adaptive<kOwnCopied, kPhase, kSink>(t);
+        fill_adaptive<kOtherCopied, kPhase, kSink>(t);
+        fill_adaptive<kBothCopied, kPhase, kSink>(t);
+    }
+
+    template <AdaptiveRow kRow, Phase kPhase, TripleSink kSink>
+    static constexpr void fill_adaptive(KernelTable& t) {
+        t.adaptive_color[kRow][kPhase][kSink] =
+            Bodies::template adaptive_color<kRow, kPhase, kSink>;
     }
 
     static constexpr KernelTable make(const char* name) {
@@ -54,6 +63,8 @@ struct TableOf {
         fill_sink<kCba0>(t);
         t.adaptive_green[kColorFirst] = Bodies::template adaptive_green<kColorFirst>;
         t.adaptive_green[kGreenFirst] = Bodies::template adaptive_green<kGreenFirst>;
+        t.cell_green[kColorFirst] = Bodies::template cell_green<kColorFirst>;
+        t.cell_green[kGreenFirst] = Bodies::template cell_green<kGreenFirst>;
         t.reverse1 = Bodies::reverse1;
         t.reverse3 = Bodies::reverse3;
         t.turn90_1 = Bodies::turn90_1;

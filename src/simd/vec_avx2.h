@@ -1,4 +1,4 @@
-// The vector type of the AVX2 level: 32 bytes, two lanes of 16.
+// 32-byte vectors of two 16-byte lanes, AVX2.
 #pragma once
 
 #include <immintrin.h>
@@ -6,10 +6,14 @@
 #include <string.h>
 
 #include "simd/permutation.h"
+#include "simd/vec_sse4.h"
 
 namespace imgcnv {
 
-struct Avx2 {
+template <class Level>
+struct Vec32 {
+    static constexpr bool kNarrowest = false;
+    using Narrower = Vec16<Level>;
     using Reg = __m256i;
     using Mask = __m256i;  // of 16-bit lanes
     static constexpr size_t kBytes = 32;
@@ -197,11 +201,16 @@ struct Avx2 {
 
     // --- luma -------------------------------------------------------------
 
-    static Reg equal16_bytes(Reg a_lo, Reg b_lo, Reg a_hi, Reg b_hi) {
-        return _mm256_packs_epi16(_mm256_cmpeq_epi16(a_lo, b_lo), _mm256_cmpeq_epi16(a_hi, b_hi));
+    static Mask equal16(Reg a, Reg b) { return _mm256_cmpeq_epi16(a, b); }
+    static bool any_of(Mask a, Mask b) {
+        const Reg both = or_(a, b);
+        return !_mm256_testz_si256(both, both);
     }
+    // The masks as bytes, in the order of pack16.
+    static Reg mask_bytes(Mask lo, Mask hi) { return _mm256_packs_epi16(lo, hi); }
     static Reg equal8(Reg a, Reg b) { return _mm256_cmpeq_epi8(a, b); }
-    static bool any(Reg a) { return !_mm256_testz_si256(a, a); }
+    // One bit for every byte whose top bit is set.
+    static uint64_t top_bits(Reg a) { return static_cast<uint32_t>(_mm256_movemask_epi8(a)); }
     // 0xFF for every byte value x whose bit is set in the 256-bit table.
     static Reg in_set(const ByteTable<32>& set, Reg x) {
         const Reg index = and_(shr16<3>(x), set8(0x1F));
@@ -243,23 +252,28 @@ struct Avx2 {
         Reg r[8], t[8];
         const Reg spread = _mm256_setr_epi8(0, 1, 2, 2, 3, 4, 5, 5, 6, 7, 8, 8, 9, 10, 11, 11,  //
                                             4, 5, 6, 6, 7, 8, 9, 9, 10, 11, 12, 12, 13, 14, 15, 15);
+#pragma GCC unroll 8
         for (ptrdiff_t i = 0; i < 8; ++i) {
             r[i] = shuffle(load_lanes(src + i * src_step, 8), spread);
         }
+#pragma GCC unroll 4
         for (size_t i = 0; i < 4; ++i) {
             t[2 * i] = _mm256_unpacklo_epi32(r[2 * i], r[2 * i + 1]);
             t[2 * i + 1] = _mm256_unpackhi_epi32(r[2 * i], r[2 * i + 1]);
         }
+#pragma GCC unroll 2
         for (size_t i = 0; i < 2; ++i) {
             r[4 * i] = _mm256_unpacklo_epi64(t[4 * i], t[4 * i + 2]);
             r[4 * i + 1] = _mm256_unpackhi_epi64(t[4 * i], t[4 * i + 2]);
             r[4 * i + 2] = _mm256_unpacklo_epi64(t[4 * i + 1], t[4 * i + 3]);
             r[4 * i + 3] = _mm256_unpackhi_epi64(t[4 * i + 1], t[4 * i + 3]);
         }
+#pragma GCC unroll 4
         for (size_t i = 0; i < 4; ++i) {
             t[i] = _mm256_permute2x128_si256(r[i], r[i + 4], 0x20);
             t[i + 4] = _mm256_permute2x128_si256(r[i], r[i + 4], 0x31);
         }
+#pragma GCC unroll 8
         for (ptrdiff_t i = 0; i < 8; ++i) {
             const Reg lanes = shuffle(
                 t[i], [](size_t k) { return k < 12 ? k / 3 * 4 + k % 3 : size_t{kZeroByte}; });

@@ -1,4 +1,4 @@
-// The vector type of the AVX-512 level (F, BW, VL, VBMI): 64 bytes.
+// 64-byte vectors, AVX-512 with F, BW, VL, DQ and VBMI.
 #pragma once
 
 #include <immintrin.h>
@@ -6,10 +6,14 @@
 #include <string.h>
 
 #include "simd/permutation.h"
+#include "simd/vec_avx2.h"
 
 namespace imgcnv {
 
-struct Avx512 {
+template <class Level>
+struct Vec64 {
+    static constexpr bool kNarrowest = false;
+    using Narrower = Vec32<Level>;
     using Reg = __m512i;
     using Mask = __mmask32;  // of 16-bit lanes
     static constexpr size_t kBytes = 64;
@@ -208,13 +212,14 @@ struct Avx512 {
 
     // --- luma -------------------------------------------------------------
 
-    // Whether any 16-bit lane of a equals b (and the like); masks as bytes.
-    static Reg equal16_bytes(Reg a_lo, Reg b_lo, Reg a_hi, Reg b_hi) {
-        return pack16_masks(_mm512_movm_epi16(_mm512_cmpeq_epi16_mask(a_lo, b_lo)),
-                            _mm512_movm_epi16(_mm512_cmpeq_epi16_mask(a_hi, b_hi)));
+    static Mask equal16(Reg a, Reg b) { return _mm512_cmpeq_epi16_mask(a, b); }
+    static bool any_of(Mask a, Mask b) { return (a | b) != 0; }
+    // The masks as bytes, in the order of pack16.
+    static Reg mask_bytes(Mask lo, Mask hi) {
+        return _mm512_packs_epi16(_mm512_movm_epi16(lo), _mm512_movm_epi16(hi));
     }
-    static Reg pack16_masks(Reg lo, Reg hi) { return _mm512_packs_epi16(lo, hi); }
-    static bool any(Reg a) { return _mm512_test_epi8_mask(a, a) != 0; }
+    // One bit for every byte whose top bit is set.
+    static uint64_t top_bits(Reg a) { return _mm512_movepi8_mask(a); }
     static Reg equal8(Reg a, Reg b) { return _mm512_movm_epi8(_mm512_cmpeq_epi8_mask(a, b)); }
     static Reg andnot(Reg a, Reg b) { return _mm512_andnot_si512(a, b); }  // ~a & b
     // 0xFF for every byte value x whose bit is set in the 256-bit table.
@@ -262,6 +267,7 @@ struct Avx512 {
         Reg r[16], t[16];
         const Reg spread = table([](size_t i) { return i / 4 * 3 + i % 4 % 3; });
         const Reg squeeze = table([](size_t i) { return i < 48 ? i / 3 * 4 + i % 3 : 0; });
+#pragma GCC unroll 16
         for (ptrdiff_t i = 0; i < 16; ++i) {
             r[i] = _mm512_permutexvar_epi8(
                 spread, _mm512_maskz_loadu_epi8((__mmask64{1} << 48) - 1, src + i * src_step));
@@ -272,6 +278,7 @@ struct Avx512 {
         const Reg high =
             _mm512_setr_epi32(8, 24, 9, 25, 10, 26, 11, 27, 12, 28, 13, 29, 14, 30, 15, 31);
         const auto interleave = [&](const Reg* from, Reg* to) {
+#pragma GCC unroll 8
             for (size_t i = 0; i < 8; ++i) {
                 to[2 * i] = _mm512_permutex2var_epi32(from[i], low, from[i + 8]);
                 to[2 * i + 1] = _mm512_permutex2var_epi32(from[i], high, from[i + 8]);
@@ -281,6 +288,7 @@ struct Avx512 {
         interleave(t, r);
         interleave(r, t);
         interleave(t, r);
+#pragma GCC unroll 16
         for (ptrdiff_t i = 0; i < 16; ++i) {
             const Reg packed = _mm512_permutexvar_epi8(squeeze, r[i]);
             uint8_t* p = dst + i * dst_step;

@@ -1,4 +1,7 @@
-// The vector type of the SSE4.1 level: 16 bytes.
+// 16-byte vectors, SSE4.1.
+//
+// The level that uses them is a parameter: each level's copies of these functions
+// are its own, compiled with its own flags.
 #pragma once
 
 #include <smmintrin.h>
@@ -9,7 +12,10 @@
 
 namespace imgcnv {
 
-struct Sse4 {
+template <class Level>
+struct Vec16 {
+    static constexpr bool kNarrowest = true;
+    using Narrower = void;
     using Reg = __m128i;
     using Mask = __m128i;  // of 16-bit lanes
     static constexpr size_t kBytes = 16;
@@ -188,11 +194,16 @@ struct Sse4 {
 
     // --- luma -------------------------------------------------------------
 
-    static Reg equal16_bytes(Reg a_lo, Reg b_lo, Reg a_hi, Reg b_hi) {
-        return _mm_packs_epi16(_mm_cmpeq_epi16(a_lo, b_lo), _mm_cmpeq_epi16(a_hi, b_hi));
+    static Mask equal16(Reg a, Reg b) { return _mm_cmpeq_epi16(a, b); }
+    static bool any_of(Mask a, Mask b) {
+        const Reg both = or_(a, b);
+        return !_mm_testz_si128(both, both);
     }
+    // The masks as bytes, in the order of pack16.
+    static Reg mask_bytes(Mask lo, Mask hi) { return _mm_packs_epi16(lo, hi); }
     static Reg equal8(Reg a, Reg b) { return _mm_cmpeq_epi8(a, b); }
-    static bool any(Reg a) { return !_mm_testz_si128(a, a); }
+    // One bit for every byte whose top bit is set.
+    static uint64_t top_bits(Reg a) { return static_cast<uint32_t>(_mm_movemask_epi8(a)); }
     // 0xFF for every byte value x whose bit is set in the 256-bit table.
     static Reg in_set(const ByteTable<32>& set, Reg x) {
         const Reg index = and_(shr16<3>(x), set8(0x1F));
@@ -229,6 +240,7 @@ struct Sse4 {
     static void transpose3(const uint8_t* src, ptrdiff_t src_step, uint8_t* dst,
                            ptrdiff_t dst_step) {
         Reg r[4];
+#pragma GCC unroll 4
         for (ptrdiff_t i = 0; i < 4; ++i) {
             const uint8_t* p = src + i * src_step;
             int last;
@@ -240,6 +252,7 @@ struct Sse4 {
         const Reg t2 = _mm_unpackhi_epi32(r[0], r[1]), t3 = _mm_unpackhi_epi32(r[2], r[3]);
         const Reg columns[4] = {_mm_unpacklo_epi64(t0, t1), _mm_unpackhi_epi64(t0, t1),
                                 _mm_unpacklo_epi64(t2, t3), _mm_unpackhi_epi64(t2, t3)};
+#pragma GCC unroll 4
         for (ptrdiff_t i = 0; i < 4; ++i) {
             const Reg packed = shuffle(columns[i], [](size_t k) {
                 return k < 12 ? k / 3 * 4 + k % 3 : size_t{kZeroByte};
