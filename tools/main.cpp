@@ -19,7 +19,7 @@ std::string version() {
 int run(int argc, char** argv) {
     CLI::App app("Raw machine-vision frames to pictures.", "imgcnv");
     app.set_version_flag("--version", version());
-    app.require_subcommand(1);
+    app.require_subcommand(0, 1);  // an unknown word is named; none at all gets the help
     app.get_formatter()->column_width(34);
     tool::addConvert(app);
     tool::addPack(app);
@@ -32,6 +32,10 @@ int run(int argc, char** argv) {
     } catch (const CLI::ParseError& error) {
         tool::sayError(error.what());
         tool::sayNote("--help lists what there is");
+        return tool::kExitUsage;
+    }
+    if (app.get_subcommands().empty()) {
+        std::fputs(app.help().c_str(), stderr);
         return tool::kExitUsage;
     }
     return tool::kExitFine;

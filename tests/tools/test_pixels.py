@@ -115,7 +115,7 @@ def test_raw_output_is_the_librarys(run, tmp_path, name):
         rows = rng.integers(0, 256, (height, width * bits // 8), np.uint8)
         frame = frames.padded(rows, padding, rng)
         (tmp_path / "in.raw").write_bytes(frame)
-        for to, (_, channels) in library.DESTINATIONS.items():
+        for to in ("mono8", "bgr24", "rgba32"):
             for method in frames.METHODS if "Bayer" in name else ["bilinear"]:
                 if name.startswith(to[:3].upper()) and padding:
                     continue  # the library copies this padding along

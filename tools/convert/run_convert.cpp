@@ -162,6 +162,9 @@ class Conversion {
             throw;
         }
         if (options_.json) report(job, path, picture);
+        const std::lock_guard lock(lastLock_);
+        last_ = path + ": " + std::to_string(picture.width) + "x" + std::to_string(picture.height) +
+                " pixels";
     }
 
     void report(const FrameJob& job, const std::string& path, const Picture& picture) {
@@ -196,6 +199,9 @@ class Conversion {
         if (failures_ > 1)
             sayNote(std::to_string(failures_) + " failures, " + std::to_string(total.frames) +
                     " pictures written");
+        else if (failures_ == 0 && total.frames > 0 && plan_.single() != "-")
+            sayNote((total.frames > 1 ? std::to_string(total.frames) + " pictures, such as " : "") +
+                    last_);
     }
 
     const ConvertOptions& options_;
@@ -204,6 +210,8 @@ class Conversion {
     OutputPlan plan_;
     Progress progress_;
     std::optional<OrderedFile> ordered_;
+    std::mutex lastLock_;
+    std::string last_;  ///< picture written
     std::atomic<bool> stopped_ = false;
     std::atomic<int> failures_ = 0;
 };
