@@ -22,7 +22,7 @@ FrameLike = Union[
     NDArray[np.uint16],
 ]
 
-_BYTE_ITEMS = frozenset(("B", "c", "<B"))
+_BYTE_ITEMS = frozenset(("B", "<B", "c", "<c"))
 _WORD_ITEMS = frozenset(("H", "<H"))
 
 

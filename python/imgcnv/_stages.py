@@ -68,6 +68,8 @@ class Stage:
     `finish` fills from the frame what the call does not write.
     """
 
+    _handle = 0
+
     def __init__(
         self,
         frame: Frame,
@@ -99,7 +101,6 @@ class Stage:
         )
         self._first_row, self._skipped_bytes = first_row, first_row and frame.stride
         self._to, self._method = to, method
-        self._handle = 0
 
     @property
     def is_one_call(self) -> bool:

@@ -3,6 +3,7 @@
 from __future__ import annotations
 
 import array
+import ctypes
 import gc
 import mmap
 import re
@@ -112,6 +113,7 @@ def test_a_point_list_ends_with_its_buffer():
         bytearray,
         memoryview,
         lambda data: array.array("B", data),
+        lambda data: (ctypes.c_char * len(data)).from_buffer_copy(data),
         lambda data: np.frombuffer(data, np.uint8),
         lambda data: np.frombuffer(data, np.uint8).reshape(4, 12),
         lambda data: np.frombuffer(data, "<u2"),
