@@ -18,6 +18,7 @@ def left_over(folder):
 
 
 @pytest.mark.parametrize("options, size, expected", [
+    (MONO, 800, ["20 rows of this width"]),
     (MONO, 1199, ["expected 1200 bytes", "given 1199", "cut short", "29 of 30 rows"]),
     (MONO, 1500, ["given 1500", "--stride 50"]),
     (MONO, 2400, ["2 such frames", "--frames all", "-f Mono10, Mono12, Mono16"]),

@@ -71,6 +71,12 @@ def test_pipes_keep_the_order(run):
         out = run("convert", "-", *OPTIONS, "--frames", "all", "-o", "-", "--output-format", kind,
                   "-j", 8, stdin=dump(count)).out
         assert out == b"".join(head + bytes([i]) * FRAME for i in range(count))
+    # Frames large enough for eight workers to overtake each other.
+    large = np.arange(300, dtype="<u2").repeat(20000)
+    out = run("convert", "-", "-f", "Mono16", "-s", "200x100", "--frames", "all", "--to", "rgb24",
+              "-o", "-", "--output-format", "raw", "-j", 8,
+              stdin=(large << 8 | large >> 8).tobytes()).out
+    assert out == (large & 255).astype(np.uint8).repeat(3).tobytes()
     picture = Image.open(io.BytesIO(run("convert", "-", *OPTIONS, "-o", "-", "--output-format",
                                         "tiff", stdin=dump(1)).out))
     assert picture.size == (W, H)

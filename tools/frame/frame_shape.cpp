@@ -114,11 +114,6 @@ std::string explainLength(const FrameShape& shape, std::int64_t bytes) {
     if (bytes % frame == 0 && bytes > frame)
         add("it holds exactly " + number(bytes / frame) +
             " such frames: --frames all, or --frames 0 for the first");
-    if (bytes % shape.height == 0 && bytes / shape.height > row && !shape.stride) {
-        const auto pitch = bytes / shape.height;
-        if (pitch - row <= 4096 && pitch < 2 * row)
-            add("rows padded by " + number(pitch - row) + " bytes fit: --stride " + number(pitch));
-    }
     std::string others;
     for (const auto& format : sourceFormats()) {
         if (format.bits == shape.format->bits || format.layout == Layout::Points) continue;
@@ -129,6 +124,14 @@ std::string explainLength(const FrameShape& shape, std::int64_t bytes) {
             others += (others.empty() ? "" : ", ") + std::string(format.name);
     }
     if (!others.empty()) add("other bits a pixel fit exactly: -f " + others);
+    if (bytes % shape.height == 0 && bytes / shape.height > row && !shape.stride) {
+        const auto pitch = bytes / shape.height;
+        if (pitch - row <= 4096 && pitch < 2 * row)
+            add("rows padded by " + number(pitch - row) + " bytes fit: --stride " + number(pitch));
+    }
+    if (bytes % shape.rowPitch() == 0 && bytes % frame != 0)
+        add("exactly " + number(bytes / shape.rowPitch()) + " rows of this width: " +
+            (bytes < frame ? "cut short, or another height" : "another height"));
     if (!text.empty()) return text;
     if (bytes > frame)
         add(number(bytes - frame) +
