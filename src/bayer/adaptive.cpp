@@ -160,7 +160,7 @@ class AdaptiveStrip {
         for (size_t x = from; x < to; ++x) {
             if (is_left_alone(y, x)) continue;
             const ptrdiff_t i = static_cast<ptrdiff_t>(x - from);
-            const auto channel = [&](bool red) -> uint8_t {
+            const auto channel = [&](bool red) __attribute__((always_inline)) -> uint8_t {
                 const bool color_site = f_.is_color_site(y, x);
                 if (red == red_row && color_site) return lines.samples[1][i];
                 const Site site = f_.order == BayerOrder::BG
