@@ -228,22 +228,25 @@ def _bayer(frame: Frame, to: PixelFormat, method: int) -> Stage:
 
     An odd height is written with an extra row. What the C function does not make at
     the edges comes from strips in which the mosaic goes on as its mirror image, the
-    way the C library itself completes an odd height:
+    way the C library itself completes an odd height. A strip replaces as many rows
+    or columns as the edge can change, the adaptive method's included, so that the
+    picture is that of the longer mosaic:
 
-    - The last column of an odd width is partly unwritten (nearest, adaptive) or has
-      its colours in the wrong channels (bilinear).
+    - An odd width goes on by one column. Alone, the C function leaves the last one
+      partly unwritten (nearest, adaptive) or puts its colours into the wrong
+      channels (bilinear).
     - A mosaic in GR order, which the C library lacks, is one in BG order from its
-      second row on. The rows of the strip are as many as differ from those of a
-      mosaic that has rows above them.
+      second row on, and goes on upwards.
     """
     is_gr = frame.format.order == "GR"
     eight_bits = f"BAYER_{frame.format.order}8"
 
-    def last_column(data: Bytes, picture: Picture) -> None:
-        columns = _reflected(range(frame.width - 5, frame.width + 3), frame.width)
+    def last_columns(data: Bytes, picture: Picture) -> None:
+        width = frame.width
+        columns = _reflected(range(max(0, width - 11), width + 1), width)
         strip = Frame(PixelFormat[eight_bits], len(columns), frame.height)
         samples = frame.samples(data, list(range(frame.height)), columns)
-        picture[:, -1] = _demosaiced(strip, samples, to, method)[:, 4]
+        picture[:, -6:] = _demosaiced(strip, samples, to, method)[:, -7:-1][:, -width:]
 
     def first_rows(data: Bytes, picture: Picture) -> None:
         rows = _reflected(range(-5, min(7, frame.height)), frame.height)
@@ -255,7 +258,7 @@ def _bayer(frame: Frame, to: PixelFormat, method: int) -> Stage:
         if is_gr:
             first_rows(data, picture)
         if frame.width % 2:
-            last_column(data, picture)
+            last_columns(data, picture)
 
     first_row = int(is_gr)
     rows = frame.height - first_row

@@ -165,7 +165,7 @@ def expected(
     if not format.is_bayer or 1 in (width, height):
         return to_layout(grey, to)
     above = 5 if format.order == "GR" else 0
-    wide = np.pad(grey, ((above, 0), (0, width % 2 * 3)), mode="reflect")
+    wide = np.pad(grey, ((above, 0), (0, width % 2)), mode="reflect")
     order = str(format.one_row_down.order if above else format.order)
     picture = c_demosaic(wide, order, to, method)[above:, :width]
     return picture[..., 0] if to == "mono8" else picture
