@@ -4,6 +4,7 @@
 #include <utility>
 
 #include "converter/destination.h"
+#include "converter/streaming.h"
 #include "converter/wrapping.h"
 #include "imgcnv.h"
 #include "simd/cpu_level.h"
@@ -27,18 +28,23 @@ TurnGeometry geometry(const tagIMGCNV_SOpenParam& param) {
     return {static_cast<size_t>(param.width), static_cast<size_t>(param.height)};
 }
 
+// Pixels in reverse order, row by row. Not streamed: at 5120x3840 that took 1.1
+// (1 byte a pixel) to 1.4 times as long.
+void reverse_rows(const uint8_t* src, uint8_t* dst, size_t width, size_t height, size_t bytes) {
+    const KernelTable& kernels = kernels_for_this_cpu();
+    const RowKernel reverse = bytes == 1 ? kernels.reverse1 : kernels.reverse3;
+    const size_t row_bytes = width * bytes;
+    for (size_t y = 0; y < height; ++y) reverse(src + y * row_bytes, dst + y * row_bytes, width);
+}
+
 }  // namespace
 
 int IMGCNV_FlipToHorizontal(unsigned char* src, tagIMGCNV_SOpenParam* param, unsigned char* dst,
                             int* dstSize) {
     const size_t bytes = turnable_pixel_bytes(src, param, dst, dstSize);
     if (bytes == 0) return IMGCNV_ILLEGAL_PARAM;
-    const KernelTable& kernels = kernels_for_this_cpu();
-    const RowKernel reverse = bytes == 1 ? kernels.reverse1 : kernels.reverse3;
     const auto [width, height] = geometry(*param);
-    for (size_t y = 0; y < height; ++y) {
-        reverse(src + y * width * bytes, dst + y * width * bytes, width);
-    }
+    reverse_rows(src, dst, width, height, bytes);
     *dstSize = param->dataSize;
     return IMGCNV_SUCCESS;
 }
@@ -49,20 +55,28 @@ int IMGCNV_FlipToVertical(unsigned char* src, tagIMGCNV_SOpenParam* param, unsig
     if (bytes == 0) return IMGCNV_ILLEGAL_PARAM;
     const auto [width, height] = geometry(*param);
     const size_t row_bytes = width * bytes;
+    const KernelTable& kernels = kernels_for_this_cpu();
+    const bool streaming = is_worth_streaming(kernels, height * row_bytes, height * row_bytes);
     for (size_t y = 0; y < height; ++y) {
-        std::memcpy(dst + y * row_bytes, src + (height - 1 - y) * row_bytes, row_bytes);
+        const uint8_t* from = src + (height - 1 - y) * row_bytes;
+        if (streaming) {
+            kernels.stream(from, dst + y * row_bytes, row_bytes);
+        } else {
+            std::memcpy(dst + y * row_bytes, from, row_bytes);
+        }
     }
+    if (streaming) finish_streaming();
     *dstSize = param->dataSize;
     return IMGCNV_SUCCESS;
 }
 
+// The whole picture is one row to be reversed.
 int IMGCNV_RotationToAngle180(unsigned char* src, tagIMGCNV_SOpenParam* param, unsigned char* dst,
                               int* dstSize) {
     const size_t bytes = turnable_pixel_bytes(src, param, dst, dstSize);
     if (bytes == 0) return IMGCNV_ILLEGAL_PARAM;
-    const KernelTable& kernels = kernels_for_this_cpu();
     const auto [width, height] = geometry(*param);
-    (bytes == 1 ? kernels.reverse1 : kernels.reverse3)(src, dst, width * height);
+    reverse_rows(src, dst, width * height, 1, bytes);
     *dstSize = param->dataSize;
     return IMGCNV_SUCCESS;
 }

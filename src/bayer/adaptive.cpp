@@ -24,7 +24,7 @@
 #include <algorithm>
 
 #include "bayer/adaptive_plain.h"
-#include "bayer/sample_lines.h"
+#include "bayer/output_rows.h"
 
 namespace imgcnv {
 namespace {
@@ -33,14 +33,18 @@ template <size_t kBytes>
 class AdaptiveStrip {
   public:
     explicit AdaptiveStrip(const BayerFrame& frame)
-        : f_(frame), samples_(frame), last_x_(frame.width - 1), last_y_(frame.height - 1) {}
+        : f_(frame),
+          samples_(frame),
+          out_(frame),
+          last_x_(frame.width - 1),
+          last_y_(frame.height - 1) {}
 
     void run(size_t begin, size_t end) {
         begin_ = begin;
         end_ = end;
-        // Colour looks one column beyond the strip at green.
-        green_begin_ = begin == 0 ? 0 : begin - 1;
-        green_end_ = std::min(end + 1, f_.width);
+        // Colour looks one column beyond the strip at green; two keep pairs whole.
+        green_begin_ = begin == 0 ? 0 : begin - 2;
+        green_end_ = std::min(end + 2, f_.width);
         samples_.begin_strip(begin, end);
         make_green(0);
         for (size_t y = 0; y <= last_y_; ++y) {
@@ -83,15 +87,13 @@ class AdaptiveStrip {
         fill_from_cells(y, to, green_end_);
     }
 
-    // The columns of [begin, end) that have two neighbours on either side, or one
-    // less: an even number goes to the kernels.
+    // The columns of [begin, end) that have two neighbours on either side.
     struct Columns {
         size_t from, to;
     };
     Columns inner(size_t begin, size_t end) const {
         const size_t from = std::min(std::max<size_t>(begin, 2), end);
-        const size_t to = std::max(from, std::min(end, last_x_ < 2 ? 0 : last_x_ - 1));
-        return {from, from + ((to - from) & ~size_t{1})};
+        return {from, std::max(from, std::min(end, last_x_ < 2 ? 0 : last_x_ - 1))};
     }
 
     // Green of the 2x2 cells: a colour site has the mean of its cell's greens.
@@ -117,6 +119,7 @@ class AdaptiveStrip {
     void make_color(size_t y) {
         const AdaptiveRow row = kind_of_row(y);
         auto [from, to] = inner(begin_, end_);
+        to -= (to - from) % 2;  // kernels are quick with whole pairs
         // The alpha bytes of the last row are not ours: pixel by pixel.
         if (kBytes == 4 && real_row(y) == last_y_) from = to = end_;
         put_pixels(y, begin_, from);
@@ -126,7 +129,8 @@ class AdaptiveStrip {
                 lines.samples[0] = sample(y == last_y_ ? y - 1 : y + 1, from);
             }
             f_.kernels->adaptive_color[row][f_.phase(y, from)][f_.sink(y)](
-                lines.samples, lines.green, f_.dst(y, from), to - from);
+                lines.samples, lines.green, out_.begin(y, from), to - from);
+            out_.end(y, from, to - from);
         }
         put_pixels(y, to, end_);
     }
@@ -160,7 +164,7 @@ class AdaptiveStrip {
         for (size_t x = from; x < to; ++x) {
             if (is_left_alone(y, x)) continue;
             const ptrdiff_t i = static_cast<ptrdiff_t>(x - from);
-            const auto channel = [&](bool red) __attribute__((always_inline)) -> uint8_t {
+            const auto channel = [&](bool red) __attribute__((always_inline))->uint8_t {
                 const bool color_site = f_.is_color_site(y, x);
                 if (red == red_row && color_site) return lines.samples[1][i];
                 const Site site = f_.order == BayerOrder::BG
@@ -224,13 +228,14 @@ class AdaptiveStrip {
 
     const BayerFrame& f_;
     SampleLines<8> samples_;  // rows y-1 .. y+3 at a time
+    OutputRows<1> out_;
     const size_t last_x_;
     const size_t last_y_;
     size_t begin_ = 0;
     size_t end_ = 0;
     size_t green_begin_ = 0;
     size_t green_end_ = 0;
-    uint8_t green_[kGreenSlots][kStripColumns + 2];
+    uint8_t green_[kGreenSlots][kStripColumns + 4];
 };
 
 template <size_t kBytes>

@@ -28,7 +28,8 @@ struct BayerFrame {
     size_t height;                   // even, >= 2
     size_t dst_bytes;                // 1, 3 or 4
     bool dst_red_first;
-    bool mirrored;  // the row tables run from the bottom up
+    bool streaming;  // the destination is written past the caches
+    bool mirrored;   // the row tables run from the bottom up
 
     // Red is in the even rows of RG and in the odd ones of GB and BG.
     bool row_has_red(size_t y) const { return (order == BayerOrder::RG) == (y % 2 == 0); }

@@ -15,7 +15,7 @@
 // is with the site kinds it would have one column further: its colours are
 // mis-assigned, and stay so.
 
-#include "bayer/sample_lines.h"
+#include "bayer/output_rows.h"
 
 namespace imgcnv {
 namespace {
@@ -68,39 +68,35 @@ void run(const BayerFrame& frame) {
     const size_t last_x = frame.width - 1;
     const size_t last_y = frame.height - 1;
     const EdgeGreen edge_green = frame.order == BayerOrder::GB ? kGreenFromNextRow : kGreenFromRow;
-    const bool direct = frame.line_format.decode == nullptr;
-    const size_t strip = direct ? frame.width : kStripColumns;
-
     Lines lines(frame);
-    for (size_t begin = 0; begin < frame.width; begin += strip) {
-        const size_t end = frame.width - begin < strip ? frame.width : begin + strip;
-        lines.begin_strip(begin, end);
+    OutputRows<1> out(frame);
+    for_each_piece(frame, lines, frame.width, 1, 1, [&](size_t y, size_t begin, size_t end) {
+        const bool edge_row = y == 0 || y == last_y;
         const size_t x = begin == 0 ? 1 : begin;
         const size_t interior_end = end < last_x ? end : last_x;
-        const size_t pixels = x < interior_end ? interior_end - x : 0;
-
-        for (size_t y = 0; y <= last_y; ++y) {
-            const bool edge_row = y == 0 || y == last_y;
+        if (x < interior_end) {
+            const size_t pixels = interior_end - x;
             const Phase phase = frame.phase(y, x);
             const TripleSink sink = frame.sink(y);
-            if (pixels != 0 && edge_row) {
+            if (edge_row) {
                 frame.kernels->bilinear_edge[edge_green][phase][sink](
-                    lines.at(y, x), lines.at(y == 0 ? 1 : y - 1, x), frame.dst(y, x), pixels);
-            } else if (pixels != 0) {
+                    lines.at(y, x), lines.at(y == 0 ? 1 : y - 1, x), out.begin(y, x), pixels);
+            } else {
                 frame.kernels->bilinear[phase][sink](lines.at(y - 1, x), lines.at(y, x),
-                                                     lines.at(y + 1, x), frame.dst(y, x), pixels);
+                                                     lines.at(y + 1, x), out.begin(y, x), pixels);
             }
-            const auto put_border = [&](size_t border_x) {
-                if (edge_row) {
-                    put_corner<kBytes>(frame, lines, y, border_x);
-                } else {
-                    put_side<kBytes>(frame, lines, y, border_x);
-                }
-            };
-            if (begin == 0) put_border(0);
-            if (end == frame.width) put_border(last_x);
+            out.end(y, x, pixels);
         }
-    }
+        const auto put_border = [&](size_t border_x) {
+            if (edge_row) {
+                put_corner<kBytes>(frame, lines, y, border_x);
+            } else {
+                put_side<kBytes>(frame, lines, y, border_x);
+            }
+        };
+        if (begin == 0) put_border(0);
+        if (end == frame.width) put_border(last_x);
+    });
 }
 
 }  // namespace

@@ -23,7 +23,8 @@ class SampleLines {
     // Columns to be asked for from now on: those of [begin, end) and the halo.
     void begin_strip(size_t begin, size_t end) {
         first_ = begin < kStripHalo ? 0 : (begin - kStripHalo) & ~size_t{1};
-        end_ = end + kStripHalo < frame_.width ? end + kStripHalo : frame_.width;
+        const size_t wanted = (end + kStripHalo + 1) & ~size_t{1};
+        end_ = wanted < frame_.width ? wanted : frame_.width;
         for (size_t& row : held_) row = kNoRow;
     }
 
@@ -49,5 +50,29 @@ class SampleLines {
     size_t held_[kSlots];
     uint8_t lines_[kSlots][kStripColumns + 2 * kStripHalo + 8];
 };
+
+// Calls piece(y, begin, end) for every row, or every second one, of every strip.
+// Rows that need no decoding are not cut: whole rows, one after the other, are
+// how memory likes to be read.
+//
+// Strips after the first begin `margin` columns late, for methods that leave so
+// many columns at the left to the border: the kernels then get whole pairs.
+template <size_t kSlots, class F>
+void for_each_piece(const BayerFrame& frame, SampleLines<kSlots>& lines, size_t width,
+                    size_t row_step, size_t margin, F piece) {
+    if (frame.line_format.decode == nullptr) {
+        for (size_t y = 0; y < frame.height; y += row_step) piece(y, 0, width);
+        return;
+    }
+    const auto strip_end = [&](size_t begin) {
+        const size_t end = begin == 0 ? kStripColumns + margin : begin + kStripColumns;
+        return end < width ? end : width;
+    };
+    for (size_t x = 0; x < width; x = strip_end(x)) {
+        const size_t end = strip_end(x);
+        lines.begin_strip(x, end);
+        for (size_t y = 0; y < frame.height; y += row_step) piece(y, x, end);
+    }
+}
 
 }  // namespace imgcnv

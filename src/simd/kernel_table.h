@@ -101,6 +101,11 @@ struct TurnGeometry {
 };
 using TurnKernel = void (*)(const uint8_t* src, uint8_t* dst, TurnGeometry source);
 
+// Copies bytes past the caches, for destinations that do not fit there: whole
+// 64-byte lines with non-temporal stores, partial ones at both ends as usual. To
+// be followed by a fence once the frame is done.
+using StreamKernel = void (*)(const uint8_t* src, uint8_t* dst, size_t bytes);
+
 struct KernelTable {
     const char* name;
     RowKernel mono[kMonoLayouts][kGreySinks];
@@ -111,8 +116,9 @@ struct KernelTable {
     AdaptiveGreenKernel adaptive_green[kPhases];
     CellGreenKernel cell_green[kPhases];
     AdaptiveColorKernel adaptive_color[kAdaptiveRows][kPhases][kTripleSinks];
-    RowKernel reverse1;  // pixels in reverse order, 1 byte each
-    RowKernel reverse3;  // 3 bytes each
+    RowKernel reverse1;   // pixels in reverse order, 1 byte each
+    RowKernel reverse3;   // 3 bytes each
+    StreamKernel stream;  // null: this level does not
     TurnKernel turn90_1, turn90_3;
     TurnKernel turn270_1, turn270_3;
 };

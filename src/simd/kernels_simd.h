@@ -13,6 +13,7 @@
 #include "bayer/nearest_simd.h"
 #include "color/color_simd.h"
 #include "mono/mono_simd.h"
+#include "simd/stream_simd.h"
 #include "simd/table_of.h"
 
 namespace imgcnv {
@@ -38,6 +39,7 @@ struct VectorBodies {
         adaptive_color_row<V, kRow, kPhase, kSink>;
     static constexpr RowKernel reverse1 = reverse_row<V, 1>;
     static constexpr RowKernel reverse3 = reverse_row<V, 3>;
+    static constexpr StreamKernel stream = stream_bytes<V>;
     static constexpr TurnKernel turn90_1 = turn<V, 1, true>;
     static constexpr TurnKernel turn90_3 = turn<V, 3, true>;
     static constexpr TurnKernel turn270_1 = turn<V, 1, false>;

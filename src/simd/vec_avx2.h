@@ -20,6 +20,8 @@ struct Vec32 {
 
     static Reg load(const uint8_t* p) { return _mm256_loadu_si256((const __m256i*)p); }
     static void store(uint8_t* p, Reg x) { _mm256_storeu_si256((__m256i*)p, x); }
+    // p aligned
+    static void store_past_caches(uint8_t* p, Reg x) { _mm256_stream_si256((__m256i*)p, x); }
     static __m128i load16(const uint8_t* p) { return _mm_loadu_si128((const __m128i*)p); }
     static Reg table(const ByteTable<16>& t) {
         return _mm256_broadcastsi128_si256(_mm_load_si128((const __m128i*)t.at));

@@ -20,6 +20,8 @@ struct Vec64 {
 
     static Reg load(const uint8_t* p) { return _mm512_loadu_si512(p); }
     static void store(uint8_t* p, Reg x) { _mm512_storeu_si512(p, x); }
+    // p aligned
+    static void store_past_caches(uint8_t* p, Reg x) { _mm512_stream_si512((__m512i*)p, x); }
     template <size_t kSize>
     static Reg table(const ByteTable<kSize>& t) {
         static_assert(kSize == kBytes);
