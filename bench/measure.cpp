@@ -16,13 +16,6 @@ namespace {
 // ns; the clock itself takes under 1 % of it.
 constexpr double kStretch = 50e3;
 
-// Nanoseconds this thread has had a core: on a busy machine it loses it at times.
-double thread_time() {
-    timespec t;
-    clock_gettime(CLOCK_THREAD_CPUTIME_ID, &t);
-    return static_cast<double>(t.tv_sec) * 1e9 + static_cast<double>(t.tv_nsec);
-}
-
 double nanoseconds_of(const std::function<void()>& run, int calls) {
     const double start = thread_time();
     for (int i = 0; i < calls; ++i) run();
@@ -53,6 +46,12 @@ std::string line_with(const char* file, const std::string& key) {
 }
 
 }  // namespace
+
+double thread_time() {
+    timespec t;
+    clock_gettime(CLOCK_THREAD_CPUTIME_ID, &t);
+    return static_cast<double>(t.tv_sec) * 1e9 + static_cast<double>(t.tv_nsec);
+}
 
 std::vector<Timing> race(const std::vector<Contestant>& contestants, const Effort& effort) {
     std::vector<int> calls;

@@ -8,6 +8,9 @@
 
 namespace imgcnv::bench {
 
+// Nanoseconds this thread has had a core: on a busy machine it loses it at times.
+double thread_time();
+
 struct Contestant {
     std::string name;
     std::function<void()> run;

@@ -1,8 +1,6 @@
 // Speed over the size of the frame, and over threads with one handle each.
 #include <algorithm>
-#include <atomic>
 #include <barrier>
-#include <chrono>
 #include <cstdio>
 #include <memory>
 #include <thread>
@@ -52,10 +50,9 @@ void print_over_size(const Conversion& c, const Options& options) {
 }
 
 // Pixels a nanosecond of `count` threads, each on a core, with a handle and
-// buffers of its own, over about `seconds`.
+// buffers of its own, over about `seconds` of processor time each.
 double throughput(const Conversion& c, Size size, const Content& content,
                   const std::vector<int>& cores, size_t count, double seconds) {
-    using Clock = std::chrono::steady_clock;
     std::barrier start(static_cast<std::ptrdiff_t>(count));
     std::vector<double> rates(count);
     std::vector<std::thread> threads;
@@ -65,12 +62,12 @@ double throughput(const Conversion& c, Size size, const Content& content,
             Job job(c, size, content);
             job.run();
             start.arrive_and_wait();
-            const auto from = Clock::now();
+            const double from = thread_time();
             double took = 0;
             long calls = 0;
             for (; took < seconds * 1e9; ++calls) {
                 job.run();
-                took = std::chrono::duration<double, std::nano>(Clock::now() - from).count();
+                took = thread_time() - from;
             }
             rates[t] = static_cast<double>(calls) * pixels(size) / took;
         });

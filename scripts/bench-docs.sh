@@ -1,0 +1,45 @@
+#!/bin/sh
+# Measures everything docs/performance.md shows and writes the tables into it, which takes about
+# ten minutes of an otherwise quiet machine with AVX-512. With --from FOLDER the output of an
+# earlier run is used: FOLDER/peers.md, table.txt, worst.txt, scaling.txt.
+set -eu
+root=$(cd "$(dirname "$0")/.." && pwd)
+. "$root/scripts/lib/common.sh"
+
+results=$root/build/bench
+if [ "${1-}" = --from ] && [ $# = 2 ]; then
+    results=$2
+elif [ $# -gt 0 ]; then
+    die "usage: scripts/bench-docs.sh [--from FOLDER]"
+else
+    mkdir -p "$results"
+    "$root/scripts/bench-peers.sh" --install >"$results/peers.md"
+    bench=$root/build/release/bench/imgcnv_bench
+    "$bench" --table >"$results/table.txt"
+    "$bench" --worst --level avx512 --level avx2 >"$results/worst.txt"
+    "$bench" --scaling --level avx512 --minimum >"$results/scaling.txt"
+fi
+
+# What stands between "<!-- NAME -->" and "<!-- end NAME -->" becomes the file, as text unless it
+# is Markdown.
+insert() {
+    awk -v name="$1" -v file="$2" '
+        $0 == "<!-- end " name " -->" { inside = 0 }
+        !inside { print }
+        $0 == "<!-- " name " -->" {
+            inside = 1
+            fenced = file !~ /[.]md$/
+            print ""
+            if (fenced) print "```text"
+            while ((getline line < file) > 0) print line
+            if (fenced) print "```"
+            print ""
+        }' "$page" >"$page.new"
+    mv "$page.new" "$page"
+}
+
+page=$root/docs/performance.md
+insert peers "$results/peers.md"
+insert levels "$results/table.txt"
+insert worst "$results/worst.txt"
+insert scaling "$results/scaling.txt"
