@@ -65,6 +65,26 @@ def test_several_inputs(run, tmp_path):
     assert sorted(p.name for p in (tmp_path / "more").iterdir()) == ["0.png", "1.png", "3.png", "4.png"]
 
 
+def test_inputs_of_different_shapes(run, tmp_path):
+    """Each name says its own size and format; one worker goes from one to the next."""
+    for name, size in {"a_6x4_Mono8.raw": 24, "b_8x3_Mono16.raw": 48, "c_4x6_RGB8.raw": 72}.items():
+        (tmp_path / name).write_bytes(bytes(size))
+    run("convert", "a_6x4_Mono8.raw", "b_8x3_Mono16.raw", "c_4x6_RGB8.raw", "-o", "%d.png", "-j", 1)
+    pictures = [Image.open(tmp_path / f"{i}.png") for i in range(3)]
+    assert [(p.size, p.mode) for p in pictures] == [((6, 4), "L"), ((8, 3), "L"), ((4, 6), "RGB")]
+
+
+@pytest.mark.parametrize("bad", [0, 2, 4])
+def test_one_file_is_complete_or_not_there(run, tmp_path, bad):
+    """A point list that fails after it was handed out must not hold the others up either."""
+    for i in range(5):
+        (tmp_path / f"{i}.raw").write_bytes(bytes([9, 0, 0x10, 9 if i == bad else 1]))
+    names = [f"{i}.raw" for i in range(5)]
+    said = run("convert", *names, "-f", "Mono1C", "-s", "6x4", "-o", "all.pnm", "-j", 4, code=1).said
+    assert f"{bad}.raw: point 0 lies at row 1, column 9" in said
+    assert sorted(p.name for p in tmp_path.iterdir()) == names
+
+
 def test_pipes_keep_the_order(run):
     count = 60
     for kind, head in (("raw", b""), ("pnm", b"P5\n6 4\n255\n")):
