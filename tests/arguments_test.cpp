@@ -163,6 +163,22 @@ TEST(OneShots, ConvertFormatsWithoutASizeWhenItIsPresetAndKeepIt) {
     }
 }
 
+TEST(OneShots, UseTheirDestinationAndMethod) {
+    std::mt19937 random(run_seed());
+    Frame frame = random_frame(kSources[10], 12, 6, 0, random);
+    for (const OneShot& f : kOneShots) {
+        for (Demosaic method : kMethods) {
+            const Demosaic used = f.fixed_method ? IMGCNV_DEMOSAIC_BILINEAR : method;
+            const Bytes expected = converted(frame, f.destination, used);
+            Bytes dst(expected.size(), 0xA5);
+            int size = 0;
+            EXPECT_EQ(f.call(frame.bytes.data(), &frame.record, dst.data(), &size, method), 0);
+            EXPECT_EQ(dst, expected) << f.name << " method " << method;
+            EXPECT_EQ(size, static_cast<int>(expected.size())) << f.name;
+        }
+    }
+}
+
 TEST(Conversions, ReservedMeansNothing) {
     for (const SourceFormat& s : kSources) {
         std::mt19937 random(run_seed());
@@ -194,6 +210,7 @@ TEST(Turns, RefuseAndLeaveEverythingAlone) {
         for (int size : {6, 12, 18, 24}) bad.push_back({3, 2, 0, 0, size, s.code});
     }
     bad.push_back({3, 2, 0, 0, 24, IMGCNV_PIXEL_RGBA8_PACKED});
+    bad.push_back({3, 2, 0, 0, 24, IMGCNV_PIXEL_BGRA8_PACKED});
     bad.push_back({3, 2, 0, 0, 6, IMGCNV_PIXEL_UNDEFINED});
     bad.push_back({3, 2, 0, 0, 6, IMGCNV_PIXEL_RGB8_PACKED});
     bad.push_back({3, 2, 0, 0, 18, IMGCNV_PIXEL_MONO8});

@@ -293,6 +293,34 @@ TEST(Bayer, OddWidthsKeepTheInteriorRules) {
     }
 }
 
+// A wide frame, which is taken in strips, has the pixels of a narrow one cut from
+// it at an even column, away from where the narrow one ends.
+TEST(Bayer, WideFramesHaveNoSeams) {
+    std::mt19937 random(run_seed());
+    const int width = 4200, height = 6, cut = 40;
+    const Samples wide = random_bytes(width * height, random);
+    for (const BayerOrder& order : kOrders) {
+        for (Demosaic method : kMethods) {
+            const Bytes a = demosaiced(order.words12, as_words(wide, 4, random), width, height,
+                                       IMGCNV_PIXEL_RGB8_PACKED, method);
+            for (int left = 0; left + cut <= width; left += cut - 10) {
+                Samples narrow;
+                for (int y = 0; y < height; ++y) {
+                    const uint8_t* row = &wide[y * width + left];
+                    narrow.insert(narrow.end(), row, row + cut);
+                }
+                const Bytes b =
+                    demosaiced(order.bytes, narrow, cut, height, IMGCNV_PIXEL_RGB8_PACKED, method);
+                for (int y = 0; y < height; ++y) {
+                    ASSERT_TRUE(std::equal(&b[(y * cut + 4) * 3], &b[(y * cut + cut - 4) * 3],
+                                           &a[(y * width + left + 4) * 3]))
+                        << order.name << " method " << method << " at " << left << ", row " << y;
+                }
+            }
+        }
+    }
+}
+
 TEST(Bayer, FlatFramesStayFlat) {
     for (const BayerOrder& order : kOrders) {
         for (Demosaic method : kMethods) {

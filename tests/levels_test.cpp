@@ -45,8 +45,10 @@ class Levels : public ::testing::Test {
     const std::vector<std::string_view> levels = faster_levels();
     const std::string_view plain = level_names()[0];
     std::mt19937 random{run_seed()};
-    GuardedRegion source{kRoom}, target{kRoom};
+    GuardedRegion source, target;
     Bytes expected;
+
+    explicit Levels(size_t room = kRoom) : source(room), target(room) {}
 
     // `run` writes `written` bytes of the target from `src`.
     template <typename Run>
@@ -92,6 +94,51 @@ TEST_F(Levels, ConvertLikePlain) {
                 }
             }
         }
+    }
+}
+
+// Frames that no cache holds may be written in another way. There are too many
+// pixels for all combinations; each source gets others with each seed.
+class LevelsLarge : public Levels {
+  protected:
+    static constexpr int kBytes = 36 << 20;  // of source and destination together
+    LevelsLarge() : Levels(kBytes) {}
+};
+
+TEST_F(LevelsLarge, ConvertLikePlain) {
+    for (const SourceFormat& s : kSources) {
+        if (s.code == IMGCNV_PIXEL_MONO1C) continue;  // no raster, no kernel
+        const PixelFormat destination = kDestinations[random() % std::size(kDestinations)];
+        const int method = is_bayer(s) ? static_cast<int>(random() % 3) : 1;
+        const int width = 1500 + static_cast<int>(random() % 5000), padding = random() % 3;
+        const int row = row_bytes(s, width) + padding + width * bytes_a_pixel(destination);
+        const int height = (kBytes - (2 << 20)) / row;
+        SCOPED_TRACE(::testing::Message()
+                     << s.name << " " << width << "x" << height << " padding " << padding << " to "
+                     << std::hex << destination << " method " << method);
+        const Frame frame = random_frame(s, width, height, padding, random);
+        compare(std::span(frame.bytes).first(bytes_read(s, frame.record, destination)),
+                bytes_written(s, frame.record, destination), [&](const uint8_t* src, uint8_t* dst) {
+                    ASSERT_EQ(convert(frame.record, destination, method, src, dst), 0);
+                });
+        if (HasFatalFailure()) return;
+    }
+}
+
+TEST_F(LevelsLarge, TurnLikePlain) {
+    for (auto turn : {IMGCNV_FlipToHorizontal, IMGCNV_FlipToVertical, IMGCNV_RotationToAngle90,
+                      IMGCNV_RotationToAngle180, IMGCNV_RotationToAngle270}) {
+        const int k = random() % 2 ? 1 : 3, width = 1500 + static_cast<int>(random() % 5000);
+        const int height = (kBytes - (1 << 20)) / 2 / (width * k), size = width * height * k;
+        const Record record{width, height, 0,
+                            0,     size,   k == 1 ? IMGCNV_PIXEL_MONO8 : IMGCNV_PIXEL_RGB8_PACKED};
+        SCOPED_TRACE(::testing::Message() << width << "x" << height << "x" << k);
+        compare(random_bytes(size, random), size, [&](uint8_t* src, uint8_t* dst) {
+            Record copy = record;
+            int reported = 0;
+            ASSERT_EQ(turn(src, &copy, dst, &reported), IMGCNV_SUCCESS);
+        });
+        if (HasFatalFailure()) return;
     }
 }
 
