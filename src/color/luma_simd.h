@@ -47,7 +47,10 @@ __attribute__((noinline)) typename V::Reg luma_of_ties(typename V::Reg r, typena
     uint64_t rest = V::top_bits(V::andnot(grey, tie));
     if (rest == 0) return quotient;
     // A picture of few colours can be all ties.
-    if (__builtin_popcountll(rest) > kFewTies) return V::luma_in_doubles(r, g, b);
+    // Counted by hand: a population count is a call into libgcc_s on CPUs without it.
+    uint64_t more = rest;
+    for (int i = 0; i < kFewTies; ++i) more &= more - 1;
+    if (more != 0) return V::luma_in_doubles(r, g, b);
 
     alignas(V::kBytes) uint8_t red[V::kBytes], green[V::kBytes], blue[V::kBytes], out[V::kBytes];
     V::store(red, r);
