@@ -30,6 +30,9 @@ clean_root_make() {
     tar -C "$1" -xpf "$archive"
     cp -L /etc/resolv.conf "$1/etc/resolv.conf"
     mount -t proc proc "$1/proc"
+    # Terminals of its own, for programs that open one.
+    mount -t devpts -o newinstance,ptmxmode=0666 devpts "$1/dev/pts"
+    ln -sf pts/ptmx "$1/dev/ptmx"
 }
 
 # clean_root_run FOLDER COMMAND...: in the system, with nothing of this environment.
@@ -41,6 +44,8 @@ clean_root_run() {
 }
 
 clean_root_remove() {
-    if mountpoint -q "$1/proc" 2>/dev/null; then umount "$1/proc"; fi
+    for mounted in "$1/dev/pts" "$1/proc"; do
+        if mountpoint -q "$mounted" 2>/dev/null; then umount "$mounted"; fi
+    done
     rm -rf "$1"
 }
