@@ -11,6 +11,11 @@ namespace tool {
 void addConvert(CLI::App& app);
 void addPack(CLI::App& app);
 void addFormats(CLI::App& app);
+void addInfo(CLI::App& app);
+void addGuess(CLI::App& app);
+void addSheet(CLI::App& app);
+void addPreview(CLI::App& app);
+void addBench(CLI::App& app);
 void addCompletions(CLI::App& app);
 
 /// Ends the command with this exit code, everything having been said.

@@ -24,6 +24,11 @@ int run(int argc, char** argv) {
     tool::addConvert(app);
     tool::addPack(app);
     tool::addFormats(app);
+    tool::addInfo(app);
+    tool::addGuess(app);
+    tool::addSheet(app);
+    tool::addPreview(app);
+    tool::addBench(app);
     tool::addCompletions(app);
     try {
         app.parse(argc, argv);

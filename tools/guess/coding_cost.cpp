@@ -10,8 +10,6 @@
 namespace tool {
 namespace {
 
-constexpr std::size_t kSampledElements = 256 * 1024;
-
 double entropyBits(std::span<const std::uint32_t> counts) {
     double total = 0, sum = 0;
     for (const auto count : counts) {
@@ -34,14 +32,19 @@ class ErrorBits {
   public:
     void add(int error, int unevenness) {
         const auto size = std::bit_width(static_cast<unsigned>(std::abs(error)));
-        const auto level = std::min(std::bit_width(static_cast<unsigned>(unevenness)), kLevels - 1);
+        const auto level =
+            std::min(std::bit_width(static_cast<unsigned>(unevenness)), kLevels - 1U);
         ++counts_[level][error < 0 ? kSizes + size : size];
         if (size > 1) memberBits_ += size - 1;
     }
 
-    void addRow(std::span<const int> row, std::span<const int> above, std::size_t reach) {
-        for (auto x = reach; x < row.size(); ++x) {
-            const int left = row[x - reach], up = above[x], upLeft = above[x - reach];
+    /// `aside`: how far to the right the row above is looked at.
+    void addRow(std::span<const int> row, std::span<const int> above, std::size_t reach,
+                int aside = 0) {
+        const auto margin = static_cast<std::size_t>(std::abs(aside));
+        for (auto x = reach + margin; x + margin < row.size(); ++x) {
+            const auto over = static_cast<std::size_t>(static_cast<std::ptrdiff_t>(x) + aside);
+            const int left = row[x - reach], up = above[over], upLeft = above[over - reach];
             add(row[x] - medianPrediction(left, up, upLeft),
                 std::abs(left - upLeft) + std::abs(up - upLeft));
         }
@@ -54,7 +57,7 @@ class ErrorBits {
     }
 
   private:
-    static constexpr int kLevels = 8, kSizes = 18;
+    static constexpr unsigned kLevels = 8, kSizes = 18;
     std::array<std::array<std::uint32_t, 2 * kSizes>, kLevels> counts_{};
     std::int64_t memberBits_ = 0;
 };
@@ -185,7 +188,8 @@ void split(const std::uint8_t* row, const Reading& reading, int lowBits, Kinds& 
 
 std::size_t rowElements(Layout layout, std::size_t width) {
     if (layout == Layout::Bits || layout == Layout::Nibbles) return width;
-    const SourceFormat format{.layout = layout};
+    SourceFormat format{};
+    format.layout = layout;
     return static_cast<std::size_t>(rowBytes(format, static_cast<std::int64_t>(width)));
 }
 
@@ -227,16 +231,18 @@ std::vector<std::uint8_t> unpackedElements(std::span<const std::uint8_t> bytes, 
     return pixels;
 }
 
-CodingCost codingCost(std::span<const std::uint8_t> elements, const Reading& reading) {
+CodingCost codingCost(std::span<const std::uint8_t> elements, const Reading& reading,
+                      std::size_t sampledElements) {
     const std::size_t step = reading.mosaic ? 2 : 1;  // to the nearest row and column of one kind
     const auto used = rowElements(reading.layout, reading.width);
     CodingCost cost;
+    cost.bitsPerByte = 8;  // of no use to anybody who cannot compare rows
     if (used > reading.pitch || elements.size() < used) return cost;
     const auto rows = (elements.size() - used) / reading.pitch + 1;
     if (rows <= step || used <= step) return cost;
 
     std::vector<std::size_t> sampled;
-    const auto wanted = std::max<std::size_t>(32, kSampledElements / reading.pitch);
+    const auto wanted = std::max<std::size_t>(32, sampledElements / reading.pitch);
     // Rows are taken in a stride that is odd, so that both rows of a mosaic are seen.
     const auto stride = std::max<std::size_t>(1, (rows - step) / wanted) | 1;
     for (auto y = step; y < rows; y += stride) sampled.push_back(y);
@@ -251,7 +257,10 @@ CodingCost codingCost(std::span<const std::uint8_t> elements, const Reading& rea
         lowBits = cost.usedBits <= 8 ? 0 : cost.usedBits <= 10 ? 2 : cost.usedBits <= 12 ? 4 : 8;
     }
 
-    ErrorBits first, second, third, beyond;
+    // Slanted edges favour a pitch that is a pixel off and lets them stand upright. Looking aside
+    // for the best direction takes that advantage away.
+    std::array<ErrorBits, 3> first;
+    ErrorBits second, third, beyond;
     LowBits low(lowBits);
     PixelBits pixels;
     Kinds row, above;
@@ -264,7 +273,9 @@ CodingCost codingCost(std::span<const std::uint8_t> elements, const Reading& rea
         } else {
             split(at, reading, lowBits, row);
             split(over, reading, lowBits, above);
-            first.addRow(row.first, above.first, step);
+            for (int i = 0; i < 3; ++i)
+                first[static_cast<std::size_t>(i)].addRow(row.first, above.first, step,
+                                                          (i - 1) * static_cast<int>(step));
             second.addRow(row.second, above.second, 1);
             third.addRow(row.third, above.third, 1);
             for (std::size_t x = 0; x < row.low.size(); ++x) {
@@ -276,10 +287,11 @@ CodingCost codingCost(std::span<const std::uint8_t> elements, const Reading& rea
         for (std::size_t x = 0; x < rest; ++x)
             beyond.add(static_cast<std::int8_t>(at[used + x] - over[used + x]), 0);
     }
+    const auto firstBits = std::min({first[0].bits(), first[1].bits(), first[2].bits()});
     const auto bytes =
         static_cast<double>(sampled.size() * reading.pitch) / elementsPerByte(reading.layout);
     cost.bitsPerByte =
-        (first.bits() + second.bits() + third.bits() + beyond.bits() + low.bits() + pixels.bits()) /
+        (firstBits + second.bits() + third.bits() + beyond.bits() + low.bits() + pixels.bits()) /
         bytes;
     cost.lowBitsEmpty = allLow == 0;
     if (reading.layout == Layout::Packed) cost.usedBits = (allLow & 0xCC) == 0 ? 10 : 12;

@@ -32,7 +32,9 @@ struct CodingCost {
 };
 
 /// `elements` holds pixels for Bits (0 or 255) and Nibbles (0 to 15), else bytes.
-CodingCost codingCost(std::span<const std::uint8_t> elements, const Reading& reading);
+/// About `sampled` of them are looked at.
+CodingCost codingCost(std::span<const std::uint8_t> elements, const Reading& reading,
+                      std::size_t sampled = 512 * 1024);
 
 /// Elements of one row's pixels.
 std::size_t rowElements(Layout layout, std::size_t width);

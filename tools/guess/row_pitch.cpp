@@ -87,16 +87,20 @@ std::vector<std::size_t> pitchCandidates(std::span<const double> profile, std::s
     };
     std::vector<Dip> dips;
     for (std::size_t lag = kShortestPitch; lag + 1 < profile.size(); ++lag) {
-        if (profile[lag] > profile[lag - 1] || profile[lag] > profile[lag + 1]) continue;
         const auto reach = std::max<std::size_t>(8, lag / 10);
-        const auto first = profile.begin() + static_cast<std::ptrdiff_t>(lag - reach);
-        const auto last = profile.begin() +
-                          static_cast<std::ptrdiff_t>(std::min(lag + reach + 1, profile.size()));
-        if (*std::min_element(first, last) < profile[lag]) continue;
-        double sum = 0;
-        for (auto at = first; at != last; ++at) sum += *at;
-        const auto mean = sum / static_cast<double>(last - first);
-        if (mean > 0) dips.push_back({lag, 1 - profile[lag] / mean});
+        // From near to far, since most lags have a lower one close by.
+        const auto lowest = [&] {
+            for (std::size_t i = 1; i <= reach; ++i) {
+                if (profile[lag - i] < profile[lag]) return false;
+                if (lag + i < profile.size() && profile[lag + i] < profile[lag]) return false;
+            }
+            return true;
+        };
+        if (!lowest()) continue;
+        double sum = 0, number = 0;
+        for (auto i = lag - reach; i < std::min(lag + reach + 1, profile.size()); ++i, ++number)
+            sum += profile[i];
+        if (sum > 0) dips.push_back({lag, 1 - profile[lag] * number / sum});
     }
     std::stable_sort(dips.begin(), dips.end(),
                      [](const Dip& a, const Dip& b) { return a.depth > b.depth; });

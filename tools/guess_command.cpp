@@ -1,0 +1,117 @@
+#include "cli/common_options.h"
+#include "cli/size_option.h"
+#include "cli/talk.h"
+#include "commands.h"
+#include "errors.h"
+#include "guess/guess_frame.h"
+#include "io/read_bytes.h"
+
+#include <cstdio>
+#include <memory>
+
+namespace tool {
+namespace {
+
+struct GuessOptions {
+    std::string file, size;
+    std::int64_t skip = 0;
+    std::size_t answers = 8;
+    bool json = false;
+};
+
+std::string convertCommand(const GuessOptions& options, const GuessedShape& answer) {
+    const auto& shape = answer.shape;
+    auto text = "imgcnv convert " + options.file + " -f " + std::string(shape.format->name) +
+                " -s " + std::to_string(shape.width) + "x" + std::to_string(shape.height);
+    if (shape.stride) text += " --stride " + std::to_string(*shape.stride);
+    if (options.skip > 0) text += " --skip " + std::to_string(options.skip);
+    if (answer.frames > 1) text += " --frames all";
+    if (answer.frames == 1 && answer.bytesBehind > 0) text += " --frames 0";
+    return text;
+}
+
+void printTable(const GuessOptions& options, const Guess& guess) {
+    std::printf("%5s  %-19s %-11s %7s %7s %7s %10s\n", "Score", "Format", "Size", "Stride",
+                "Frames", "Behind", "Bits/byte");
+    for (const auto& answer : guess.answers) {
+        const auto& shape = answer.shape;
+        const auto size = std::to_string(shape.width) + "x" + std::to_string(shape.height);
+        std::printf("%5.1f  %-19s %-11s %7lld %7lld %7lld %10.3f\n", answer.score,
+                    std::string(shape.format->name).c_str(), size.c_str(),
+                    static_cast<long long>(shape.rowPitch()), static_cast<long long>(answer.frames),
+                    static_cast<long long>(answer.bytesBehind), answer.bitsPerByte);
+    }
+    std::printf("\nCannot be known from the bytes:\n");
+    for (const auto& open : guess.unknowns) std::printf("  %s\n", open.c_str());
+    std::printf("  whether the best answer is right: look at it, or at all of them with\n");
+    std::printf("    imgcnv sheet %s\n", options.file.c_str());
+    std::printf("Try the first with\n    %s\n",
+                convertCommand(options, guess.answers.front()).c_str());
+}
+
+void printJson(const GuessOptions& options, const Guess& guess) {
+    std::printf("{\"file\": %s, \"plain_bits_per_byte\": %.4f, \"answers\": [",
+                jsonString(options.file).c_str(), guess.plainBitsPerByte);
+    const char* separator = "\n";
+    for (const auto& answer : guess.answers) {
+        const auto& shape = answer.shape;
+        std::printf(
+            "%s  {\"score\": %.2f, \"format\": %s, \"width\": %lld, \"height\": %lld, "
+            "\"stride\": %lld, \"frames\": %lld, \"bytes_behind\": %lld, "
+            "\"bits_per_byte\": %.4f}",
+            separator, answer.score, jsonString(shape.format->name).c_str(),
+            static_cast<long long>(shape.width), static_cast<long long>(shape.height),
+            static_cast<long long>(shape.rowPitch()), static_cast<long long>(answer.frames),
+            static_cast<long long>(answer.bytesBehind), answer.bitsPerByte);
+        separator = ",\n";
+    }
+    std::printf("],\n \"cannot_be_known\": [");
+    separator = "";
+    for (const auto& open : guess.unknowns) {
+        std::printf("%s%s", separator, jsonString(open).c_str());
+        separator = ", ";
+    }
+    std::printf("]}\n");
+}
+
+void guess(const GuessOptions& options) {
+    const auto size = requestedSize(options.size);
+    const auto bytes = readBytes(options.file, options.skip);
+    auto guess = guessFrame(bytes, size);
+    if (guess.answers.empty())
+        throw Failure(options.file + ": no format of this size fits into its " +
+                      std::to_string(bytes.size()) +
+                      " bytes\n  what to do: leave out --size, or see which sizes fit with "
+                      "`imgcnv info " +
+                      options.file + "`");
+    if (!guess.hasStructure())
+        throw Failure(options.file +
+                      ": no reading as rows of pixels explains the bytes better than chance\n  the "
+                      "likely cause: compressed data, a picture of noise or of one colour, or a "
+                      "frame of a few rows");
+    if (guess.answers.size() > options.answers) guess.answers.resize(options.answers);
+    options.json ? printJson(options, guess) : printTable(options, guess);
+}
+
+}  // namespace
+
+void addGuess(CLI::App& app) {
+    auto* command =
+        app.add_subcommand("guess", "Rank the formats, sizes and strides that a raw dump may have");
+    auto options = std::make_shared<GuessOptions>();
+    command->add_option("FILE", options->file, "File of raw frames; - is standard input")
+        ->required();
+    command->add_option("-s,--size", options->size, "Width and height in pixels, when known")
+        ->type_name("WxH");
+    command->add_option("--skip", options->skip, "Bytes before the first frame, such as a header")
+        ->type_name("N")
+        ->check(CLI::NonNegativeNumber);
+    command->add_option("-n,--answers", options->answers, "Most answers to give. Default: 8")
+        ->type_name("N")
+        ->check(CLI::PositiveNumber);
+    command->add_flag("--json", options->json, "For programs");
+    addQuiet(*command);
+    command->callback([options] { guess(*options); });
+}
+
+}  // namespace tool

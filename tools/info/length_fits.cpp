@@ -1,0 +1,75 @@
+#include "info/length_fits.h"
+
+#include "frame/frame_shape.h"
+#include "guess/known_sizes.h"
+
+#include <algorithm>
+#include <cmath>
+#include <map>
+#include <utility>
+
+namespace tool {
+namespace {
+
+constexpr std::int64_t kMostPadding = 4096;
+constexpr double kProportions[] = {1.0, 5 / 4.0, 4 / 3.0, 3 / 2.0, 16 / 10.0, 16 / 9.0};
+
+std::vector<LengthFit> unpaddedFits(std::int64_t bytes, std::int64_t width, std::int64_t height) {
+    std::map<std::int64_t, LengthFit> byFrames;
+    for (const auto& format : sourceFormats()) {
+        const auto frame = FrameShape{&format, width, height, std::nullopt}.frameBytes();
+        if (frame == 0 || bytes < frame || bytes % frame != 0) continue;
+        auto& fit = byFrames[bytes / frame];
+        fit = {width, height, bytes / frame, 0, std::move(fit.formats)};
+        fit.formats.push_back(&format);
+    }
+    std::vector<LengthFit> fits;
+    for (auto& [frames, fit] : byFrames) fits.push_back(std::move(fit));
+    return fits;
+}
+
+}  // namespace
+
+std::vector<LengthFit> knownSizeFits(std::int64_t bytes) {
+    std::vector<LengthFit> fits;
+    for (const auto& [width, height] : knownSizes())
+        for (auto& fit : unpaddedFits(bytes, width, height)) fits.push_back(std::move(fit));
+    std::stable_sort(fits.begin(), fits.end(),
+                     [](const auto& a, const auto& b) { return a.frames < b.frames; });
+    return fits;
+}
+
+std::vector<LengthFit> proportionFits(std::int64_t bytes) {
+    std::vector<LengthFit> fits;
+    for (const int bits : {8, 12, 16, 24}) {
+        const auto pixels = bytes * 8 / bits;
+        if (pixels * bits != bytes * 8) continue;
+        for (const auto proportion : kProportions) {
+            // Sizes are rounded to whole pixels: the nearest widths may be meant.
+            const auto ideal = std::llround(std::sqrt(static_cast<double>(pixels) * proportion));
+            for (auto width = std::max(2LL, ideal - 4); width <= ideal + 4; ++width) {
+                if (width % 2 != 0 || pixels % width != 0 || pixels / width % 2 != 0) continue;
+                for (auto& fit : unpaddedFits(bytes, width, pixels / width))
+                    if (fit.frames == 1) fits.push_back(std::move(fit));
+            }
+        }
+    }
+    return fits;
+}
+
+std::vector<LengthFit> sizeFits(std::int64_t bytes, std::int64_t width, std::int64_t height) {
+    auto fits = unpaddedFits(bytes, width, height);
+    std::map<std::int64_t, LengthFit> byPadding;
+    for (const auto& format : sourceFormats()) {
+        if (format.layout == Layout::Points || bytes % height != 0) continue;
+        const auto padding = bytes / height - rowBytes(format, width);
+        if (padding < 1 || padding > kMostPadding || padding > rowBytes(format, width)) continue;
+        auto& fit = byPadding[padding];
+        fit = {width, height, 1, padding, std::move(fit.formats)};
+        fit.formats.push_back(&format);
+    }
+    for (auto& [padding, fit] : byPadding) fits.push_back(std::move(fit));
+    return fits;
+}
+
+}  // namespace tool

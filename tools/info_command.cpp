@@ -1,0 +1,133 @@
+#include "cli/common_options.h"
+#include "cli/size_option.h"
+#include "cli/talk.h"
+#include "commands.h"
+#include "convert/name_hints.h"
+#include "errors.h"
+#include "guess/point_list.h"
+#include "info/length_fits.h"
+#include "io/input_file.h"
+#include "io/read_bytes.h"
+
+#include <algorithm>
+#include <cstdio>
+#include <memory>
+
+namespace tool {
+namespace {
+
+constexpr std::size_t kShownFits = 16;
+
+struct InfoOptions {
+    std::string file, size;
+    std::int64_t skip = 0;
+    bool json = false;
+};
+
+/// BayerRG8, BayerGB8 and the others of a depth are one word: Bayer*8.
+std::string namesOf(const LengthFit& fit) {
+    std::vector<std::string> names;
+    for (const auto* format : fit.formats) {
+        std::string name(format->name);
+        if (format->isBayer()) name.replace(5, 2, "*");
+        if (std::find(names.begin(), names.end(), name) == names.end()) names.push_back(name);
+    }
+    std::string text;
+    for (const auto& name : names) text += (text.empty() ? "" : " ") + name;
+    return text;
+}
+
+void printFits(const char* title, std::vector<LengthFit> fits) {
+    if (fits.empty()) return;
+    std::printf("\n%s:\n  %-11s %7s %8s  %s\n", title, "Size", "Frames", "Padding", "Formats");
+    const auto hidden = fits.size() - std::min(fits.size(), kShownFits);
+    fits.resize(fits.size() - hidden);
+    for (const auto& fit : fits) {
+        const auto size = std::to_string(fit.width) + "x" + std::to_string(fit.height);
+        std::printf("  %-11s %7lld %8lld  %s\n", size.c_str(), static_cast<long long>(fit.frames),
+                    static_cast<long long>(fit.padding), namesOf(fit).c_str());
+    }
+    if (hidden > 0) std::printf("  and %zu with more frames; --json lists them\n", hidden);
+}
+
+void printJsonFits(const char* key, const std::vector<LengthFit>& fits) {
+    std::printf(",\n \"%s\": [", key);
+    const char* separator = "\n";
+    for (const auto& fit : fits) {
+        std::string names;
+        for (const auto* format : fit.formats)
+            names += (names.empty() ? "" : ", ") + jsonString(format->name);
+        std::printf(
+            "%s  {\"width\": %lld, \"height\": %lld, \"frames\": %lld, \"padding\": %lld, "
+            "\"formats\": [%s]}",
+            separator, static_cast<long long>(fit.width), static_cast<long long>(fit.height),
+            static_cast<long long>(fit.frames), static_cast<long long>(fit.padding), names.c_str());
+        separator = ",\n";
+    }
+    std::printf("]");
+}
+
+void info(const InfoOptions& options) {
+    const auto size = requestedSize(options.size);
+    const auto content = readBytes(options.file, options.skip);
+    const auto bytes = static_cast<std::int64_t>(content.size());
+    const auto hints = hintsInName(options.file);
+    const auto points = findPointList(content);
+    const auto known = size ? std::vector<LengthFit>{} : knownSizeFits(bytes);
+    const auto sized = size ? sizeFits(bytes, size->first, size->second) : std::vector<LengthFit>{};
+    const auto others = size ? std::vector<LengthFit>{} : proportionFits(bytes);
+    if (options.json) {
+        std::printf(
+            "{\"file\": %s, \"bytes\": %lld, \"name_says\": {\"format\": %s, \"width\": "
+            "%s, \"height\": %s}, \"mono1c\": %s",
+            jsonString(options.file).c_str(), static_cast<long long>(bytes),
+            hints.format != nullptr ? jsonString(hints.format->name).c_str() : "null",
+            hints.size ? std::to_string(hints.size->first).c_str() : "null",
+            hints.size ? std::to_string(hints.size->second).c_str() : "null",
+            points ? "true" : "false");
+        printJsonFits("this_size", sized);
+        printJsonFits("known_sizes", known);
+        printJsonFits("proportions", others);
+        std::printf("}\n");
+        return;
+    }
+    std::printf("%s: %lld bytes%s\n", options.file.c_str(), static_cast<long long>(bytes),
+                options.skip > 0 ? " behind those skipped" : "");
+    if (hints.format != nullptr)
+        std::printf("its name says format %s\n", std::string(hints.format->name).c_str());
+    if (hints.size)
+        std::printf("its name says size %lldx%lld\n", static_cast<long long>(hints.size->first),
+                    static_cast<long long>(hints.size->second));
+    if (points)
+        std::printf("it is a valid Mono1C list of points within %lldx%lld\n",
+                    static_cast<long long>(points->columns), static_cast<long long>(points->rows));
+    printFits("This size fits with", sized);
+    printFits("Known camera sizes that fit", known);
+    printFits("Common proportions that fit one frame", others);
+    if (sized.empty() && known.empty() && others.empty() && !points)
+        std::printf(
+            "\nno %s fits whole frames: a header or chunk data, padded rows, an unusual "
+            "size, or a file cut short\n",
+            size ? "format of this size" : "known size");
+    std::printf("\nThe length alone decides nothing: `imgcnv guess` looks at the bytes.\n");
+}
+
+}  // namespace
+
+void addInfo(CLI::App& app) {
+    auto* command =
+        app.add_subcommand("info", "List the formats and sizes that fit the length of a raw dump");
+    auto options = std::make_shared<InfoOptions>();
+    command->add_option("FILE", options->file, "File of raw frames; - is standard input")
+        ->required();
+    command->add_option("-s,--size", options->size, "Width and height in pixels, when known")
+        ->type_name("WxH");
+    command->add_option("--skip", options->skip, "Bytes before the first frame, such as a header")
+        ->type_name("N")
+        ->check(CLI::NonNegativeNumber);
+    command->add_flag("--json", options->json, "For programs");
+    addQuiet(*command);
+    command->callback([options] { info(*options); });
+}
+
+}  // namespace tool
