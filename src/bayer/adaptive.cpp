@@ -106,7 +106,7 @@ class AdaptiveStrip {
                 // The lone last column of an odd width shares the one before it.
                 const size_t left = std::min(x & ~size_t{1}, last_x_ - 1);
                 const size_t top_green = f_.is_color_site(0, left) ? 1 : 0;
-                const ptrdiff_t cell = static_cast<ptrdiff_t>(left - from);
+                const ptrdiff_t cell = static_cast<ptrdiff_t>(left) - static_cast<ptrdiff_t>(from);
                 out[x - from] = static_cast<uint8_t>(
                     avg2(line[0][cell + static_cast<ptrdiff_t>(top_green)],
                          line[1][cell + 1 - static_cast<ptrdiff_t>(top_green)]));

@@ -10,7 +10,8 @@
 //   u  = d1 + floor(d2 / 8) = floor(t / 8)   floor(t / 1000) = floor(u / 125)
 //                                            = (u x 33555) >> 22
 //
-// The low 16 bits of t and of 1000 floor(t / 1000) are equal for ties only.
+// The low 16 bits of t and of 1000 q, q = floor(t / 1000), are equal for ties only,
+// that is when d2 = 8 (125 q - d1) in 16 bits.
 // Which ties come out lower follows no simple rule. All greys R = G = B are ties,
 // and common in pictures (black, white): a table of 256 bits tells. Any other tie,
 // one colour in 1000, is computed again in doubles.
@@ -38,9 +39,11 @@ inline constexpr int kFewTies = 8;
 alignas(32) inline constexpr ByteTable<32> kLowerGreys = lower_greys();
 
 template <class V>
-__attribute__((noinline)) typename V::Reg luma_of_ties(typename V::Reg r, typename V::Reg g,
-                                                       typename V::Reg b, typename V::Reg quotient,
-                                                       typename V::Reg tie) {
+static __attribute__((noinline, cold)) typename V::Reg luma_of_ties(typename V::Reg r,
+                                                                    typename V::Reg g,
+                                                                    typename V::Reg b,
+                                                                    typename V::Reg quotient,
+                                                                    typename V::Reg tie) {
     const auto grey = V::and_(V::equal8(r, g), V::equal8(g, b));
     const auto lower = V::and_(V::and_(tie, grey), V::in_set(kLowerGreys, g));
     quotient = V::sub8(quotient, V::and_(lower, V::set8(1)));
@@ -68,19 +71,20 @@ __attribute__((noinline)) typename V::Reg luma_of_ties(typename V::Reg r, typena
 template <class V>
 inline typename V::Reg luma_of(typename V::Reg r, typename V::Reg g, typename V::Reg b) {
     using Reg = typename V::Reg;
-    const Reg weights1 = V::set16(73 << 8 | 37);
-    const Reg weights2 = V::set16(3 << 8 | 3);
+    // maddubs stands in for products with small constants: a 16-bit multiplication
+    // by a constant is taken apart by the compiler into more shifts and additions.
+    const Reg weights1 = V::set16(73 << 8 | 37), weights2 = V::set16(3 << 8 | 3);
     struct Half {
         Reg quotient;
         typename V::Mask tie;
     };
     const auto half = [&](Reg rg, Reg b16) {
-        const Reg d1 = V::add16(V::maddubs(rg, weights1), V::mullo16(b16, V::set16(14)));
+        const Reg d1 = V::add16(V::maddubs(rg, weights1), V::maddubs(b16, V::set16(14)));
         const Reg d2 = V::add16(V::maddubs(rg, weights2), V::add16(b16, b16));
         const Reg u = V::add16(d1, V::template shr16<3>(d2));
         const Reg quotient = V::template shr16<6>(V::mulhi16u(u, V::set16(33555)));
-        const Reg t = V::add16(V::template shl16<3>(d1), d2);
-        return Half{quotient, V::equal16(V::mullo16(quotient, V::set16(1000)), t)};
+        const Reg rest = V::sub16(V::maddubs(quotient, V::set16(125)), d1);
+        return Half{quotient, V::equal16(V::template shl16<3>(rest), d2)};
     };
     const Half lo = half(V::unpack_lo8(r, g), V::widen_lo(b));
     const Half hi = half(V::unpack_hi8(r, g), V::widen_hi(b));
