@@ -47,5 +47,6 @@ clean_root_remove() {
     for mounted in "$1/dev/pts" "$1/proc"; do
         if mountpoint -q "$mounted" 2>/dev/null; then umount "$mounted"; fi
     done
-    rm -rf "$1"
+    # Should a mount be left after all, what lies in it is not ours to delete.
+    rm -rf --one-file-system "$1"
 }
