@@ -41,8 +41,7 @@ class ErrorBits {
     /// `aside`: how far to the right the row above is looked at.
     void addRow(std::span<const int> row, std::span<const int> above, std::size_t reach,
                 int aside = 0) {
-        const auto margin = static_cast<std::size_t>(std::abs(aside));
-        for (auto x = reach + margin; x + margin < row.size(); ++x) {
+        for (auto x = 2 * reach; x + reach < row.size(); ++x) {
             const auto over = static_cast<std::size_t>(static_cast<std::ptrdiff_t>(x) + aside);
             const int left = row[x - reach], up = above[over], upLeft = above[over - reach];
             add(row[x] - medianPrediction(left, up, upLeft),
@@ -287,7 +286,10 @@ CodingCost codingCost(std::span<const std::uint8_t> elements, const Reading& rea
         for (std::size_t x = 0; x < rest; ++x)
             beyond.add(static_cast<std::int8_t>(at[used + x] - over[used + x]), 0);
     }
-    const auto firstBits = std::min({first[0].bits(), first[1].bits(), first[2].bits()});
+    // The edges of rows have no neighbours to compare with and count like the rest.
+    const auto inRow = static_cast<double>(row.first.size());
+    const auto firstBits = std::min({first[0].bits(), first[1].bits(), first[2].bits()}) * inRow /
+                           std::max(1.0, inRow - 3.0 * static_cast<double>(step));
     const auto bytes =
         static_cast<double>(sampled.size() * reading.pitch) / elementsPerByte(reading.layout);
     cost.bitsPerByte =
