@@ -34,7 +34,7 @@ if [ "${1-}" = --update ]; then
     say "Written: $baseline"
     exit 0
 fi
-if ! abidiff --no-show-locs --exported-interfaces-only $baseline $library >build/abi-diff.log 2>\&1; then
+if ! abidiff --no-show-locs --exported-interfaces-only $baseline $library >build/abi-diff.log 2>&1; then
     cat build/abi-diff.log >&2
     die "the binary interface has changed: programs built with the release line may break.
 Undo the change; or, when it only adds to the interface or comes with a new major version,
