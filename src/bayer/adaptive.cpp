@@ -122,9 +122,10 @@ class AdaptiveStrip {
         to -= (to - from) % 2;  // kernels are quick with whole pairs
         // The alpha bytes of the last row are not ours: pixel by pixel.
         if (kBytes == 4 && real_row(y) == last_y_) from = to = end_;
-        put_pixels(y, begin_, from);
+        const AdaptiveLines row_lines = lines_at(y, begin_);
+        put_pixels(row_lines, y, begin_, from);
         if (to > from) {
-            AdaptiveLines lines = lines_at(y, from);
+            AdaptiveLines lines = row_lines.from(from - begin_);
             if (row == kOtherCopied || row == kBothCopied) {
                 lines.samples[0] = sample(y == last_y_ ? y - 1 : y + 1, from);
             }
@@ -132,7 +133,7 @@ class AdaptiveStrip {
                 lines.samples, lines.green, out_.begin(y, from), to - from);
             out_.end(y, from, to - from);
         }
-        put_pixels(y, to, end_);
+        put_pixels(row_lines.from(to - begin_), y, to, end_);
     }
 
     size_t real_row(size_t y) const { return f_.mirrored ? last_y_ - y : y; }
@@ -156,9 +157,9 @@ class AdaptiveStrip {
                 {green(above, x), green(y, x), green(below, x)}};
     }
 
-    void put_pixels(size_t y, size_t from, size_t to) {
+    // lines: at column `from`
+    void put_pixels(const AdaptiveLines& lines, size_t y, size_t from, size_t to) {
         if (from == to) return;
-        const AdaptiveLines lines = lines_at(y, from);
         const bool red_row = f_.row_has_red(y);
         const bool leads = f_.own_color_leads(y);
         for (size_t x = from; x < to; ++x) {

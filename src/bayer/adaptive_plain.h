@@ -42,6 +42,12 @@ struct AdaptiveLines {
     const uint8_t* samples[3];
     const uint8_t* green[3];
 
+    // The same lines `columns` further on.
+    AdaptiveLines from(size_t columns) const {
+        return {{samples[0] + columns, samples[1] + columns, samples[2] + columns},
+                {green[0] + columns, green[1] + columns, green[2] + columns}};
+    }
+
     // colour - green in row y - 1 + row; only colour sites have one
     int difference(int row, ptrdiff_t x) const { return samples[row][x] - green[row][x]; }
 

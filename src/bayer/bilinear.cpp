@@ -47,19 +47,20 @@ void put_corner(const BayerFrame& frame, Lines& lines, size_t y, size_t x) {
     }
 }
 
+// above, line, below: rows y-1, y, y+1 at column x.
 template <size_t kBytes>
-void put_side(const BayerFrame& frame, Lines& lines, size_t y, size_t x) {
-    const size_t inside = x == 0 ? 1 : x - 1;
-    const int own = *lines.at(y, x);
-    const int beside = *lines.at(y, inside);
+inline void put_side(const BayerFrame& frame, size_t y, size_t x, const uint8_t* above,
+                     const uint8_t* line, const uint8_t* below) {
+    const ptrdiff_t inside = x == 0 ? 1 : -1;
+    const bool leads = frame.own_color_leads(y);
     if (is_border_color_site(frame, y, x)) {
         const bool green_from_above = x == 0 && frame.order != BayerOrder::GB;
-        const int green = green_from_above ? *lines.at(y - 1, x) : beside;
-        const int other = avg2(*lines.at(y - 1, inside), *lines.at(y + 1, inside));
-        put_border_pixel<kBytes>(frame.dst(y, x), frame.own_color_leads(y), own, green, other);
+        const int green = green_from_above ? above[0] : line[inside];
+        const int other = avg2(above[inside], below[inside]);
+        put_border_pixel<kBytes>(frame.dst(y, x), leads, line[0], green, other);
     } else {
-        const int other = avg2(*lines.at(y - 1, x), *lines.at(y + 1, x));
-        put_border_pixel<kBytes>(frame.dst(y, x), frame.own_color_leads(y), beside, own, other);
+        const int other = avg2(above[0], below[0]);
+        put_border_pixel<kBytes>(frame.dst(y, x), leads, line[inside], line[0], other);
     }
 }
 
@@ -71,31 +72,35 @@ void run(const BayerFrame& frame) {
     Lines lines(frame);
     OutputRows<1> out(frame);
     for_each_piece(frame, lines, frame.width, 1, 1, [&](size_t y, size_t begin, size_t end) {
-        const bool edge_row = y == 0 || y == last_y;
         const size_t x = begin == 0 ? 1 : begin;
         const size_t interior_end = end < last_x ? end : last_x;
-        if (x < interior_end) {
-            const size_t pixels = interior_end - x;
-            const Phase phase = frame.phase(y, x);
-            const TripleSink sink = frame.sink(y);
-            if (edge_row) {
+        const size_t pixels = x < interior_end ? interior_end - x : 0;
+        const Phase phase = frame.phase(y, x);
+        const TripleSink sink = frame.sink(y);
+        const uint8_t* line = lines.at(y, begin);
+        if (y == 0 || y == last_y) {
+            if (pixels != 0) {
+                const uint8_t* next = lines.at(y == 0 ? 1 : y - 1, begin);
                 frame.kernels->bilinear_edge[edge_green][phase][sink](
-                    lines.at(y, x), lines.at(y == 0 ? 1 : y - 1, x), out.begin(y, x), pixels);
-            } else {
-                frame.kernels->bilinear[phase][sink](lines.at(y - 1, x), lines.at(y, x),
-                                                     lines.at(y + 1, x), out.begin(y, x), pixels);
+                    line + (x - begin), next + (x - begin), out.begin(y, x), pixels);
+                out.end(y, x, pixels);
             }
+            if (begin == 0) put_corner<kBytes>(frame, lines, y, 0);
+            if (end == frame.width) put_corner<kBytes>(frame, lines, y, last_x);
+            return;
+        }
+        const uint8_t* above = lines.at(y - 1, begin);
+        const uint8_t* below = lines.at(y + 1, begin);
+        if (pixels != 0) {
+            frame.kernels->bilinear[phase][sink](above + (x - begin), line + (x - begin),
+                                                 below + (x - begin), out.begin(y, x), pixels);
             out.end(y, x, pixels);
         }
-        const auto put_border = [&](size_t border_x) {
-            if (edge_row) {
-                put_corner<kBytes>(frame, lines, y, border_x);
-            } else {
-                put_side<kBytes>(frame, lines, y, border_x);
-            }
-        };
-        if (begin == 0) put_border(0);
-        if (end == frame.width) put_border(last_x);
+        if (begin == 0) put_side<kBytes>(frame, y, 0, above, line, below);
+        if (end == frame.width) {
+            const size_t last = last_x - begin;
+            put_side<kBytes>(frame, y, last_x, above + last, line + last, below + last);
+        }
     });
 }
 

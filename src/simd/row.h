@@ -82,7 +82,7 @@ inline void run_row(Streams<Body> s, size_t pixels);
 
 // What is too short for the wide vectors of Body.
 template <class Body>
-__attribute__((noinline, flatten)) void run_row_end(Streams<Body> s, size_t pixel, size_t pixels) {
+inline void run_row_end(Streams<Body> s, size_t pixel, size_t pixels) {
     using Narrow = typename Body::Narrower;
     Streams<Narrow> rest;
 #pragma GCC unroll 8
