@@ -5,6 +5,7 @@
 //   threads          many threads, each with its own handles, give the pictures of one
 //   handles          thousands of handles open at once do not disturb one another
 //   steady SECONDS   small conversions without end: same pictures, memory flat
+//   large            frames that do not fit into the caches are what their parts are
 //   wide             frames 65535 pixels wide are what their parts are
 //   huge             destinations above 2 GiB
 
@@ -185,7 +186,8 @@ struct Picture {
 };
 
 Picture picture_of(const Conversion& c, const Bytes& source) {
-    const Record record{c.width, c.height, 0, 0, static_cast<int>(source.size()), c.format.code};
+    const Record record{c.width,      c.height, c.padding, 0, static_cast<int>(source.size()),
+                        c.format.code};
     const Job job{c, record, source, bytes_written(c.format, record, c.destination)};
     const IMGCNV_HANDLE handle = open(c, record);
     REQUIRE(handle != nullptr, CONVERSION(c));
@@ -243,6 +245,56 @@ int run_wide() {
     }
     std::printf("%zu conversions of frames %d pixels wide equal their parts\n", conversions,
                 kWidth);
+    return 0;
+}
+
+// Rows [begin, end) of a frame whose rows take row bytes.
+Bytes rows_of(const Bytes& source, size_t row, int begin, int end) {
+    return Bytes(source.begin() + static_cast<ptrdiff_t>(row) * begin,
+                 source.begin() + static_cast<ptrdiff_t>(row) * end);
+}
+
+// Frames above the size of a last-level cache take another way to memory. A row depends on few
+// neighbours only, too.
+int run_large() {
+    constexpr int kWidth = 3001, kStep = 512, kMargin = 8;
+    constexpr size_t kMoreThanCaches = size_t{34} << 20;
+    size_t conversions = 0;
+    for (Conversion c : all_conversions({kWidth}, {1})) {
+        const bool writes_nothing = is_triples(c.format) && c.destination == kNoDestination;
+        const bool same_picture =
+            c.destination == IMGCNV_PIXEL_BGR8_PACKED || c.destination == IMGCNV_PIXEL_RGBA8_PACKED;
+        if (c.format.code == IMGCNV_PIXEL_MONO1C || same_picture) continue;
+        if (c.padding != 0 && (is_stream(c.format) || is_triples(c.format))) continue;
+        if (c.format.code == IMGCNV_PIXEL_MONO1P) c.destination = IMGCNV_PIXEL_MONO8;
+        // Streams of pixels have rows of whole bytes when the width is such.
+        if (is_stream(c.format)) c.width = 3008;
+
+        const size_t row = static_cast<size_t>(row_bytes(c.format, c.width) + c.padding);
+        const size_t out_row =
+            static_cast<size_t>(out_width(c.format, c.width)) * bytes_a_pixel(c.destination);
+        c.height = static_cast<int>(kMoreThanCaches / (row + out_row)) | 1;
+        const Bytes source = noise(row * c.height, 7);
+        const Picture whole = picture_of(c, source);
+        ++conversions;
+
+        for (int begin = 0; begin < c.height; begin += kStep) {
+            const bool last = begin + kStep >= c.height;
+            const int cut_begin = std::max(0, begin - kMargin);
+            const int cut_end = last ? c.height : begin + kStep + kMargin;
+            Conversion part = c;
+            part.height = cut_end - cut_begin;
+            const Picture cut = picture_of(part, rows_of(source, row, cut_begin, cut_end));
+            // The extra row of an odd height counts.
+            const int extra = last && is_bayer(c.format) ? c.height % 2 : 0;
+            const int rows = (last ? c.height - begin : kStep) + extra;
+            REQUIRE(std::memcmp(whole.at(begin, 0), cut.at(begin - cut_begin, 0),
+                                static_cast<size_t>(rows) * whole.width * whole.pixel_bytes) == 0,
+                    CONVERSION(c));
+        }
+    }
+    std::printf("%zu conversions of more than %zu MiB equal their parts\n", conversions,
+                kMoreThanCaches >> 20);
     return 0;
 }
 
@@ -330,9 +382,11 @@ int main(int argc, char** argv) {
     if (what == "threads") return run_threads();
     if (what == "handles") return run_handles();
     if (what == "steady" && argc == 3) return run_steady(std::atoi(argv[2]));
+    if (what == "large") return run_large();
     if (what == "wide") return run_wide();
     if (what == "huge") return run_huge();
-    std::fprintf(stderr, "usage: %s digest | threads | handles | steady SECONDS | wide | huge\n",
+    std::fprintf(stderr,
+                 "usage: %s digest | threads | handles | steady SECONDS | large | wide | huge\n",
                  argv[0]);
     return 2;
 }
