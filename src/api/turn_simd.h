@@ -20,9 +20,7 @@ inline void reverse_block(const uint8_t* src, uint8_t* dst) {
     if constexpr (kPixelBytes == 1) {
         V::store(dst, V::reverse(V::load(src)));
     } else {
-        typename V::Reg a, b, c;
-        V::load3(src, a, b, c);
-        V::store3(dst, V::reverse(a), V::reverse(b), V::reverse(c));
+        V::reverse3(src, dst);
     }
 }
 

@@ -248,6 +248,12 @@ struct Vec32 {
 
     // --- turns ------------------------------------------------------------
 
+    // 32 three-byte pixels in reverse order.
+    static void reverse3(const uint8_t* src, uint8_t* dst) {
+        Narrower::reverse3(src + 48, dst);
+        Narrower::reverse3(src, dst + 48);
+    }
+
     // 8x8 three-byte pixels, transposed as dwords.
     static void transpose3(const uint8_t* src, ptrdiff_t src_step, uint8_t* dst,
                            ptrdiff_t dst_step) {

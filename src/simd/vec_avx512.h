@@ -254,6 +254,13 @@ struct Vec64 {
 
     // --- turns ------------------------------------------------------------
 
+    // 64 three-byte pixels in reverse order.
+    static void reverse3(const uint8_t* src, uint8_t* dst) {
+        Reg a, b, c;
+        load3(src, a, b, c);
+        store3(dst, reverse(a), reverse(b), reverse(c));
+    }
+
     static __m128i load16(const uint8_t* p) { return _mm_loadu_si128((const __m128i*)p); }
     // One 16-byte piece for every 128-bit lane, `step` bytes apart.
     static Reg load_lanes(const uint8_t* p, ptrdiff_t step) {
