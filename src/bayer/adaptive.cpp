@@ -172,7 +172,8 @@ class AdaptiveStrip {
                                       ? (red ? red_copy_bg(y, x) : blue_copy_bg(y, x))
                                       : (red ? red_copy_gb(y, x) : blue_copy_gb(y, x));
                 if (site.copied) {
-                    return lines.samples[site.y + 1 - y][static_cast<ptrdiff_t>(site.x - from)];
+                    return lines.samples[site.y + 1 - y][static_cast<ptrdiff_t>(site.x) -
+                                                         static_cast<ptrdiff_t>(from)];
                 }
                 if (red == red_row) return lines.from_row(i);
                 return color_site ? lines.from_corners(i) : lines.from_column(i);

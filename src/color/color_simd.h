@@ -142,8 +142,14 @@ struct ColorBody {
     static constexpr size_t kDstBytes = kPixels * sink_bytes(kSink);
 
     static void block(const uint8_t* const* in, uint8_t* const* out) {
-        Source::load(in[0],
-                     [out](auto a, auto b, auto c) { store_triple<V, kSink>(out[0], a, b, c); });
+        if constexpr (kLayout == kTriples && kSink == kCba) {
+            // RGB8 to BGR24 and back needs no channels: 1.5 times as fast with 16- and
+            // 32-byte vectors.
+            V::exchange3(in[0], out[0]);
+        } else {
+            Source::load(
+                in[0], [out](auto a, auto b, auto c) { store_triple<V, kSink>(out[0], a, b, c); });
+        }
     }
 };
 

@@ -253,6 +253,11 @@ struct Vec32 {
         Narrower::reverse3(src + 48, dst);
         Narrower::reverse3(src, dst + 48);
     }
+    // 32 three-byte pixels with their first and last bytes exchanged.
+    static void exchange3(const uint8_t* src, uint8_t* dst) {
+        Narrower::exchange3(src, dst);
+        Narrower::exchange3(src + 48, dst + 48);
+    }
 
     // 8x8 three-byte pixels, transposed as dwords.
     static void transpose3(const uint8_t* src, ptrdiff_t src_step, uint8_t* dst,

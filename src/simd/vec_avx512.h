@@ -260,6 +260,12 @@ struct Vec64 {
         load3(src, a, b, c);
         store3(dst, reverse(a), reverse(b), reverse(c));
     }
+    // 64 three-byte pixels with their first and last bytes exchanged.
+    static void exchange3(const uint8_t* src, uint8_t* dst) {
+        Reg a, b, c;
+        load3(src, a, b, c);
+        store3(dst, c, b, a);
+    }
 
     static __m128i load16(const uint8_t* p) { return _mm_loadu_si128((const __m128i*)p); }
     // One 16-byte piece for every 128-bit lane, `step` bytes apart.

@@ -238,20 +238,25 @@ struct Vec16 {
 
     // --- turns ------------------------------------------------------------
 
-    // 16 three-byte pixels in reverse order. 5 pixels, 15 bytes, are one shuffle;
-    // the 16th byte stored is overwritten by the next. (Reversing the channels one
-    // by one, deinterleaved, takes twice as long.)
+    // 16 three-byte pixels in reverse order.
     static void reverse3(const uint8_t* src, uint8_t* dst) {
-        // Bytes 1 .. 15 of a, its pixels exchanged.
-        const auto five = [](Reg a) {
-            return shuffle(a, [](size_t i) { return i < 15 ? 13 - i / 3 * 3 + i % 3 : 0; });
-        };
-        const Reg one = shuffle(load(src), [](size_t i) { return i == 0 ? 5 : i < 4 ? i - 1 : 0; });
-        store(dst, five(load(src + 32)));
-        store(dst + 15, five(load(src + 17)));
-        store(dst + 30, five(load(src + 2)));
-        const int tail = _mm_cvtsi128_si32(one);
-        memcpy(dst + 44, &tail, sizeof tail);
+        // Bytes 1 .. 15 of every load, their pixels exchanged.
+        shuffle_fives(
+            load(src + 32), load(src + 17), load(src + 2), load(src), dst,
+            [](size_t i) { return i < 15 ? 13 - i / 3 * 3 + i % 3 : 0; },
+            [](size_t i) { return i == 0  ? 5
+                                  : i < 4 ? i - 1
+                                          : 0; });
+    }
+    // 16 three-byte pixels with their first and last bytes exchanged.
+    static void exchange3(const uint8_t* src, uint8_t* dst) {
+        // Bytes 0 .. 14 of every load.
+        shuffle_fives(
+            load(src), load(src + 15), load(src + 30), load(src + 32), dst,
+            [](size_t i) { return i < 15 ? i / 3 * 3 + 2 - i % 3 : 0; },
+            [](size_t i) { return i == 0  ? 10
+                                  : i < 4 ? 16 - i
+                                          : 0; });
     }
 
     // 4x4 three-byte pixels, transposed as dwords.
@@ -283,6 +288,18 @@ struct Vec16 {
     }
 
   private:
+    // 48 bytes from 5, 5 and 5 pixels and the end (bytes 44 .. 47 of the result):
+    // 15 bytes are one shuffle, the 16th byte stored is overwritten by the next.
+    // Deinterleaving, and interleaving again, takes twice as long.
+    template <class F, class G>
+    static void shuffle_fives(Reg a, Reg b, Reg c, Reg end, uint8_t* dst, F index_of,
+                              G end_index_of) {
+        store(dst, shuffle(a, index_of));
+        store(dst + 15, shuffle(b, index_of));
+        store(dst + 30, shuffle(c, index_of));
+        const int last = _mm_cvtsi128_si32(shuffle(end, end_index_of));
+        memcpy(dst + 44, &last, sizeof last);
+    }
     // Bytes of r0, r1, r2 where i mod 3 is 0, 1, 2.
     static Reg mix3(Reg r0, Reg r1, Reg r2) {
         return _mm_blendv_epi8(_mm_blendv_epi8(r0, r1, table(Interleave3<16>::mask(1))), r2,
