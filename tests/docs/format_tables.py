@@ -7,6 +7,9 @@ import json
 import re
 import subprocess
 import sys
+from pathlib import Path
+
+ROOT = Path(__file__).resolve().parents[2]
 
 # One group of pixels in memory order: of each byte the fields from its bit 7 down to bit 0, as
 # (pixel or colour, high bit, low bit). A field without a name is not read.
@@ -119,15 +122,45 @@ def short_table(formats):
     return lines
 
 
+# The README's rows of docs/performance.md, which `scripts/bench-docs.sh` measures.
+SPEED = {"Mono8-RGB24": "Mono8 to RGB24", "Mono12Packed-RGB24": "Mono12Packed to RGB24",
+         "RGB8-Mono8": "RGB8 to Mono8", "YUV422-RGB24": "YUV422 to RGB24",
+         "BayerRG8-RGB24-bilinear": "BayerRG8 to RGB24, bilinear",
+         "BayerRG8-RGB24-adaptive": "BayerRG8 to RGB24, adaptive",
+         "BayerRG12Packed-RGB24-bilinear": "BayerRG12Packed to RGB24, bilinear",
+         "RGB8-rotate-90": "RGB24 turned by 90 degrees"}
+
+
+def speed_table():
+    text = (ROOT / "docs" / "performance.md").read_text(encoding="utf-8")
+    peers = text[text.index("<!-- peers -->"):text.index("<!-- end peers -->")]
+    cells = [[c.strip(" *") for c in line.split("|")[1:-1]] for line in peers.splitlines() if line[:1] == "|"]
+    heads = cells[0]
+    machine = next(line for line in peers.splitlines()[1:] if line)
+    first, last = heads.index("OpenCV"), heads.index("/ bare pass")
+    lines = [row("ns a pixel, 640x480", "imgcnv", "limited to AVX2", "bytes moved only", "fastest other library"),
+             "|---|--:|--:|--:|--:|"]
+    for line in cells:
+        if line[0] in SPEED and line[1] == "640x480":
+            others = [(float(value), heads[i]) for i, value in enumerate(line) if first <= i < last and value]
+            value, name = min(others)
+            lines.append(row(SPEED[line[0]], f"**{line[heads.index('imgcnv')]}**", line[heads.index("AVX2")],
+                             line[heads.index("bare pass (NT)")].split()[0], f"{value:.3f} ({name})"))
+    return [*lines, "", f"One thread; {machine}. Measured by `scripts/bench-peers.sh --install`."]
+
+
 def load(command):
     return json.loads(subprocess.check_output([command, "formats", "--json"]))
 
 
-def rewritten(text, table):
+def rewritten(text, table, measured=True):
+    """Measured tables carry their date; a page is not out of date because of a later measurement."""
     made = {"codes": codes_table(table["formats"]), "names": names_table(table["formats"]),
-            "foreign": foreign_table(table["foreign"]), "short": short_table(table["formats"])}
+            "foreign": foreign_table(table["foreign"]), "short": short_table(table["formats"]), "speed": speed_table()}
 
     def section(match):
+        if match[1] == "speed" and not measured:
+            return match[0]
         return "\n".join([f"<!-- formats {match[1]} -->", "", *made[match[1]], "", "<!-- end formats -->"])
 
     return re.sub(r"<!-- formats (\w+) -->.*?<!-- end formats -->", section, text, flags=re.S)
@@ -138,7 +171,7 @@ def main(command, *arguments):
     for path in (a for a in arguments if a != "--check"):
         with open(path, encoding="utf-8") as file:
             text = file.read()
-        new = rewritten(text, load(command))
+        new = rewritten(text, load(command), measured="--check" not in arguments)
         if new != text and "--check" in arguments:
             stale.append(path)
         elif new != text:
