@@ -1,0 +1,168 @@
+"""The pages of the project: blocks run, links lead somewhere, pictures and tables are fresh."""
+import os
+import re
+import subprocess
+import sys
+from pathlib import Path
+
+import numpy as np
+import pytest
+from PIL import Image
+
+import format_tables
+from blocks import ROOT, Runner, blocks_of
+
+sys.path.insert(0, str(ROOT / "docs" / "pictures"))
+import make_pictures  # noqa: E402
+
+TOOL, LIBRARY = os.environ["IMGCNV_TOOL"], os.environ["IMGCNV_LIBRARY"]
+PAGES = [ROOT / "README.md", *sorted((ROOT / "docs").glob("*.md"))]
+LINKED = [*PAGES, ROOT / "CONTRIBUTING.md", ROOT / "python" / "README.md", ROOT / "samples" / "README.md"]
+# Pages whose blocks are run. The others tell what to do with a checkout as a whole, or hold listings.
+RUN = [page for page in PAGES if page.name in ("README.md", "formats.md", "looks-wrong.md", "quality.md", "api.md")]
+NOT_RUN_AT_MOST = {"README.md": 1, "quality.md": 1, "api.md": 1}
+FORMATS = {entry["name"]: entry for entry in format_tables.load(TOOL)["formats"]}
+
+
+def relative(page):
+    return str(page.relative_to(ROOT))
+
+
+@pytest.fixture(scope="session")
+def written(tmp_path_factory):
+    """The folder that each page's blocks wrote into; running them is what most of this is about."""
+    folders = {}
+    for page in RUN:
+        folders[page.name] = tmp_path_factory.mktemp(page.stem)
+        runner = Runner(TOOL, LIBRARY, folders[page.name])
+        runner.run_page(page)
+    return folders
+
+
+@pytest.mark.parametrize("page", RUN, ids=relative)
+def test_blocks_run(page, written):
+    assert page.name in written
+    skipped = [block.where() for block in blocks_of(page) if "not-run" in block.kind]
+    assert len(skipped) <= NOT_RUN_AT_MOST.get(page.name, 0), skipped
+
+
+def anchors(page):
+    text = re.sub(r"```.*?```", "", page.read_text(encoding="utf-8"), flags=re.S)
+    heads = re.findall(r"^#+ (.*)$", text, flags=re.M)
+    return {re.sub(r"[^\w\- ]", "", head.lower()).replace(" ", "-") for head in heads}
+
+
+@pytest.mark.parametrize("page", LINKED, ids=relative)
+def test_links(page):
+    text = re.sub(r"```.*?```", "", page.read_text(encoding="utf-8"), flags=re.S)
+    broken = []
+    for target in re.findall(r"\]\(([^)\s]+)\)", text):
+        if re.match(r"https?://", target):
+            continue
+        path, _, anchor = target.partition("#")
+        file = (page.parent / path).resolve() if path else page
+        if not file.exists() or (anchor and anchor not in anchors(file)):
+            broken.append(target)
+    assert not broken
+
+
+def test_tables_are_those_of_the_command():
+    for page in (ROOT / "README.md", ROOT / "docs" / "formats.md"):
+        text = page.read_text(encoding="utf-8")
+        assert "<!-- formats " in text
+        table = format_tables.load(TOOL)
+        assert format_tables.rewritten(text, table, measured=False) == text, (
+            f"{relative(page)} is out of date: run tests/docs/format_tables.py {TOOL} {relative(page)}")
+
+
+def frame_of(entry, values):
+    """One group of pixels as the page draws it; values by field name."""
+    frame = bytearray()
+    for byte in format_tables.diagram(entry):
+        number = 0
+        for name, high, low in byte:
+            bits = high - low + 1
+            field = 0x55 if not name else values[name] >> low  # unused bits must not matter
+            number = number << bits | field & (1 << bits) - 1
+        assert number < 256 and sum(high - low + 1 for _, high, low in byte) == 8
+        frame.append(number)
+    return bytes(frame)
+
+
+@pytest.mark.parametrize("name", [n for n, e in FORMATS.items() if not e["order"] and n != "Mono1C"])
+def test_byte_drawings_are_what_the_library_reads(name):
+    entry = FORMATS[name]
+    fields = sorted({f for byte in format_tables.diagram(entry) for f, _, _ in byte if f})
+    random = np.random.default_rng(sum(map(ord, name)))
+    for _ in range(5):
+        # Values whose unused high bits are drawn as such: words that are too large wrap around.
+        values = {f: int(random.integers(0, 1 << entry["depth"])) for f in fields}
+        pixels = [f for f in fields if re.match(r"[pY]\d*$", f)] or ["p"]
+        command = [TOOL, "convert", "-", "-q", "-f", name, "-s", f"{len(pixels)}x1", "--to", "rgb24",
+                   "--output-format", "raw", "-o", "-"]
+        made = subprocess.run(command, input=frame_of(entry, values), capture_output=True, check=True).stdout
+        assert list(made) == [c for p in pixels for c in expected_rgb(entry, values, p)], values
+
+
+def expected_rgb(entry, values, pixel):
+    if "R" in values:
+        return [values["R"], values["G"], values["B"]]
+    if "U" in values:
+        y, u, v = values[pixel], values["U"], values["V"]
+        rgb = (y + (359 * v - 45952 >> 8), y - (88 * u - 11264 >> 8) - (183 * v - 23424 >> 8),
+               y + (454 * u - 58112 >> 8))
+        return [min(max(c, 0), 255) for c in rgb]
+    depth = entry["depth"]
+    grey = {1: values[pixel] * 255, 4: values[pixel] * 16}.get(depth, values[pixel] >> max(depth - 8, 0))
+    return [grey] * 3
+
+
+def psnr(picture, original):
+    difference = np.asarray(picture, float) - np.asarray(original, float)
+    return 10 * np.log10(255 ** 2 / np.mean(difference ** 2))
+
+
+def test_readme_states_the_psnr_of_its_pictures(written):
+    stated = dict(re.findall(r"(\w+), ([\d.]+) dB", (ROOT / "README.md").read_text(encoding="utf-8")))
+    coffee = Image.open(ROOT / "samples" / "coffee.png").convert("RGB")
+    measured = {method: f"{psnr(Image.open(written['README.md'] / f'{method}.png'), coffee):.1f}"
+                for method in ("nearest", "bilinear", "adaptive")}
+    assert stated == measured
+
+
+def test_four_languages_write_the_same_picture(written):
+    folder = written["README.md"]
+    shell = np.asarray(Image.open(folder / "bilinear.png"))
+    for language in ("c", "cpp", "python"):
+        assert np.array_equal(np.asarray(Image.open(folder / f"{language}.ppm")), shell), language
+
+
+def test_failures_look_wrong_and_mended_pictures_right(written):
+    folder = written["looks-wrong.md"]
+    coffee = Image.open(ROOT / "samples" / "coffee.png")
+    mended = sorted(folder.glob("mended-*.png"))
+    assert len(mended) >= 13
+    for right in mended:
+        made = Image.open(right)
+        wrong = Image.open(folder / right.name.removeprefix("mended-")) if (
+            folder / right.name.removeprefix("mended-")).exists() else None
+        if made.size == coffee.size and "cast" not in right.name:
+            original = coffee.convert(made.mode)
+            assert psnr(made, original) > 25, right.name
+            if wrong is not None and wrong.size == made.size and wrong.mode == made.mode:
+                assert psnr(wrong, original) < 20, right.name
+    ppm = np.asarray(Image.open(folder / "last-column.ppm"))
+    assert (ppm[:, -1] == (255, 0, 128)).all() and not (ppm[:, -2] == (255, 0, 128)).all(axis=1).any()
+
+
+def test_pictures_are_fresh(tmp_path):
+    folder = ROOT / "docs" / "pictures"
+    made = make_pictures.make(TOOL, LIBRARY, tmp_path)
+    assert len(set(made)) == len(made) >= 20
+    for name in made:
+        fresh, kept = Image.open(tmp_path / name), Image.open(folder / name)
+        assert fresh.mode == kept.mode and np.array_equal(np.asarray(fresh), np.asarray(kept)), (
+            f"docs/pictures/{name} is out of date: run scripts/docs-pictures.sh")
+    shown = set(re.findall(r"pictures/([\w\-]+\.png)", "".join(p.read_text(encoding="utf-8") for p in PAGES)))
+    assert {p.name for p in folder.glob("*.png")} == shown, "pictures that no page shows, or the other way"
+    assert sum(p.stat().st_size for p in folder.glob("*.png")) < 3_000_000
