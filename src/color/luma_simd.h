@@ -33,8 +33,9 @@ consteval ByteTable<32> lower_greys() {
         return bits;
     });
 }
-// Up to so many ties of a block go to doubles one by one, more all at once.
-inline constexpr int kFewTies = 8;
+// Ties are looked at colour by colour, in all pixels at once: a flat area has one.
+// Where more than so many are left after that, doubles for all.
+inline constexpr int kFewTies = 4;
 
 alignas(32) inline constexpr ByteTable<32> kLowerGreys = lower_greys();
 
@@ -49,23 +50,25 @@ static __attribute__((noinline, cold)) typename V::Reg luma_of_ties(typename V::
     quotient = V::sub8(quotient, V::and_(lower, V::set8(1)));
     uint64_t rest = V::top_bits(V::andnot(grey, tie));
     if (rest == 0) return quotient;
-    // A picture of few colours can be all ties.
-    // Counted by hand: a population count is a call into libgcc_s on CPUs without it.
-    uint64_t more = rest;
-    for (int i = 0; i < kFewTies; ++i) more &= more - 1;
-    if (more != 0) return V::luma_in_doubles(r, g, b);
 
-    alignas(V::kBytes) uint8_t red[V::kBytes], green[V::kBytes], blue[V::kBytes], out[V::kBytes];
+    alignas(V::kBytes) uint8_t red[V::kBytes], green[V::kBytes], blue[V::kBytes];
     V::store(red, r);
     V::store(green, g);
     V::store(blue, b);
-    V::store(out, quotient);
-    for (; rest != 0; rest &= rest - 1) {
+    for (;;) {
         const int i = __builtin_ctzll(rest);
-        out[i] = static_cast<uint8_t>(
-            static_cast<int>((0.299 * red[i] + 0.587 * green[i]) + 0.114 * blue[i]));
+        const int luma = static_cast<int>((0.299 * red[i] + 0.587 * green[i]) + 0.114 * blue[i]);
+        const auto same =
+            V::and_(V::equal8(r, V::set8(red[i])),
+                    V::and_(V::equal8(g, V::set8(green[i])), V::equal8(b, V::set8(blue[i]))));
+        quotient = V::bit_select(same, V::set8(luma), quotient);
+        rest &= ~V::top_bits(same);
+        if (rest == 0) return quotient;
+        // Counting bits would call libgcc on CPUs without popcnt.
+        uint64_t many = rest;
+        for (int k = 0; k < kFewTies; ++k) many &= many - 1;
+        if (many != 0) return V::luma_in_doubles(r, g, b);
     }
-    return V::load(out);
 }
 
 template <class V>

@@ -222,16 +222,25 @@ struct Vec16 {
         store(in[0], r);
         store(in[1], g);
         store(in[2], b);
-        for (size_t i = 0; i < kBytes; i += 2) {
-            const auto doubles = [&](size_t k) {
-                return _mm_cvtepi32_pd(_mm_setr_epi32(in[k][i], in[k][i + 1], 0, 0));
+        for (size_t i = 0; i < kBytes; i += 4) {
+            const auto words = [&](size_t k) {
+                int four;
+                memcpy(&four, in[k] + i, sizeof four);
+                return _mm_cvtepu8_epi32(_mm_cvtsi32_si128(four));
             };
-            const __m128d sum = _mm_add_pd(_mm_add_pd(_mm_mul_pd(doubles(0), _mm_set1_pd(0.299)),
-                                                      _mm_mul_pd(doubles(1), _mm_set1_pd(0.587))),
-                                           _mm_mul_pd(doubles(2), _mm_set1_pd(0.114)));
-            const __m128i whole = _mm_cvttpd_epi32(sum);
-            out[i] = static_cast<uint8_t>(_mm_cvtsi128_si32(whole));
-            out[i + 1] = static_cast<uint8_t>(_mm_extract_epi32(whole, 1));
+            const Reg red = words(0), green = words(1), blue = words(2);
+            const auto two = [](Reg r32, Reg g32, Reg b32) {
+                const __m128d sum =
+                    _mm_add_pd(_mm_add_pd(_mm_mul_pd(_mm_cvtepi32_pd(r32), _mm_set1_pd(0.299)),
+                                          _mm_mul_pd(_mm_cvtepi32_pd(g32), _mm_set1_pd(0.587))),
+                               _mm_mul_pd(_mm_cvtepi32_pd(b32), _mm_set1_pd(0.114)));
+                return _mm_cvttpd_epi32(sum);
+            };
+            const auto upper = [](Reg x) { return _mm_unpackhi_epi64(x, x); };
+            const Reg whole = _mm_unpacklo_epi64(two(red, green, blue),
+                                                 two(upper(red), upper(green), upper(blue)));
+            const int four = _mm_cvtsi128_si32(_mm_shuffle_epi8(whole, _mm_set1_epi32(0x0C080400)));
+            memcpy(out + i, &four, sizeof four);
         }
         return load(out);
     }
