@@ -66,6 +66,14 @@ def test_links(page):
     assert not broken
 
 
+@pytest.mark.parametrize("page", LINKED, ids=relative)
+def test_files_that_a_page_names_exist(page):
+    folders = "scripts|bench|docs|tests|src|tools|include|examples|python|samples|packaging|cmake|fuzz"
+    named = re.findall(rf"(?<![\w/.*-])((?:{folders})/[\w./-]*\w\.\w+)(?![\w*{{])", page.read_text(encoding="utf-8"))
+    missing = {n for n in named if "NAME" not in n and not (ROOT / n).exists() and not (page.parent / n).exists()}
+    assert not missing
+
+
 def test_tables_are_those_of_the_command():
     for page in (ROOT / "README.md", ROOT / "docs" / "formats.md"):
         text = page.read_text(encoding="utf-8")

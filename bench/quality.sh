@@ -1,0 +1,14 @@
+#!/bin/sh
+# How near demosaicing comes to the photograph a mosaic was made of, beside OpenCV; writes the tables
+# and the crops of docs/quality.md. Photographs and OpenCV come from Debian packages, which are
+# installed if they are missing.
+set -eu
+root=$(cd "$(dirname "$0")/.." && pwd)
+. "$root/scripts/lib/common.sh"
+
+# shellcheck disable=SC2086 # a list of words
+ensure_packages $build_packages python3 python3-numpy python3-pil python3-opencv python3-skimage \
+    python3-scipy libjxl-testdata
+configure_and_build
+PYTHONPATH=python IMGCNV_LIBRARY=build/release/src/libimgcnv.so PYTHONDONTWRITEBYTECODE=1 \
+    /usr/bin/python3 bench/quality.py docs/quality.md docs/pictures
