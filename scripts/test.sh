@@ -25,6 +25,10 @@ done
 run_long_checks() {
     clang_builds_without_a_warning
     "$root/scripts/sanitize.sh"
+    "$root/scripts/fuzz.sh" 60
+    "$root/scripts/levels-qemu.sh"
+    "$root/scripts/abi.sh"
+    "$root/tests/mutation/mutate.py"
 }
 
 clang_builds_without_a_warning() {
