@@ -35,7 +35,7 @@ struct Streams {
     uint8_t* out[Body::kOutputs];
 };
 
-// The loops over the streams are unrolled by hand: only then do their pointers stay
+// The loops over the streams are told to unroll: only then do their pointers stay
 // in registers at -O2.
 template <class Body>
 inline void run_block(const Streams<Body>& s, size_t pixel) {
