@@ -8,14 +8,11 @@ import sys
 import warnings
 from pathlib import Path
 
-import cv2
 import imgcnv
 import numpy as np
-import skimage
 from PIL import Image
 
 ROOT = Path(__file__).resolve().parents[1]
-SKIMAGE = Path(skimage.__file__).parent / "data"
 TESTDATA = Path("/usr/share/libjxl-testdata/external/wesaturate/500px")
 # Where the samples of one 2x2 cell lie, as channels of an RGB picture.
 ORDERS = {"RG": (0, 1, 1, 2), "GB": (1, 2, 0, 1), "BG": (2, 1, 1, 0)}
@@ -25,8 +22,11 @@ OPENCV = {"OpenCV bilinear": "", "OpenCV edge-aware": "_EA"}
 METHODS = (*OURS, *OPENCV)
 # Rows and columns at each edge for which the methods have rules of their own.
 BORDER = 2
+# The corner of the crop shown of a sample photograph.
+CROPS = {"coffee": (372, 60), "chelsea": (150, 90)}
 
 
+# What only measuring takes is imported where it is used: the tests of the pages make our crops without.
 def face():
     with warnings.catch_warnings():
         warnings.simplefilter("ignore")
@@ -39,10 +39,12 @@ def opened(path):
 
 
 def photographs():
-    photos = {name: opened(ROOT / "samples" / f"{name}.png") for name in ("coffee", "chelsea")}
-    photos["astronaut"] = opened(SKIMAGE / "astronaut.png")
-    photos["rocket"] = opened(SKIMAGE / "rocket.jpg")
-    photos["motorcycle"] = opened(SKIMAGE / "motorcycle_left.png")
+    import skimage
+    data = Path(skimage.__file__).parent / "data"
+    photos = {name: opened(ROOT / "samples" / f"{name}.png") for name in CROPS}
+    photos["astronaut"] = opened(data / "astronaut.png")
+    photos["rocket"] = opened(data / "rocket.jpg")
+    photos["motorcycle"] = opened(data / "motorcycle_left.png")
     photos["face (raccoon)"] = face()
     for path in sorted(TESTDATA.glob("*_srgb8.png")):
         photos[path.name.split("_")[0]] = opened(path)
@@ -61,6 +63,7 @@ def demosaiced(mosaic, order, method):
     if method in OURS:
         height, width = mosaic.shape
         return imgcnv.convert(mosaic, width, height, f"Bayer{order}8", to="rgb24", demosaic=method)
+    import cv2
     code = getattr(cv2, f"COLOR_Bayer{OPENCV_ORDER[order]}2RGB{OPENCV[method]}")
     return cv2.cvtColor(mosaic, code)
 
@@ -97,6 +100,7 @@ def measured(photos):
 
 
 def tables(photos, results):
+    import cv2
     lines = []
     for part, title in enumerate(("Interior, dB, mean of the three orders",
                                   f"Border of {BORDER} pixels, dB, mean of the three orders")):
@@ -115,14 +119,18 @@ def tables(photos, results):
     return [*lines, versions]
 
 
-def crops(folder, photos):
-    for name, (x, y) in {"coffee": (372, 60), "chelsea": (150, 90)}.items():
-        photo = photos[name]
-        for method in (None, *METHODS[1:]):
-            made = photo if method is None else demosaiced(mosaic_of(photo, "RG"), "RG", method)
+def crop_name(photo, method):
+    return f"quality-{photo}-{(method or 'original').lower().replace(' ', '-')}.png"
+
+
+def crops(folder, photos, methods):
+    """Writes the pictures of the page, and returns their names; no method (None): the photograph itself."""
+    for photo, (x, y) in CROPS.items():
+        for method in methods:
+            made = photos[photo] if method is None else demosaiced(mosaic_of(photos[photo], "RG"), "RG", method)
             crop = Image.fromarray(made[y:y + 48, x:x + 64]).resize((192, 144), Image.NEAREST)
-            label = (method or "original").lower().replace(" ", "-")
-            crop.save(Path(folder) / f"quality-{name}-{label}.png", optimize=True)
+            crop.save(Path(folder) / crop_name(photo, method), optimize=True)
+    return [crop_name(photo, method) for photo in CROPS for method in methods]
 
 
 def main(page, folder=None):
@@ -135,7 +143,7 @@ def main(page, folder=None):
         sys.exit(f"{page}: expected one <!-- quality --> ... <!-- end quality -->, found {count}")
     Path(page).write_text(text, encoding="utf-8")
     if folder:
-        crops(folder, photos)
+        crops(folder, photos, [None, *METHODS[1:]])
 
 
 if __name__ == "__main__":

@@ -1,7 +1,9 @@
 #!/bin/sh
 # How near demosaicing comes to the photograph a mosaic was made of, beside OpenCV; writes the tables
-# and the crops of docs/quality.md. Photographs and OpenCV come from Debian packages, which are
-# installed if they are missing.
+# of docs/quality.md, and its crops into FOLDER, docs/pictures if none is given. Photographs and OpenCV
+# come from Debian packages, which are installed if they are missing.
+#
+#     bench/quality.sh [FOLDER]
 set -eu
 root=$(cd "$(dirname "$0")/.." && pwd)
 . "$root/scripts/lib/common.sh"
@@ -11,4 +13,4 @@ ensure_packages $build_packages python3 python3-numpy python3-pil python3-opencv
     python3-scipy libjxl-testdata
 configure_and_build
 PYTHONPATH=python IMGCNV_LIBRARY=build/release/src/libimgcnv.so PYTHONDONTWRITEBYTECODE=1 \
-    /usr/bin/python3 bench/quality.py docs/quality.md docs/pictures
+    /usr/bin/python3 bench/quality.py docs/quality.md "${1-docs/pictures}"

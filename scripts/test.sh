@@ -27,6 +27,7 @@ run_long_checks() {
     "$root/scripts/sanitize.sh"
     "$root/scripts/fuzz.sh" 60
     "$root/scripts/levels-qemu.sh"
+    IMGCNV_DOCS_FOR_REAL=1 ctest --preset release --no-tests=error -R '^docs$'
     "$root/scripts/abi.sh"
     "$root/tests/mutation/mutate.py"
 }

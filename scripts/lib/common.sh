@@ -63,7 +63,7 @@ and then this again."
 # What building the library and the command takes, and what the tests take on top.
 build_packages='cmake ninja-build g++ libcli11-dev libpng-dev libtiff-dev'
 test_packages="$build_packages libgtest-dev pkg-config qemu-user
-    python3 python3-pytest python3-numpy python3-pil python3-build python3-setuptools python3-wheel mypy"
+    git python3 python3-pytest python3-numpy python3-pil python3-build python3-setuptools python3-wheel mypy"
 
 # configure_and_build CMAKE_ARGUMENT...: the release preset, into build/release.
 configure_and_build() {
