@@ -22,8 +22,8 @@ case ${0##*/} in
     dpkg-buildpackage) touch ../libimgcnv1_0.deb ../libimgcnv-dev_0.deb ../imgcnv-tools_0.deb ;;
 esac
 """
-PROGRAMS = """abidiff apt-get chroot cmake ctest debootstrap dpkg-buildpackage dpkg-query id lintian mount
-    mountpoint qemu-x86_64 sudo umount valgrind""".split()
+PROGRAMS = """abidiff apt-get chroot cmake ctest debootstrap dpkg-buildpackage dpkg-query id ldconfig lintian
+    mount mountpoint qemu-x86_64 sudo umount valgrind""".split()
 BUILT = ["build/release/tests/load/imgcnv_load",
          *(f"build/fuzz/fuzz/fuzz_{name}" for name in ("convert", "turn", "api", "cli"))]
 SLOW = ["tests/mutation/mutate.py", "bench/quality.py"]
@@ -71,5 +71,6 @@ class Checkout:
         presets = json.loads((ROOT / "CMakePresets.json").read_text())
         for kind, name in re.findall(r"^(cmake|cmake --build|ctest) --preset (\S+)", calls, re.M):
             kind = {"cmake": "configure", "cmake --build": "build", "ctest": "test"}[kind]
-            assert name in {p["name"] for p in presets[f"{kind}Presets"]}, f"{block.where()}: no {kind} preset {name}"
+            known = {preset["name"] for preset in presets[f"{kind}Presets"]}
+            assert name in known, f"{block.where()}: no {kind} preset {name}"
         return done.stdout, calls

@@ -25,12 +25,14 @@ RUN = [*PAGES, ROOT / "CONTRIBUTING.md", ROOT / "samples" / "README.md"]
 LINKED = [*RUN, ROOT / "python" / "README.md"]
 # What the blocks about a whole checkout must come to, by page.
 CALLS = {
-    "README.md": ["cmake --preset release .*TESTS=OFF", "ctest --preset release"],
+    "README.md": ["cmake --preset release .*TESTS=OFF", "ctest --preset release", "cmake --install build/release",
+                  "ldconfig"],
     "docs/quality.md": [r"bench/quality\.py docs/quality.md docs/pictures"],
-    "CONTRIBUTING.md": ["cmake --preset release .*WERROR=ON", "ctest --preset release", "valgrind", "ctest --preset asan",
-                        "fuzz_cli -max_total_time=60", "qemu-x86_64 -cpu Haswell", "abidiff", r"\S*mutate\.py"],
+    "CONTRIBUTING.md": ["cmake --preset release .*WERROR=ON", "ctest --preset release", "valgrind",
+                        "ctest --preset asan", "fuzz_cli -max_total_time=60", "qemu-x86_64 -cpu Haswell",
+                        "abidiff", r"\S*mutate\.py"],
     "docs/release.md": ["cmake .*WERROR=ON", r"chroot .*scripts/demo\.sh$", r"chroot .*scripts/test\.sh$",
-                   "dpkg-buildpackage", "lintian", r"chroot .*use_debs\.sh$"],
+                        "dpkg-buildpackage", "lintian", r"chroot .*use_debs\.sh$"],
 }
 FORMATS = {entry["name"]: entry for entry in format_tables.load(TOOL)["formats"]}
 
