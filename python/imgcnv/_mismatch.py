@@ -5,7 +5,7 @@ from __future__ import annotations
 from typing import List
 
 from ._formats import formats
-from ._stages import Frame
+from ._frame import Frame
 
 
 def size_mismatch(frame: Frame, given: int) -> str:

@@ -7,14 +7,14 @@ with what makes its result complete; `plan` chooses one or two of them.
 
 from __future__ import annotations
 
-from typing import Any, Callable, Dict, Iterable, List, Literal, Optional
+from typing import Callable, Dict, Iterable, List, Literal, Optional
 
 import numpy as np
-from numpy.typing import NDArray
 
 from . import _native
 from ._buffers import Bytes, address
 from ._formats import LARGEST_SIZE, PixelFormat
+from ._frame import Frame
 from ._points import checked_points
 
 To = Literal["mono8", "rgb24", "bgr24", "rgba32", "bgra32"]
@@ -30,33 +30,6 @@ DESTINATIONS: Dict[str, PixelFormat] = {
 }
 METHODS: Dict[str, int] = {"nearest": 0, "bilinear": 1, "adaptive": 2}
 _GREY = PixelFormat.MONO8
-
-
-class Frame:
-    """Format and geometry of a frame: `height` rows of `width` pixels and `padding` bytes."""
-
-    def __init__(self, format: PixelFormat, width: int, height: int, padding: int = 0) -> None:
-        self.format, self.width, self.height, self.padding = format, width, height, padding
-
-    @property
-    def stride(self) -> int:
-        return self.format.row_bytes(self.width) + self.padding
-
-    def samples(self, data: Bytes, rows: List[int], columns: List[int]) -> Bytes:
-        """The upper 8 bits of some Bayer or grey samples, a copy."""
-        words = self.format.packing == "words"
-        if self.format.packing == "packed":
-            columns = [column // 2 + column + column % 2 for column in columns]
-        kind: Any = np.uint16 if words else np.uint8
-        size = kind().itemsize
-        lines: NDArray[Any] = np.ndarray(
-            (self.height, self.format.row_bytes(self.width) // size),
-            kind,
-            data,
-            strides=(self.stride, size),
-        )
-        chosen = lines[np.ix_(rows, columns)]
-        return (chosen >> (self.format.bits - 8) if words else chosen).astype(np.uint8)
 
 
 class Stage:
@@ -124,13 +97,14 @@ class Stage:
     def __del__(self) -> None:
         self.close()
 
-    def run(self, data: Bytes, picture: Picture, room: int) -> None:
-        """Convert `data` to `picture`, which has memory for `room` rows."""
-        fits = self.written_columns == self.columns and self.written_rows <= room
-        target = picture if fits else self._borrow_scratch()
+    def run(self, data: Bytes, memory: Picture) -> None:
+        """Convert `data` to the first rows of `memory`, which may have some behind the picture."""
+        fits = self.written_columns == self.columns and self.written_rows <= len(memory)
+        target = memory if fits else self._borrow_scratch()
         source = self._prepare(data) if self._prepare else data[self._skipped_bytes :]
         status = _native.convert(self.handle, address(source), address(target[self._first_row :]))
         _native.check(status)
+        picture = memory[: self.rows]
         if not fits:
             columns = min(self.columns, self.written_columns)
             picture[:, :columns] = target[: self.rows, :columns]
@@ -280,5 +254,5 @@ def _reflected(positions: Iterable[int], size: int) -> List[int]:
 
 def _demosaiced(frame: Frame, samples: Bytes, to: PixelFormat, method: int) -> Picture:
     picture: Picture = np.empty((frame.height, frame.width, to.bits_per_pixel // 8), np.uint8)
-    _bayer(frame, to, method).run(samples.reshape(-1), picture, frame.height)
+    _bayer(frame, to, method).run(samples.reshape(-1), picture)
     return picture

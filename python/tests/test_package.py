@@ -4,8 +4,6 @@ from __future__ import annotations
 
 import doctest
 import importlib
-import os
-import pathlib
 import pkgutil
 import subprocess
 import sys
@@ -14,10 +12,10 @@ import zipfile
 import imgcnv
 import numpy
 import pytest
-from imgcnv import _native, _version
+from imgcnv import _version
 
-PYTHON = pathlib.Path(__file__).resolve().parents[1]
-LIBRARY = os.path.realpath(os.environ.get("IMGCNV_LIBRARY", _native.path))
+from programs import LIBRARY, PYTHON, run
+
 SHOW = "import imgcnv, imgcnv._native as n; print(imgcnv.__version__, imgcnv.__file__, n.path)"
 
 # A camera of two frames, the second one broken, which records the order of things.
@@ -48,22 +46,6 @@ gi = types.ModuleType("gi")
 gi.require_version = lambda *_: None
 sys.modules.update({"gi": gi, "gi.repository": repository})
 """
-
-
-def run(*arguments, **environment):
-    """Output of the tests' interpreter, which sees no module but the given ones."""
-    variables = {"PATH": os.environ["PATH"], "PYTHONDONTWRITEBYTECODE": "1", **environment}
-    done = subprocess.run(
-        [sys.executable, *map(str, arguments)],
-        env=variables,
-        capture_output=True,
-        text=True,
-        check=False,
-        timeout=300,
-        cwd="/",
-    )
-    assert done.returncode == 0, done.stdout + done.stderr
-    return done.stdout
 
 
 def test_wheel(tmp_path):

@@ -38,6 +38,9 @@ REFUSED = [
     (dict(width=2**31 - 1, height=1, format="YUV444Packed"), ValueError, "at most 2147483647"),
     (dict(format="Mono1p", padding=1), ValueError, "one stream without row ends"),
     (dict(format="Mono1C", padding=1), ValueError, "a Mono1C list has no rows"),
+    (dict(threads=0), ValueError, "threads is 0, expected 1 or more"),
+    (dict(threads=True), TypeError, "threads must be an int of 1 or more, not bool"),
+    (dict(threads=2.0), TypeError, "threads must be an int of 1 or more, not float"),
     # choices
     (dict(to="rgb"), ValueError, "to is 'rgb', expected one of 'mono8', 'rgb24'"),
     (dict(demosaic="best"), ValueError, "demosaic is 'best', expected one of 'nearest'"),
