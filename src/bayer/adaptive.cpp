@@ -1,9 +1,9 @@
 // Adaptive demosaic: the frame around the row kernels.
 //
-// A ring of green lines runs one row ahead of the colour rows, so that the frame
-// is passed over once. Two rows and columns along each edge lack neighbours:
-// there, green is the mean of the two greens of the 2x2 cell, and red and blue
-// are copied from a sample nearby. Which rows and columns copy, and from where,
+// A ring of green lines, and of the differences between colour and green, runs
+// one row ahead of the colour rows, so that the frame is passed over once. Two rows and columns
+// along each edge lack neighbours: there, green is the mean of the two greens of the 2x2 cell, and
+// red and blue are copied from a sample nearby. Which rows and columns copy, and from where,
 // differs between the orders and is kept so:
 //
 //              GB                               BG
@@ -55,9 +55,19 @@ class AdaptiveStrip {
 
   private:
     static constexpr size_t kGreenSlots = 4;
+    // Before the first column of a line: the kernels begin two columns on, at a
+    // cache line then.
+    static constexpr size_t kGreenLead = 62;
+    static constexpr size_t kGreenColumns = kGreenLead + kStripColumns + 4;
 
     const uint8_t* sample(size_t y, size_t x) { return samples_.at(y, x); }
-    uint8_t* green(size_t y, size_t x) { return green_[y % kGreenSlots] + (x - green_begin_); }
+    uint8_t* green(size_t y, size_t x) {
+        return green_[y % kGreenSlots] + kGreenLead + (x - green_begin_);
+    }
+    // Of the pair that x belongs to.
+    int16_t* differences(size_t y, size_t x) {
+        return differences_[y % kGreenSlots] + (kGreenLead + (x - green_begin_)) / 2;
+    }
 
     // Rows 0 and 1 and the last two come in pairs, at the first of them.
     void make_green(size_t y) {
@@ -67,9 +77,11 @@ class AdaptiveStrip {
             const size_t even_begin = green_begin_ + green_begin_ % 2;
             const size_t pixels =
                 green_end_ < even_begin ? 0 : (green_end_ - even_begin) & ~size_t{1};
-            f_.kernels->cell_green[f_.phase(y, 0)](sample(y, even_begin), sample(y + 1, even_begin),
-                                                   green(y, even_begin), green(y + 1, even_begin),
-                                                   pixels);
+            const uint8_t* const rows[2] = {sample(y, even_begin), sample(y + 1, even_begin)};
+            uint8_t* const greens[2] = {green(y, even_begin), green(y + 1, even_begin)};
+            int16_t* const differences_of[2] = {differences(y, even_begin),
+                                                differences(y + 1, even_begin)};
+            f_.kernels->cell_green[f_.phase(y, 0)](rows, greens, differences_of, pixels);
             for (const size_t row : {y, y + 1}) {
                 fill_from_cells(row, green_begin_, even_begin);
                 fill_from_cells(row, even_begin + pixels, green_end_);
@@ -82,7 +94,8 @@ class AdaptiveStrip {
             const uint8_t* const lines[5] = {sample(y - 2, from), sample(y - 1, from),
                                              sample(y, from), sample(y + 1, from),
                                              sample(y + 2, from)};
-            f_.kernels->adaptive_green[f_.phase(y, from)](lines, green(y, from), to - from);
+            f_.kernels->adaptive_green[f_.phase(y, from)](lines, green(y, from),
+                                                          differences(y, from), to - from);
         }
         fill_from_cells(y, to, green_end_);
     }
@@ -114,6 +127,11 @@ class AdaptiveStrip {
                 out[x - from] = line[y & 1][x - from];
             }
         }
+        for (size_t pair = from & ~size_t{1}; pair < to; pair += 2) {
+            const size_t x = pair + (f_.is_color_site(y, pair) ? 0 : 1);
+            if (x >= to) break;
+            *differences(y, pair) = static_cast<int16_t>(*sample(y, x) - *green(y, x));
+        }
     }
 
     void make_color(size_t y) {
@@ -122,18 +140,17 @@ class AdaptiveStrip {
         to -= (to - from) % 2;  // kernels are quick with whole pairs
         // The alpha bytes of the last row are not ours: pixel by pixel.
         if (kBytes == 4 && real_row(y) == last_y_) from = to = end_;
-        const AdaptiveLines row_lines = lines_at(y, begin_);
-        put_pixels(row_lines, y, begin_, from);
+        put_pixels(y, begin_, from);
         if (to > from) {
-            AdaptiveLines lines = row_lines.from(from - begin_);
+            AdaptiveLines lines = lines_at(y, from);
             if (row == kOtherCopied || row == kBothCopied) {
-                lines.samples[0] = sample(y == last_y_ ? y - 1 : y + 1, from);
+                lines.beside = sample(y == last_y_ ? y - 1 : y + 1, from);
             }
             f_.kernels->adaptive_color[row][f_.phase(y, from)][f_.sink(y)](
-                lines.samples, lines.green, out_.begin(y, from), to - from);
+                lines, out_.begin(y, from), to - from);
             out_.end(y, from, to - from);
         }
-        put_pixels(row_lines.from(to - begin_), y, to, end_);
+        put_pixels(y, to, end_);
     }
 
     size_t real_row(size_t y) const { return f_.mirrored ? last_y_ - y : y; }
@@ -153,38 +170,41 @@ class AdaptiveStrip {
     AdaptiveLines lines_at(size_t y, size_t x) {
         const size_t above = y == 0 ? 0 : y - 1;
         const size_t below = y == last_y_ ? last_y_ : y + 1;
-        return {{sample(above, x), sample(y, x), sample(below, x)},
-                {green(above, x), green(y, x), green(below, x)}};
+        const uint8_t* line = sample(y, x);
+        return {line,
+                line,
+                green(y, x),
+                {differences(above, x), differences(y, x), differences(below, x)}};
     }
 
-    // lines: at column `from`
-    void put_pixels(const AdaptiveLines& lines, size_t y, size_t from, size_t to) {
+    // from: even
+    void put_pixels(size_t y, size_t from, size_t to) {
         if (from == to) return;
+        const AdaptiveLines lines = lines_at(y, from);
         const bool red_row = f_.row_has_red(y);
         const bool leads = f_.own_color_leads(y);
+        const ptrdiff_t color = f_.is_color_site(y, 0) ? 0 : 1;
         for (size_t x = from; x < to; ++x) {
             if (is_left_alone(y, x)) continue;
             const ptrdiff_t i = static_cast<ptrdiff_t>(x - from);
+            const AdaptivePixel pixel(lines, i, color);
             const auto channel = [&](bool red) __attribute__((always_inline))->uint8_t {
                 const bool color_site = f_.is_color_site(y, x);
-                if (red == red_row && color_site) return lines.samples[1][i];
+                if (red == red_row && color_site) return lines.line[i];
                 const Site site = f_.order == BayerOrder::BG
                                       ? (red ? red_copy_bg(y, x) : blue_copy_bg(y, x))
                                       : (red ? red_copy_gb(y, x) : blue_copy_gb(y, x));
-                if (site.copied) {
-                    return lines.samples[site.y + 1 - y][static_cast<ptrdiff_t>(site.x) -
-                                                         static_cast<ptrdiff_t>(from)];
-                }
-                if (red == red_row) return lines.from_row(i);
-                return color_site ? lines.from_corners(i) : lines.from_column(i);
+                if (site.copied) return *sample(site.y, site.x);
+                if (red == red_row) return pixel.from_row();
+                return color_site ? pixel.from_corners() : pixel.from_column();
             };
             const int own = channel(red_row);
             const int other = channel(!red_row);
             // The alpha bytes of the last row and the last column are not ours.
             if (kBytes == 4 && (x == last_x_ || real_row(y) == last_y_)) {
-                put_border_pixel<3>(f_.dst(y, x), leads, own, lines.green[1][i], other);
+                put_border_pixel<3>(f_.dst(y, x), leads, own, lines.green[i], other);
             } else {
-                put_border_pixel<kBytes>(f_.dst(y, x), leads, own, lines.green[1][i], other);
+                put_border_pixel<kBytes>(f_.dst(y, x), leads, own, lines.green[i], other);
             }
         }
     }
@@ -237,7 +257,8 @@ class AdaptiveStrip {
     size_t end_ = 0;
     size_t green_begin_ = 0;
     size_t green_end_ = 0;
-    uint8_t green_[kGreenSlots][kStripColumns + 4];
+    alignas(64) uint8_t green_[kGreenSlots][(kGreenColumns + 63) / 64 * 64];
+    alignas(64) int16_t differences_[kGreenSlots][(kGreenColumns + 63) / 64 * 32];
 };
 
 template <size_t kBytes>

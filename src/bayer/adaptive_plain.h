@@ -30,82 +30,92 @@ inline uint8_t adaptive_green_at(const uint8_t* const lines[5], size_t x) {
 }
 
 template <Phase kPhase>
-void adaptive_green_row_plain(const uint8_t* const lines[5], uint8_t* green, size_t pixels) {
+void adaptive_green_row_plain(const uint8_t* const lines[5], uint8_t* green, int16_t* differences,
+                              size_t pixels) {
     constexpr size_t kColor = kPhase == kColorFirst ? 0 : 1;
     for (size_t i = 0; i < pixels; ++i) {
-        green[i] = i % 2 == kColor ? adaptive_green_at(lines, i) : lines[2][i];
+        if (i % 2 == kColor) {
+            green[i] = adaptive_green_at(lines, i);
+            differences[i / 2] = static_cast<int16_t>(lines[2][i] - green[i]);
+        } else {
+            green[i] = lines[2][i];
+        }
     }
 }
 
-// Rows y-1, y, y+1 of samples and of green.
-struct AdaptiveLines {
-    const uint8_t* samples[3];
-    const uint8_t* green[3];
+// The missing colours at column x of a row, from the differences of the colour
+// sites left and right, above and below or in the four corners.
+class AdaptivePixel {
+  public:
+    // color: where in a pair the row's colour site is, 0 or 1
+    AdaptivePixel(const AdaptiveLines& lines, ptrdiff_t x, ptrdiff_t color)
+        : lines_(lines), x_(x), color_(color) {}
 
-    // The same lines `columns` further on.
-    AdaptiveLines from(size_t columns) const {
-        return {{samples[0] + columns, samples[1] + columns, samples[2] + columns},
-                {green[0] + columns, green[1] + columns, green[2] + columns}};
+    uint8_t from_row() const {
+        return corrected((difference(1, x_ - 1, color_) + difference(1, x_ + 1, color_)) >> 1);
     }
-
-    // colour - green in row y - 1 + row; only colour sites have one
-    int difference(int row, ptrdiff_t x) const { return samples[row][x] - green[row][x]; }
-
-    // The missing colour at x, from colour sites left and right, above and below
-    // or in the four corners.
-    uint8_t from_row(ptrdiff_t x) const {
-        return corrected(x, (difference(1, x - 1) + difference(1, x + 1)) >> 1);
+    uint8_t from_column() const {
+        return corrected((difference(0, x_, 1 - color_) + difference(2, x_, 1 - color_)) >> 1);
     }
-    uint8_t from_column(ptrdiff_t x) const {
-        return corrected(x, (difference(0, x) + difference(2, x)) >> 1);
-    }
-    uint8_t from_corners(ptrdiff_t x) const {
-        return corrected(x, (difference(0, x - 1) + difference(0, x + 1) + difference(2, x - 1) +
-                             difference(2, x + 1)) >>
-                                2);
+    uint8_t from_corners() const {
+        return corrected((difference(0, x_ - 1, 1 - color_) + difference(0, x_ + 1, 1 - color_) +
+                          difference(2, x_ - 1, 1 - color_) + difference(2, x_ + 1, 1 - color_)) >>
+                         2);
     }
 
   private:
-    uint8_t corrected(ptrdiff_t x, int mean_difference) const {
-        return clamp_to_byte(green[1][x] + mean_difference);
+    // colour - green of the colour site at column x of row y - 1 + row, which is
+    // at `color` in its pair
+    int difference(int row, ptrdiff_t x, ptrdiff_t color) const {
+        return lines_.differences[row][(x - color) / 2];
     }
+    uint8_t corrected(int mean_difference) const {
+        return clamp_to_byte(lines_.green[x_] + mean_difference);
+    }
+
+    const AdaptiveLines& lines_;
+    const ptrdiff_t x_;
+    const ptrdiff_t color_;
 };
 
 template <AdaptiveRow kRow, Phase kPhase, TripleSink kSink>
-void adaptive_color_row_plain(const uint8_t* const samples[3], const uint8_t* const green[3],
-                              uint8_t* dst, size_t pixels) {
+void adaptive_color_row_plain(const AdaptiveLines& lines, uint8_t* dst, size_t pixels) {
     constexpr bool kOwn = kRow == kOwnCopied || kRow == kBothCopied;
     constexpr bool kOther = kRow == kOtherCopied || kRow == kBothCopied;
     constexpr ptrdiff_t kColor = kPhase == kColorFirst ? 0 : 1;
-    const AdaptiveLines lines{{samples[0], samples[1], samples[2]}, {green[0], green[1], green[2]}};
     for (size_t i = 0; i < pixels; ++i) {
         const ptrdiff_t x = static_cast<ptrdiff_t>(i);
         const ptrdiff_t cell = x & ~ptrdiff_t{1};
         const bool color_site = x % 2 == kColor;
+        const AdaptivePixel pixel(lines, x, kColor);
         uint8_t a, c;
         if constexpr (kOwn) {
-            a = samples[1][cell + kColor];
+            a = lines.line[cell + kColor];
         } else {
-            a = color_site ? samples[1][x] : lines.from_row(x);
+            a = color_site ? lines.line[x] : pixel.from_row();
         }
         if constexpr (kOther) {
-            c = samples[0][cell + 1 - kColor];
+            c = lines.beside[cell + 1 - kColor];
         } else {
-            c = color_site ? lines.from_corners(x) : lines.from_column(x);
+            c = color_site ? pixel.from_corners() : pixel.from_column();
         }
-        put_triple<kSink>(dst, i, {a, green[1][x], c});
+        put_triple<kSink>(dst, i, {a, lines.green[x], c});
     }
 }
 
 template <Phase kPhase>
-void cell_green_rows_plain(const uint8_t* even, const uint8_t* odd, uint8_t* green_even,
-                           uint8_t* green_odd, size_t pixels) {
+void cell_green_rows_plain(const uint8_t* const rows[2], uint8_t* const green[2],
+                           int16_t* const differences[2], size_t pixels) {
     constexpr size_t kColor = kPhase == kColorFirst ? 0 : 1;
     for (size_t x = 0; x < pixels; x += 2) {
-        const size_t color = x + kColor, green = x + 1 - kColor;
-        green_even[green] = even[green];
-        green_odd[color] = odd[color];
-        green_even[color] = green_odd[green] = static_cast<uint8_t>(avg2(even[green], odd[color]));
+        // Of the even row; the odd one has them the other way round.
+        const size_t color = x + kColor, own_green = x + 1 - kColor;
+        const int mean = avg2(rows[0][own_green], rows[1][color]);
+        green[0][own_green] = rows[0][own_green];
+        green[1][color] = rows[1][color];
+        green[0][color] = green[1][own_green] = static_cast<uint8_t>(mean);
+        differences[0][x / 2] = static_cast<int16_t>(rows[0][color] - mean);
+        differences[1][x / 2] = static_cast<int16_t>(rows[1][own_green] - mean);
     }
 }
 

@@ -14,8 +14,10 @@ struct AdaptiveGreenBody {
     using Reg = typename V::Reg;
     using L = Lanes<V>;
     static constexpr size_t kPixels = V::kBytes;
-    static constexpr size_t kInputs = 5, kOutputs = 1, kHalo = 2, kGroup = 2;
+    static constexpr size_t kInputs = 5, kOutputs = 2, kHalo = 2, kGroup = 2;
     static constexpr size_t kSrcBytes = kPixels, kDstBytes = kPixels;
+
+    // out: green, differences
 
     static void block(const uint8_t* const* in, uint8_t* const* out) {
         constexpr bool kColorIsFirst = kPhase == kColorFirst;
@@ -24,11 +26,11 @@ struct AdaptiveGreenBody {
             return kColorIsFirst ? L::first(pairs) : L::second(pairs);
         };
         const uint8_t* s = in[2];
-        const Reg line = V::load(s);
+        const Reg line = V::load(s), color = own(line);
         const Reg left = kColorIsFirst ? L::first(s - 1) : L::first(line);
         const Reg right = kColorIsFirst ? L::second(line) : L::second(s + 1);
         const Reg up = own(V::load(in[1])), down = own(V::load(in[3]));
-        const Reg twice = V::add16(own(line), own(line));
+        const Reg twice = V::add16(color, color);
         const auto bend = [&](Reg before, Reg after) {
             return V::sub16(twice, V::add16(before, after));
         };
@@ -37,22 +39,23 @@ struct AdaptiveGreenBody {
         const auto gradient = [](Reg curve, Reg p, Reg q) {
             return V::add16(V::abs16(curve), V::abs16(V::sub16(p, q)));
         };
-        const auto estimate = [](Reg p, Reg q, Reg curve) {
-            return V::add16(V::template shr16<1>(V::add16(p, q)), V::template sar16<2>(curve));
-        };
         const auto horizontal =
             V::greater16(gradient(bend_v, up, down), gradient(bend_h, left, right));
+        const Reg sum = V::select16(horizontal, V::add16(left, right), V::add16(up, down));
+        const Reg curve = V::select16(horizontal, bend_h, bend_v);
         const Reg green =
-            V::select16(horizontal, estimate(left, right, bend_h), estimate(up, down, bend_v));
-        V::store(out[0], L::template with_byte<kColorIsFirst>(line, L::clamped(green)));
+            L::clamped(V::add16(V::template shr16<1>(sum), V::template sar16<2>(curve)));
+        V::store(out[0], L::template with_byte<kColorIsFirst>(line, green));
+        V::store(out[1], V::sub16(color, green));
     }
 };
 
 template <class V, Phase kPhase>
 __attribute__((flatten)) void adaptive_green_row(const uint8_t* const lines[5], uint8_t* green,
-                                                 size_t pixels) {
-    run_row<AdaptiveGreenBody<V, kPhase>>(
-        {{lines[0], lines[1], lines[2], lines[3], lines[4]}, {green}}, pixels);
+                                                 int16_t* differences, size_t pixels) {
+    run_row<AdaptiveGreenBody<V, kPhase>>({{lines[0], lines[1], lines[2], lines[3], lines[4]},
+                                           {green, reinterpret_cast<uint8_t*>(differences)}},
+                                          pixels);
 }
 
 template <class V, AdaptiveRow kRow, Phase kPhase, TripleSink kSink>
@@ -62,46 +65,40 @@ struct AdaptiveColorBody {
     using Reg = typename V::Reg;
     using L = Lanes<V>;
     static constexpr size_t kPixels = V::kBytes;
-    static constexpr size_t kInputs = 6, kOutputs = 1, kHalo = 1, kGroup = 2;
+    static constexpr size_t kInputs = 6, kOutputs = 1, kHalo = 2, kGroup = 2;
     static constexpr size_t kSrcBytes = kPixels;
     static constexpr size_t kDstBytes = kPixels * sink_bytes(kSink);
 
-    // in: rows y-1, y, y+1 of samples, then of green
+    // in: line, beside, green; differences of rows y-1, y, y+1
     static void block(const uint8_t* const* in, uint8_t* const* out) {
         constexpr bool kColorIsFirst = kPhase == kColorFirst;
-        const Reg line = V::load(in[1]), green = V::load(in[4]);
-        const Reg green_first = L::first(green), green_second = L::second(green);
-        const Reg at_color = kColorIsFirst ? green_first : green_second;
-        const Reg at_green = kColorIsFirst ? green_second : green_first;
-        // colour - green in the first (second) pixel of the pairs that begin
-        // `shift` samples on, in rows y-1 .. y+1
-        const auto first = [&](int row, int shift) {
-            return V::sub16(L::first(in[row] + shift), L::first(in[row + 3] + shift));
-        };
-        const auto second = [&](int row, int shift) {
-            return V::sub16(L::second(in[row] + shift), L::second(in[row + 3] + shift));
-        };
+        const Reg line = V::load(in[0]), green = V::load(in[2]);
+        const Reg at_color = kColorIsFirst ? L::first(green) : L::second(green);
+        const Reg at_green = kColorIsFirst ? L::second(green) : L::first(green);
+        // A green site lies between the colour sites of its pair and of the next
+        // pair; in the rows above and below it is the other way round.
+        constexpr ptrdiff_t kNext = kColorIsFirst ? 2 : -2;
+        const auto corrected = [](Reg at, Reg mean) { return L::clamped(V::add16(at, mean)); };
 
         Reg a, c;
         if constexpr (kRow == kOwnCopied || kRow == kBothCopied) {
             a = kColorIsFirst ? V::dup_even(line) : V::dup_odd(line);
         } else {
-            const Reg sum = kColorIsFirst ? V::add16(first(1, 0), second(1, 1))
-                                          : V::add16(first(1, -1), second(1, 0));
+            const Reg sum = V::add16(V::load(in[4]), V::load(in[4] + kNext));
             a = L::template with_byte<!kColorIsFirst>(
-                line, L::clamped(V::add16(at_green, V::template sar16<1>(sum))));
+                line, corrected(at_green, V::template sar16<1>(sum)));
         }
         if constexpr (kRow == kOtherCopied || kRow == kBothCopied) {
-            const Reg beside = V::load(in[0]);
+            const Reg beside = V::load(in[1]);
             c = kColorIsFirst ? V::dup_odd(beside) : V::dup_even(beside);
         } else {
-            const Reg column = kColorIsFirst ? V::add16(second(0, 0), second(2, 0))
-                                             : V::add16(first(0, 0), first(2, 0));
-            const Reg next_column = kColorIsFirst ? V::add16(first(0, -1), first(2, -1))
-                                                  : V::add16(second(0, 1), second(2, 1));
-            const Reg corners = V::add16(column, next_column);
-            const Reg c_at_green = L::clamped(V::add16(at_green, V::template sar16<1>(column)));
-            const Reg c_at_color = L::clamped(V::add16(at_color, V::template sar16<2>(corners)));
+            const auto column = [&](ptrdiff_t shift) {
+                return V::add16(V::load(in[3] + shift), V::load(in[5] + shift));
+            };
+            const Reg own = column(0);
+            const Reg corners = V::add16(own, column(-kNext));
+            const Reg c_at_green = corrected(at_green, V::template sar16<1>(own));
+            const Reg c_at_color = corrected(at_color, V::template sar16<2>(corners));
             c = kColorIsFirst ? L::template with_byte<false>(c_at_color, c_at_green)
                               : L::template with_byte<false>(c_at_green, c_at_color);
         }
@@ -110,11 +107,14 @@ struct AdaptiveColorBody {
 };
 
 template <class V, AdaptiveRow kRow, Phase kPhase, TripleSink kSink>
-__attribute__((flatten)) void adaptive_color_row(const uint8_t* const samples[3],
-                                                 const uint8_t* const green[3], uint8_t* dst,
+__attribute__((flatten)) void adaptive_color_row(const AdaptiveLines& lines, uint8_t* dst,
                                                  size_t pixels) {
+    const auto bytes = [](const int16_t* p) { return reinterpret_cast<const uint8_t*>(p); };
     run_row<AdaptiveColorBody<V, kRow, kPhase, kSink>>(
-        {{samples[0], samples[1], samples[2], green[0], green[1], green[2]}, {dst}}, pixels);
+        {{lines.line, lines.beside, lines.green, bytes(lines.differences[0]),
+          bytes(lines.differences[1]), bytes(lines.differences[2])},
+         {dst}},
+        pixels);
 }
 
 template <class V, Phase kPhase>
@@ -124,25 +124,32 @@ struct CellGreenBody {
     using Reg = typename V::Reg;
     using L = Lanes<V>;
     static constexpr size_t kPixels = V::kBytes;
-    static constexpr size_t kInputs = 2, kOutputs = 2, kHalo = 0, kGroup = 2;
+    static constexpr size_t kInputs = 2, kOutputs = 4, kHalo = 0, kGroup = 2;
     static constexpr size_t kSrcBytes = kPixels, kDstBytes = kPixels;
 
+    // out: green of both rows, differences of both
     static void block(const uint8_t* const* in, uint8_t* const* out) {
         constexpr bool kColorIsFirst = kPhase == kColorFirst;
         const Reg even = V::load(in[0]), odd = V::load(in[1]);
-        const Reg sum = kColorIsFirst ? V::add16(L::second(even), L::first(odd))
-                                      : V::add16(L::first(even), L::second(odd));
-        const Reg mean = V::template shr16<1>(sum);
+        const Reg even_first = L::first(even), even_second = L::second(even);
+        const Reg odd_first = L::first(odd), odd_second = L::second(odd);
+        const Reg mean = V::template shr16<1>(kColorIsFirst ? V::add16(even_second, odd_first)
+                                                            : V::add16(even_first, odd_second));
         V::store(out[0], L::template with_byte<kColorIsFirst>(even, mean));
         V::store(out[1], L::template with_byte<!kColorIsFirst>(odd, mean));
+        V::store(out[2], V::sub16(kColorIsFirst ? even_first : even_second, mean));
+        V::store(out[3], V::sub16(kColorIsFirst ? odd_second : odd_first, mean));
     }
 };
 
 template <class V, Phase kPhase>
-__attribute__((flatten)) void cell_green_rows(const uint8_t* even, const uint8_t* odd,
-                                              uint8_t* green_even, uint8_t* green_odd,
-                                              size_t pixels) {
-    run_row<CellGreenBody<V, kPhase>>({{even, odd}, {green_even, green_odd}}, pixels);
+__attribute__((flatten)) void cell_green_rows(const uint8_t* const rows[2], uint8_t* const green[2],
+                                              int16_t* const differences[2], size_t pixels) {
+    run_row<CellGreenBody<V, kPhase>>(
+        {{rows[0], rows[1]},
+         {green[0], green[1], reinterpret_cast<uint8_t*>(differences[0]),
+          reinterpret_cast<uint8_t*>(differences[1])}},
+        pixels);
 }
 
 }  // namespace imgcnv

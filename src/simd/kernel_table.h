@@ -73,26 +73,35 @@ using BilinearKernel = void (*)(const uint8_t* above, const uint8_t* line, const
 using BilinearEdgeKernel = void (*)(const uint8_t* line, const uint8_t* next, uint8_t* dst,
                                     size_t pixels);
 
+// Where the colours of a row come from in the adaptive method, at the first pixel
+// of a pair of columns.
+struct AdaptiveLines {
+    const uint8_t* line;            // the row's samples
+    const uint8_t* beside;          // samples of the row that the other colour is copied from
+    const uint8_t* green;           // the row's green
+    const int16_t* differences[3];  // of rows y-1, y, y+1: see below
+};
+
 // Adaptive green of one row: lines[0..4] are rows y-2..y+2; two samples on
-// either side are read.
-using AdaptiveGreenKernel = void (*)(const uint8_t* const lines[5], uint8_t* green, size_t pixels);
+// either side are read. With it, for every pair of pixels, goes the difference
+// colour - green at the pair's colour site, which is all that the rows above and
+// below need to know of this one.
+using AdaptiveGreenKernel = void (*)(const uint8_t* const lines[5], uint8_t* green,
+                                     int16_t* differences, size_t pixels);
 
 // Green of a row pair whose 2x2 cells stand for themselves, as along the edges:
 // the mean of the cell's two greens at its colour sites. The phase is the even
-// row's; `pixels` is even.
-using CellGreenKernel = void (*)(const uint8_t* even, const uint8_t* odd, uint8_t* green_even,
-                                 uint8_t* green_odd, size_t pixels);
+// row's; `pixels` is even. One green line and one of differences for each row.
+using CellGreenKernel = void (*)(const uint8_t* const rows[2], uint8_t* const green[2],
+                                 int16_t* const differences[2], size_t pixels);
 
-// Where a row's colours come from in the adaptive method: from differences, or
-// copied within pairs of pixels, the row's own colour from the row, the other one
-// from a row beside it.
+// Which of a row's colours come from differences, and which are copied within
+// pairs of pixels, the row's own colour from the row, the other one from a row
+// beside it.
 enum AdaptiveRow : int { kNoneCopied, kOwnCopied, kOtherCopied, kBothCopied, kAdaptiveRows };
 
-// Adaptive colour of one row from rows y-1, y, y+1 of samples and of green; one
-// sample on either side is read. When the other colour is copied, samples[0] is
-// the row it is copied from. When any is copied, the first pixel begins a cell.
-using AdaptiveColorKernel = void (*)(const uint8_t* const samples[3], const uint8_t* const green[3],
-                                     uint8_t* dst, size_t pixels);
+// Adaptive colour of one row; one pair on either side is read.
+using AdaptiveColorKernel = void (*)(const AdaptiveLines& lines, uint8_t* dst, size_t pixels);
 
 // A quarter turn of a whole picture.
 struct TurnGeometry {
