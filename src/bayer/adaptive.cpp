@@ -1,25 +1,24 @@
 // Adaptive demosaic: the frame around the row kernels.
 //
 // A ring of green lines, and of the differences between colour and green, runs
-// one row ahead of the colour rows, so that the frame is passed over once. Two rows and columns
-// along each edge lack neighbours: there, green is the mean of the two greens of the 2x2 cell, and
-// red and blue are copied from a sample nearby. Which rows and columns copy, and from where,
-// differs between the orders and is kept so:
+// one row ahead of the colour rows, so that the frame is passed over once.
 //
-//              GB                               BG
-//   red        rows 0, 1: the cell's            row 0: the cell's
-//              last column pair: the cell's     column 0, row H-1, last column:
-//                                               the next red sample
-//   blue       row 0, row H-1, column 0,        row pair H-2, H-1 and last column
-//              last column: the next blue       pair: the cell's
-//              sample
+// Two rows and columns along each edge lack neighbours: there, green is the mean
+// of the two greens of the 2x2 cell, and the other colours are copied from a
+// sample of the cell or nearby. A mosaic has one colour in its even columns and
+// one in the odd ones:
+//
+//   even columns' colour   in the two rows along one edge (the top one in GB, the
+//                          bottom one in BG): the cell's; else in the last two
+//                          columns: that of the last even column
+//   odd columns' colour    in the outermost rows and columns: the cell's
 //
 // RG is GB with the frame upside down: the row tables of an RG frame come in
 // reverse order, and the frame as a GB one.
 //
-// An odd width has a last column without a cell. Its cell is then the one that
-// begins at column W-2 and shares that column; one corner pixel has no blue
-// sample to copy and is left as it was.
+// An odd width has a last column without a cell. For green its cell is the one
+// that begins at column W-2; one corner pixel has no sample to copy and is left as
+// it was.
 
 #include <algorithm>
 
@@ -37,7 +36,9 @@ class AdaptiveStrip {
           samples_(frame),
           out_(frame),
           last_x_(frame.width - 1),
-          last_y_(frame.height - 1) {}
+          last_y_(frame.height - 1) {
+        for (auto& line : differences_) line[kLead / 2 - 1] = 0;
+    }
 
     void run(size_t begin, size_t end) {
         begin_ = begin;
@@ -55,18 +56,19 @@ class AdaptiveStrip {
 
   private:
     static constexpr size_t kGreenSlots = 4;
-    // Before the first column of a line: the kernels begin two columns on, at a
-    // cache line then.
-    static constexpr size_t kGreenLead = 62;
-    static constexpr size_t kGreenColumns = kGreenLead + kStripColumns + 4;
+    // Room before a strip's first column, which is on a cache line then. Its first
+    // pair looks one pair to the left: for nothing, where the frame begins.
+    static constexpr size_t kLead = 64;
+    static constexpr size_t kColumns = kLead + kStripColumns + 64;
 
     const uint8_t* sample(size_t y, size_t x) { return samples_.at(y, x); }
-    uint8_t* green(size_t y, size_t x) {
-        return green_[y % kGreenSlots] + kGreenLead + (x - green_begin_);
-    }
+    uint8_t* green(size_t y, size_t x) { return green_[y % kGreenSlots] + (kLead + x - begin_); }
     // Of the pair that x belongs to.
     int16_t* differences(size_t y, size_t x) {
-        return differences_[y % kGreenSlots] + (kGreenLead + (x - green_begin_)) / 2;
+        return differences_[y % kGreenSlots] + (kLead + x - begin_) / 2;
+    }
+    void put_difference(size_t y, size_t x) {
+        *differences(y, x) = static_cast<int16_t>(*sample(y, x) - *green(y, x));
     }
 
     // Rows 0 and 1 and the last two come in pairs, at the first of them.
@@ -88,7 +90,9 @@ class AdaptiveStrip {
             }
             return;
         }
-        const auto [from, to] = inner(green_begin_, green_end_);
+        // The columns that have two neighbours on either side.
+        const size_t from = std::min(std::max<size_t>(green_begin_, 2), green_end_);
+        const size_t to = std::max(from, std::min(green_end_, last_x_ < 2 ? 0 : last_x_ - 1));
         fill_from_cells(y, green_begin_, from);
         if (to > from) {
             const uint8_t* const lines[5] = {sample(y - 2, from), sample(y - 1, from),
@@ -96,115 +100,114 @@ class AdaptiveStrip {
                                              sample(y + 2, from)};
             f_.kernels->adaptive_green[f_.phase(y, from)](lines, green(y, from),
                                                           differences(y, from), to - from);
+            // Of half a pair, kernels leave half a difference.
+            if ((to - from) % 2 != 0) put_difference(y, to - 1);
         }
         fill_from_cells(y, to, green_end_);
     }
 
-    // The columns of [begin, end) that have two neighbours on either side.
-    struct Columns {
-        size_t from, to;
-    };
-    Columns inner(size_t begin, size_t end) const {
-        const size_t from = std::min(std::max<size_t>(begin, 2), end);
-        return {from, std::max(from, std::min(end, last_x_ < 2 ? 0 : last_x_ - 1))};
-    }
-
-    // Green of the 2x2 cells: a colour site has the mean of its cell's greens.
+    // Green of the 2x2 cells: a colour site has the mean of its cell's greens, one
+    // beside it, one above or below.
     void fill_from_cells(size_t y, size_t from, size_t to) {
         if (from == to) return;
-        const uint8_t* const line[2] = {sample(y & ~size_t{1}, from), sample(y | 1, from)};
+        const uint8_t* line = sample(y, from);
+        const uint8_t* across = sample(y ^ 1, from);
         uint8_t* out = green(y, from);
-        for (size_t x = from; x < to; ++x) {
-            if (f_.is_color_site(y, x)) {
-                // The lone last column of an odd width shares the one before it.
-                const size_t left = std::min(x & ~size_t{1}, last_x_ - 1);
-                const size_t top_green = f_.is_color_site(0, left) ? 1 : 0;
-                const ptrdiff_t cell = static_cast<ptrdiff_t>(left) - static_cast<ptrdiff_t>(from);
-                out[x - from] = static_cast<uint8_t>(
-                    avg2(line[0][cell + static_cast<ptrdiff_t>(top_green)],
-                         line[1][cell + 1 - static_cast<ptrdiff_t>(top_green)]));
-            } else {
-                out[x - from] = line[y & 1][x - from];
-            }
-        }
-        for (size_t pair = from & ~size_t{1}; pair < to; pair += 2) {
-            const size_t x = pair + (f_.is_color_site(y, pair) ? 0 : 1);
-            if (x >= to) break;
-            *differences(y, pair) = static_cast<int16_t>(*sample(y, x) - *green(y, x));
+        bool color_site = f_.is_color_site(y, from);
+        for (size_t x = from; x < to; ++x, color_site = !color_site) {
+            const ptrdiff_t i = static_cast<ptrdiff_t>(x - from);
+            out[i] = line[i];
+            if (!color_site) continue;
+            // The lone last column of an odd width shares the one before it.
+            const ptrdiff_t beside = x % 2 == 0 && x != last_x_ ? 1 : -1;
+            out[i] = static_cast<uint8_t>(avg2(line[i + beside], across[i]));
+            *differences(y, x) = static_cast<int16_t>(line[i] - out[i]);
         }
     }
 
     void make_color(size_t y) {
-        const AdaptiveRow row = kind_of_row(y);
-        auto [from, to] = inner(begin_, end_);
-        to -= (to - from) % 2;  // kernels are quick with whole pairs
+        size_t to = end_ == f_.width ? std::max(begin_, last_x_ - 1) : end_;
+        to -= (to - begin_) % 2;  // kernels are quick with whole pairs
         // The alpha bytes of the last row are not ours: pixel by pixel.
-        if (kBytes == 4 && real_row(y) == last_y_) from = to = end_;
-        put_pixels(y, begin_, from);
-        if (to > from) {
-            AdaptiveLines lines = lines_at(y, from);
-            if (row == kOtherCopied || row == kBothCopied) {
-                lines.beside = sample(y == last_y_ ? y - 1 : y + 1, from);
-            }
-            f_.kernels->adaptive_color[row][f_.phase(y, from)][f_.sink(y)](
-                lines, out_.begin(y, from), to - from);
-            out_.end(y, from, to - from);
+        if (kBytes == 4 && real_row(y) == last_y_) to = begin_;
+        if (to > begin_) {
+            uint8_t* out = out_.begin(y, begin_);
+            f_.kernels->adaptive_color[kind_of_row(y)][f_.phase(y, begin_)][f_.sink(y)](
+                lines_at(y, begin_), out, to - begin_);
+            if (begin_ == 0) put_pixels(y, 0, 1, out);
+            out_.end(y, begin_, to - begin_);
         }
-        put_pixels(y, to, end_);
+        put_pixels(y, to, end_, f_.dst(y, to));
     }
 
     size_t real_row(size_t y) const { return f_.mirrored ? last_y_ - y : y; }
 
-    // Which colours of a row's inner pixels are copied; see the table above.
+    // Whether the colour of the even (odd) columns is copied all along a row.
+    bool even_columns_copied(size_t y) const {
+        return f_.order == BayerOrder::BG ? y + 1 >= last_y_ : y <= 1;
+    }
+    bool odd_columns_copied(size_t y) const { return y == 0 || y == last_y_; }
+    // Whether a row's own colour is that of the even columns.
+    bool own_is_even(size_t y) const { return f_.is_color_site(y, 0); }
+
     AdaptiveRow kind_of_row(size_t y) const {
-        const bool bg = f_.order == BayerOrder::BG;
-        const bool red = bg ? y == 0 || y == last_y_ : y <= 1;
-        const bool blue = bg ? y + 1 >= last_y_ : y == 0 || y == last_y_;
-        const bool own = f_.row_has_red(y) ? red : blue;
-        const bool other = f_.row_has_red(y) ? blue : red;
+        const bool even = even_columns_copied(y), odd = odd_columns_copied(y);
+        const bool own = own_is_even(y) ? even : odd;
+        const bool other = own_is_even(y) ? odd : even;
         return own ? (other ? kBothCopied : kOwnCopied) : (other ? kOtherCopied : kNoneCopied);
     }
 
-    // At the top and bottom row a pixel only looks at its own row; the line
-    // beyond the frame then stands for itself.
+    // x: even. At the top and bottom row, the line beyond the frame is not looked
+    // at and the row stands in for it.
     AdaptiveLines lines_at(size_t y, size_t x) {
         const size_t above = y == 0 ? 0 : y - 1;
         const size_t below = y == last_y_ ? last_y_ : y + 1;
-        const uint8_t* line = sample(y, x);
-        return {line,
-                line,
+        return {sample(y, x),
+                sample(y ^ 1, x),
                 green(y, x),
                 {differences(above, x), differences(y, x), differences(below, x)}};
     }
 
-    // from: even
-    void put_pixels(size_t y, size_t from, size_t to) {
+    // A sample that a pixel at the edge takes a colour from, in its own row or in
+    // the other one of the cell.
+    struct Copy {
+        bool valid;
+        size_t x;
+    };
+    Copy copy_of_even_columns(size_t y, size_t x) const {
+        const bool whole_row = even_columns_copied(y);
+        return {whole_row || x + 1 >= last_x_, (whole_row ? x : last_x_) & ~size_t{1}};
+    }
+    Copy copy_of_odd_columns(size_t y, size_t x) const {
+        return {odd_columns_copied(y) || x == 0 || x == last_x_,
+                std::min(x | 1, (last_x_ - 1) | 1)};
+    }
+
+    // from: even; out: where column `from` goes
+    void put_pixels(size_t y, size_t from, size_t to, uint8_t* out) {
         if (from == to) return;
         const AdaptiveLines lines = lines_at(y, from);
-        const bool red_row = f_.row_has_red(y);
         const bool leads = f_.own_color_leads(y);
-        const ptrdiff_t color = f_.is_color_site(y, 0) ? 0 : 1;
-        for (size_t x = from; x < to; ++x) {
+        const bool even = own_is_even(y);
+        const auto at = [from](size_t x) { return static_cast<ptrdiff_t>(x - from); };
+        for (size_t x = from; x < to; ++x, out += kBytes) {
             if (is_left_alone(y, x)) continue;
-            const ptrdiff_t i = static_cast<ptrdiff_t>(x - from);
-            const AdaptivePixel pixel(lines, i, color);
-            const auto channel = [&](bool red) __attribute__((always_inline))->uint8_t {
-                const bool color_site = f_.is_color_site(y, x);
-                if (red == red_row && color_site) return lines.line[i];
-                const Site site = f_.order == BayerOrder::BG
-                                      ? (red ? red_copy_bg(y, x) : blue_copy_bg(y, x))
-                                      : (red ? red_copy_gb(y, x) : blue_copy_gb(y, x));
-                if (site.copied) return *sample(site.y, site.x);
-                if (red == red_row) return pixel.from_row();
-                return color_site ? pixel.from_corners() : pixel.from_column();
-            };
-            const int own = channel(red_row);
-            const int other = channel(!red_row);
+            const Copy own_copy = even ? copy_of_even_columns(y, x) : copy_of_odd_columns(y, x);
+            const Copy other_copy = even ? copy_of_odd_columns(y, x) : copy_of_even_columns(y, x);
+            const bool color_site = (x % 2 == 0) == even;
+            const AdaptivePixel pixel(lines, at(x), even ? 0 : 1);
+            const int green = lines.green[at(x)];
+            const int own = color_site       ? lines.line[at(x)]
+                            : own_copy.valid ? lines.line[at(own_copy.x)]
+                                             : pixel.from_row();
+            const int other = other_copy.valid ? lines.beside[at(other_copy.x)]
+                              : color_site     ? pixel.from_corners()
+                                               : pixel.from_column();
             // The alpha bytes of the last row and the last column are not ours.
             if (kBytes == 4 && (x == last_x_ || real_row(y) == last_y_)) {
-                put_border_pixel<3>(f_.dst(y, x), leads, own, lines.green[i], other);
+                put_border_pixel<3>(out, leads, own, green, other);
             } else {
-                put_border_pixel<kBytes>(f_.dst(y, x), leads, own, lines.green[i], other);
+                put_border_pixel<kBytes>(out, leads, own, green, other);
             }
         }
     }
@@ -213,40 +216,6 @@ class AdaptiveStrip {
         const size_t corner_row = f_.order == BayerOrder::BG ? last_y_ : 0;
         return f_.width % 2 != 0 && x == last_x_ && y == corner_row;
     }
-
-    // The sample that a pixel at the edge takes its red or blue from, at most one
-    // row away; or none, when that comes from differences.
-    struct Site {
-        bool copied = false;
-        size_t y = 0;
-        size_t x = 0;
-    };
-    Site red_copy_gb(size_t y, size_t x) const {  // red at (odd, even)
-        if (y <= 1) return {true, 1, x & ~size_t{1}};
-        if (x + 1 >= last_x_) return {true, y | 1, last_even()};
-        return {};
-    }
-    Site blue_copy_gb(size_t y, size_t x) const {  // blue at (even, odd)
-        if (y == 0) return {true, 0, x | 1};
-        if (y == last_y_) return {true, y - 1, std::min(x | 1, last_odd())};
-        if (x == 0) return {true, y & ~size_t{1}, 1};
-        if (x == last_x_) return {true, y & ~size_t{1}, last_odd()};
-        return {};
-    }
-    Site red_copy_bg(size_t y, size_t x) const {  // red at (odd, odd)
-        if (y == 0) return {true, 1, std::min(x | 1, last_odd())};
-        if (y == last_y_) return {true, y, x | 1};
-        if (x == 0) return {true, y | 1, 1};
-        if (x == last_x_) return {true, y | 1, last_odd()};
-        return {};
-    }
-    Site blue_copy_bg(size_t y, size_t x) const {  // blue at (even, even)
-        if (y + 1 >= last_y_) return {true, last_y_ - 1, x & ~size_t{1}};
-        if (x + 1 >= last_x_) return {true, y & ~size_t{1}, last_even()};
-        return {};
-    }
-    size_t last_even() const { return last_x_ & ~size_t{1}; }
-    size_t last_odd() const { return (last_x_ - 1) | 1; }
 
     const BayerFrame& f_;
     SampleLines<8> samples_;  // rows y-1 .. y+3 at a time
@@ -257,8 +226,8 @@ class AdaptiveStrip {
     size_t end_ = 0;
     size_t green_begin_ = 0;
     size_t green_end_ = 0;
-    alignas(64) uint8_t green_[kGreenSlots][(kGreenColumns + 63) / 64 * 64];
-    alignas(64) int16_t differences_[kGreenSlots][(kGreenColumns + 63) / 64 * 32];
+    alignas(64) uint8_t green_[kGreenSlots][kColumns];
+    alignas(64) int16_t differences_[kGreenSlots][kColumns / 2];
 };
 
 template <size_t kBytes>

@@ -66,6 +66,7 @@ struct AdaptiveColorBody {
     using L = Lanes<V>;
     static constexpr size_t kPixels = V::kBytes;
     static constexpr size_t kInputs = 6, kOutputs = 1, kHalo = 2, kGroup = 2;
+    static constexpr size_t kHaloFrom = 3;
     static constexpr size_t kSrcBytes = kPixels;
     static constexpr size_t kDstBytes = kPixels * sink_bytes(kSink);
 

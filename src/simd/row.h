@@ -7,6 +7,7 @@
 //   kSrcBytes         bytes a block of each input, without the halo
 //   kDstBytes         bytes a block of each output
 //   kHalo             bytes read on either side of an input block
+//   kHaloFrom         if there: the inputs before this one have no halo
 //   kGroup            blocks begin at multiples of so many pixels
 //   block(in, out)    in[kInputs], out[kOutputs]: pointers at the block
 //
@@ -51,6 +52,14 @@ inline void run_block(const Streams<Body>& s, size_t pixel) {
 }
 
 template <class Body>
+constexpr size_t halo_of(size_t input) {
+    if constexpr (requires { Body::kHaloFrom; }) {
+        if (input < Body::kHaloFrom) return 0;
+    }
+    return Body::kHalo;
+}
+
+template <class Body>
 __attribute__((noinline, flatten)) void run_partial_block(Streams<Body> s, size_t pixel,
                                                           size_t pixels) {
     constexpr size_t kInput = Body::kSrcBytes + 2 * Body::kHalo;
@@ -67,8 +76,9 @@ __attribute__((noinline, flatten)) void run_partial_block(Streams<Body> s, size_
     uint8_t* out[Body::kOutputs];
 #pragma GCC unroll 8
     for (size_t k = 0; k < Body::kInputs; ++k) {
-        memcpy(in_copy[k], s.in[k] + from - Body::kHalo, src_bytes + 2 * Body::kHalo);
-        in[k] = in_copy[k] + Body::kHalo;
+        const size_t halo = halo_of<Body>(k);
+        memcpy(in_copy[k], s.in[k] + from - halo, src_bytes + 2 * halo);
+        in[k] = in_copy[k] + halo;
     }
 #pragma GCC unroll 8
     for (size_t k = 0; k < Body::kOutputs; ++k) out[k] = out_copy[k];
