@@ -7,7 +7,7 @@ root=$(cd "$(dirname "$0")/.." && pwd)
 
 # shellcheck disable=SC2086 # a list of words
 ensure_packages $build_packages
-configure_and_build -DIMGCNV_BUILD_TESTS=OFF
+configure_and_build
 
 frame=samples/coffee_600x400_BayerRG12Packed.raw
 picture=build/demo.png
