@@ -43,9 +43,6 @@ class Checkout:
             stand_in.parent.mkdir(parents=True, exist_ok=True)
             stand_in.write_text(WRITE_DOWN)
             stand_in.chmod(0o755)
-        for name in SLOW:
-            (self.tree / name).write_text("#!/usr/bin/python3\nimport os, sys\n"
-                                          "print(*sys.argv, file=open(os.environ['CALLS'], 'a'))\n")
         (self.tree / "build/release/tools").mkdir()
         (self.tree / "build/release/tools/imgcnv").symlink_to(Path(command).resolve())
         with tarfile.open(self.tree / "build/clean-root.tar", "w") as system:  # as if bootstrapped before
@@ -56,13 +53,21 @@ class Checkout:
         self.environment = {k: v for k, v in os.environ.items() if not k.startswith(("IMGCNV_", "GIT_"))}
         identity = ["-c", "user.name=test", "-c", "user.email=test@example.org"]
         for git in (["init", "-q"], ["add", "-A"], [*identity, "commit", "-q", "-m", "copy"]):
-            subprocess.run(["git", *git], cwd=self.tree, env=self.environment, check=True)
+            self.git(*git)
+        for name in SLOW:
+            (self.tree / name).write_text("#!/usr/bin/python3\nimport os, sys\n"
+                                          "print(*sys.argv, file=open(os.environ['CALLS'], 'a'))\n")
         self.with_stand_ins = {**self.environment, "PATH": f"{programs}:{os.environ['PATH']}",
                                "CALLS": str(self.calls)}
+
+    def git(self, *arguments):
+        subprocess.run(["git", *arguments], cwd=self.tree, env=self.environment, check=True)
 
     def run(self, block):
         """Standard output, the calls of replaced programs."""
         real = FOR_REAL in os.environ and "scripts/" not in block.text and "bench/" not in block.text
+        if real:
+            self.git("checkout", "-q", ".")
         self.calls.write_text("")
         done = subprocess.run(["sh", "-eu", "-c", block.text], cwd=self.tree, capture_output=True, text=True,
                               env=self.environment if real else self.with_stand_ins, timeout=3000)
