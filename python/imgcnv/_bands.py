@@ -31,6 +31,7 @@ _HALF_STRIP = 8
 _LEAST_PIXELS = 1 << 19
 _LEAST_MOSAIC_PIXELS = 1 << 17
 _LEAST_ROWS = 2 * _HALF_STRIP
+_BANDS_A_THREAD = 2
 
 _OPAQUE = np.uint32(0xFF000000)  # alpha of a 4-byte pixel, as a little-endian word
 
@@ -45,7 +46,9 @@ class Bands:
     """What converts a frame to a picture, on as many threads as pay, `threads` at most."""
 
     def __init__(self, frame: Frame, to: PixelFormat, method: int, threads: int) -> None:
-        cuts = frame.cuts(min(threads, _most_bands(frame)))
+        self.threads = min(threads, _most_bands(frame))
+        bands = min(self.threads * _BANDS_A_THREAD, frame.height // _LEAST_ROWS)
+        cuts = frame.cuts(bands if self.threads > 1 else 1)
         edges = [0, *cuts, frame.height]
         self._bands = [
             _Band(frame, first, last, to, method) for first, last in zip(edges, edges[1:])
@@ -53,10 +56,6 @@ class Bands:
         reach = _REACH[method] if frame.format.is_bayer else 0
         self._seams = [_Seam(frame, cut, to, method, reach) for cut in cuts if reach]
         self._crew = Crew(self.threads)
-
-    @property
-    def threads(self) -> int:
-        return len(self._bands)
 
     @property
     def only_handle(self) -> int:
@@ -81,7 +80,7 @@ class Bands:
         # caller may want to resize the frame, so the job must not hold it.
         lent = [data, memory]
         try:
-            self._crew.run(lambda number: self._run_band(number, *lent))
+            self._crew.run(lambda number: self._run_band(number, *lent), len(self._bands))
         finally:
             lent.clear()
         for seam in self._seams:

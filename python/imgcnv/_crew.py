@@ -3,8 +3,12 @@
 from __future__ import annotations
 
 import os
+from collections import deque
 from concurrent.futures import ThreadPoolExecutor
-from typing import Callable, Optional
+from queue import SimpleQueue
+from typing import Callable, Deque, Iterator, Optional
+
+Job = Callable[[int], None]
 
 
 class Crew:
@@ -15,29 +19,30 @@ class Crew:
     """
 
     def __init__(self, threads: int) -> None:
-        self._threads = threads
+        self._others = threads - 1
         self._pool: Optional[ThreadPoolExecutor] = None
         self._process = 0
 
-    def run(self, job: Callable[[int], None]) -> None:
-        """Call `job` with 0 here and with 1, 2, ... on the other threads.
+    def run(self, job: Job, count: int) -> None:
+        """Call `job` with every number below `count`, each on the thread that is free first.
 
-        All have ended when this returns or raises; an error of one is raised. Where
-        no thread can be had, as in a process that ends, all are called here.
+        None is at work when this returns or raises; an error of one is raised. The
+        caller's thread does what no other comes to, all of it where no thread can be
+        had, as in a process that ends.
         """
+        work = _Work(job, count)
         try:
-            pool = self._running_pool()
-            try:
-                others = [pool.submit(job, number) for number in range(1, self._threads)]
-            except RuntimeError:
-                self.close()
-                for number in range(self._threads):
-                    job(number)
-                return
-            job(0)
-            for other in others:
-                other.result()
+            self._call_others(work)
+            own = 0
+            for number in work.taken():
+                job(number)
+                own += 1
+            for _ in range(count - own):
+                error = work.ended.get()
+                if error is not None:
+                    raise error
         except BaseException:  # KeyboardInterrupt too: nobody works on after the call
+            work.left.clear()
             self.close()
             raise
 
@@ -45,11 +50,43 @@ class Crew:
         """End the other threads, waiting for what they do; a later `run` starts new ones."""
         pool, self._pool = self._pool, None
         if pool and self._process == os.getpid():
-            pool.shutdown(wait=True, cancel_futures=True)
+            pool.shutdown(wait=True)
 
-    def _running_pool(self) -> ThreadPoolExecutor:
+    def _call_others(self, work: _Work) -> None:
         process = os.getpid()
         if self._pool is None or self._process != process:
-            self._pool = ThreadPoolExecutor(self._threads - 1, "imgcnv")
+            self._pool = ThreadPoolExecutor(self._others, "imgcnv")
             self._process = process
-        return self._pool
+        try:
+            for _ in range(self._others):
+                self._pool.submit(work.help)
+        except RuntimeError:
+            pass  # "can't start new thread", "cannot schedule new futures after ..."
+
+
+class _Work:
+    """The jobs of one call. Threads that come to it too late find none left."""
+
+    def __init__(self, job: Job, count: int) -> None:
+        self.left: Deque[int] = deque(range(count))
+        self.ended: SimpleQueue[Optional[BaseException]] = SimpleQueue()
+        self._job = job
+
+    def taken(self) -> Iterator[int]:
+        """Numbers that nobody else takes."""
+        while True:
+            try:
+                number = self.left.popleft()
+            except IndexError:
+                return
+            yield number
+
+    def help(self) -> None:
+        """Work on another thread than the caller's, which waits for each end."""
+        for number in self.taken():
+            try:
+                self._job(number)
+            except BaseException as error:
+                self.ended.put(error)
+            else:
+                self.ended.put(None)
