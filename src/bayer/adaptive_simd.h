@@ -58,20 +58,18 @@ __attribute__((flatten)) void adaptive_green_row(const uint8_t* const lines[5], 
                                           pixels);
 }
 
-template <class V, AdaptiveRow kRow, Phase kPhase, TripleSink kSink>
-struct AdaptiveColorBody {
+template <class V, AdaptiveRow kRow, Phase kPhase>
+struct AdaptiveColorBlocks {
     static constexpr bool kNarrowest = V::kNarrowest;
-    using Narrower = AdaptiveColorBody<typename V::Narrower, kRow, kPhase, kSink>;
     using Reg = typename V::Reg;
     using L = Lanes<V>;
     static constexpr size_t kPixels = V::kBytes;
     static constexpr size_t kInputs = 6, kOutputs = 1, kHalo = 2, kGroup = 2;
     static constexpr size_t kHaloFrom = 3;
     static constexpr size_t kSrcBytes = kPixels;
-    static constexpr size_t kDstBytes = kPixels * sink_bytes(kSink);
 
     // in: line, beside, green; differences of rows y-1, y, y+1
-    static void block(const uint8_t* const* in, uint8_t* const* out) {
+    static Triple<V> load(const uint8_t* const* in) {
         constexpr bool kColorIsFirst = kPhase == kColorFirst;
         const Reg line = V::load(in[0]), green = V::load(in[2]);
         const Reg at_color = kColorIsFirst ? L::first(green) : L::second(green);
@@ -103,8 +101,13 @@ struct AdaptiveColorBody {
             c = kColorIsFirst ? L::template with_byte<false>(c_at_color, c_at_green)
                               : L::template with_byte<false>(c_at_green, c_at_color);
         }
-        store_triple<V, kSink>(out[0], a, green, c);
+        return {a, green, c};
     }
+};
+
+template <class V, AdaptiveRow kRow, Phase kPhase, TripleSink kSink>
+struct AdaptiveColorBody : TripleBody<V, AdaptiveColorBlocks<V, kRow, kPhase>, kSink> {
+    using Narrower = AdaptiveColorBody<typename V::Narrower, kRow, kPhase, kSink>;
 };
 
 template <class V, AdaptiveRow kRow, Phase kPhase, TripleSink kSink>

@@ -10,18 +10,16 @@
 
 namespace imgcnv {
 
-template <class V, Phase kPhase, TripleSink kSink>
-struct BilinearBody {
+template <class V, Phase kPhase>
+struct BilinearBlocks {
     static constexpr bool kNarrowest = V::kNarrowest;
-    using Narrower = BilinearBody<typename V::Narrower, kPhase, kSink>;
     using Reg = typename V::Reg;
     using L = Lanes<V>;
     static constexpr size_t kPixels = V::kBytes;
     static constexpr size_t kInputs = 3, kOutputs = 1, kHalo = 1, kGroup = 2;
     static constexpr size_t kSrcBytes = kPixels;
-    static constexpr size_t kDstBytes = kPixels * sink_bytes(kSink);
 
-    static void block(const uint8_t* const* in, uint8_t* const* out) {
+    static Triple<V> load(const uint8_t* const* in) {
         const uint8_t *u = in[0], *s = in[1], *d = in[2];
         const Reg above = V::load(u), line = V::load(s), below = V::load(d);
         const Reg first = V::add16(L::first(above), L::first(below));
@@ -49,7 +47,7 @@ struct BilinearBody {
             kColorIsFirst
                 ? L::merged(V::template shr16<2>(corners), into_second<1>(vertical_other))
                 : L::merged(V::template shr16<1>(vertical_other), into_second<2>(corners));
-        store_triple<V, kSink>(out[0], a, b, c);
+        return {a, b, c};
     }
 
   private:
@@ -67,23 +65,26 @@ struct BilinearBody {
 };
 
 template <class V, Phase kPhase, TripleSink kSink>
+struct BilinearBody : TripleBody<V, BilinearBlocks<V, kPhase>, kSink> {
+    using Narrower = BilinearBody<typename V::Narrower, kPhase, kSink>;
+};
+
+template <class V, Phase kPhase, TripleSink kSink>
 __attribute__((flatten)) void bilinear_row(const uint8_t* above, const uint8_t* line,
                                            const uint8_t* below, uint8_t* dst, size_t pixels) {
     run_row<BilinearBody<V, kPhase, kSink>>({{above, line, below}, {dst}}, pixels);
 }
 
-template <class V, EdgeGreen kEdgeGreen, Phase kPhase, TripleSink kSink>
-struct BilinearEdgeBody {
+template <class V, EdgeGreen kEdgeGreen, Phase kPhase>
+struct BilinearEdgeBlocks {
     static constexpr bool kNarrowest = V::kNarrowest;
-    using Narrower = BilinearEdgeBody<typename V::Narrower, kEdgeGreen, kPhase, kSink>;
     using Reg = typename V::Reg;
     using L = Lanes<V>;
     static constexpr size_t kPixels = V::kBytes;
     static constexpr size_t kInputs = 2, kOutputs = 1, kHalo = 1, kGroup = 2;
     static constexpr size_t kSrcBytes = kPixels;
-    static constexpr size_t kDstBytes = kPixels * sink_bytes(kSink);
 
-    static void block(const uint8_t* const* in, uint8_t* const* out) {
+    static Triple<V> load(const uint8_t* const* in) {
         const uint8_t *s = in[0], *n = in[1];
         const Reg line = V::load(s), next = V::load(n);
         const Reg green_at_color = kEdgeGreen == kGreenFromRow ? V::load(s - 1) : next;
@@ -100,8 +101,13 @@ struct BilinearEdgeBody {
             c = L::template with_byte<false>(next,
                                              mean(V::add16(L::first(next), L::second(n + 1))));
         }
-        store_triple<V, kSink>(out[0], a, b, c);
+        return {a, b, c};
     }
+};
+
+template <class V, EdgeGreen kEdgeGreen, Phase kPhase, TripleSink kSink>
+struct BilinearEdgeBody : TripleBody<V, BilinearEdgeBlocks<V, kEdgeGreen, kPhase>, kSink> {
+    using Narrower = BilinearEdgeBody<typename V::Narrower, kEdgeGreen, kPhase, kSink>;
 };
 
 template <class V, EdgeGreen kEdgeGreen, Phase kPhase, TripleSink kSink>

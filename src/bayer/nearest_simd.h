@@ -7,17 +7,26 @@
 
 namespace imgcnv {
 
-template <class V, Phase kPhase, TripleSink kSink>
-struct NearestBody {
+// The even and the odd row.
+template <class V>
+struct RowPair {
+    Triple<V> even, odd;
+};
+template <class V, TripleSink kSink>
+inline void store_all(uint8_t* const* out, const RowPair<V>& rows) {
+    store_all<V, kSink>(out, rows.even);
+    store_all<V, kSink>(out + 1, rows.odd);
+}
+
+template <class V, Phase kPhase>
+struct NearestBlocks {
     static constexpr bool kNarrowest = V::kNarrowest;
-    using Narrower = NearestBody<typename V::Narrower, kPhase, kSink>;
     using Reg = typename V::Reg;
     static constexpr size_t kPixels = V::kBytes;
     static constexpr size_t kInputs = 2, kOutputs = 2, kHalo = 0, kGroup = 2;
     static constexpr size_t kSrcBytes = kPixels;
-    static constexpr size_t kDstBytes = kPixels * sink_bytes(kSink);
 
-    static void block(const uint8_t* const* in, uint8_t* const* out) {
+    static RowPair<V> load(const uint8_t* const* in) {
         const Reg even = V::load(in[0]), odd = V::load(in[1]);
         const Reg low_bytes = V::set16(0x00FF);
         if constexpr (kPhase == kColorFirst) {
@@ -25,19 +34,22 @@ struct NearestBody {
             const Reg a = V::dup_even(even), c = V::dup_odd(odd);
             const Reg green_even = V::template shr16<8>(even), green_odd = V::and_(odd, low_bytes);
             const Reg mean = V::template shr16<1>(V::add16(green_even, green_odd));
-            store_triple<V, kSink>(out[0], a, V::bit_select(low_bytes, mean, even), c);
-            store_triple<V, kSink>(out[1], a,
-                                   V::bit_select(low_bytes, odd, V::template shl16<8>(mean)), c);
+            return {{a, V::bit_select(low_bytes, mean, even), c},
+                    {a, V::bit_select(low_bytes, odd, V::template shl16<8>(mean)), c}};
         } else {
             // even row: g a, odd row: c g
             const Reg a = V::dup_odd(even), c = V::dup_even(odd);
             const Reg green_even = V::and_(even, low_bytes), green_odd = V::template shr16<8>(odd);
             const Reg mean = V::template shr16<1>(V::add16(green_even, green_odd));
-            store_triple<V, kSink>(out[0], a,
-                                   V::bit_select(low_bytes, even, V::template shl16<8>(mean)), c);
-            store_triple<V, kSink>(out[1], a, V::bit_select(low_bytes, mean, odd), c);
+            return {{a, V::bit_select(low_bytes, even, V::template shl16<8>(mean)), c},
+                    {a, V::bit_select(low_bytes, mean, odd), c}};
         }
     }
+};
+
+template <class V, Phase kPhase, TripleSink kSink>
+struct NearestBody : TripleBody<V, NearestBlocks<V, kPhase>, kSink> {
+    using Narrower = NearestBody<typename V::Narrower, kPhase, kSink>;
 };
 
 template <class V, Phase kPhase, TripleSink kSink>

@@ -5,13 +5,15 @@
 // unless t is a multiple of 1000 (a tie): then rounding in the double sum may
 // leave it just below the integer, t / 1000 - 1. In 16 bits:
 //
-//   d1 = 37 R + 73 G + 14 B   (<= 31620)
-//   d2 =  3 R +  3 G +  2 B   (<= 2040)      t = 8 d1 + d2
-//   u  = d1 + floor(d2 / 8) = floor(t / 8)   floor(t / 1000) = floor(u / 125)
-//                                            = (u x 33555) >> 22
+//   d1 = 37 R + 73 G + 14 B          (<= 31620)
+//   d2 =  3 R +  3 G +  2 B          (<= 2040)     t = 8 d1 + d2
+//   u  = d1 + floor(d2 / 8) = floor(t / 8)         floor(t / 1000) = floor(u / 125)
+//   m  = floor(2 u x 33555 / 2^16)                 floor(u / 125) = m >> 7
 //
-// The low 16 bits of t and of 1000 q, q = floor(t / 1000), are equal for ties only,
-// that is when d2 = 8 (125 q - d1) in 16 bits.
+// The low 7 bits of m are the fraction of u / 125, a little above the true one:
+// by less than 1/128, which in turn is less than 1/125. They are 0 for multiples of
+// 125 only. t is a tie when they are and the low 3 bits of d2 are, too; with 16 d2
+// in place of d2 both stand in the same 7 bits.
 // Which ties come out lower follows no simple rule. All greys R = G = B are ties,
 // and common in pictures (black, white): a table of 256 bits tells. Any other tie,
 // one colour in 1000, is computed again in doubles.
@@ -76,24 +78,24 @@ inline typename V::Reg luma_of(typename V::Reg r, typename V::Reg g, typename V:
     using Reg = typename V::Reg;
     // maddubs stands in for products with small constants: a 16-bit multiplication
     // by a constant is taken apart by the compiler into more shifts and additions.
-    const Reg weights1 = V::set16(73 << 8 | 37), weights2 = V::set16(3 << 8 | 3);
+    const Reg weights1 = V::set16(73 << 8 | 37), weights2 = V::set16(48 << 8 | 48);
     struct Half {
         Reg quotient;
-        typename V::Mask tie;
+        Reg rest;  // 0 for ties, else 1..127
     };
     const auto half = [&](Reg rg, Reg b16) {
         const Reg d1 = V::add16(V::maddubs(rg, weights1), V::maddubs(b16, V::set16(14)));
-        const Reg d2 = V::add16(V::maddubs(rg, weights2), V::add16(b16, b16));
-        const Reg u = V::add16(d1, V::template shr16<3>(d2));
-        const Reg quotient = V::template shr16<6>(V::mulhi16u(u, V::set16(33555)));
-        const Reg rest = V::sub16(V::maddubs(quotient, V::set16(125)), d1);
-        return Half{quotient, V::equal16(V::template shl16<3>(rest), d2)};
+        const Reg d2 = V::add16(V::maddubs(rg, weights2), V::maddubs(b16, V::set16(32)));
+        const Reg u = V::add16(d1, V::template shr16<7>(d2));
+        const Reg m = V::mulhi16u(V::add16(u, u), V::set16(33555));
+        return Half{V::template shr16<7>(m), V::and_(V::or_(m, d2), V::set16(127))};
     };
     const Half lo = half(V::unpack_lo8(r, g), V::widen_lo(b));
     const Half hi = half(V::unpack_hi8(r, g), V::widen_hi(b));
     const Reg quotient = V::pack16(lo.quotient, hi.quotient);
-    if (V::any_of(lo.tie, hi.tie)) [[unlikely]] {
-        return luma_of_ties<V>(r, g, b, quotient, V::mask_bytes(lo.tie, hi.tie));
+    const auto tie = [](Reg rest) { return V::equal16(rest, V::zero()); };
+    if (V::any_of(tie(V::min16(lo.rest, hi.rest)))) [[unlikely]] {
+        return luma_of_ties<V>(r, g, b, quotient, V::mask_bytes(tie(lo.rest), tie(hi.rest)));
     }
     return quotient;
 }

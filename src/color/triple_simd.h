@@ -10,6 +10,12 @@ constexpr size_t sink_bytes(TripleSink sink) {
     return sink == kLumaRedFirst || sink == kLumaRedLast ? 1 : sink == kAbc || sink == kCba ? 3 : 4;
 }
 
+// Three channels of a block.
+template <class V>
+struct Triple {
+    typename V::Reg a, b, c;
+};
+
 template <class V, TripleSink kSink>
 inline void store_triple(uint8_t* p, typename V::Reg a, typename V::Reg b, typename V::Reg c) {
     if constexpr (kSink == kLumaRedFirst) {
@@ -26,5 +32,32 @@ inline void store_triple(uint8_t* p, typename V::Reg a, typename V::Reg b, typen
         V::store4(p, c, b, a);
     }
 }
+
+template <class V, TripleSink kSink>
+inline void store_all(uint8_t* const* out, const Triple<V>& t) {
+    store_triple<V, kSink>(out[0], t.a, t.b, t.c);
+}
+
+// Makes a body of Blocks, which tells everything about the input and has
+// load(in) -> Values, the channels of a block. Grey from colour computes as much
+// as most of them: there, writing is a half of its own.
+template <class V, class Blocks, TripleSink kSink>
+struct TripleBody : Blocks {
+    static constexpr size_t kDstBytes = Blocks::kPixels * sink_bytes(kSink);
+
+    static void block(const uint8_t* const* in, uint8_t* const* out) {
+        store_all<V, kSink>(out, Blocks::load(in));
+    }
+};
+
+template <class V, class Blocks, TripleSink kSink>
+requires(sink_bytes(kSink) == 1) struct TripleBody<V, Blocks, kSink> : Blocks {
+    using Values = decltype(Blocks::load(nullptr));
+    static constexpr size_t kDstBytes = Blocks::kPixels;
+
+    static void store(uint8_t* const* out, const Values& values) {
+        store_all<V, kSink>(out, values);
+    }
+};
 
 }  // namespace imgcnv

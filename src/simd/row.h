@@ -11,6 +11,13 @@
 //   kGroup            blocks begin at multiples of so many pixels
 //   block(in, out)    in[kInputs], out[kOutputs]: pointers at the block
 //
+// Where writing a block takes much computing, too, a body has two halves instead
+// of `block`, and the loop loads a block before it stores the one before: a chain
+// of instructions as long as both leaves a CPU too few blocks to work on at a time.
+//
+//   Values            what load returns and store takes
+//   load(in), store(out, values)
+//
 //   Narrower          the same body over the next narrower vectors
 //   kNarrowest        there are none
 //
@@ -36,19 +43,37 @@ struct Streams {
     uint8_t* out[Body::kOutputs];
 };
 
-// The loops over the streams are told to unroll: only then do their pointers stay
-// in registers at -O2.
 template <class Body>
-inline void run_block(const Streams<Body>& s, size_t pixel) {
-    const size_t from = pixel * Body::kSrcBytes / Body::kPixels;
-    const size_t to = pixel * Body::kDstBytes / Body::kPixels;
+concept InHalves = requires {
+    typename Body::Values;
+};
+
+// The pointers of a block. The loops over the streams are told to unroll: only
+// then do they stay in registers at -O2.
+template <class Body>
+struct Block {
     const uint8_t* in[Body::kInputs];
     uint8_t* out[Body::kOutputs];
+
+    Block(const Streams<Body>& s, size_t pixel) {
 #pragma GCC unroll 8
-    for (size_t k = 0; k < Body::kInputs; ++k) in[k] = s.in[k] + from;
+        for (size_t k = 0; k < Body::kInputs; ++k) {
+            in[k] = s.in[k] + pixel * Body::kSrcBytes / Body::kPixels;
+        }
 #pragma GCC unroll 8
-    for (size_t k = 0; k < Body::kOutputs; ++k) out[k] = s.out[k] + to;
-    Body::block(in, out);
+        for (size_t k = 0; k < Body::kOutputs; ++k) {
+            out[k] = s.out[k] + pixel * Body::kDstBytes / Body::kPixels;
+        }
+    }
+};
+
+template <class Body>
+inline void convert_block(const uint8_t* const* in, uint8_t* const* out) {
+    if constexpr (InHalves<Body>) {
+        Body::store(out, Body::load(in));
+    } else {
+        Body::block(in, out);
+    }
 }
 
 template <class Body>
@@ -82,7 +107,7 @@ __attribute__((noinline, flatten)) void run_partial_block(Streams<Body> s, size_
     }
 #pragma GCC unroll 8
     for (size_t k = 0; k < Body::kOutputs; ++k) out[k] = out_copy[k];
-    Body::block(in, out);
+    convert_block<Body>(in, out);
 #pragma GCC unroll 8
     for (size_t k = 0; k < Body::kOutputs; ++k) memcpy(s.out[k] + to, out_copy[k], dst_bytes);
 }
@@ -112,11 +137,27 @@ inline void run_row(Streams<Body> s, size_t pixels) {
     const size_t whole = pixels - pixels % Body::kGroup;
     size_t done = 0;
     if (whole >= Body::kPixels) {
-        // One copy of the block serves all, the last one that overlaps included.
-        for (size_t i = 0;; i = i + Body::kPixels <= whole ? i : whole - Body::kPixels) {
-            run_block<Body>(s, i);
-            i += Body::kPixels;
-            if (i >= whole) break;
+        // The last block overlaps the one before. One copy of the code serves all.
+        const auto after = [whole](size_t i) {
+            return i + 2 * Body::kPixels <= whole ? i + Body::kPixels : whole - Body::kPixels;
+        };
+        size_t i = 0;
+        if constexpr (InHalves<Body>) {
+            typename Body::Values values = Body::load(Block<Body>(s, i).in);
+            while (i + Body::kPixels < whole) {
+                const size_t next = after(i);
+                const typename Body::Values coming = Body::load(Block<Body>(s, next).in);
+                Body::store(Block<Body>(s, i).out, values);
+                values = coming;
+                i = next;
+            }
+            Body::store(Block<Body>(s, i).out, values);
+        } else {
+            for (;; i = after(i)) {
+                const Block<Body> block(s, i);
+                Body::block(block.in, block.out);
+                if (i + Body::kPixels >= whole) break;
+            }
         }
         done = whole;
     }

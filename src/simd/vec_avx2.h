@@ -204,10 +204,7 @@ struct Vec32 {
     // --- luma -------------------------------------------------------------
 
     static Mask equal16(Reg a, Reg b) { return _mm256_cmpeq_epi16(a, b); }
-    static bool any_of(Mask a, Mask b) {
-        const Reg both = or_(a, b);
-        return !_mm256_testz_si256(both, both);
-    }
+    static bool any_of(Mask a) { return _mm256_testz_si256(a, a) == 0; }
     // The masks as bytes, in the order of pack16.
     static Reg mask_bytes(Mask lo, Mask hi) { return _mm256_packs_epi16(lo, hi); }
     static Reg equal8(Reg a, Reg b) { return _mm256_cmpeq_epi8(a, b); }

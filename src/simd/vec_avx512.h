@@ -215,7 +215,7 @@ struct Vec64 {
     // --- luma -------------------------------------------------------------
 
     static Mask equal16(Reg a, Reg b) { return _mm512_cmpeq_epi16_mask(a, b); }
-    static bool any_of(Mask a, Mask b) { return (a | b) != 0; }
+    static bool any_of(Mask a) { return a != 0; }
     // The masks as bytes, in the order of pack16.
     static Reg mask_bytes(Mask lo, Mask hi) {
         return _mm512_packs_epi16(_mm512_movm_epi16(lo), _mm512_movm_epi16(hi));
