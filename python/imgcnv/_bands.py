@@ -26,12 +26,16 @@ _REACH = {METHODS["nearest"]: 0, METHODS["bilinear"]: 1, METHODS["adaptive"]: 3}
 # that are taken from it.
 _HALF_STRIP = 8
 
-# What a band has at least, for a thread to be worth its while: waking it costs
-# some 20 us.
-_LEAST_PIXELS = 1 << 19
-_LEAST_MOSAIC_PIXELS = 1 << 17
+# What a band has at least.
 _LEAST_ROWS = 2 * _HALF_STRIP
-_BANDS_A_THREAD = 2
+
+# Pixels that a thread gets at least, by demosaicing method: waking it costs 20 to
+# 50 us. Other formats take about as long as the fastest method.
+_LEAST_PIXELS = {
+    METHODS["nearest"]: 1 << 20,
+    METHODS["bilinear"]: 1 << 19,
+    METHODS["adaptive"]: 1 << 18,
+}
 
 _OPAQUE = np.uint32(0xFF000000)  # alpha of a 4-byte pixel, as a little-endian word
 
@@ -46,14 +50,15 @@ class Bands:
     """What converts a frame to a picture, on as many threads as pay, `threads` at most."""
 
     def __init__(self, frame: Frame, to: PixelFormat, method: int, threads: int) -> None:
-        self.threads = min(threads, _most_bands(frame))
-        bands = min(self.threads * _BANDS_A_THREAD, frame.height // _LEAST_ROWS)
-        cuts = frame.cuts(bands if self.threads > 1 else 1)
+        if not frame.format.is_bayer:
+            method = METHODS["nearest"]
+        self.threads = min(threads, _most_threads(frame, _LEAST_PIXELS[method]))
+        cuts = frame.cuts(self.threads)
         edges = [0, *cuts, frame.height]
         self._bands = [
             _Band(frame, first, last, to, method) for first, last in zip(edges, edges[1:])
         ]
-        reach = _REACH[method] if frame.format.is_bayer else 0
+        reach = _REACH[method]
         self._seams = [_Seam(frame, cut, to, method, reach) for cut in cuts if reach]
         self._crew = Crew(self.threads)
 
@@ -99,11 +104,10 @@ class Bands:
             self._seams[number - 1].run(data)
 
 
-def _most_bands(frame: Frame) -> int:
+def _most_threads(frame: Frame, least_pixels: int) -> int:
     if frame.format.packing == "points":
         return 1
-    least = _LEAST_MOSAIC_PIXELS if frame.format.is_bayer else _LEAST_PIXELS
-    return max(1, min(frame.height // _LEAST_ROWS, frame.height * frame.width // least))
+    return max(1, min(frame.height // _LEAST_ROWS, frame.height * frame.width // least_pixels))
 
 
 class _Band:
