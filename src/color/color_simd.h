@@ -1,13 +1,8 @@
 // Packed colour sources, the vector bodies. See color_plain.h for the layouts.
 //
-// YUV: the chroma terms, functions of U or V alone, are computed in 16 bits, once
-// a group where groups share chroma. With V' = (V - 128) << 7 the high half of
-// the signed product V' x 718 is (359 V - 359 x 128) >> 8 exactly, and likewise
-// with 176, 366 and 908 for the factors 88, 183 and 454.
-//
-// A term is in -227..225. It is split into what is to be added and what is to be
-// subtracted, each at most 255, one of them 0: saturating byte arithmetic then
-// adds and clamps at once.
+// YUV, in 16-bit lanes: with V' = (V - 128) << 8 the high half of the signed
+// product V' x 359 is (359 V - 359 x 128) >> 8 exactly. A byte is placed in the
+// high half of a lane as easily as in the low one. Packing the sums clamps them.
 #pragma once
 
 #include "color/triple_simd.h"
@@ -16,22 +11,25 @@
 namespace imgcnv {
 
 template <class V>
-struct YuvTerms {
+struct Yuv {
     using Reg = typename V::Reg;
 
-    // 16-bit lanes 0..255 to (v - 128) << 7
-    static Reg centred(Reg chroma) {
-        return V::sub16(V::template shl16<7>(chroma), V::set16(128 << 7));
+    // Channels of half a block, unclamped.
+    struct Half {
+        Reg red, green, blue;
+    };
+    // y: 0..255; u, v: the sample in the high byte, 0 in the low one
+    static Half half(Reg y, Reg u, Reg v) {
+        const auto term = [](Reg chroma, int factor) {
+            return V::mulhi16(chroma, V::set16(factor));
+        };
+        const Reg u0 = V::sub16(u, V::set16(128 << 8)), v0 = V::sub16(v, V::set16(128 << 8));
+        return {V::add16(y, term(v0, 359)), V::sub16(y, V::add16(term(u0, 88), term(v0, 183))),
+                V::add16(y, term(u0, 454))};
     }
-    static Reg negated(Reg term) { return V::sub16(V::zero(), term); }
-    static Reg applied(Reg y, Reg plus, Reg minus) { return V::subs8u(V::adds8u(y, plus), minus); }
-
-    // Lanes U, V, U, V ...: lanes blue term, red term, ...
-    static Reg blue_red(Reg chroma) { return V::mulhi16(chroma, V::set32(int{718} << 16 | 908)); }
-    // The same lanes: what green is lowered by, in both lanes of a pair.
-    static Reg green(Reg chroma) {
-        const Reg parts = V::mulhi16(chroma, V::set32(int{366} << 16 | 176));
-        return V::add16(parts, V::swap16(parts));
+    static Triple<V> clamped(const Half& lo, const Half& hi) {
+        return {V::pack16(lo.red, hi.red), V::pack16(lo.green, hi.green),
+                V::pack16(lo.blue, hi.blue)};
     }
 };
 
@@ -49,27 +47,15 @@ struct ColorSource<V, kTriples> {
 };
 
 template <class V>
-struct ColorSource<V, kYuv444> : YuvTerms<V> {
+struct ColorSource<V, kYuv444> {
     static constexpr size_t kBitsPerPixel = 24, kGroup = 1;
-    using Reg = typename V::Reg;
-    using Terms = YuvTerms<V>;
-
     static Triple<V> load(const uint8_t* p) {
-        Reg u, y, v;
+        typename V::Reg u, y, v;
         V::load3(p, u, y, v);
-        const Reg u_lo = Terms::centred(V::widen_lo(u)), u_hi = Terms::centred(V::widen_hi(u));
-        const Reg v_lo = Terms::centred(V::widen_lo(v)), v_hi = Terms::centred(V::widen_hi(v));
-        const auto apply = [&](Reg lo, Reg hi) {
-            return Terms::applied(y, V::pack16(lo, hi),
-                                  V::pack16(Terms::negated(lo), Terms::negated(hi)));
-        };
-        const Reg fr = V::set16(718), fb = V::set16(908), gu = V::set16(176), gv = V::set16(366);
-        const Reg red = apply(V::mulhi16(v_lo, fr), V::mulhi16(v_hi, fr));
-        const Reg blue = apply(V::mulhi16(u_lo, fb), V::mulhi16(u_hi, fb));
-        const auto lowered = [&](Reg u16, Reg v16) {
-            return Terms::negated(V::add16(V::mulhi16(u16, gu), V::mulhi16(v16, gv)));
-        };
-        return {red, apply(lowered(u_lo, v_lo), lowered(u_hi, v_hi)), blue};
+        const auto zero = V::zero();
+        return Yuv<V>::clamped(
+            Yuv<V>::half(V::widen_lo(y), V::unpack_lo8(zero, u), V::unpack_lo8(zero, v)),
+            Yuv<V>::half(V::widen_hi(y), V::unpack_hi8(zero, u), V::unpack_hi8(zero, v)));
     }
 };
 
@@ -77,28 +63,22 @@ template <class V, bool kLumaFirst>
 struct ColorSource422 {
     static constexpr size_t kBitsPerPixel = 16, kGroup = 2;
     using Reg = typename V::Reg;
-    using Terms = YuvTerms<V>;
 
     static Triple<V> load(const uint8_t* p) {
         Reg lo, hi;
         V::load_groups2(p, lo, hi);
-        const Reg y = V::template groups2_luma < kLumaFirst ? 0 : 1 > (lo, hi);
-        const auto chroma = [](Reg words) {
-            return Terms::centred(kLumaFirst ? V::template shr16<8>(words)
-                                             : V::and_(words, V::set16(0xFF)));
-        };
-        const Reg c_lo = chroma(lo), c_hi = chroma(hi);
-        const Reg br_lo = Terms::blue_red(c_lo), br_hi = Terms::blue_red(c_hi);
-        const Reg rb_minus_lo = Terms::negated(br_lo), rb_minus_hi = Terms::negated(br_hi);
-        const Reg g_lo = Terms::green(c_lo), g_hi = Terms::green(c_hi);
-        const Reg red = Terms::applied(y, V::groups2_second(br_lo, br_hi),
-                                       V::groups2_second(rb_minus_lo, rb_minus_hi));
-        const Reg blue = Terms::applied(y, V::groups2_first(br_lo, br_hi),
-                                        V::groups2_first(rb_minus_lo, rb_minus_hi));
-        const Reg green =
-            Terms::applied(y, V::groups2_first(Terms::negated(g_lo), Terms::negated(g_hi)),
-                           V::groups2_first(g_lo, g_hi));
-        return {red, green, blue};
+        return Yuv<V>::clamped(half(lo), half(hi));
+    }
+
+  private:
+    static typename Yuv<V>::Half half(Reg words) {
+        constexpr size_t kU = kLumaFirst ? 1 : 0;
+        const Reg y = kLumaFirst ? V::and_(words, V::set16(0xFF)) : V::template shr16<8>(words);
+        const Reg u = V::shuffle(
+            words, [](size_t i) { return i % 2 == 0 ? size_t{kZeroByte} : i / 4 * 4 + kU; });
+        const Reg v = V::shuffle(
+            words, [](size_t i) { return i % 2 == 0 ? size_t{kZeroByte} : i / 4 * 4 + kU + 2; });
+        return Yuv<V>::half(y, u, v);
     }
 };
 template <class V>
@@ -110,19 +90,28 @@ template <class V>
 struct ColorSource<V, kYuv411> {
     static constexpr size_t kBitsPerPixel = 12, kGroup = 4;
     using Reg = typename V::Reg;
-    using Terms = YuvTerms<V>;
 
     static Triple<V> load(const uint8_t* p) {
-        Reg y, chroma;
-        V::load_groups4(p, y, chroma);
-        chroma = Terms::centred(chroma);
-        const auto plus = [](Reg term) { return V::max16(term, V::zero()); };
-        const Reg br = Terms::blue_red(chroma), g = Terms::green(chroma);
-        const Reg br_plus = plus(br), br_minus = plus(Terms::negated(br));
-        const Reg g_plus = plus(Terms::negated(g)), g_minus = plus(g);
-        return {Terms::applied(y, V::dup4_third(br_plus), V::dup4_third(br_minus)),
-                Terms::applied(y, V::dup4_first(g_plus), V::dup4_first(g_minus)),
-                Terms::applied(y, V::dup4_first(br_plus), V::dup4_first(br_minus))};
+        Reg lo, hi;
+        V::load_groups4(p, lo, hi);
+        return Yuv<V>::clamped(half<0>(lo), half<4>(hi));
+    }
+
+  private:
+    // Of two groups that begin at byte kFirst of every 16.
+    template <size_t kFirst>
+    static typename Yuv<V>::Half half(Reg groups) {
+        const Reg y = V::shuffle(groups, [](size_t i) {
+            const size_t pixel = i / 2 % 4;
+            return i % 2 != 0 ? size_t{kZeroByte}
+                              : kFirst + i / 8 * 6 + 1 + pixel + (pixel > 1 ? 1 : 0);
+        });
+        const Reg u = V::shuffle(
+            groups, [](size_t i) { return i % 2 == 0 ? size_t{kZeroByte} : kFirst + i / 8 * 6; });
+        const Reg v = V::shuffle(groups, [](size_t i) {
+            return i % 2 == 0 ? size_t{kZeroByte} : kFirst + i / 8 * 6 + 3;
+        });
+        return Yuv<V>::half(y, u, v);
     }
 };
 

@@ -57,8 +57,6 @@ struct Vec32 {
     static Reg bit_select(Reg mask, Reg a, Reg b) { return _mm256_blendv_epi8(b, a, mask); }
 
     static Reg sub8(Reg a, Reg b) { return _mm256_sub_epi8(a, b); }
-    static Reg adds8u(Reg a, Reg b) { return _mm256_adds_epu8(a, b); }
-    static Reg subs8u(Reg a, Reg b) { return _mm256_subs_epu8(a, b); }
     static Reg add16(Reg a, Reg b) { return _mm256_add_epi16(a, b); }
     static Reg sub16(Reg a, Reg b) { return _mm256_sub_epi16(a, b); }
     static Reg mullo16(Reg a, Reg b) { return _mm256_mullo_epi16(a, b); }
@@ -91,22 +89,11 @@ struct Vec32 {
     static Reg unpack_lo8(Reg a, Reg b) { return _mm256_unpacklo_epi8(a, b); }
     static Reg unpack_hi8(Reg a, Reg b) { return _mm256_unpackhi_epi8(a, b); }
 
-    // Exchanges the 16-bit halves of every 32 bits.
-    static Reg swap16(Reg a) {
-        return shuffle(a, [](size_t i) { return i ^ 2; });
-    }
     static Reg dup_even(Reg a) {
         return shuffle(a, [](size_t i) { return i & ~1u; });
     }
     static Reg dup_odd(Reg a) {
         return shuffle(a, [](size_t i) { return i | 1; });
-    }
-    // Of every 4 bytes, byte 0 (2) four times.
-    static Reg dup4_first(Reg a) {
-        return shuffle(a, [](size_t i) { return i & ~3u; });
-    }
-    static Reg dup4_third(Reg a) {
-        return shuffle(a, [](size_t i) { return (i & ~3u) + 2; });
     }
 
     static Reg reverse(Reg a) {
@@ -144,30 +131,16 @@ struct Vec32 {
         b = shuffle(mix3(v1, v0, v2), Interleave3<16>::gather(1));
         c = shuffle(mix3(v2, v1, v0), Interleave3<16>::gather(2));
     }
-    // Words of 2-pixel groups, in an order that the functions below undo.
+    // Words of 2-pixel groups, in the order of pack16.
     static void load_groups2(const uint8_t* p, Reg& lo, Reg& hi) {
         lo = load_lanes(p, 32);
         hi = load_lanes(p + 16, 32);
     }
-    template <int kByte>
-    static Reg groups2_luma(Reg lo, Reg hi) {
-        if constexpr (kByte == 0) {
-            return pack16(and_(lo, set16(0xFF)), and_(hi, set16(0xFF)));
-        } else {
-            return pack16(shr16<8>(lo), shr16<8>(hi));
-        }
-    }
-    // Of every two 16-bit lanes the first (second) as bytes 0..255, clamped from
-    // below, once for each of the two pixels.
-    static Reg groups2_first(Reg lo, Reg hi) { return dup_even(pack16(lo, hi)); }
-    static Reg groups2_second(Reg lo, Reg hi) { return dup_odd(pack16(lo, hi)); }
-    // Groups U Y0 Y1 V Y2 Y3: luma bytes, and U, V as 16-bit lanes.
-    static void load_groups4(const uint8_t* p, Reg& luma, Reg& chroma) {
-        const Reg head = load_lanes(p, 24), tail = load_lanes(p + 8, 24);
-        luma = merge24(head, tail, [](size_t i) { return i / 4 * 6 + 1 + i % 4 + (i % 4 > 1); });
-        chroma = merge24(head, tail, [](size_t i) {
-            return i % 2 != 0 ? size_t{kZeroByte} : i / 4 * 6 + (i % 4 == 2 ? 3 : 0);
-        });
+    // 6-byte groups: two at byte 0 of every 16 of lo, two at byte 4 of hi, in the
+    // order of pack16.
+    static void load_groups4(const uint8_t* p, Reg& lo, Reg& hi) {
+        lo = load_lanes(p, 24);
+        hi = load_lanes(p + 8, 24);
     }
     static Reg load_packed(const uint8_t* p) {
         return merge24(load_lanes(p, 24), load_lanes(p + 8, 24),

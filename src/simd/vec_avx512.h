@@ -48,8 +48,6 @@ struct Vec64 {
     }
 
     static Reg sub8(Reg a, Reg b) { return _mm512_sub_epi8(a, b); }
-    static Reg adds8u(Reg a, Reg b) { return _mm512_adds_epu8(a, b); }
-    static Reg subs8u(Reg a, Reg b) { return _mm512_subs_epu8(a, b); }
     static Reg add16(Reg a, Reg b) { return _mm512_add_epi16(a, b); }
     static Reg sub16(Reg a, Reg b) { return _mm512_sub_epi16(a, b); }
     static Reg mullo16(Reg a, Reg b) { return _mm512_mullo_epi16(a, b); }
@@ -82,21 +80,16 @@ struct Vec64 {
     static Reg unpack_lo8(Reg a, Reg b) { return _mm512_unpacklo_epi8(a, b); }
     static Reg unpack_hi8(Reg a, Reg b) { return _mm512_unpackhi_epi8(a, b); }
 
-    // Exchanges the 16-bit halves of every 32 bits.
-    static Reg swap16(Reg a) { return _mm512_rol_epi32(a, 16); }
-
+    // Within every 16 bytes; index_of: a captureless lambda.
+    template <class F>
+    static Reg shuffle(Reg a, F) {
+        return _mm512_shuffle_epi8(a, table([](size_t i) { return F{}(i % 16); }));
+    }
     static Reg dup_even(Reg a) {
-        return _mm512_shuffle_epi8(a, table([](size_t i) { return i % 16 & ~1u; }));
+        return shuffle(a, [](size_t i) { return i & ~1u; });
     }
     static Reg dup_odd(Reg a) {
-        return _mm512_shuffle_epi8(a, table([](size_t i) { return i % 16 | 1; }));
-    }
-    // Of every 4 bytes, byte 0 (2) four times.
-    static Reg dup4_first(Reg a) {
-        return _mm512_shuffle_epi8(a, table([](size_t i) { return i % 16 & ~3u; }));
-    }
-    static Reg dup4_third(Reg a) {
-        return _mm512_shuffle_epi8(a, table([](size_t i) { return (i % 16 & ~3u) + 2; }));
+        return shuffle(a, [](size_t i) { return i | 1; });
     }
 
     static Reg reverse(Reg a) {
@@ -145,34 +138,19 @@ struct Vec64 {
         b = pick(Interleave3<64>::gather(1), v1, v0, v2);
         c = pick(Interleave3<64>::gather(2), v2, v1, v0);
     }
-    // Words of 2-pixel groups, in an order that dup2 and narrow undo.
+    // Words of 2-pixel groups, in the order of pack16.
     static void load_groups2(const uint8_t* p, Reg& lo, Reg& hi) {
-        lo = load(p);
-        hi = load(p + 64);
+        const Reg a = load(p), b = load(p + 64);
+        lo = _mm512_shuffle_i32x4(a, b, 0x88);
+        hi = _mm512_shuffle_i32x4(a, b, 0xDD);
     }
-    template <int kByte>
-    static Reg groups2_luma(Reg lo, Reg hi) {
-        return narrow<kByte>(lo, hi);
-    }
-    // Of every two 16-bit lanes the first (second) as bytes 0..255, clamped from
-    // below, once for each of the two pixels.
-    static Reg groups2_first(Reg lo, Reg hi) {
-        return _mm512_permutex2var_epi8(
-            max16(lo, zero()), table([](size_t i) { return i / 2 * 4; }), max16(hi, zero()));
-    }
-    static Reg groups2_second(Reg lo, Reg hi) {
-        return _mm512_permutex2var_epi8(
-            max16(lo, zero()), table([](size_t i) { return i / 2 * 4 + 2; }), max16(hi, zero()));
-    }
-    // Groups U Y0 Y1 V Y2 Y3: luma bytes, and U, V as 16-bit lanes.
-    static void load_groups4(const uint8_t* p, Reg& luma, Reg& chroma) {
+    // 6-byte groups: two at byte 0 of every 16 of lo, two at byte 4 of hi, in the
+    // order of pack16.
+    static void load_groups4(const uint8_t* p, Reg& lo, Reg& hi) {
         const Reg head = load(p);
         const Reg tail = _mm512_castsi256_si512(_mm256_loadu_si256((const __m256i*)(p + 64)));
-        luma = _mm512_permutex2var_epi8(
-            head, table([](size_t i) { return i / 4 * 6 + 1 + i % 4 + (i % 4 > 1); }), tail);
-        chroma = _mm512_maskz_permutex2var_epi8(
-            0x5555555555555555, head,
-            table([](size_t i) { return i / 4 * 6 + (i % 4 == 2 ? 3 : 0); }), tail);
+        lo = _mm512_permutex2var_epi64(head, _mm512_setr_epi64(0, 1, 3, 4, 6, 7, 9, 10), tail);
+        hi = _mm512_permutex2var_epi64(head, _mm512_setr_epi64(1, 2, 4, 5, 7, 8, 10, 11), tail);
     }
 
     // --- sinks ------------------------------------------------------------
