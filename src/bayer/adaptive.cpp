@@ -68,9 +68,6 @@ class AdaptiveStrip {
     int16_t* differences(size_t y, size_t x) {
         return differences_[y % kGreenSlots] + (kLead + x - begin_) / 2;
     }
-    void put_difference(size_t y, size_t x) {
-        *differences(y, x) = static_cast<int16_t>(*sample(y, x) - *green(y, x));
-    }
 
     // Rows 0 and 1 and the last two come in pairs, at the first of them.
     void make_green(size_t y) {
@@ -99,12 +96,24 @@ class AdaptiveStrip {
             const uint8_t* const lines[5] = {sample(y - 2, from), sample(y - 1, from),
                                              sample(y, from), sample(y + 1, from),
                                              sample(y + 2, from)};
+            const size_t pairs = (to - from) / 2;
             f_.kernels->adaptive_green[f_.phase(y, from)](lines, green(y, from),
-                                                          differences(y, from), to - from);
-            // Of half a pair, kernels leave half a difference.
-            if ((to - from) % 2 != 0) put_difference(y, to - 1);
+                                                          differences(y, from), 2 * pairs);
+            if ((to - from) % 2 != 0) put_green(y, to - 1);
         }
         fill_from_cells(y, to, green_end_);
+    }
+
+    // The one column beyond the pairs that kernels take.
+    void put_green(size_t y, size_t x) {
+        if (f_.is_color_site(y, x)) {
+            const uint8_t* const lines[5] = {sample(y - 2, x), sample(y - 1, x), sample(y, x),
+                                             sample(y + 1, x), sample(y + 2, x)};
+            *green(y, x) = adaptive_green_at(lines, 0);
+            *differences(y, x) = static_cast<int16_t>(*lines[2] - *green(y, x));
+        } else {
+            *green(y, x) = *sample(y, x);
+        }
     }
 
     // Green of the 2x2 cells: a colour site has the mean of its cell's greens, one

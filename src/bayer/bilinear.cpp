@@ -64,6 +64,18 @@ inline void put_side(const BayerFrame& frame, size_t y, size_t x, const uint8_t*
     }
 }
 
+// Kernels take whole pairs of pixels at once, but half a pair apart. The last
+// pixel of an odd number comes with the kTail before it, which are done twice: as
+// pairs that begin one pixel later they are of the other phase.
+constexpr size_t kTail = 16;
+
+template <class Convert>
+inline void convert_pixels(Phase phase, size_t pixels, Convert convert) {
+    if (pixels % 2 == 0 || pixels < kTail) return convert(phase, 0, pixels);
+    convert(phase, 0, pixels - 1);
+    convert(phase == kColorFirst ? kGreenFirst : kColorFirst, pixels - kTail, kTail);
+}
+
 template <size_t kBytes>
 void run(const BayerFrame& frame) {
     const size_t last_x = frame.width - 1;
@@ -81,8 +93,12 @@ void run(const BayerFrame& frame) {
         if (y == 0 || y == last_y) {
             if (pixels != 0) {
                 const uint8_t* next = lines.at(y == 0 ? 1 : y - 1, begin);
-                frame.kernels->bilinear_edge[edge_green][phase][sink](
-                    line + (x - begin), next + (x - begin), out.begin(y, x), pixels);
+                uint8_t* dst = out.begin(y, x);
+                convert_pixels(phase, pixels, [&](Phase at, size_t from, size_t count) {
+                    frame.kernels->bilinear_edge[edge_green][at][sink](line + (x - begin) + from,
+                                                                       next + (x - begin) + from,
+                                                                       dst + from * kBytes, count);
+                });
                 out.end(y, x, pixels);
             }
             if (begin == 0) put_corner<kBytes>(frame, lines, y, 0);
@@ -92,8 +108,12 @@ void run(const BayerFrame& frame) {
         const uint8_t* above = lines.at(y - 1, begin);
         const uint8_t* below = lines.at(y + 1, begin);
         if (pixels != 0) {
-            frame.kernels->bilinear[phase][sink](above + (x - begin), line + (x - begin),
-                                                 below + (x - begin), out.begin(y, x), pixels);
+            uint8_t* dst = out.begin(y, x);
+            convert_pixels(phase, pixels, [&](Phase at, size_t from, size_t count) {
+                const size_t column = x - begin + from;
+                frame.kernels->bilinear[at][sink](above + column, line + column, below + column,
+                                                  dst + from * kBytes, count);
+            });
             out.end(y, x, pixels);
         }
         if (begin == 0) put_side<kBytes>(frame, y, 0, above, line, below);
