@@ -64,6 +64,13 @@ inline void put_side(const BayerFrame& frame, size_t y, size_t x, const uint8_t*
     }
 }
 
+// Whether the bytes before and after rows y-1, y and y+1 may be read: those of the
+// first and the last row may be outside of the frame's buffer.
+bool may_look_beyond(const BayerFrame& frame, size_t y) {
+    const bool inside = y >= 2 && y + 4 <= frame.height;
+    return inside || (frame.line_format.decode != nullptr && y >= 1 && y + 2 <= frame.height);
+}
+
 // Kernels take whole pairs of pixels at once, but half a pair apart. The last
 // pixel of an odd number comes with the kTail before it, which are done twice: as
 // pairs that begin one pixel later they are of the other phase.
@@ -81,11 +88,17 @@ void run(const BayerFrame& frame) {
     const size_t last_x = frame.width - 1;
     const size_t last_y = frame.height - 1;
     const EdgeGreen edge_green = frame.order == BayerOrder::GB ? kGreenFromNextRow : kGreenFromRow;
+    const bool gapless =
+        frame.line_format.decode == nullptr && frame.src_rows[0] + frame.width == frame.src_rows[1];
     Lines lines(frame);
     OutputRows<1> out(frame);
-    for_each_piece(frame, lines, frame.width, 1, 1, [&](size_t y, size_t begin, size_t end) {
-        const size_t x = begin == 0 ? 1 : begin;
-        const size_t interior_end = end < last_x ? end : last_x;
+    for_each_piece(frame, lines, frame.width, 1, [&](size_t y, size_t begin, size_t end) {
+        // The outermost columns are the border's. Kernels do them, too, where they may
+        // look beyond the row: rows then begin at cache lines. (Where grey becomes of
+        // it, what lies there decides on a branch: it must not be padding.)
+        const bool whole = (kBytes != 1 || gapless) && may_look_beyond(frame, y);
+        const size_t x = begin == 0 && !whole ? 1 : begin;
+        const size_t interior_end = end < last_x || whole ? end : last_x;
         const size_t pixels = x < interior_end ? interior_end - x : 0;
         const Phase phase = frame.phase(y, x);
         const TripleSink sink = frame.sink(y);

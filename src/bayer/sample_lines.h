@@ -12,7 +12,8 @@ namespace imgcnv {
 
 // Columns of a strip. 8 rows of it are 16 KiB.
 inline constexpr size_t kStripColumns = 2048;
-// Columns beyond the strip that a method may look at, on either side (even).
+// Columns beyond the strip that a method may look at, on either side (even). Where
+// the frame ends they hold nothing, but may be read.
 inline constexpr size_t kStripHalo = 4;
 
 template <size_t kSlots>
@@ -21,8 +22,10 @@ class SampleLines {
     explicit SampleLines(const BayerFrame& frame) : frame_(frame) {}
 
     // Columns to be asked for from now on: those of [begin, end) and the halo.
+    // begin: even
     void begin_strip(size_t begin, size_t end) {
-        first_ = begin < kStripHalo ? 0 : (begin - kStripHalo) & ~size_t{1};
+        begin_ = begin;
+        first_ = begin < kStripHalo ? 0 : begin - kStripHalo;
         const size_t wanted = (end + kStripHalo + 1) & ~size_t{1};
         end_ = wanted < frame_.width ? wanted : frame_.width;
         for (size_t& row : held_) row = kNoRow;
@@ -34,44 +37,39 @@ class SampleLines {
         const size_t slot = y % kSlots;
         if (held_[slot] != y) {
             frame_.line_format.decode(
-                frame_.src_rows[y] + first_ / 2 * frame_.line_format.bytes_per_pair, lines_[slot],
-                end_ - first_);
+                frame_.src_rows[y] + first_ / 2 * frame_.line_format.bytes_per_pair,
+                lines_[slot] + kLead + first_ - begin_, end_ - first_);
             held_[slot] = y;
         }
-        return lines_[slot] + (x - first_);
+        return lines_[slot] + kLead + x - begin_;
     }
 
   private:
     static constexpr size_t kNoRow = ~size_t{0};
+    static constexpr size_t kLead = 64;  // the strip itself begins at a cache line
 
     const BayerFrame& frame_;
+    size_t begin_ = 0;
     size_t first_ = 0;
     size_t end_ = 0;
     size_t held_[kSlots];
-    uint8_t lines_[kSlots][kStripColumns + 2 * kStripHalo + 8];
+    alignas(64) uint8_t lines_[kSlots][kLead + kStripColumns + 64];
 };
 
 // Calls piece(y, begin, end) for every row, or every second one, of every strip.
 // Rows that need no decoding are not cut: whole rows, one after the other, are
 // how memory likes to be read.
-//
-// Strips after the first begin `margin` columns late, for methods that leave so
-// many columns at the left to the border: the kernels then get whole pairs.
 template <size_t kSlots, class F>
 void for_each_piece(const BayerFrame& frame, SampleLines<kSlots>& lines, size_t width,
-                    size_t row_step, size_t margin, F piece) {
+                    size_t row_step, F piece) {
     if (frame.line_format.decode == nullptr) {
         for (size_t y = 0; y < frame.height; y += row_step) piece(y, 0, width);
         return;
     }
-    const auto strip_end = [&](size_t begin) {
-        const size_t end = begin == 0 ? kStripColumns + margin : begin + kStripColumns;
-        return end < width ? end : width;
-    };
-    for (size_t x = 0; x < width; x = strip_end(x)) {
-        const size_t end = strip_end(x);
-        lines.begin_strip(x, end);
-        for (size_t y = 0; y < frame.height; y += row_step) piece(y, x, end);
+    for (size_t begin = 0; begin < width; begin += kStripColumns) {
+        const size_t end = begin + kStripColumns < width ? begin + kStripColumns : width;
+        lines.begin_strip(begin, end);
+        for (size_t y = 0; y < frame.height; y += row_step) piece(y, begin, end);
     }
 }
 
