@@ -47,20 +47,19 @@ void put_corner(const BayerFrame& frame, Lines& lines, size_t y, size_t x) {
     }
 }
 
-// above, line, below: rows y-1, y, y+1 at column x.
-template <size_t kBytes>
-inline void put_side(const BayerFrame& frame, size_t y, size_t x, const uint8_t* above,
+// The first (kLast: last) pixel of an inner row. above, line, below: rows y-1, y,
+// y+1 at its column.
+template <size_t kBytes, bool kLast>
+inline void put_side(uint8_t* dst, bool is_color_site, bool leads, bool gb, const uint8_t* above,
                      const uint8_t* line, const uint8_t* below) {
-    const ptrdiff_t inside = x == 0 ? 1 : -1;
-    const bool leads = frame.own_color_leads(y);
-    if (is_border_color_site(frame, y, x)) {
-        const bool green_from_above = x == 0 && frame.order != BayerOrder::GB;
-        const int green = green_from_above ? above[0] : line[inside];
-        const int other = avg2(above[inside], below[inside]);
-        put_border_pixel<kBytes>(frame.dst(y, x), leads, line[0], green, other);
+    constexpr ptrdiff_t kInside = kLast ? -1 : 1;
+    if (is_color_site) {
+        const int green = kLast || gb ? line[kInside] : above[0];
+        const int other = avg2(above[kInside], below[kInside]);
+        put_border_pixel<kBytes>(dst, leads, line[0], green, other);
     } else {
         const int other = avg2(above[0], below[0]);
-        put_border_pixel<kBytes>(frame.dst(y, x), leads, line[inside], line[0], other);
+        put_border_pixel<kBytes>(dst, leads, line[kInside], line[0], other);
     }
 }
 
@@ -87,7 +86,8 @@ template <size_t kBytes>
 void run(const BayerFrame& frame) {
     const size_t last_x = frame.width - 1;
     const size_t last_y = frame.height - 1;
-    const EdgeGreen edge_green = frame.order == BayerOrder::GB ? kGreenFromNextRow : kGreenFromRow;
+    const bool gb = frame.order == BayerOrder::GB;
+    const EdgeGreen edge_green = gb ? kGreenFromNextRow : kGreenFromRow;
     const bool gapless =
         frame.line_format.decode == nullptr && frame.src_rows[0] + frame.width == frame.src_rows[1];
     Lines lines(frame);
@@ -129,10 +129,15 @@ void run(const BayerFrame& frame) {
             });
             out.end(y, x, pixels);
         }
-        if (begin == 0) put_side<kBytes>(frame, y, 0, above, line, below);
+        // The last column's site is the other one, odd widths or not.
+        const bool color_first = frame.is_color_site(y, 0), leads = frame.own_color_leads(y);
+        if (begin == 0) {
+            put_side<kBytes, false>(frame.dst(y, 0), color_first, leads, gb, above, line, below);
+        }
         if (end == frame.width) {
             const size_t last = last_x - begin;
-            put_side<kBytes>(frame, y, last_x, above + last, line + last, below + last);
+            put_side<kBytes, true>(frame.dst(y, last_x), !color_first, leads, gb, above + last,
+                                   line + last, below + last);
         }
     });
 }
