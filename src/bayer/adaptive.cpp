@@ -48,8 +48,12 @@ class AdaptiveStrip {
         green_begin_ = begin == 0 ? 0 : begin - 2;
         green_end_ = std::min(end + 2, f_.width);
         samples_.begin_strip(begin, end);
+        fetch(0);
+        fetch(1);
+        if (2 < last_y_) fetch(2);
         make_green(0);
         for (size_t y = 0; y <= last_y_; ++y) {
+            if (y + 3 <= last_y_) fetch(y + 3);
             if (y < last_y_) make_green(y + 1);
             make_color(y);
         }
@@ -57,12 +61,17 @@ class AdaptiveStrip {
 
   private:
     static constexpr size_t kGreenSlots = 4;
+    static constexpr size_t kSampleSlots = 8;  // rows y-1 .. y+3 at a time
     // Room before a strip's first column, which is on a cache line then. Its first
     // pair looks one pair to the left: for nothing, where the frame begins.
     static constexpr size_t kLead = 64;
     static constexpr size_t kColumns = kLead + kStripColumns + 64;
 
-    const uint8_t* sample(size_t y, size_t x) { return samples_.at(y, x); }
+    void fetch(size_t y) { rows_[y % kSampleSlots] = samples_.at(y, begin_); }
+    const uint8_t* sample(size_t y, size_t x) const {
+        return rows_[y % kSampleSlots] +
+               (static_cast<ptrdiff_t>(x) - static_cast<ptrdiff_t>(begin_));
+    }
     uint8_t* green(size_t y, size_t x) { return green_[y % kGreenSlots] + (kLead + x - begin_); }
     // Of the pair that x belongs to.
     int16_t* differences(size_t y, size_t x) {
@@ -147,17 +156,20 @@ class AdaptiveStrip {
         to -= (to - begin_) % 2;  // kernels are quick with whole pairs
         // The alpha bytes of the last row are not ours: pixel by pixel.
         if (kBytes == 4 && real_row(y) == last_y_) to = begin_;
+        const AdaptiveLines lines = lines_at(y, begin_);
         if (to > begin_) {
             uint8_t* out = out_.begin(y, begin_);
             f_.kernels->adaptive_color[kind_of_row(y)][f_.phase(y, begin_)][f_.sink(y)](
-                lines_at(y, begin_), out, to - begin_);
-            if (begin_ == 0) put_first_pixel(y, out);
+                lines, out, to - begin_);
+            if (begin_ == 0) put_first_pixel(lines, y, out);
             out_.end(y, begin_, to - begin_);
         }
-        if (to + 2 == f_.width && to >= 2 && is_inner_row(y)) {
-            put_last_pair(y, f_.dst(y, to));
+        if (to == end_) return;
+        const AdaptiveLines rest = lines_beyond(lines, to - begin_);
+        if (to + 2 == f_.width && is_inner_row(y)) {
+            put_last_pair(rest, y, f_.dst(y, to));
         } else {
-            put_pixels(y, to, end_, f_.dst(y, to));
+            put_pixels(rest, y, to, end_, f_.dst(y, to));
         }
     }
 
@@ -195,16 +207,14 @@ class AdaptiveStrip {
     // The common cases of put_pixels, which would otherwise take a fifth of the
     // time of a frame 640 pixels wide: an inner row's first pixel, and its last two
     // when the width is even.
-    void put_first_pixel(size_t y, uint8_t* out) {
-        if (!is_inner_row(y) || f_.width < 4) return put_pixels(y, 0, 1, out);
-        const AdaptiveLines lines = lines_at(y, 0);
+    void put_first_pixel(const AdaptiveLines& lines, size_t y, uint8_t* out) {
+        if (!is_inner_row(y) || f_.width < 4) return put_pixels(lines, y, 0, 1, out);
         const bool even = own_is_even(y);
         put_border_pixel<kBytes>(out, f_.own_color_leads(y), lines.line[even ? 0 : 1],
                                  lines.green[0],
                                  even ? lines.beside[1] : AdaptivePixel(lines, 0, 1).from_column());
     }
-    void put_last_pair(size_t y, uint8_t* out) {
-        const AdaptiveLines lines = lines_at(y, last_x_ - 1);
+    void put_last_pair(const AdaptiveLines& lines, size_t y, uint8_t* out) {
         const bool leads = f_.own_color_leads(y);
         const auto put = [&](int first_own, int first_other, int last_own, int last_other) {
             put_border_pixel<kBytes>(out, leads, first_own, lines.green[0], first_other);
@@ -219,6 +229,16 @@ class AdaptiveStrip {
             put(AdaptivePixel(lines, 0, 1).from_row(), lines.beside[0], lines.line[1],
                 lines.beside[0]);
         }
+    }
+
+    // columns: even
+    static AdaptiveLines lines_beyond(const AdaptiveLines& lines, size_t columns) {
+        const int16_t* const* differences = lines.differences;
+        return {lines.line + columns,
+                lines.beside + columns,
+                lines.green + columns,
+                {differences[0] + columns / 2, differences[1] + columns / 2,
+                 differences[2] + columns / 2}};
     }
 
     // A sample that a pixel at the edge takes a colour from, in its own row or in
@@ -236,10 +256,8 @@ class AdaptiveStrip {
                 std::min(x | 1, (last_x_ - 1) | 1)};
     }
 
-    // from: even; out: where column `from` goes
-    void put_pixels(size_t y, size_t from, size_t to, uint8_t* out) {
-        if (from == to) return;
-        const AdaptiveLines lines = lines_at(y, from);
+    // from: even, where `lines` begin and the first pixel goes to out
+    void put_pixels(const AdaptiveLines& lines, size_t y, size_t from, size_t to, uint8_t* out) {
         const bool leads = f_.own_color_leads(y);
         const bool even = own_is_even(y);
         const auto at = [from](size_t x) { return static_cast<ptrdiff_t>(x - from); };
@@ -271,7 +289,8 @@ class AdaptiveStrip {
     }
 
     const BayerFrame& f_;
-    SampleLines<8> samples_;  // rows y-1 .. y+3 at a time
+    SampleLines<kSampleSlots> samples_;
+    const uint8_t* rows_[kSampleSlots];  // at column begin_
     OutputRows<1> out_;
     const size_t last_x_;
     const size_t last_y_;
