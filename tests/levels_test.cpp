@@ -13,7 +13,7 @@ std::vector<int> widths() {
     std::vector<int> all;
     for (int width = 1; width <= 2 * kLargestBlock + 1; ++width) all.push_back(width);
     // Around the strips that mosaics are taken in, and some beyond.
-    for (int width : {1023, 1024, 2047, 2048, 2049, 2050, 2051, 2052, 2053, 4096, 4101}) {
+    for (int width : {1024, 2049, 2051, 3584, 3585, 3587, 5888, 5889, 5891, 8193}) {
         all.push_back(width);
     }
     return all;

@@ -57,6 +57,9 @@ struct BayerFrame {
     uint8_t* dst(size_t y, size_t x) const { return dst_rows[y] + x * dst_bytes; }
 };
 
+// Columns that are streamed at a time.
+inline constexpr size_t kStreamedColumns = 2048;
+
 void demosaic_nearest(const BayerFrame& frame);
 void demosaic_bilinear(const BayerFrame& frame);
 void demosaic_adaptive(const BayerFrame& frame);

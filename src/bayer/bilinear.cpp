@@ -16,6 +16,7 @@
 // mis-assigned, and stay so.
 
 #include "bayer/output_rows.h"
+#include "bayer/sample_lines.h"
 
 namespace imgcnv {
 namespace {
@@ -90,9 +91,11 @@ void run(const BayerFrame& frame) {
     const EdgeGreen edge_green = gb ? kGreenFromNextRow : kGreenFromRow;
     const bool gapless =
         frame.line_format.decode == nullptr && frame.src_rows[0] + frame.width == frame.src_rows[1];
-    Lines lines(frame);
+    constexpr size_t kColumns = 8192;
+    alignas(64) uint8_t memory[4 * line_bytes(kColumns)];
+    Lines lines(frame, memory, kColumns);
     OutputRows<1> out(frame);
-    for_each_piece(frame, lines, frame.width, 1, [&](size_t y, size_t begin, size_t end) {
+    for_each_piece(frame, lines, frame.width, kColumns, 1, [&](size_t y, size_t begin, size_t end) {
         // The outermost columns are the border's. Kernels do them, too, where they may
         // look beyond the row: rows then begin at cache lines. (Where grey becomes of
         // it, what lies there decides on a branch: it must not be padding.)

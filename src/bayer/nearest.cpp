@@ -2,19 +2,23 @@
 // no cell and is left as it was.
 
 #include "bayer/output_rows.h"
+#include "bayer/sample_lines.h"
 
 namespace imgcnv {
 
 void demosaic_nearest(const BayerFrame& frame) {
     const NearestKernel kernel = frame.kernels->nearest[frame.phase(0, 0)][frame.sink(0)];
-    SampleLines<2> lines(frame);
+    constexpr size_t kColumns = 8192;
+    alignas(64) uint8_t memory[2 * line_bytes(kColumns)];
+    SampleLines<2> lines(frame, memory, kColumns);
     OutputRows<2> out(frame);
-    for_each_piece(frame, lines, frame.width & ~size_t{1}, 2, [&](size_t y, size_t x, size_t end) {
-        kernel(lines.at(y, x), lines.at(y + 1, x), out.begin(y, x, 0), out.begin(y + 1, x, 1),
-               end - x);
-        out.end(y, x, end - x, 0);
-        out.end(y + 1, x, end - x, 1);
-    });
+    for_each_piece(frame, lines, frame.width & ~size_t{1}, kColumns, 2,
+                   [&](size_t y, size_t x, size_t end) {
+                       kernel(lines.at(y, x), lines.at(y + 1, x), out.begin(y, x, 0),
+                              out.begin(y + 1, x, 1), end - x);
+                       out.end(y, x, end - x, 0);
+                       out.end(y + 1, x, end - x, 1);
+                   });
 }
 
 }  // namespace imgcnv

@@ -2,7 +2,7 @@
 // or to a buffer from which it is streamed.
 #pragma once
 
-#include "bayer/sample_lines.h"
+#include "bayer/bayer_frame.h"
 
 namespace imgcnv {
 
@@ -11,7 +11,8 @@ class OutputRows {
   public:
     explicit OutputRows(const BayerFrame& frame) : frame_(frame) {}
 
-    // Where to write pixels of row y from column x on, at most a strip of them.
+    // Where to write pixels of row y from column x on, at most kStreamedColumns
+    // of them.
     uint8_t* begin(size_t y, size_t x, size_t buffer = 0) {
         return frame_.streaming ? buffers_[buffer] : frame_.dst(y, x);
     }
@@ -23,7 +24,7 @@ class OutputRows {
 
   private:
     const BayerFrame& frame_;
-    alignas(64) uint8_t buffers_[kRows][kStripColumns * 4];
+    alignas(64) uint8_t buffers_[kRows][kStreamedColumns * 4];
 };
 
 }  // namespace imgcnv

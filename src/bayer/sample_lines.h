@@ -2,24 +2,38 @@
 //
 // 8-bit rows are used where they lie. Others are decoded, a strip of columns at
 // a time, into a small ring on the stack, so that nothing is allocated and the
-// working set stays in the first-level cache. Rows must be asked for in
-// ascending order within kSlots of one another.
+// working set stays in the caches. Rows must be asked for in ascending order
+// within kSlots of one another.
+//
+// Strips are as wide as the stack allows: every strip goes through all pages of
+// the frame again.
 #pragma once
 
 #include "bayer/bayer_frame.h"
 
 namespace imgcnv {
 
-// Columns of a strip. 8 rows of it are 16 KiB.
-inline constexpr size_t kStripColumns = 2048;
 // Columns beyond the strip that a method may look at, on either side (even). Where
 // the frame ends they hold nothing, but may be read.
 inline constexpr size_t kStripHalo = 4;
 
+// Room before a line in memory, so that its strip begins at a cache line.
+inline constexpr size_t kLineLead = 64;
+constexpr size_t line_bytes(size_t columns) { return kLineLead + columns + 64; }
+
+// Columns of the strips, all alike and at most so many (a multiple of 64).
+inline size_t strip_columns(size_t width, size_t most) {
+    const size_t strips = (width + most - 1) / most;
+    return ((width + strips - 1) / strips + 63) / 64 * 64;
+}
+
 template <size_t kSlots>
 class SampleLines {
   public:
-    explicit SampleLines(const BayerFrame& frame) : frame_(frame) {}
+    // memory: aligned, kSlots lines of line_bytes(columns), where a strip has so
+    // many columns at most
+    SampleLines(const BayerFrame& frame, uint8_t* memory, size_t columns)
+        : frame_(frame), memory_(memory), step_(line_bytes(columns)) {}
 
     // Columns to be asked for from now on: those of [begin, end) and the halo.
     // begin: even
@@ -35,41 +49,56 @@ class SampleLines {
     const uint8_t* at(size_t y, size_t x) {
         if (frame_.line_format.decode == nullptr) return frame_.src_rows[y] + x;
         const size_t slot = y % kSlots;
+        uint8_t* line = memory_ + slot * step_ + kLineLead;
         if (held_[slot] != y) {
             frame_.line_format.decode(
                 frame_.src_rows[y] + first_ / 2 * frame_.line_format.bytes_per_pair,
-                lines_[slot] + kLead + first_ - begin_, end_ - first_);
+                line + first_ - begin_, end_ - first_);
             held_[slot] = y;
         }
-        return lines_[slot] + kLead + x - begin_;
+        return line + x - begin_;
+    }
+
+    // Starts to load the strip's part of row y, if there is one.
+    void prefetch(size_t y) const {
+        if (y >= frame_.height) return;
+        const bool decoded = frame_.line_format.decode != nullptr;
+        const size_t per_pair = decoded ? frame_.line_format.bytes_per_pair : 2;
+        const uint8_t* row = frame_.src_rows[y] + begin_ / 2 * per_pair;
+        const size_t bytes = (end_ - begin_) / 2 * per_pair;
+        for (size_t i = 0; i < bytes; i += 64) __builtin_prefetch(row + i);
     }
 
   private:
     static constexpr size_t kNoRow = ~size_t{0};
-    static constexpr size_t kLead = 64;  // the strip itself begins at a cache line
 
     const BayerFrame& frame_;
+    uint8_t* const memory_;
+    const size_t step_;
     size_t begin_ = 0;
     size_t first_ = 0;
     size_t end_ = 0;
     size_t held_[kSlots];
-    alignas(64) uint8_t lines_[kSlots][kLead + kStripColumns + 64];
 };
 
-// Calls piece(y, begin, end) for every row, or every second one, of every strip.
-// Rows that need no decoding are not cut: whole rows, one after the other, are
-// how memory likes to be read.
+// Calls piece(y, begin, end) for every row, or every second one, of every strip of
+// the first `width` columns; begin is even. Rows that need no decoding are not cut
+// into strips: whole rows, one after the other, are how memory likes to be read.
+// What is streamed comes in pieces of kStreamedColumns.
 template <size_t kSlots, class F>
 void for_each_piece(const BayerFrame& frame, SampleLines<kSlots>& lines, size_t width,
-                    size_t row_step, F piece) {
-    if (frame.line_format.decode == nullptr) {
-        for (size_t y = 0; y < frame.height; y += row_step) piece(y, 0, width);
-        return;
-    }
-    for (size_t begin = 0; begin < width; begin += kStripColumns) {
-        const size_t end = begin + kStripColumns < width ? begin + kStripColumns : width;
-        lines.begin_strip(begin, end);
-        for (size_t y = 0; y < frame.height; y += row_step) piece(y, begin, end);
+                    size_t most_columns, size_t row_step, F piece) {
+    const bool decoded = frame.line_format.decode != nullptr;
+    const size_t strip = decoded ? strip_columns(width, most_columns) : width;
+    const size_t step = frame.streaming ? kStreamedColumns : strip;
+    for (size_t begin = 0; begin < width; begin += strip) {
+        const size_t end = begin + strip < width ? begin + strip : width;
+        if (decoded) lines.begin_strip(begin, end);
+        for (size_t y = 0; y < frame.height; y += row_step) {
+            for (size_t x = begin; x < end; x += step) {
+                piece(y, x, x + step < end ? x + step : end);
+            }
+        }
     }
 }
 
