@@ -33,7 +33,9 @@ class SampleLines {
     // memory: aligned, kSlots lines of line_bytes(columns), where a strip has so
     // many columns at most
     SampleLines(const BayerFrame& frame, uint8_t* memory, size_t columns)
-        : frame_(frame), memory_(memory), step_(line_bytes(columns)) {}
+        : frame_(frame), memory_(memory), step_(line_bytes(columns)) {
+        hold_nothing();
+    }
 
     // Columns to be asked for from now on: those of [begin, end) and the halo.
     // begin: even
@@ -42,7 +44,7 @@ class SampleLines {
         first_ = begin < kStripHalo ? 0 : begin - kStripHalo;
         const size_t wanted = (end + kStripHalo + 1) & ~size_t{1};
         end_ = wanted < frame_.width ? wanted : frame_.width;
-        for (size_t& row : held_) row = kNoRow;
+        hold_nothing();
     }
 
     // Sample x of row y.
@@ -70,7 +72,9 @@ class SampleLines {
     }
 
   private:
-    static constexpr size_t kNoRow = ~size_t{0};
+    void hold_nothing() {
+        for (size_t& row : held_) row = ~size_t{0};
+    }
 
     const BayerFrame& frame_;
     uint8_t* const memory_;
