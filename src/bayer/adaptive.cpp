@@ -186,7 +186,7 @@ class AdaptiveFrame {
         }
         if (to == end_) return;
         const AdaptiveLines rest = lines_beyond(lines, to - begin_);
-        if (to + 2 == f_.width && is_inner_row(y)) {
+        if (to >= 2 && to + 2 == f_.width && is_inner_row(y)) {
             put_last_pair(rest, y, f_.dst(y, to));
         } else {
             put_pixels(rest, y, to, end_, f_.dst(y, to));
