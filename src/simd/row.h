@@ -8,6 +8,8 @@
 //   kDstBytes         bytes a block of each output
 //   kHalo             bytes read on either side of an input block
 //   kHaloFrom         if there: the inputs before this one have no halo
+//   kTogether         if there: blocks of a turn of the loop, for bodies that
+//                     compute so little that the loop itself counts
 //   kGroup            blocks begin at multiples of so many pixels
 //   block(in, out)    in[kInputs], out[kOutputs]: pointers at the block
 //
@@ -42,6 +44,12 @@ struct Streams {
     const uint8_t* in[Body::kInputs];
     uint8_t* out[Body::kOutputs];
 };
+
+template <class Body>
+constexpr size_t blocks_together() {
+    if constexpr (requires { Body::kTogether; }) return Body::kTogether;
+    return 1;
+}
 
 template <class Body>
 concept InHalves = requires {
@@ -153,6 +161,17 @@ inline void run_row(Streams<Body> s, size_t pixels) {
             }
             Body::store(Block<Body>(s, i).out, values);
         } else {
+            constexpr size_t kTogether = blocks_together<Body>();
+            if constexpr (kTogether > 1) {
+                for (; i + kTogether * Body::kPixels < whole; i += kTogether * Body::kPixels) {
+#pragma GCC unroll 4
+                    for (size_t k = 0; k < kTogether; ++k) {
+                        const Block<Body> block(s, i + k * Body::kPixels);
+                        Body::block(block.in, block.out);
+                    }
+                }
+                if (i + Body::kPixels > whole) i = whole - Body::kPixels;
+            }
             for (;; i = after(i)) {
                 const Block<Body> block(s, i);
                 Body::block(block.in, block.out);
