@@ -56,6 +56,27 @@ concept InHalves = requires {
     typename Body::Values;
 };
 
+// Where pixel number `pixel` is in a stream whose blocks have kBytes bytes for
+// kPixels pixels. (Said in this way the compiler needs one instruction or none.)
+template <size_t kBytes, size_t kPixels>
+constexpr size_t byte_of(size_t pixel) {
+    if constexpr (kBytes % kPixels == 0) {
+        return pixel * (kBytes / kPixels);
+    } else if constexpr (kPixels % kBytes == 0) {
+        return pixel / (kPixels / kBytes);
+    } else {
+        return pixel * kBytes / kPixels;
+    }
+}
+template <class Body>
+constexpr size_t src_byte_of(size_t pixel) {
+    return byte_of<Body::kSrcBytes, Body::kPixels>(pixel);
+}
+template <class Body>
+constexpr size_t dst_byte_of(size_t pixel) {
+    return byte_of<Body::kDstBytes, Body::kPixels>(pixel);
+}
+
 // The pointers of a block. The loops over the streams are told to unroll: only
 // then do they stay in registers at -O2.
 template <class Body>
@@ -66,11 +87,11 @@ struct Block {
     Block(const Streams<Body>& s, size_t pixel) {
 #pragma GCC unroll 8
         for (size_t k = 0; k < Body::kInputs; ++k) {
-            in[k] = s.in[k] + pixel * Body::kSrcBytes / Body::kPixels;
+            in[k] = s.in[k] + src_byte_of<Body>(pixel);
         }
 #pragma GCC unroll 8
         for (size_t k = 0; k < Body::kOutputs; ++k) {
-            out[k] = s.out[k] + pixel * Body::kDstBytes / Body::kPixels;
+            out[k] = s.out[k] + dst_byte_of<Body>(pixel);
         }
     }
 };
@@ -99,11 +120,11 @@ __attribute__((noinline, flatten)) void run_partial_block(Streams<Body> s, size_
     // Cleared, so that no branch depends on what was there before.
     uint8_t in_copy[Body::kInputs][kInput] = {};
     uint8_t out_copy[Body::kOutputs][Body::kDstBytes];
-    const size_t from = pixel * Body::kSrcBytes / Body::kPixels;
-    const size_t to = pixel * Body::kDstBytes / Body::kPixels;
+    const size_t from = src_byte_of<Body>(pixel);
+    const size_t to = dst_byte_of<Body>(pixel);
     // A last group may be cut short in pixels but not in bytes.
     const size_t src_bytes = (pixels * Body::kSrcBytes + Body::kPixels - 1) / Body::kPixels;
-    const size_t dst_bytes = pixels * Body::kDstBytes / Body::kPixels;
+    const size_t dst_bytes = dst_byte_of<Body>(pixels);
 
     const uint8_t* in[Body::kInputs];
     uint8_t* out[Body::kOutputs];
@@ -130,11 +151,11 @@ inline void run_row_end(Streams<Body> s, size_t pixel, size_t pixels) {
     Streams<Narrow> rest;
 #pragma GCC unroll 8
     for (size_t k = 0; k < Body::kInputs; ++k) {
-        rest.in[k] = s.in[k] + pixel * Body::kSrcBytes / Body::kPixels;
+        rest.in[k] = s.in[k] + src_byte_of<Body>(pixel);
     }
 #pragma GCC unroll 8
     for (size_t k = 0; k < Body::kOutputs; ++k) {
-        rest.out[k] = s.out[k] + pixel * Body::kDstBytes / Body::kPixels;
+        rest.out[k] = s.out[k] + dst_byte_of<Body>(pixel);
     }
     run_row<Narrow>(rest, pixels);
 }
@@ -146,13 +167,14 @@ inline void run_row(Streams<Body> s, size_t pixels) {
     size_t done = 0;
     if (whole >= Body::kPixels) {
         // The last block overlaps the one before. One copy of the code serves all.
-        const auto after = [whole](size_t i) {
-            return i + 2 * Body::kPixels <= whole ? i + Body::kPixels : whole - Body::kPixels;
+        const size_t last = whole - Body::kPixels;
+        const auto after = [last](size_t i) {
+            return i + Body::kPixels < last ? i + Body::kPixels : last;
         };
         size_t i = 0;
         if constexpr (InHalves<Body>) {
             typename Body::Values values = Body::load(Block<Body>(s, i).in);
-            while (i + Body::kPixels < whole) {
+            while (i != last) {
                 const size_t next = after(i);
                 const typename Body::Values coming = Body::load(Block<Body>(s, next).in);
                 Body::store(Block<Body>(s, i).out, values);
@@ -170,12 +192,12 @@ inline void run_row(Streams<Body> s, size_t pixels) {
                         Body::block(block.in, block.out);
                     }
                 }
-                if (i + Body::kPixels > whole) i = whole - Body::kPixels;
+                if (i > last) i = last;
             }
             for (;; i = after(i)) {
                 const Block<Body> block(s, i);
                 Body::block(block.in, block.out);
-                if (i + Body::kPixels >= whole) break;
+                if (i == last) break;
             }
         }
         done = whole;
