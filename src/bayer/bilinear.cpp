@@ -15,6 +15,8 @@
 // is with the site kinds it would have one column further: its colours are
 // mis-assigned, and stay so.
 
+#include <algorithm>
+
 #include "bayer/output_rows.h"
 #include "bayer/sample_lines.h"
 
@@ -64,11 +66,18 @@ inline void put_side(uint8_t* dst, bool is_color_site, bool leads, bool gb, cons
     }
 }
 
-// Whether the bytes before and after rows y-1, y and y+1 may be read: those of the
-// first and the last row may be outside of the frame's buffer.
+// Whether the bytes before and after rows y-1, y and y+1 may be read, y not being an
+// outermost row: when they are rows or between rows, whatever the distance of rows.
 bool may_look_beyond(const BayerFrame& frame, size_t y) {
-    const bool inside = y >= 2 && y + 4 <= frame.height;
-    return inside || (frame.line_format.decode != nullptr && y >= 1 && y + 2 <= frame.height);
+    if (frame.line_format.decode != nullptr) return true;
+    const uint8_t* const* rows = frame.src_rows;
+    const uint8_t* first = rows[0];
+    // An odd height's last entry repeats the row before the last.
+    const uint8_t* last = std::max(rows[frame.height - 2], rows[frame.height - 1]);
+    for (const uint8_t* row : {rows[y - 1], rows[y], rows[y + 1]}) {
+        if (row <= first || row >= last) return false;
+    }
+    return true;
 }
 
 // Kernels take whole pairs of pixels at once, but half a pair apart. The last
@@ -99,14 +108,15 @@ void run(const BayerFrame& frame) {
         // The outermost columns are the border's. Kernels do them, too, where they may
         // look beyond the row: rows then begin at cache lines. (Where grey becomes of
         // it, what lies there decides on a branch: it must not be padding.)
-        const bool whole = (kBytes != 1 || gapless) && may_look_beyond(frame, y);
+        const bool inner = y != 0 && y != last_y;
+        const bool whole = inner && (kBytes != 1 || gapless) && may_look_beyond(frame, y);
         const size_t x = begin == 0 && !whole ? 1 : begin;
         const size_t interior_end = end < last_x || whole ? end : last_x;
         const size_t pixels = x < interior_end ? interior_end - x : 0;
         const Phase phase = frame.phase(y, x);
         const TripleSink sink = frame.sink(y);
         const uint8_t* line = lines.at(y, begin);
-        if (y == 0 || y == last_y) {
+        if (!inner) {
             if (pixels != 0) {
                 const uint8_t* next = lines.at(y == 0 ? 1 : y - 1, begin);
                 uint8_t* dst = out.begin(y, x);
