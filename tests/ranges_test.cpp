@@ -103,5 +103,41 @@ TEST(Ranges, PaddingNeverChangesAByte) {
     }
 }
 
+// With a negative padding, rows begin before the ones above them have ended. What
+// lies around a row in memory is then not always the frame's.
+TEST(Ranges, MosaicRowsMayOverlap) {
+    constexpr int kHeight = 8;
+    std::mt19937 random(run_seed());
+    GuardedRegion source(1 << 12), target(1 << 16);
+    for (const SourceFormat& s : kSources) {
+        if (!is_bayer(s) || row_bytes(s, 2) != 2) continue;
+        for (int stride : {0, 1, 7, 64, 130}) {
+            const int width = stride + 2 + static_cast<int>(random() % 5);
+            Frame apart = random_frame(s, width, kHeight, 0, random);
+            Bytes overlapping(static_cast<size_t>(stride * (kHeight - 1) + width));
+            for (uint8_t& sample : overlapping) sample = static_cast<uint8_t>(random());
+            for (int y = 0; y < kHeight; ++y) {
+                std::copy_n(&overlapping[y * stride], width, &apart.bytes[y * width]);
+            }
+            Record record = apart.record;
+            record.rowPadding = stride - width;
+            record.dataSize = std::max(stride * kHeight, 1);
+            for (PixelFormat destination : kDestinations) {
+                for (Demosaic method : kMethods) {
+                    const Bytes wanted = converted(apart, destination, method, 0xA5);
+                    const auto src = source.place(overlapping, kGuards[random() % 2]);
+                    const auto dst = target.place(wanted.size(), kGuards[random() % 2], 0xA5);
+                    ASSERT_EQ(convert(record, destination, method, src.data(), dst.data()),
+                              IMGCNV_SUCCESS);
+                    ASSERT_TRUE(target.intact());
+                    ASSERT_TRUE(std::equal(dst.begin(), dst.end(), wanted.begin()))
+                        << s.name << " width " << width << " stride " << stride << " to "
+                        << std::hex << destination << " method " << method;
+                }
+            }
+        }
+    }
+}
+
 }  // namespace
 }  // namespace imgcnv::testing
