@@ -170,7 +170,7 @@ class AdaptiveFrame {
     }
 
     void make_color(size_t y) {
-        size_t to = end_ == f_.width ? std::max(begin_, last_x_ - 1) : end_;
+        size_t to = std::min(end_, std::max(begin_, last_x_ - 1));
         to -= (to - begin_) % 2;  // kernels are quick with whole pairs
         // The alpha bytes of the last row are not ours: pixel by pixel.
         if (kBytes == 4 && real_row(y) == last_y_) to = begin_;
