@@ -61,7 +61,7 @@ bool cpu_tells_of_upper_halves() {
 
 class Levels : public ::testing::Test {
   protected:
-    static constexpr size_t kRoom = 4 * 4104 * 12;
+    static constexpr size_t kRoom = 4 * 8196 * 8;
     const std::vector<std::string_view> levels = faster_levels();
     const std::string_view plain = level_names()[0];
     const bool upper_halves_told = cpu_tells_of_upper_halves();

@@ -97,9 +97,9 @@ struct TurnTile<V, 3> {
 };
 
 // Starts to load the part of a strip of columns that the next row of tiles needs.
-template <size_t kRows>
+template <class Tile>
 inline void prefetch_rows(const uint8_t* src, ptrdiff_t src_step, size_t bytes) {
-    for (size_t k = 0; k < kRows; ++k) {
+    for (size_t k = 0; k < Tile::kRows; ++k) {
         const uint8_t* row = src + static_cast<ptrdiff_t>(k) * src_step;
         for (size_t i = 0; i < bytes; i += 64) __builtin_prefetch(row + i);
     }
@@ -130,7 +130,7 @@ inline void transpose(const uint8_t* src, ptrdiff_t src_step, uint8_t* dst, ptrd
         for (size_t y = 0; y < height; y += Tile::kRows) {
             const size_t top = y + Tile::kRows <= height ? y : height - Tile::kRows;
             if (large && y + 2 * Tile::kRows <= height) {
-                prefetch_rows<Tile::kRows>(
+                prefetch_rows<Tile>(
                     src + static_cast<ptrdiff_t>(y + Tile::kRows) * src_step + strip * kPixelBytes,
                     src_step, (strip_end - strip) * kPixelBytes);
             }

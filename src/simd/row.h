@@ -56,10 +56,11 @@ concept InHalves = requires {
     typename Body::Values;
 };
 
-// Where pixel number `pixel` is in a stream whose blocks have kBytes bytes for
-// kPixels pixels. (Said in this way the compiler needs one instruction or none.)
-template <size_t kBytes, size_t kPixels>
+// Where pixel number `pixel` is in a stream whose blocks have kBytes bytes. (Said in this way the
+// compiler needs one instruction or none.)
+template <class Body, size_t kBytes>
 constexpr size_t byte_of(size_t pixel) {
+    constexpr size_t kPixels = Body::kPixels;
     if constexpr (kBytes % kPixels == 0) {
         return pixel * (kBytes / kPixels);
     } else if constexpr (kPixels % kBytes == 0) {
@@ -70,11 +71,11 @@ constexpr size_t byte_of(size_t pixel) {
 }
 template <class Body>
 constexpr size_t src_byte_of(size_t pixel) {
-    return byte_of<Body::kSrcBytes, Body::kPixels>(pixel);
+    return byte_of<Body, Body::kSrcBytes>(pixel);
 }
 template <class Body>
 constexpr size_t dst_byte_of(size_t pixel) {
-    return byte_of<Body::kDstBytes, Body::kPixels>(pixel);
+    return byte_of<Body, Body::kDstBytes>(pixel);
 }
 
 // The pointers of a block. The loops over the streams are told to unroll: only
