@@ -99,7 +99,7 @@ void run(const BayerFrame& frame) {
     const bool gb = frame.order == BayerOrder::GB;
     const EdgeGreen edge_green = gb ? kGreenFromNextRow : kGreenFromRow;
     const bool gapless =
-        frame.line_format.decode == nullptr && frame.src_rows[0] + frame.width == frame.src_rows[1];
+        frame.line_format.decode != nullptr || frame.src_rows[0] + frame.width == frame.src_rows[1];
     constexpr size_t kColumns = 8192;
     alignas(64) uint8_t memory[4 * line_bytes(kColumns)];
     Lines lines(frame, memory, kColumns);

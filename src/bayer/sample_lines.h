@@ -14,7 +14,7 @@
 namespace imgcnv {
 
 // Columns beyond the strip that a method may look at, on either side (even). Where
-// the frame ends they hold nothing, but may be read.
+// the frame ends there is one more sample, 0.
 inline constexpr size_t kStripHalo = 4;
 
 // Room before a line in memory, so that its strip begins at a cache line.
@@ -56,6 +56,8 @@ class SampleLines {
             frame_.line_format.decode(
                 frame_.src_rows[y] + first_ / 2 * frame_.line_format.bytes_per_pair,
                 line + first_ - begin_, end_ - first_);
+            line[static_cast<ptrdiff_t>(first_ - begin_) - 1] = 0;
+            line[end_ - begin_] = 0;
             held_[slot] = y;
         }
         return line + x - begin_;
