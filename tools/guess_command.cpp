@@ -12,11 +12,8 @@
 namespace tool {
 namespace {
 
-struct GuessOptions {
-    std::string file, size;
-    std::int64_t skip = 0;
+struct GuessOptions : DumpOptions {
     std::size_t answers = 8;
-    bool json = false;
 };
 
 std::string convertCommand(const GuessOptions& options, const GuessedShape& answer) {
@@ -99,18 +96,10 @@ void addGuess(CLI::App& app) {
     auto* command =
         app.add_subcommand("guess", "Rank the formats, sizes and strides that a raw dump may have");
     auto options = std::make_shared<GuessOptions>();
-    command->add_option("FILE", options->file, "File of raw frames; - is standard input")
-        ->required();
-    command->add_option("-s,--size", options->size, "Width and height in pixels, when known")
-        ->type_name("WxH");
-    command->add_option("--skip", options->skip, "Bytes before the first frame, such as a header")
-        ->type_name("N")
-        ->check(CLI::NonNegativeNumber);
+    addDumpOptions(*command, *options);
     command->add_option("-n,--answers", options->answers, "Most answers to give. Default: 8")
         ->type_name("N")
         ->check(CLI::PositiveNumber);
-    command->add_flag("--json", options->json, "For programs");
-    addQuiet(*command);
     command->callback([options] { guess(*options); });
 }
 

@@ -18,12 +18,6 @@ namespace {
 
 constexpr std::size_t kShownFits = 16;
 
-struct InfoOptions {
-    std::string file, size;
-    std::int64_t skip = 0;
-    bool json = false;
-};
-
 /// BayerRG8, BayerGB8 and the others of a depth are one word: Bayer*8.
 std::string namesOf(const LengthFit& fit) {
     std::vector<std::string> names;
@@ -67,7 +61,7 @@ void printJsonFits(const char* key, const std::vector<LengthFit>& fits) {
     std::printf("]");
 }
 
-void info(const InfoOptions& options) {
+void info(const DumpOptions& options) {
     const auto size = requestedSize(options.size);
     const auto content = readBytes(options.file, options.skip);
     const auto bytes = static_cast<std::int64_t>(content.size());
@@ -117,16 +111,8 @@ void info(const InfoOptions& options) {
 void addInfo(CLI::App& app) {
     auto* command =
         app.add_subcommand("info", "List the formats and sizes that fit the length of a raw dump");
-    auto options = std::make_shared<InfoOptions>();
-    command->add_option("FILE", options->file, "File of raw frames; - is standard input")
-        ->required();
-    command->add_option("-s,--size", options->size, "Width and height in pixels, when known")
-        ->type_name("WxH");
-    command->add_option("--skip", options->skip, "Bytes before the first frame, such as a header")
-        ->type_name("N")
-        ->check(CLI::NonNegativeNumber);
-    command->add_flag("--json", options->json, "For programs");
-    addQuiet(*command);
+    auto options = std::make_shared<DumpOptions>();
+    addDumpOptions(*command, *options);
     command->callback([options] { info(*options); });
 }
 

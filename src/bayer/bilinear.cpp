@@ -17,7 +17,6 @@
 
 #include <algorithm>
 
-#include "bayer/output_rows.h"
 #include "bayer/sample_lines.h"
 
 namespace imgcnv {
@@ -103,7 +102,6 @@ void run(const BayerFrame& frame) {
     constexpr size_t kColumns = 8192;
     alignas(64) uint8_t memory[4 * line_bytes(kColumns)];
     Lines lines(frame, memory, kColumns);
-    OutputRows<1> out(frame);
     for_each_piece(frame, lines, frame.width, kColumns, 1, [&](size_t y, size_t begin, size_t end) {
         // The outermost columns are the border's. Kernels do them, too, where they may
         // look beyond the row: rows then begin at cache lines. (Where grey becomes of
@@ -119,13 +117,12 @@ void run(const BayerFrame& frame) {
         if (!inner) {
             if (pixels != 0) {
                 const uint8_t* next = lines.at(y == 0 ? 1 : y - 1, begin);
-                uint8_t* dst = out.begin(y, x);
+                uint8_t* dst = frame.dst(y, x);
                 convert_pixels(phase, pixels, [&](Phase at, size_t from, size_t count) {
                     frame.kernels->bilinear_edge[edge_green][at][sink](line + (x - begin) + from,
                                                                        next + (x - begin) + from,
                                                                        dst + from * kBytes, count);
                 });
-                out.end(y, x, pixels);
             }
             if (begin == 0) put_corner<kBytes>(frame, lines, y, 0);
             if (end == frame.width) put_corner<kBytes>(frame, lines, y, last_x);
@@ -134,13 +131,12 @@ void run(const BayerFrame& frame) {
         const uint8_t* above = lines.at(y - 1, begin);
         const uint8_t* below = lines.at(y + 1, begin);
         if (pixels != 0) {
-            uint8_t* dst = out.begin(y, x);
+            uint8_t* dst = frame.dst(y, x);
             convert_pixels(phase, pixels, [&](Phase at, size_t from, size_t count) {
                 const size_t column = x - begin + from;
                 frame.kernels->bilinear[at][sink](above + column, line + column, below + column,
                                                   dst + from * kBytes, count);
             });
-            out.end(y, x, pixels);
         }
         // The last column's site is the other one, odd widths or not.
         const bool color_first = frame.is_color_site(y, 0), leads = frame.own_color_leads(y);

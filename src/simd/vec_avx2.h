@@ -59,7 +59,6 @@ struct Vec32 {
     static Reg sub8(Reg a, Reg b) { return _mm256_sub_epi8(a, b); }
     static Reg add16(Reg a, Reg b) { return _mm256_add_epi16(a, b); }
     static Reg sub16(Reg a, Reg b) { return _mm256_sub_epi16(a, b); }
-    static Reg mullo16(Reg a, Reg b) { return _mm256_mullo_epi16(a, b); }
     static Reg mulhi16(Reg a, Reg b) { return _mm256_mulhi_epi16(a, b); }
     static Reg mulhi16u(Reg a, Reg b) { return _mm256_mulhi_epu16(a, b); }
     static Reg abs16(Reg a) { return _mm256_abs_epi16(a); }

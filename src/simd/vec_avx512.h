@@ -38,7 +38,6 @@ struct Vec64 {
     static Reg zero() { return _mm512_setzero_si512(); }
     static Reg set8(int x) { return _mm512_set1_epi8(static_cast<char>(x)); }
     static Reg set16(int x) { return _mm512_set1_epi16(static_cast<short>(x)); }
-    static Reg set32(int x) { return _mm512_set1_epi32(x); }
 
     static Reg and_(Reg a, Reg b) { return _mm512_and_si512(a, b); }
     static Reg or_(Reg a, Reg b) { return _mm512_or_si512(a, b); }
@@ -50,7 +49,6 @@ struct Vec64 {
     static Reg sub8(Reg a, Reg b) { return _mm512_sub_epi8(a, b); }
     static Reg add16(Reg a, Reg b) { return _mm512_add_epi16(a, b); }
     static Reg sub16(Reg a, Reg b) { return _mm512_sub_epi16(a, b); }
-    static Reg mullo16(Reg a, Reg b) { return _mm512_mullo_epi16(a, b); }
     static Reg mulhi16(Reg a, Reg b) { return _mm512_mulhi_epi16(a, b); }
     static Reg mulhi16u(Reg a, Reg b) { return _mm512_mulhi_epu16(a, b); }
     static Reg abs16(Reg a) { return _mm512_abs_epi16(a); }

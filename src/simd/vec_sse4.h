@@ -45,7 +45,6 @@ struct Vec16 {
     static Reg zero() { return _mm_setzero_si128(); }
     static Reg set8(int x) { return _mm_set1_epi8(static_cast<char>(x)); }
     static Reg set16(int x) { return _mm_set1_epi16(static_cast<short>(x)); }
-    static Reg set32(int x) { return _mm_set1_epi32(x); }
 
     static Reg and_(Reg a, Reg b) { return _mm_and_si128(a, b); }
     static Reg or_(Reg a, Reg b) { return _mm_or_si128(a, b); }
@@ -56,7 +55,6 @@ struct Vec16 {
     static Reg sub8(Reg a, Reg b) { return _mm_sub_epi8(a, b); }
     static Reg add16(Reg a, Reg b) { return _mm_add_epi16(a, b); }
     static Reg sub16(Reg a, Reg b) { return _mm_sub_epi16(a, b); }
-    static Reg mullo16(Reg a, Reg b) { return _mm_mullo_epi16(a, b); }
     static Reg mulhi16(Reg a, Reg b) { return _mm_mulhi_epi16(a, b); }
     static Reg mulhi16u(Reg a, Reg b) { return _mm_mulhi_epu16(a, b); }
     static Reg abs16(Reg a) { return _mm_abs_epi16(a); }

@@ -65,4 +65,15 @@ void addQuiet(CLI::App& command) {
         "-q,--quiet", [] { setQuiet(true); }, "Say nothing but errors");
 }
 
+void addDumpOptions(CLI::App& command, DumpOptions& options) {
+    command.add_option("FILE", options.file, "File of raw frames; - is standard input")->required();
+    command.add_option("-s,--size", options.size, "Width and height in pixels, when known")
+        ->type_name("WxH");
+    command.add_option("--skip", options.skip, "Bytes before the first frame, such as a header")
+        ->type_name("N")
+        ->check(CLI::NonNegativeNumber);
+    command.add_flag("--json", options.json, "For programs");
+    addQuiet(command);
+}
+
 }  // namespace tool

@@ -3,6 +3,7 @@
 #include "convert/convert_options.h"
 
 #include <CLI/CLI.hpp>
+#include <cstdint>
 #include <string>
 #include <vector>
 
@@ -12,6 +13,15 @@ namespace tool {
 /// them.
 void addSourceOptions(CLI::App& command, SourceOptions& options);
 void addQuiet(CLI::App& command);
+
+/// Of subcommands that tell what a dump may be.
+struct DumpOptions {
+    std::string file, size;
+    std::int64_t skip = 0;
+    bool json = false;
+};
+/// FILE, --size, --skip, --json and --quiet.
+void addDumpOptions(CLI::App& command, DumpOptions& options);
 
 // What an option takes, in its help and when it is parsed.
 void oneOf(CLI::Option* option, const std::vector<std::string>& values);
