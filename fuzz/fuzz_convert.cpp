@@ -101,7 +101,7 @@ void check_frame(Input& input) {
     }
 
     int expected_status = -1;
-    for (const std::string_view level : testing::level_names()) {
+    for (const std::string_view level : testing::kernel_set_names()) {
         if (!testing::level_available(level)) continue;
         testing::force_level(level);
         uint8_t* const src = source_region.place(original, source_guard).data() - read.begin;

@@ -1,10 +1,9 @@
 // The exported mirror and rotation functions.
 
-#include <cstring>
 #include <utility>
 
 #include "converter/destination.h"
-#include "converter/streaming.h"
+#include "converter/frame_kernels.h"
 #include "converter/wrapping.h"
 #include "imgcnv.h"
 #include "simd/cpu_level.h"
@@ -55,17 +54,11 @@ int IMGCNV_FlipToVertical(unsigned char* src, tagIMGCNV_SOpenParam* param, unsig
     if (bytes == 0) return IMGCNV_ILLEGAL_PARAM;
     const auto [width, height] = geometry(*param);
     const size_t row_bytes = width * bytes;
-    const KernelTable& kernels = kernels_for_this_cpu();
-    const bool streaming = is_worth_streaming(kernels, height * row_bytes, height * row_bytes);
+    const FrameKernels kernels(height * row_bytes, height * row_bytes);
+    const RowKernel copy = kernels->mono[kBytes][kGrey1];
     for (size_t y = 0; y < height; ++y) {
-        const uint8_t* from = src + (height - 1 - y) * row_bytes;
-        if (streaming) {
-            kernels.stream(from, dst + y * row_bytes, row_bytes);
-        } else {
-            std::memcpy(dst + y * row_bytes, from, row_bytes);
-        }
+        copy(src + (height - 1 - y) * row_bytes, dst + y * row_bytes, row_bytes);
     }
-    if (streaming) finish_streaming();
     *dstSize = param->dataSize;
     return IMGCNV_SUCCESS;
 }

@@ -24,7 +24,6 @@
 #include <algorithm>
 
 #include "bayer/adaptive_plain.h"
-#include "bayer/output_rows.h"
 #include "bayer/sample_lines.h"
 
 namespace imgcnv {
@@ -37,7 +36,6 @@ class AdaptiveFrame {
         : f_(frame),
           columns_(frame.line_format.decode == nullptr ? kDirectColumns : kDecodedColumns),
           samples_(frame, memory_ + 2 * kGreenSlots * line_bytes(columns_), columns_),
-          out_(frame),
           last_x_(frame.width - 1),
           last_y_(frame.height - 1) {
         for (size_t i = 0; i < kGreenSlots; ++i) {
@@ -67,8 +65,6 @@ class AdaptiveFrame {
         if (2 < last_y_) fetch(2);
         make_green(0);
         for (size_t y = 0; y <= last_y_; ++y) {
-            // Measured at 5120x3840: .85 of the time; bilinear gains nothing from it.
-            if (f_.streaming) samples_.prefetch(y + 4);
             if (y + 3 <= last_y_) fetch(y + 3);
             if (y < last_y_) make_green(y + 1);
             make_color(y);
@@ -78,10 +74,10 @@ class AdaptiveFrame {
     static constexpr size_t kGreenSlots = 4;   // rows y-1 .. y+1 at a time
     static constexpr size_t kSampleSlots = 5;  // rows y-1 .. y+3 at a time
     static constexpr size_t kRowSlots = 8;     // the same, quicker to find
-    // Columns of a strip: what 47 KiB of stack hold of green, differences and, if
+    // Columns of a strip: what 55 KiB of stack hold of green, differences and, if
     // rows need decoding, samples.
-    static constexpr size_t kDirectColumns = 5888;
-    static constexpr size_t kDecodedColumns = 3584;
+    static constexpr size_t kDirectColumns = 6912;
+    static constexpr size_t kDecodedColumns = 4160;
     static constexpr size_t kMemory =
         std::max(2 * kGreenSlots * line_bytes(kDirectColumns),
                  (2 * kGreenSlots + kSampleSlots) * line_bytes(kDecodedColumns));
@@ -175,14 +171,11 @@ class AdaptiveFrame {
         // The alpha bytes of the last row are not ours: pixel by pixel.
         if (kBytes == 4 && real_row(y) == last_y_) to = begin_;
         const AdaptiveLines lines = lines_at(y, begin_);
-        const size_t step = f_.streaming ? kStreamedColumns : to - begin_;
-        for (size_t x = begin_; x < to; x += step) {
-            const size_t pixels = std::min(step, to - x);
-            uint8_t* out = out_.begin(y, x);
-            f_.kernels->adaptive_color[kind_of_row(y)][f_.phase(y, x)][f_.sink(y)](
-                lines_beyond(lines, x - begin_), out, pixels);
-            if (x == 0) put_first_pixel(lines, y, out);
-            out_.end(y, x, pixels);
+        if (to != begin_) {
+            uint8_t* out = f_.dst(y, begin_);
+            f_.kernels->adaptive_color[kind_of_row(y)][f_.phase(y, begin_)][f_.sink(y)](
+                lines, out, to - begin_);
+            if (begin_ == 0) put_first_pixel(lines, y, out);
         }
         if (to == end_) return;
         const AdaptiveLines rest = lines_beyond(lines, to - begin_);
@@ -316,7 +309,6 @@ class AdaptiveFrame {
     const uint8_t* rows_[kRowSlots];
     uint8_t* green_lines_[kGreenSlots];
     int16_t* difference_lines_[kGreenSlots];
-    OutputRows<1> out_;
     const size_t last_x_;
     const size_t last_y_;
     size_t begin_ = 0;

@@ -9,8 +9,9 @@ namespace imgcnv {
 
 template <class V, Phase kPhase>
 struct AdaptiveGreenBody {
-    static constexpr bool kNarrowest = V::kNarrowest;
-    using Narrower = AdaptiveGreenBody<typename V::Narrower, kPhase>;
+    using Vector = V;
+    template <class W>
+    using Over = AdaptiveGreenBody<W, kPhase>;
     using Reg = typename V::Reg;
     using L = Lanes<V>;
     static constexpr size_t kPixels = V::kBytes;
@@ -26,6 +27,7 @@ struct AdaptiveGreenBody {
             return kColorIsFirst ? L::first(pairs) : L::second(pairs);
         };
         const uint8_t* s = in[2];
+        L::prefetch_after(in[3], in[4]);
         const Reg line = V::load(s), color = own(line);
         const Reg left = kColorIsFirst ? L::first(s - 1) : L::first(line);
         const Reg right = kColorIsFirst ? L::second(line) : L::second(s + 1);
@@ -60,7 +62,7 @@ __attribute__((flatten)) void adaptive_green_row(const uint8_t* const lines[5], 
 
 template <class V, AdaptiveRow kRow, Phase kPhase>
 struct AdaptiveColorBlocks {
-    static constexpr bool kNarrowest = V::kNarrowest;
+    using Vector = V;
     using Reg = typename V::Reg;
     using L = Lanes<V>;
     static constexpr size_t kPixels = V::kBytes;
@@ -107,7 +109,8 @@ struct AdaptiveColorBlocks {
 
 template <class V, AdaptiveRow kRow, Phase kPhase, TripleSink kSink>
 struct AdaptiveColorBody : TripleBody<V, AdaptiveColorBlocks<V, kRow, kPhase>, kSink> {
-    using Narrower = AdaptiveColorBody<typename V::Narrower, kRow, kPhase, kSink>;
+    template <class W>
+    using Over = AdaptiveColorBody<W, kRow, kPhase, kSink>;
 };
 
 template <class V, AdaptiveRow kRow, Phase kPhase, TripleSink kSink>
@@ -123,8 +126,9 @@ __attribute__((flatten)) void adaptive_color_row(const AdaptiveLines& lines, uin
 
 template <class V, Phase kPhase>
 struct CellGreenBody {
-    static constexpr bool kNarrowest = V::kNarrowest;
-    using Narrower = CellGreenBody<typename V::Narrower, kPhase>;
+    using Vector = V;
+    template <class W>
+    using Over = CellGreenBody<W, kPhase>;
     using Reg = typename V::Reg;
     using L = Lanes<V>;
     static constexpr size_t kPixels = V::kBytes;

@@ -2,7 +2,7 @@
 
 #include <cstdlib>
 
-#include "converter/streaming.h"
+#include "converter/frame_kernels.h"
 #include "simd/cpu_level.h"
 
 namespace imgcnv {
@@ -81,28 +81,21 @@ int run_bayer(const BayerJob& job) {
     }
 
     if (width != 0) {
-        const KernelTable& kernels = kernels_for_this_cpu();
-        // Measured at 5120x3840 (time with / without streaming): adaptive .75 to .8,
-        // nearest from 10, 12 bits and packed .85 to .9; but 8-bit nearest 1.05,
-        // bilinear 1.2, and nothing won to Mono8.
-        const bool may_stream =
-            dst_bytes != 1 && (job.method == IMGCNV_DEMOSAIC_ADAPTIVE ||
-                               (job.method == IMGCNV_DEMOSAIC_NEAREST && job.layout != kBytes));
-        const bool streaming =
-            may_stream && is_worth_streaming(kernels, height * static_cast<size_t>(job.stride),
-                                             rows * width * dst_bytes);
+        const FrameKernels kernels(height * static_cast<size_t>(job.stride),
+                                   rows * width * dst_bytes);
+        // Decoded lines stay in the caches, whatever the frame.
+        const RowKernel decode = kernels_for_this_cpu().mono[job.layout][kGrey1];
         const BayerFrame frame{
-            .kernels = &kernels,
+            .kernels = &*kernels,
             .order = mirrored ? BayerOrder::GB : job.order,
-            .line_format = {job.layout == kBytes ? nullptr : kernels.mono[job.layout][kGrey1],
-                            job.bytes_per_pair},
+            .line_format = {job.layout == kBytes ? nullptr : decode, job.bytes_per_pair},
             .src_rows = src_rows,
             .dst_rows = dst_rows,
             .width = width,
             .height = rows,
             .dst_bytes = dst_bytes,
             .dst_red_first = offsets.redOffset == 0,
-            .streaming = streaming,
+            .beyond_caches = kernels.go_past_caches(),
             .mirrored = mirrored,
         };
         switch (job.method) {
@@ -118,7 +111,6 @@ int run_bayer(const BayerJob& job) {
             default:
                 break;  // unknown methods convert nothing
         }
-        if (frame.streaming) finish_streaming();
     }
     scratch.release();
     std::free(dst_rows);

@@ -28,8 +28,8 @@ struct BayerFrame {
     size_t height;                   // even, >= 2
     size_t dst_bytes;                // 1, 3 or 4
     bool dst_red_first;
-    bool streaming;  // the destination is written past the caches
-    bool mirrored;   // the row tables run from the bottom up
+    bool beyond_caches;  // too large for them
+    bool mirrored;       // the row tables run from the bottom up
 
     // Red is in the even rows of RG and in the odd ones of GB and BG.
     bool row_has_red(size_t y) const { return (order == BayerOrder::RG) == (y % 2 == 0); }
@@ -56,9 +56,6 @@ struct BayerFrame {
 
     uint8_t* dst(size_t y, size_t x) const { return dst_rows[y] + x * dst_bytes; }
 };
-
-// Columns that are streamed at a time.
-inline constexpr size_t kStreamedColumns = 2048;
 
 void demosaic_nearest(const BayerFrame& frame);
 void demosaic_bilinear(const BayerFrame& frame);

@@ -12,7 +12,7 @@ namespace imgcnv {
 
 template <class V, Phase kPhase>
 struct BilinearBlocks {
-    static constexpr bool kNarrowest = V::kNarrowest;
+    using Vector = V;
     using Reg = typename V::Reg;
     using L = Lanes<V>;
     static constexpr size_t kPixels = V::kBytes;
@@ -21,6 +21,7 @@ struct BilinearBlocks {
 
     static Triple<V> load(const uint8_t* const* in) {
         const uint8_t *u = in[0], *s = in[1], *d = in[2];
+        L::prefetch_after(s, d);
         const Reg above = V::load(u), line = V::load(s), below = V::load(d);
         const Reg first = V::add16(L::first(above), L::first(below));
         const Reg second = V::add16(L::second(above), L::second(below));
@@ -66,7 +67,8 @@ struct BilinearBlocks {
 
 template <class V, Phase kPhase, TripleSink kSink>
 struct BilinearBody : TripleBody<V, BilinearBlocks<V, kPhase>, kSink> {
-    using Narrower = BilinearBody<typename V::Narrower, kPhase, kSink>;
+    template <class W>
+    using Over = BilinearBody<W, kPhase, kSink>;
 };
 
 template <class V, Phase kPhase, TripleSink kSink>
@@ -77,7 +79,7 @@ __attribute__((flatten)) void bilinear_row(const uint8_t* above, const uint8_t* 
 
 template <class V, EdgeGreen kEdgeGreen, Phase kPhase>
 struct BilinearEdgeBlocks {
-    static constexpr bool kNarrowest = V::kNarrowest;
+    using Vector = V;
     using Reg = typename V::Reg;
     using L = Lanes<V>;
     static constexpr size_t kPixels = V::kBytes;
@@ -107,7 +109,8 @@ struct BilinearEdgeBlocks {
 
 template <class V, EdgeGreen kEdgeGreen, Phase kPhase, TripleSink kSink>
 struct BilinearEdgeBody : TripleBody<V, BilinearEdgeBlocks<V, kEdgeGreen, kPhase>, kSink> {
-    using Narrower = BilinearEdgeBody<typename V::Narrower, kEdgeGreen, kPhase, kSink>;
+    template <class W>
+    using Over = BilinearEdgeBody<W, kEdgeGreen, kPhase, kSink>;
 };
 
 template <class V, EdgeGreen kEdgeGreen, Phase kPhase, TripleSink kSink>

@@ -30,6 +30,16 @@ struct Lanes {
     static Reg with_byte(Reg other, Reg value) {
         return kIntoFirst ? merged(value, other) : merged(other, V::template shl16<8>(value));
     }
+    // Starts to load a row below `row`, where `before` is the one above: large
+    // frames keep the memory busy while a row is computed. (Never a fault, whatever
+    // lies there.) Measured at 5120x3840: nearest, bilinear .8 to .9 of the time,
+    // adaptive .75; whole rows at once, or some columns ahead in the row, less.
+    template <size_t kRows = 1>
+    static void prefetch_after(const uint8_t* before, const uint8_t* row) {
+        const uintptr_t from = reinterpret_cast<uintptr_t>(before);
+        const uintptr_t to = reinterpret_cast<uintptr_t>(row);
+        __builtin_prefetch(reinterpret_cast<const uint8_t*>(to + kRows * (to - from)));
+    }
     static Reg clamped(Reg value) { return V::min16(V::max16(value, V::zero()), V::set16(255)); }
 };
 

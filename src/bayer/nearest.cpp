@@ -1,7 +1,6 @@
 // Nearest demosaic: row pairs, whole cells. The last column of an odd width has
 // no cell and is left as it was.
 
-#include "bayer/output_rows.h"
 #include "bayer/sample_lines.h"
 
 namespace imgcnv {
@@ -11,13 +10,10 @@ void demosaic_nearest(const BayerFrame& frame) {
     constexpr size_t kColumns = 8192;
     alignas(64) uint8_t memory[2 * line_bytes(kColumns)];
     SampleLines<2> lines(frame, memory, kColumns);
-    OutputRows<2> out(frame);
     for_each_piece(frame, lines, frame.width & ~size_t{1}, kColumns, 2,
                    [&](size_t y, size_t x, size_t end) {
-                       kernel(lines.at(y, x), lines.at(y + 1, x), out.begin(y, x, 0),
-                              out.begin(y + 1, x, 1), end - x);
-                       out.end(y, x, end - x, 0);
-                       out.end(y + 1, x, end - x, 1);
+                       kernel(lines.at(y, x), lines.at(y + 1, x), frame.dst(y, x),
+                              frame.dst(y + 1, x), end - x);
                    });
 }
 

@@ -20,13 +20,15 @@ inline void store_all(uint8_t* const* out, const RowPair<V>& rows) {
 
 template <class V, Phase kPhase>
 struct NearestBlocks {
-    static constexpr bool kNarrowest = V::kNarrowest;
+    using Vector = V;
     using Reg = typename V::Reg;
     static constexpr size_t kPixels = V::kBytes;
     static constexpr size_t kInputs = 2, kOutputs = 2, kHalo = 0, kGroup = 2;
     static constexpr size_t kSrcBytes = kPixels;
 
     static RowPair<V> load(const uint8_t* const* in) {
+        Lanes<V>::prefetch_after(in[0], in[1]);
+        Lanes<V>::template prefetch_after<2>(in[0], in[1]);
         const Reg even = V::load(in[0]), odd = V::load(in[1]);
         const Reg low_bytes = V::set16(0x00FF);
         if constexpr (kPhase == kColorFirst) {
@@ -49,7 +51,8 @@ struct NearestBlocks {
 
 template <class V, Phase kPhase, TripleSink kSink>
 struct NearestBody : TripleBody<V, NearestBlocks<V, kPhase>, kSink> {
-    using Narrower = NearestBody<typename V::Narrower, kPhase, kSink>;
+    template <class W>
+    using Over = NearestBody<W, kPhase, kSink>;
 };
 
 template <class V, Phase kPhase, TripleSink kSink>

@@ -59,21 +59,21 @@ class SampleLines {
             line[static_cast<ptrdiff_t>(first_ - begin_) - 1] = 0;
             line[end_ - begin_] = 0;
             held_[slot] = y;
+            // Measured at 5120x3840: .88 to .94 of the time; small frames lose.
+            if (frame_.beyond_caches) prefetch(y + 1);
         }
         return line + x - begin_;
     }
 
+  private:
     // Starts to load the strip's part of row y, if there is one.
     void prefetch(size_t y) const {
         if (y >= frame_.height) return;
-        const bool decoded = frame_.line_format.decode != nullptr;
-        const size_t per_pair = decoded ? frame_.line_format.bytes_per_pair : 2;
-        const uint8_t* row = frame_.src_rows[y] + begin_ / 2 * per_pair;
-        const size_t bytes = (end_ - begin_) / 2 * per_pair;
+        const size_t per_pair = frame_.line_format.bytes_per_pair;
+        const uint8_t* row = frame_.src_rows[y] + first_ / 2 * per_pair;
+        const size_t bytes = (end_ - first_) / 2 * per_pair;
         for (size_t i = 0; i < bytes; i += 64) __builtin_prefetch(row + i);
     }
-
-  private:
     void hold_nothing() {
         for (size_t& row : held_) row = ~size_t{0};
     }
@@ -90,21 +90,15 @@ class SampleLines {
 // Calls piece(y, begin, end) for every row, or every second one, of every strip of
 // the first `width` columns; begin is even. Rows that need no decoding are not cut
 // into strips: whole rows, one after the other, are how memory likes to be read.
-// What is streamed comes in pieces of kStreamedColumns.
 template <size_t kSlots, class F>
 void for_each_piece(const BayerFrame& frame, SampleLines<kSlots>& lines, size_t width,
                     size_t most_columns, size_t row_step, F piece) {
     const bool decoded = frame.line_format.decode != nullptr;
     const size_t strip = decoded ? strip_columns(width, most_columns) : width;
-    const size_t step = frame.streaming ? kStreamedColumns : strip;
     for (size_t begin = 0; begin < width; begin += strip) {
         const size_t end = begin + strip < width ? begin + strip : width;
         if (decoded) lines.begin_strip(begin, end);
-        for (size_t y = 0; y < frame.height; y += row_step) {
-            for (size_t x = begin; x < end; x += step) {
-                piece(y, x, x + step < end ? x + step : end);
-            }
-        }
+        for (size_t y = 0; y < frame.height; y += row_step) piece(y, begin, end);
     }
 }
 

@@ -1,11 +1,9 @@
 // The packed colour routines: which sink, and how a frame is cut into rows.
 
-#include <cstring>
-
 #include "converter/destination.h"
+#include "converter/frame_kernels.h"
 #include "converter/frame_rows.h"
 #include "converter/img_converter.h"
-#include "simd/cpu_level.h"
 
 using namespace imgcnv;
 
@@ -14,19 +12,15 @@ namespace {
 void convert_color_rows(const CImgConverterC& converter, ColorLayout layout, TripleSink sink,
                         size_t pixels, size_t row_bytes, const uint8_t* src, uint8_t* dst) {
     const size_t dst_bytes = static_cast<size_t>(bytes_per_pixel(converter.dstFormat));
-    // Measured at 5120x3840 (time with / without streaming): YUV422 to RGB24 .62,
-    // YUV411 to RGB24 .85; but YUV444 1.2, RGB8 1.0 to 1.3, YUV422 to Mono8 1.1.
-    const bool subsampled = layout != kTriples && layout != kYuv444;
-    const KernelTable& kernels = kernels_for_this_cpu();
-    convert_rows({.src = src,
-                  .dst = dst,
-                  .pixels = pixels,
-                  .src_row_bytes = row_bytes,
-                  .src_padding = converter.rowPadding,
-                  .dst_row_bytes = pixels * dst_bytes,
-                  .rows = static_cast<size_t>(converter.height),
-                  .streams_when_large = subsampled && dst_bytes != 1},
-                 kernels.color[layout][sink], kernels);
+    const FrameRows frame{.src = src,
+                          .dst = dst,
+                          .pixels = pixels,
+                          .src_row_bytes = row_bytes,
+                          .src_padding = converter.rowPadding,
+                          .dst_row_bytes = pixels * dst_bytes,
+                          .rows = static_cast<size_t>(converter.height)};
+    const FrameKernels kernels(frame.src_bytes(), frame.dst_bytes());
+    convert_rows(frame, kernels->color[layout][sink]);
 }
 
 int convert_triples(const CImgConverterC& converter, tagIMGCNV_EPixelFormat same_order,
@@ -34,7 +28,9 @@ int convert_triples(const CImgConverterC& converter, tagIMGCNV_EPixelFormat same
     if (dst == nullptr) return IMGCNV_ILLEGAL_PARAM;
     if (converter.dstFormat == same_order) {
         // The buffer as it is, row padding included.
-        std::memcpy(dst, src, static_cast<size_t>(ptrdiff_t{converter.dataSize}));
+        const size_t bytes = static_cast<size_t>(ptrdiff_t{converter.dataSize});
+        const FrameKernels kernels(bytes, bytes);
+        kernels->mono[kBytes][kGrey1](src, dst, bytes);
         return IMGCNV_SUCCESS;
     }
     if (converter.width < 1 || converter.height < 1) return IMGCNV_SUCCESS;

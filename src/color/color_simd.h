@@ -118,7 +118,7 @@ struct ColorSource<V, kYuv411> {
 template <class V, ColorLayout kLayout>
 struct ColorBlocks {
     using Source = ColorSource<V, kLayout>;
-    static constexpr bool kNarrowest = V::kNarrowest;
+    using Vector = V;
     static constexpr size_t kPixels = V::kBytes;
     static constexpr size_t kInputs = 1, kOutputs = 1, kHalo = 0;
     static constexpr size_t kGroup = Source::kGroup;
@@ -129,13 +129,15 @@ struct ColorBlocks {
 
 template <class V, ColorLayout kLayout, TripleSink kSink>
 struct ColorBody : TripleBody<V, ColorBlocks<V, kLayout>, kSink> {
-    using Narrower = ColorBody<typename V::Narrower, kLayout, kSink>;
+    template <class W>
+    using Over = ColorBody<W, kLayout, kSink>;
 };
 // RGB8 to BGR24 and back needs no channels: 1.5 times as fast with 16- and
 // 32-byte vectors.
 template <class V>
 struct ColorBody<V, kTriples, kCba> : TripleBody<V, ColorBlocks<V, kTriples>, kCba> {
-    using Narrower = ColorBody<typename V::Narrower, kTriples, kCba>;
+    template <class W>
+    using Over = ColorBody<W, kTriples, kCba>;
     static void block(const uint8_t* const* in, uint8_t* const* out) {
         V::exchange3(in[0], out[0]);
     }

@@ -16,11 +16,13 @@ struct FrameRows {
     ptrdiff_t src_padding;  // skipped after each row; may be negative
     size_t dst_row_bytes;   // written per row; rows follow one another
     size_t rows;
-    bool streams_when_large;  // see streaming.h
+
+    size_t src_bytes() const { return rows * src_row_bytes; }
+    size_t dst_bytes() const { return rows * dst_row_bytes; }
 };
 
 // Runs the kernel over every row. Rows that touch in the source are one long
 // row, so that partial blocks come once a frame and not once a row.
-void convert_rows(FrameRows frame, RowKernel kernel, const KernelTable& kernels);
+void convert_rows(const FrameRows& frame, RowKernel kernel);
 
 }  // namespace imgcnv

@@ -1,6 +1,7 @@
 // The monochrome routines: how a frame of each format is cut into rows.
 
 #include "converter/destination.h"
+#include "converter/frame_kernels.h"
 #include "converter/frame_rows.h"
 #include "converter/img_converter.h"
 #include "converter/wrapping.h"
@@ -9,13 +10,6 @@
 using namespace imgcnv;
 
 namespace {
-
-// Where it was measured to pay, at 5120x3840 (time with / without): from Mono8 to
-// Mono8 .70, RGB24 .77, RGBA32 .85, from packed to RGB24 .88. Not for words (to
-// Mono8 1.2, RGB24 1.5) nor for packed to Mono8 (1.8).
-bool streams_when_large(MonoLayout layout, tagIMGCNV_EPixelFormat dst) {
-    return layout == kBytes || (layout == kPacked && dst != IMGCNV_PIXEL_MONO8);
-}
 
 // Formats whose rows begin on whole bytes and may be padded.
 int convert_raster(const CImgConverterC& converter, MonoLayout layout, const uint8_t* src,
@@ -34,33 +28,25 @@ int convert_raster(const CImgConverterC& converter, MonoLayout layout, const uin
         row_bytes = 2 * pixels;
     }
     const size_t dst_bytes = static_cast<size_t>(bytes_per_pixel(converter.dstFormat));
-    const KernelTable& kernels = kernels_for_this_cpu();
-    convert_rows({.src = src,
-                  .dst = dst,
-                  .pixels = pixels,
-                  .src_row_bytes = row_bytes,
-                  .src_padding = converter.rowPadding,
-                  .dst_row_bytes = pixels * dst_bytes,
-                  .rows = static_cast<size_t>(converter.height),
-                  .streams_when_large = streams_when_large(layout, converter.dstFormat)},
-                 kernels.mono[layout][grey_sink(converter.dstFormat)], kernels);
+    const FrameRows frame{.src = src,
+                          .dst = dst,
+                          .pixels = pixels,
+                          .src_row_bytes = row_bytes,
+                          .src_padding = converter.rowPadding,
+                          .dst_row_bytes = pixels * dst_bytes,
+                          .rows = static_cast<size_t>(converter.height)};
+    const FrameKernels kernels(frame.src_bytes(), frame.dst_bytes());
+    convert_rows(frame, kernels->mono[layout][grey_sink(converter.dstFormat)]);
     return IMGCNV_SUCCESS;
 }
 
 // Formats that are one stream of bits, without rows.
 void convert_stream(MonoLayout layout, GreySink sink, size_t pixels, const uint8_t* src,
                     uint8_t* dst) {
-    const KernelTable& kernels = kernels_for_this_cpu();
-    const size_t dst_bytes = sink == kGrey1 ? 1 : sink == kGrey3 ? 3 : 4;
-    convert_rows({.src = src,
-                  .dst = dst,
-                  .pixels = pixels,
-                  .src_row_bytes = layout == kBits1 ? pixels / 8 : pixels / 2,
-                  .src_padding = 0,
-                  .dst_row_bytes = pixels * dst_bytes,
-                  .rows = 1,
-                  .streams_when_large = true},
-                 kernels.mono[layout][sink], kernels);
+    const size_t src_bytes = layout == kBits1 ? pixels / 8 : pixels / 2;
+    const size_t dst_bytes = pixels * (sink == kGrey1 ? 1 : sink == kGrey3 ? 3 : 4);
+    const FrameKernels kernels(src_bytes, dst_bytes);
+    kernels->mono[layout][sink](src, dst, pixels);
 }
 
 }  // namespace

@@ -43,8 +43,9 @@ inline void store_grey(uint8_t* p, typename V::Reg grey) {
 
 template <class V, MonoLayout kLayout, GreySink kSink>
 struct MonoBody {
-    static constexpr bool kNarrowest = V::kNarrowest;
-    using Narrower = MonoBody<typename V::Narrower, kLayout, kSink>;
+    using Vector = V;
+    template <class W>
+    using Over = MonoBody<W, kLayout, kSink>;
     static constexpr size_t kBitsPerPixel = kLayout == kBits1     ? 1
                                             : kLayout == kNibbles ? 4
                                             : kLayout == kBytes   ? 8
@@ -68,7 +69,7 @@ struct MonoBody {
 
 template <class V, MonoLayout kLayout, GreySink kSink>
 __attribute__((flatten)) void mono_row(const uint8_t* src, uint8_t* dst, size_t pixels) {
-    if constexpr (kLayout == kBytes && kSink == kGrey1) {
+    if constexpr (kLayout == kBytes && kSink == kGrey1 && !V::kPastCaches) {
         memcpy(dst, src, pixels);  // knows the CPU: .86 of the time of the loop
         return;
     }

@@ -110,13 +110,11 @@ struct TurnGeometry {
 };
 using TurnKernel = void (*)(const uint8_t* src, uint8_t* dst, TurnGeometry source);
 
-// Copies bytes past the caches, for destinations that do not fit there: whole
-// 64-byte lines with non-temporal stores, partial ones at both ends as usual. To
-// be followed by a fence once the frame is done.
-using StreamKernel = void (*)(const uint8_t* src, uint8_t* dst, size_t bytes);
-
 struct KernelTable {
     const char* name;
+    // The same for frames that the caches do not hold: kernels that gain by it write
+    // past them, which wants a fence once the frame is done. Null: there is none.
+    const KernelTable* past_caches;
     RowKernel mono[kMonoLayouts][kGreySinks];
     RowKernel color[kColorLayouts][kTripleSinks];
     NearestKernel nearest[kPhases][kTripleSinks];
@@ -125,9 +123,8 @@ struct KernelTable {
     AdaptiveGreenKernel adaptive_green[kPhases];
     CellGreenKernel cell_green[kPhases];
     AdaptiveColorKernel adaptive_color[kAdaptiveRows][kPhases][kTripleSinks];
-    RowKernel reverse1;   // pixels in reverse order, 1 byte each
-    RowKernel reverse3;   // 3 bytes each
-    StreamKernel stream;  // null: this level does not
+    RowKernel reverse1;  // pixels in reverse order, 1 byte each
+    RowKernel reverse3;  // 3 bytes each
     TurnKernel turn90_1, turn90_3;
     TurnKernel turn270_1, turn270_3;
 };

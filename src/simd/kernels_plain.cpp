@@ -33,7 +33,6 @@ struct PlainBodies {
         adaptive_color_row_plain<kRow, kPhase, kSink>;
     static constexpr RowKernel reverse1 = reverse_plain<1>;
     static constexpr RowKernel reverse3 = reverse_plain<3>;
-    static constexpr StreamKernel stream = nullptr;
     static constexpr TurnKernel turn90_1 = turn90_plain<1>;
     static constexpr TurnKernel turn90_3 = turn90_plain<3>;
     static constexpr TurnKernel turn270_1 = turn270_plain<1>;

@@ -13,10 +13,20 @@
 #include "bayer/nearest_simd.h"
 #include "color/color_simd.h"
 #include "mono/mono_simd.h"
-#include "simd/stream_simd.h"
 #include "simd/table_of.h"
 
 namespace imgcnv {
+
+template <bool kCondition, class A, class B>
+struct ChooseFrom {
+    using Type = A;
+};
+template <class A, class B>
+struct ChooseFrom<false, A, B> {
+    using Type = B;
+};
+template <bool kCondition, class A, class B>
+using Choose = typename ChooseFrom<kCondition, A, B>::Type;
 
 template <class V>
 struct VectorBodies {
@@ -39,11 +49,33 @@ struct VectorBodies {
         adaptive_color_row<V, kRow, kPhase, kSink>;
     static constexpr RowKernel reverse1 = reverse_row<V, 1>;
     static constexpr RowKernel reverse3 = reverse_row<V, 3>;
-    static constexpr StreamKernel stream = stream_bytes<V>;
     static constexpr TurnKernel turn90_1 = turn<V, 1, true>;
     static constexpr TurnKernel turn90_3 = turn<V, 3, true>;
     static constexpr TurnKernel turn270_1 = turn<V, 1, false>;
     static constexpr TurnKernel turn270_3 = turn<V, 3, false>;
+};
+
+// The same for frames that the caches do not hold. Grey from colour or from a mosaic
+// gains nothing from being written past them: most of its bytes are read.
+template <class V>
+struct PastCachesBodies : VectorBodies<V> {
+    using Past = typename V::PastCaches;
+
+    template <TripleSink kSink>
+    using To = Choose<sink_bytes(kSink) == 1, V, Past>;
+
+    template <MonoLayout kLayout, GreySink kSink>
+    static constexpr RowKernel mono = mono_row<Past, kLayout, kSink>;
+    template <ColorLayout kLayout, TripleSink kSink>
+    static constexpr RowKernel color = color_row<To<kSink>, kLayout, kSink>;
+    template <Phase kPhase, TripleSink kSink>
+    static constexpr NearestKernel nearest = nearest_rows<To<kSink>, kPhase, kSink>;
+    template <Phase kPhase, TripleSink kSink>
+    static constexpr BilinearKernel bilinear = bilinear_row<To<kSink>, kPhase, kSink>;
+    // Of adaptive, rows in which nothing is copied: all but a few.
+    template <AdaptiveRow kRow, Phase kPhase, TripleSink kSink>
+    static constexpr AdaptiveColorKernel adaptive_color =
+        adaptive_color_row<Choose<kRow == kNoneCopied, To<kSink>, V>, kRow, kPhase, kSink>;
 };
 
 }  // namespace imgcnv

@@ -45,9 +45,10 @@ struct TableOf {
             Bodies::template adaptive_color<kRow, kPhase, kSink>;
     }
 
-    static constexpr KernelTable make(const char* name) {
+    static constexpr KernelTable make(const char* name, const KernelTable* past_caches) {
         KernelTable t{};
         t.name = name;
+        t.past_caches = past_caches;
         fill_mono<kBits1>(t);
         fill_mono<kNibbles>(t);
         fill_mono<kBytes>(t);
@@ -67,7 +68,6 @@ struct TableOf {
         t.cell_green[kGreenFirst] = Bodies::template cell_green<kGreenFirst>;
         t.reverse1 = Bodies::reverse1;
         t.reverse3 = Bodies::reverse3;
-        t.stream = Bodies::stream;
         t.turn90_1 = Bodies::turn90_1;
         t.turn90_3 = Bodies::turn90_3;
         t.turn270_1 = Bodies::turn270_1;
@@ -77,8 +77,8 @@ struct TableOf {
 };
 
 template <class Bodies>
-constexpr KernelTable table_of(const char* name) {
-    return TableOf<Bodies>::make(name);
+constexpr KernelTable table_of(const char* name, const KernelTable* past_caches = nullptr) {
+    return TableOf<Bodies>::make(name, past_caches);
 }
 
 }  // namespace imgcnv

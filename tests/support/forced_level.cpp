@@ -28,9 +28,16 @@ const Level kLevels[] = {
 
 std::atomic<const KernelTable*> forced = nullptr;
 
-const Level* find(std::string_view name) {
+constexpr std::string_view kLarge = "-large";
+
+// Null: unknown, or the level has none.
+const KernelTable* find(std::string_view name, bool& runs_here) {
+    const bool large = name.ends_with(kLarge);
+    if (large) name.remove_suffix(kLarge.size());
     for (const Level& level : kLevels) {
-        if (level.name == name) return &level;
+        if (level.name != name) continue;
+        runs_here = level.runs_here();
+        return large ? level.table->past_caches : level.table;
     }
     return nullptr;
 }
@@ -53,9 +60,15 @@ std::span<const std::string_view> level_names() {
     return names;
 }
 
+std::span<const std::string_view> kernel_set_names() {
+    static const std::string_view names[] = {"plain",      "sse4",   "sse4-large",  "avx2",
+                                             "avx2-large", "avx512", "avx512-large"};
+    return names;
+}
+
 bool level_available(std::string_view name) {
-    const Level* level = find(name);
-    return level != nullptr && level->runs_here();
+    bool runs_here = false;
+    return find(name, runs_here) != nullptr && runs_here;
 }
 
 void force_level(std::string_view name) {
@@ -64,7 +77,8 @@ void force_level(std::string_view name) {
                      static_cast<int>(name.size()), name.data());
         std::abort();
     }
-    forced = find(name)->table;
+    bool runs_here;
+    forced = find(name, runs_here);
 }
 
 }  // namespace testing
