@@ -69,7 +69,8 @@ struct MonoBody {
 
 template <class V, MonoLayout kLayout, GreySink kSink>
 __attribute__((flatten)) void mono_row(const uint8_t* src, uint8_t* dst, size_t pixels) {
-    if constexpr (kLayout == kBytes && kSink == kGrey1 && !V::kPastCaches) {
+    if constexpr (kLayout == kBytes && kSink == kGrey1 &&
+                  !GoesPastCaches<MonoBody<V, kLayout, kSink>>) {
         memcpy(dst, src, pixels);  // knows the CPU: .86 of the time of the loop
         return;
     }

@@ -59,7 +59,7 @@ struct VectorBodies {
 // gains nothing from being written past them: most of its bytes are read.
 template <class V>
 struct PastCachesBodies : VectorBodies<V> {
-    using Past = typename V::PastCaches;
+    using Past = PastCaches<V>;
 
     template <TripleSink kSink>
     using To = Choose<sink_bytes(kSink) == 1, V, Past>;

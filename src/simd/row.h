@@ -29,10 +29,9 @@
 // end through block-sized buffers on the stack. Nothing outside the exact ranges
 // is touched.
 //
-// Over vectors that write past the caches, blocks begin where the output is
-// aligned. What lies before the first of them, and what is left at the end, goes
-// through a block-sized buffer: non-temporal and other stores to one cache line
-// would wait for one another.
+// Over PastCaches<V>, blocks are converted into a buffer of some cache lines, which are
+// then stored past the caches, all bytes of a line at once. What lies before the first
+// whole line, and what is left at the end, is copied as usual.
 //
 // Kernels are `flatten`: everything a block calls is inlined into its loop, or
 // constants would be loaded anew for every block.
@@ -161,55 +160,95 @@ inline Streams<Other> streams_at(const Streams<Body>& s, size_t pixel) {
     return rest;
 }
 
-// How many pixels lie before the first aligned vector of the output, kGroup at
-// least: callers may write the outermost pixels once more. kPixels, if no group
-// begins at such a place.
+// Vectors V for bodies whose rows are written past the caches.
+template <class V>
+struct PastCaches : V {
+    using ThroughCaches = V;
+};
 template <class Body>
-inline size_t pixels_before_aligned(const uint8_t* out) {
-    constexpr size_t kBytes = Body::Vector::kBytes;
+concept GoesPastCaches = requires {
+    typename Body::Vector::ThroughCaches;
+};
+
+template <class V, bool kNarrowest = V::kNarrowest>
+struct FindNarrowest {
+    using Type = V;
+};
+template <class V>
+struct FindNarrowest<V, false> : FindNarrowest<typename V::Narrower> {};
+template <class V>
+using NarrowestOf = typename FindNarrowest<V>::Type;
+
+inline constexpr size_t kCacheLine = 64;
+
+// How many pixels lie before the first of the output that begins a cache line, kGroup at
+// least: callers may write the outermost pixels once more. A cache line's worth, if
+// no group begins there.
+template <class Body>
+inline size_t pixels_before_line(const uint8_t* out) {
     constexpr size_t kGroupBytes = dst_byte_of<Body>(Body::kGroup);
     constexpr size_t kPower = kGroupBytes & -kGroupBytes, kOdd = kGroupBytes / kPower;
-    constexpr size_t kInverse = kOdd == 1 ? 1 : 43;  // of kOdd, modulo kBytes
-    static_assert(kOdd * kInverse % kBytes == 1 && kBytes / kPower * Body::kGroup <= Body::kPixels);
+    constexpr size_t kInverse = kOdd == 1 ? 1 : 43;  // of kOdd, modulo a line
+    static_assert(kOdd * kInverse % kCacheLine == 1);
 
-    const size_t missing = -reinterpret_cast<uintptr_t>(out) % kBytes;
-    if (missing % kPower != 0) return Body::kPixels;
-    const size_t groups = missing / kPower * kInverse % (kBytes / kPower);
-    return (groups == 0 ? kBytes / kPower : groups) * Body::kGroup;
+    const size_t missing = -reinterpret_cast<uintptr_t>(out) % kCacheLine;
+    if (missing % kPower != 0) return kCacheLine;
+    const size_t groups = missing / kPower * kInverse % (kCacheLine / kPower);
+    return (groups == 0 ? kCacheLine / kPower : groups) * Body::kGroup;
+}
+
+template <class V, size_t kBytes>
+inline void store_lines(uint8_t* dst, const uint8_t* src) {
+    if (reinterpret_cast<uintptr_t>(dst) % kCacheLine != 0) {
+        memcpy(dst, src, kBytes);
+        return;
+    }
+#pragma GCC unroll 16
+    for (size_t i = 0; i < kBytes; i += V::kBytes) {
+        V::store_past_caches(dst + i, V::load(src + i));
+    }
 }
 
 template <class Body>
 inline void run_row_past_caches(Streams<Body> s, size_t pixels) {
-    using Ordinary = typename Body::template Over<typename Body::Vector::ThroughCaches>;
+    using V = typename Body::Vector::ThroughCaches;
+    using Ordinary = typename Body::template Over<V>;
+    // Whole lines, whatever a pixel's bytes.
+    constexpr size_t kSpan = kCacheLine, kSpanBytes = dst_byte_of<Body>(kSpan);
+    // CPUs do not always see the next lines of a source coming. Measured at 5120x3840:
+    // YUV422 .6 of the time, YUV411, YUV444 .9; 512 and more bytes cost words 1.1.
+    constexpr size_t kAhead = 256;
+
     const size_t whole = pixels - pixels % Body::kGroup;
     size_t done = 0;
-    if (whole >= Body::kPixels) {
-        // One byte off, so that stores go through the caches.
-        alignas(64) uint8_t buffers[Body::kOutputs][1 + Body::kDstBytes + 15];
-        // CPUs do not always see the next lines of a source coming. Measured at 5120x3840:
-        // YUV422 .6 of the time, YUV411, YUV444 .9; 512 and more bytes cost words 1.1.
-        constexpr size_t kAhead = 256;
-        const size_t last = whole - Body::kPixels;
-        const size_t head = pixels_before_aligned<Body>(s.out[0]);
+    if (whole >= kSpan) {
+        alignas(kCacheLine) uint8_t buffers[Body::kOutputs][kSpanBytes];
+        const size_t last = whole - kSpan;
+        const size_t head = pixels_before_line<Body>(s.out[0]);
         for (size_t at = 0;;) {
-            Block<Body> block(s, at);
             if constexpr (Body::kInputs == 1) {
-                for (size_t k = 0; k < Body::kSrcBytes; k += 64) {
-                    __builtin_prefetch(block.in[0] + kAhead + k);
+                const uint8_t* ahead = Block<Body>(s, at).in[0] + kAhead;
+                for (size_t k = 0; k < src_byte_of<Body>(kSpan); k += kCacheLine) {
+                    __builtin_prefetch(ahead + k);
                 }
             }
-            const bool buffered = at == 0 || at == last;
-            if (buffered) {
-#pragma GCC unroll 8
-                for (size_t k = 0; k < Body::kOutputs; ++k) block.out[k] = buffers[k] + 1;
-            }
-            Body::block(block.in, block.out);
-            const size_t end = at == last ? whole : at == 0 ? head : at + Body::kPixels;
-            if (buffered) {
+#pragma GCC unroll 2
+            for (size_t i = 0; i < kSpan; i += Body::kPixels) {
+                Block<Body> block(s, at + i);
 #pragma GCC unroll 8
                 for (size_t k = 0; k < Body::kOutputs; ++k) {
-                    memcpy(s.out[k] + dst_byte_of<Body>(done),
-                           buffers[k] + 1 + dst_byte_of<Body>(done - at),
+                    block.out[k] = buffers[k] + dst_byte_of<Body>(i);
+                }
+                Ordinary::block(block.in, block.out);
+            }
+            const size_t end = at == last ? whole : at == 0 ? head : at + kSpan;
+#pragma GCC unroll 8
+            for (size_t k = 0; k < Body::kOutputs; ++k) {
+                uint8_t* out = s.out[k] + dst_byte_of<Body>(done);
+                if (at != 0 && at != last) {
+                    store_lines<V, kSpanBytes>(out, buffers[k]);
+                } else {
+                    memcpy(out, buffers[k] + dst_byte_of<Body>(done - at),
                            dst_byte_of<Body>(end - done));
                 }
             }
@@ -218,12 +257,18 @@ inline void run_row_past_caches(Streams<Body> s, size_t pixels) {
             at = done < last ? done : last;
         }
     }
-    if (done != pixels) run_partial_block(streams_at<Ordinary>(s, done), 0, pixels - done);
+    using Narrowest = typename Body::template Over<NarrowestOf<V>>;
+    while (done != pixels) {
+        const size_t rest = pixels - done;
+        const size_t part = rest < Narrowest::kPixels ? rest : Narrowest::kPixels;
+        run_partial_block(streams_at<Narrowest>(s, done), 0, part);
+        done += part;
+    }
 }
 
 template <class Body>
 inline void run_row(Streams<Body> s, size_t pixels) {
-    if constexpr (Body::Vector::kPastCaches) return run_row_past_caches<Body>(s, pixels);
+    if constexpr (GoesPastCaches<Body>) return run_row_past_caches<Body>(s, pixels);
     // The block that ends at the end begins at a group like the others.
     const size_t whole = pixels - pixels % Body::kGroup;
     size_t done = 0;

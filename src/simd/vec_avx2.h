@@ -10,27 +10,18 @@
 
 namespace imgcnv {
 
-template <class Level, bool kPast = false>
+template <class Level>
 struct Vec32 {
     static constexpr bool kNarrowest = false;
     using Narrower = Vec16<Level>;
-    // kPast: vectors whose stores go past the caches, where they are aligned.
-    static constexpr bool kPastCaches = kPast;
-    using ThroughCaches = Vec32<Level>;
-    using PastCaches = Vec32<Level, true>;
     using Reg = __m256i;
     using Mask = __m256i;  // of 16-bit lanes
     static constexpr size_t kBytes = 32;
 
     static Reg load(const uint8_t* p) { return _mm256_loadu_si256((const __m256i*)p); }
-    static void store(uint8_t* p, Reg x) {
-        if constexpr (kPast) {
-            if (reinterpret_cast<uintptr_t>(p) % kBytes == 0) {
-                return _mm256_stream_si256((__m256i*)p, x);
-            }
-        }
-        _mm256_storeu_si256((__m256i*)p, x);
-    }
+    static void store(uint8_t* p, Reg x) { _mm256_storeu_si256((__m256i*)p, x); }
+    // p aligned
+    static void store_past_caches(uint8_t* p, Reg x) { _mm256_stream_si256((__m256i*)p, x); }
     static __m128i load16(const uint8_t* p) { return _mm_loadu_si128((const __m128i*)p); }
     static Reg table(const ByteTable<16>& t) {
         return _mm256_broadcastsi128_si256(_mm_load_si128((const __m128i*)t.at));

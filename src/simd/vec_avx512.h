@@ -10,27 +10,18 @@
 
 namespace imgcnv {
 
-template <class Level, bool kPast = false>
+template <class Level>
 struct Vec64 {
     static constexpr bool kNarrowest = false;
     using Narrower = Vec32<Level>;
-    // kPast: vectors whose stores go past the caches, where they are aligned.
-    static constexpr bool kPastCaches = kPast;
-    using ThroughCaches = Vec64<Level>;
-    using PastCaches = Vec64<Level, true>;
     using Reg = __m512i;
     using Mask = __mmask32;  // of 16-bit lanes
     static constexpr size_t kBytes = 64;
 
     static Reg load(const uint8_t* p) { return _mm512_loadu_si512(p); }
-    static void store(uint8_t* p, Reg x) {
-        if constexpr (kPast) {
-            if (reinterpret_cast<uintptr_t>(p) % kBytes == 0) {
-                return _mm512_stream_si512((__m512i*)p, x);
-            }
-        }
-        _mm512_storeu_si512(p, x);
-    }
+    static void store(uint8_t* p, Reg x) { _mm512_storeu_si512(p, x); }
+    // p aligned
+    static void store_past_caches(uint8_t* p, Reg x) { _mm512_stream_si512((__m512i*)p, x); }
     template <size_t kSize>
     static Reg table(const ByteTable<kSize>& t) {
         static_assert(kSize == kBytes);

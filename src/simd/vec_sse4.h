@@ -12,27 +12,18 @@
 
 namespace imgcnv {
 
-template <class Level, bool kPast = false>
+template <class Level>
 struct Vec16 {
     static constexpr bool kNarrowest = true;
     using Narrower = void;
-    // kPast: vectors whose stores go past the caches, where they are aligned.
-    static constexpr bool kPastCaches = kPast;
-    using ThroughCaches = Vec16<Level>;
-    using PastCaches = Vec16<Level, true>;
     using Reg = __m128i;
     using Mask = __m128i;  // of 16-bit lanes
     static constexpr size_t kBytes = 16;
 
     static Reg load(const uint8_t* p) { return _mm_loadu_si128((const __m128i*)p); }
-    static void store(uint8_t* p, Reg x) {
-        if constexpr (kPast) {
-            if (reinterpret_cast<uintptr_t>(p) % kBytes == 0) {
-                return _mm_stream_si128((__m128i*)p, x);
-            }
-        }
-        _mm_storeu_si128((__m128i*)p, x);
-    }
+    static void store(uint8_t* p, Reg x) { _mm_storeu_si128((__m128i*)p, x); }
+    // p aligned
+    static void store_past_caches(uint8_t* p, Reg x) { _mm_stream_si128((__m128i*)p, x); }
     static Reg table(const ByteTable<16>& t) { return _mm_load_si128((const __m128i*)t.at); }
     static Reg shuffle(Reg a, const ByteTable<16>& t) { return _mm_shuffle_epi8(a, table(t)); }
     // The table of a captureless lambda, made at compile time.
