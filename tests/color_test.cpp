@@ -1,5 +1,7 @@
 // Every triple of channel values through the colour rules, each written here in
 // the form that defines it.
+#include <array>
+
 #include "support/frame.h"
 
 namespace imgcnv::testing {
@@ -36,6 +38,37 @@ TEST(Color, GreyOfAllTriples) {
             converted(square(IMGCNV_PIXEL_BGR8_PACKED), triples, IMGCNV_PIXEL_MONO8, 1, 1 << 16),
             expected)
             << "BGR, blue " << blue;
+    }
+}
+
+// Flat areas of colours whose sum is on the edge of an integer, of their neighbours and of
+// greys, in runs that end anywhere within a block.
+TEST(Color, GreyOfFlatAreas) {
+    std::mt19937 random(run_seed());
+    std::vector<std::array<int, 3>> edge;
+    for (int i = 0; i < 1 << 24; ++i) {
+        const std::array rgb = {i >> 16, i >> 8 & 255, i & 255};
+        if ((299 * rgb[0] + 587 * rgb[1] + 114 * rgb[2]) % 1000 == 0) edge.push_back(rgb);
+    }
+    for (int round = 0; round < 200; ++round) {
+        std::vector<std::array<int, 3>> palette = {
+            edge[random() % edge.size()], edge[random() % edge.size()], {200, 200, 200}};
+        for (int channel = 0; channel < 3; ++channel) {
+            palette.push_back(palette[0]);
+            palette.back()[channel] ^= 1;
+        }
+        Bytes triples, expected;
+        while (expected.size() < 4096) {
+            const auto [r, g, b] = palette[random() % palette.size()];
+            for (size_t n = random() % 160; n != 0 && expected.size() < 4096; --n) {
+                for (int value : {r, g, b}) triples.push_back(value);
+                expected.push_back(luma(r, g, b));
+            }
+        }
+        ASSERT_EQ(converted({4096, 1, 0, 0, 3 * 4096, IMGCNV_PIXEL_RGB8_PACKED}, triples,
+                            IMGCNV_PIXEL_MONO8, 1, 4096),
+                  expected)
+            << "round " << round << ", seed " << run_seed();
     }
 }
 

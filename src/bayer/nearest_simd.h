@@ -12,10 +12,10 @@ template <class V>
 struct RowPair {
     Triple<V> even, odd;
 };
-template <class V, TripleSink kSink>
-inline void store_all(uint8_t* const* out, const RowPair<V>& rows) {
-    store_all<V, kSink>(out, rows.even);
-    store_all<V, kSink>(out + 1, rows.odd);
+template <class V, TripleSink kSink, class... Last>
+inline void store_all(uint8_t* const* out, const RowPair<V>& rows, Last&... last) {
+    store_all<V, kSink>(out, rows.even, last...);
+    store_all<V, kSink>(out + 1, rows.odd, last...);
 }
 
 template <class V, Phase kPhase>

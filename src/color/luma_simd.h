@@ -41,12 +41,29 @@ inline constexpr int kFewTies = 4;
 
 alignas(32) inline constexpr ByteTable<32> kLowerGreys = lower_greys();
 
+// The last tie that took doubles, in every byte, and its grey: flat areas ask for one
+// again and again. Forgotten when it did not help, for greys to be as quick as without.
 template <class V>
-static __attribute__((noinline, cold)) typename V::Reg luma_of_ties(typename V::Reg r,
-                                                                    typename V::Reg g,
-                                                                    typename V::Reg b,
-                                                                    typename V::Reg quotient,
-                                                                    typename V::Reg tie) {
+struct LastTie {
+    bool known = false;
+    typename V::Reg red, green, blue, grey;
+
+    typename V::Reg where(typename V::Reg r, typename V::Reg g, typename V::Reg b) const {
+        return V::and_(V::equal8(r, red), V::and_(V::equal8(g, green), V::equal8(b, blue)));
+    }
+};
+
+template <class V>
+static __attribute__((noinline, cold)) typename V::Reg luma_of_ties(
+    typename V::Reg r, typename V::Reg g, typename V::Reg b, typename V::Reg quotient,
+    typename V::Reg tie, LastTie<V>& last) {
+    if (last.known) {
+        const auto same = last.where(r, g, b);
+        quotient = V::bit_select(same, last.grey, quotient);
+        tie = V::andnot(same, tie);
+        if (V::top_bits(tie) == 0) return quotient;
+        last.known = false;
+    }
     const auto grey = V::and_(V::equal8(r, g), V::equal8(g, b));
     const auto lower = V::and_(V::and_(tie, grey), V::in_set(kLowerGreys, g));
     quotient = V::sub8(quotient, V::and_(lower, V::set8(1)));
@@ -60,11 +77,12 @@ static __attribute__((noinline, cold)) typename V::Reg luma_of_ties(typename V::
     for (;;) {
         const int i = __builtin_ctzll(rest);
         const int luma = static_cast<int>((0.299 * red[i] + 0.587 * green[i]) + 0.114 * blue[i]);
-        const auto same =
-            V::and_(V::equal8(r, V::set8(red[i])),
-                    V::and_(V::equal8(g, V::set8(green[i])), V::equal8(b, V::set8(blue[i]))));
-        quotient = V::bit_select(same, V::set8(luma), quotient);
-        rest &= ~V::top_bits(same);
+        last = {false, V::set8(red[i]), V::set8(green[i]), V::set8(blue[i]), V::set8(luma)};
+        const auto same = last.where(r, g, b);
+        quotient = V::bit_select(same, last.grey, quotient);
+        const uint64_t here = V::top_bits(same);
+        last.known = (here & (here - 1)) != 0;  // not a single pixel among others
+        rest &= ~here;
         if (rest == 0) return quotient;
         // Counting bits would call libgcc on CPUs without popcnt.
         uint64_t many = rest;
@@ -74,7 +92,8 @@ static __attribute__((noinline, cold)) typename V::Reg luma_of_ties(typename V::
 }
 
 template <class V>
-inline typename V::Reg luma_of(typename V::Reg r, typename V::Reg g, typename V::Reg b) {
+inline typename V::Reg luma_of(typename V::Reg r, typename V::Reg g, typename V::Reg b,
+                               LastTie<V>& last) {
     using Reg = typename V::Reg;
     // maddubs stands in for products with small constants: a 16-bit multiplication
     // by a constant is taken apart by the compiler into more shifts and additions.
@@ -95,7 +114,8 @@ inline typename V::Reg luma_of(typename V::Reg r, typename V::Reg g, typename V:
     const Reg quotient = V::pack16(lo.quotient, hi.quotient);
     const auto tie = [](Reg rest) { return V::equal16(rest, V::zero()); };
     if (V::any_of(tie(V::min16(lo.rest, hi.rest)))) [[unlikely]] {
-        return luma_of_ties<V>(r, g, b, quotient, V::mask_bytes(tie(lo.rest), tie(hi.rest)));
+        const auto ties = V::mask_bytes(tie(lo.rest), tie(hi.rest));
+        return luma_of_ties<V>(r, g, b, quotient, ties, last);
     }
     return quotient;
 }

@@ -16,12 +16,14 @@ struct Triple {
     typename V::Reg a, b, c;
 };
 
-template <class V, TripleSink kSink>
-inline void store_triple(uint8_t* p, typename V::Reg a, typename V::Reg b, typename V::Reg c) {
+// last: a LastTie<V> for grey, else nothing
+template <class V, TripleSink kSink, class... Last>
+inline void store_triple(uint8_t* p, typename V::Reg a, typename V::Reg b, typename V::Reg c,
+                         Last&... last) {
     if constexpr (kSink == kLumaRedFirst) {
-        V::store(p, luma_of<V>(a, b, c));
+        V::store(p, luma_of<V>(a, b, c, last...));
     } else if constexpr (kSink == kLumaRedLast) {
-        V::store(p, luma_of<V>(c, b, a));
+        V::store(p, luma_of<V>(c, b, a, last...));
     } else if constexpr (kSink == kAbc) {
         V::store3(p, a, b, c);
     } else if constexpr (kSink == kCba) {
@@ -33,9 +35,9 @@ inline void store_triple(uint8_t* p, typename V::Reg a, typename V::Reg b, typen
     }
 }
 
-template <class V, TripleSink kSink>
-inline void store_all(uint8_t* const* out, const Triple<V>& t) {
-    store_triple<V, kSink>(out[0], t.a, t.b, t.c);
+template <class V, TripleSink kSink, class... Last>
+inline void store_all(uint8_t* const* out, const Triple<V>& t, Last&... last) {
+    store_triple<V, kSink>(out[0], t.a, t.b, t.c, last...);
 }
 
 // Makes a body of Blocks, which tells everything about the input and has
@@ -53,10 +55,11 @@ struct TripleBody : Blocks {
 template <class V, class Blocks, TripleSink kSink>
 requires(sink_bytes(kSink) == 1) struct TripleBody<V, Blocks, kSink> : Blocks {
     using Values = decltype(Blocks::load(nullptr));
+    using Memory = LastTie<V>;
     static constexpr size_t kDstBytes = Blocks::kPixels;
 
-    static void store(uint8_t* const* out, const Values& values) {
-        store_all<V, kSink>(out, values);
+    static void store(uint8_t* const* out, const Values& values, Memory& memory) {
+        store_all<V, kSink>(out, values, memory);
     }
 };
 

@@ -18,7 +18,8 @@
 // of instructions as long as both leaves a CPU too few blocks to work on at a time.
 //
 //   Values            what load returns and store takes
-//   load(in), store(out, values)
+//   Memory            what store keeps for the next block
+//   load(in), store(out, values, memory)
 //
 //   Vector            the vector type it is written over
 //   Over<W>           the same body over vectors W
@@ -104,7 +105,8 @@ struct Block {
 template <class Body>
 inline void convert_block(const uint8_t* const* in, uint8_t* const* out) {
     if constexpr (InHalves<Body>) {
-        Body::store(out, Body::load(in));
+        typename Body::Memory memory;
+        Body::store(out, Body::load(in), memory);
     } else {
         Body::block(in, out);
     }
@@ -280,15 +282,16 @@ inline void run_row(Streams<Body> s, size_t pixels) {
         };
         size_t i = 0;
         if constexpr (InHalves<Body>) {
+            typename Body::Memory memory;
             typename Body::Values values = Body::load(Block<Body>(s, i).in);
             while (i != last) {
                 const size_t next = after(i);
                 const typename Body::Values coming = Body::load(Block<Body>(s, next).in);
-                Body::store(Block<Body>(s, i).out, values);
+                Body::store(Block<Body>(s, i).out, values, memory);
                 values = coming;
                 i = next;
             }
-            Body::store(Block<Body>(s, i).out, values);
+            Body::store(Block<Body>(s, i).out, values, memory);
         } else {
             constexpr size_t kTogether = blocks_together<Body>();
             if constexpr (kTogether > 1) {
