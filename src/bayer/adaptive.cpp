@@ -37,7 +37,8 @@ class AdaptiveFrame {
           columns_(frame.line_format.decode == nullptr ? kDirectColumns : kDecodedColumns),
           samples_(frame, memory_ + 2 * kGreenSlots * line_bytes(columns_), columns_),
           last_x_(frame.width - 1),
-          last_y_(frame.height - 1) {
+          last_y_(frame.height - 1),
+          pairs_only_(frame.width % 2 == 0 && frame.width >= kNoPartialBlocks) {
         for (size_t i = 0; i < kGreenSlots; ++i) {
             green_lines_[i] = memory_ + i * line_bytes(columns_) + kLineLead;
             uint8_t* line = green_lines_[i] + kGreenSlots * line_bytes(columns_);
@@ -59,6 +60,7 @@ class AdaptiveFrame {
         // Colour looks one column beyond the strip at green; two keep pairs whole.
         green_begin_ = begin == 0 ? 0 : begin - 2;
         green_end_ = std::min(end + 2, f_.width);
+        for (int16_t* line : difference_lines_) line[(green_end_ - begin + 1) / 2] = 0;
         samples_.begin_strip(begin, end);
         fetch(0);
         fetch(1);
@@ -71,6 +73,7 @@ class AdaptiveFrame {
         }
     }
 
+    static constexpr size_t kNoPartialBlocks = 16;
     static constexpr size_t kGreenSlots = 4;   // rows y-1 .. y+1 at a time
     static constexpr size_t kSampleSlots = 5;  // rows y-1 .. y+3 at a time
     static constexpr size_t kRowSlots = 8;     // the same, quicker to find
@@ -92,39 +95,47 @@ class AdaptiveFrame {
         return difference_lines_[y % kGreenSlots] + static_cast<ptrdiff_t>(x - begin_) / 2;
     }
 
-    // Rows 0 and 1 and the last two come in pairs, at the first of them.
     void make_green(size_t y) {
-        const bool edge_pair = y < 2 || y + 2 > last_y_;
-        if (edge_pair && y % 2 != 0) return;
-        if (edge_pair) {
-            const size_t even_begin = green_begin_ + green_begin_ % 2;
-            const size_t pixels =
-                green_end_ < even_begin ? 0 : (green_end_ - even_begin) & ~size_t{1};
-            const uint8_t* const rows[2] = {sample(y, even_begin), sample(y + 1, even_begin)};
-            uint8_t* const greens[2] = {green(y, even_begin), green(y + 1, even_begin)};
-            int16_t* const differences_of[2] = {differences(y, even_begin),
-                                                differences(y + 1, even_begin)};
-            f_.kernels->cell_green[f_.phase(y, 0)](rows, greens, differences_of, pixels);
-            for (const size_t row : {y, y + 1}) {
-                fill_from_cells(row, green_begin_, even_begin);
-                fill_from_cells(row, even_begin + pixels, green_end_);
-            }
-            return;
+        if (!is_inner_row(y)) {
+            // Rows 0 and 1 and the last two come in pairs, at the first of them.
+            if (y % 2 == 0) make_cell_green(y);
+        } else if (pairs_only_ && samples_.may_look_beyond(y, 2)) {
+            // The outermost pairs are written twice: whole blocks are worth it.
+            make_inner_green(y, green_begin_, green_end_);
+            if (green_begin_ == 0) fill_pair(y, 0);
+            if (green_end_ == f_.width) fill_pair(y, last_x_ - 1);
+        } else {
+            // The columns that have two neighbours on either side.
+            const size_t from = std::min(std::max<size_t>(green_begin_, 2), green_end_);
+            const size_t to = std::max(from, std::min(green_end_, last_x_ < 2 ? 0 : last_x_ - 1));
+            const size_t odd = (to - from) % 2;
+            fill_from_cells(y, green_begin_, from);
+            if (to > from) make_inner_green(y, from, to - odd);
+            if (odd != 0) put_green(y, to - 1);
+            fill_from_cells(y, to, green_end_);
         }
-        // The columns that have two neighbours on either side.
-        const size_t from = std::min(std::max<size_t>(green_begin_, 2), green_end_);
-        const size_t to = std::max(from, std::min(green_end_, last_x_ < 2 ? 0 : last_x_ - 1));
-        fill_from_cells(y, green_begin_, from);
-        if (to > from) {
-            const uint8_t* const lines[5] = {sample(y - 2, from), sample(y - 1, from),
-                                             sample(y, from), sample(y + 1, from),
-                                             sample(y + 2, from)};
-            const size_t pairs = (to - from) / 2;
-            f_.kernels->adaptive_green[f_.phase(y, from)](lines, green(y, from),
-                                                          differences(y, from), 2 * pairs);
-            if ((to - from) % 2 != 0) put_green(y, to - 1);
+    }
+
+    void make_cell_green(size_t y) {
+        const size_t even_begin = green_begin_ + green_begin_ % 2;
+        const size_t pixels = green_end_ < even_begin ? 0 : (green_end_ - even_begin) & ~size_t{1};
+        const uint8_t* const rows[2] = {sample(y, even_begin), sample(y + 1, even_begin)};
+        uint8_t* const greens[2] = {green(y, even_begin), green(y + 1, even_begin)};
+        int16_t* const differences_of[2] = {differences(y, even_begin),
+                                            differences(y + 1, even_begin)};
+        f_.kernels->cell_green[f_.phase(y, 0)](rows, greens, differences_of, pixels);
+        for (const size_t row : {y, y + 1}) {
+            fill_from_cells(row, green_begin_, even_begin);
+            fill_from_cells(row, even_begin + pixels, green_end_);
         }
-        fill_from_cells(y, to, green_end_);
+    }
+
+    // A whole number of pairs.
+    void make_inner_green(size_t y, size_t from, size_t to) {
+        const uint8_t* const lines[5] = {sample(y - 2, from), sample(y - 1, from), sample(y, from),
+                                         sample(y + 1, from), sample(y + 2, from)};
+        f_.kernels->adaptive_green[f_.phase(y, from)](lines, green(y, from), differences(y, from),
+                                                      to - from);
     }
 
     // The one column beyond the pairs that kernels take.
@@ -146,16 +157,7 @@ class AdaptiveFrame {
         const uint8_t* line = sample(y, from);
         const uint8_t* across = sample(y ^ 1, from);
         uint8_t* out = green(y, from);
-        size_t x = from;
-        if (from % 2 == 0) {
-            const size_t color = f_.is_color_site(y, from) ? 0 : 1;
-            for (; x + 1 < to; x += 2, line += 2, across += 2, out += 2) {
-                out[color] = static_cast<uint8_t>(avg2(line[1 - color], across[color]));
-                out[1 - color] = line[1 - color];
-                *differences(y, x) = static_cast<int16_t>(line[color] - out[color]);
-            }
-        }
-        for (; x < to; ++x, ++line, ++across, ++out) {
+        for (size_t x = from; x < to; ++x, ++line, ++across, ++out) {
             *out = *line;
             if (!f_.is_color_site(y, x)) continue;
             // The lone last column of an odd width shares the one before it.
@@ -165,17 +167,37 @@ class AdaptiveFrame {
         }
     }
 
+    // The same for the two columns of a cell.
+    void fill_pair(size_t y, size_t x) {
+        const uint8_t* line = sample(y, x);
+        const uint8_t* across = sample(y ^ 1, x);
+        uint8_t* out = green(y, x);
+        const size_t color = f_.is_color_site(y, x) ? 0 : 1;
+        const int mean = avg2(line[1 - color], across[color]);
+        out[color] = static_cast<uint8_t>(mean);
+        out[1 - color] = line[1 - color];
+        *differences(y, x) = static_cast<int16_t>(line[color] - mean);
+    }
+
     void make_color(size_t y) {
         size_t to = std::min(end_, std::max(begin_, last_x_ - 1));
         to -= (to - begin_) % 2;  // kernels are quick with whole pairs
         // The alpha bytes of the last row are not ours: pixel by pixel.
         if (kBytes == 4 && real_row(y) == last_y_) to = begin_;
+        // Nor are those of the last column; else its pair is written twice, for whole blocks.
+        const bool twice = kBytes != 4 && pairs_only_ && is_inner_row(y) && end_ == f_.width;
+        if (twice) to = end_;
         const AdaptiveLines lines = lines_at(y, begin_);
         if (to != begin_) {
             uint8_t* out = f_.dst(y, begin_);
             f_.kernels->adaptive_color[kind_of_row(y)][f_.phase(y, begin_)][f_.sink(y)](
                 lines, out, to - begin_);
             if (begin_ == 0) put_first_pixel(lines, y, out);
+        }
+        if (twice) {
+            const size_t x = last_x_ - 1;
+            put_last_pair(lines_beyond(lines, x - begin_), y, f_.dst(y, x));
+            return;
         }
         if (to == end_) return;
         const AdaptiveLines rest = lines_beyond(lines, to - begin_);
@@ -197,6 +219,7 @@ class AdaptiveFrame {
     bool own_is_even(size_t y) const { return f_.is_color_site(y, 0); }
 
     AdaptiveRow kind_of_row(size_t y) const {
+        if (is_inner_row(y)) return kNoneCopied;
         const bool even = even_columns_copied(y), odd = odd_columns_copied(y);
         const bool own = own_is_even(y) ? even : odd;
         const bool other = own_is_even(y) ? odd : even;
@@ -311,6 +334,8 @@ class AdaptiveFrame {
     int16_t* difference_lines_[kGreenSlots];
     const size_t last_x_;
     const size_t last_y_;
+    // Kernels go from edge to edge: no lone column, and enough pixels for whole blocks.
+    const bool pairs_only_;
     size_t begin_ = 0;
     size_t end_ = 0;
     size_t green_begin_ = 0;

@@ -65,20 +65,6 @@ inline void put_side(uint8_t* dst, bool is_color_site, bool leads, bool gb, cons
     }
 }
 
-// Whether the bytes before and after rows y-1, y and y+1 may be read, y not being an
-// outermost row: when they are rows or between rows, whatever the distance of rows.
-bool may_look_beyond(const BayerFrame& frame, size_t y) {
-    if (frame.line_format.decode != nullptr) return true;
-    const uint8_t* const* rows = frame.src_rows;
-    const uint8_t* first = rows[0];
-    // An odd height's last entry repeats the row before the last.
-    const uint8_t* last = std::max(rows[frame.height - 2], rows[frame.height - 1]);
-    for (const uint8_t* row : {rows[y - 1], rows[y], rows[y + 1]}) {
-        if (row <= first || row >= last) return false;
-    }
-    return true;
-}
-
 // Kernels take whole pairs of pixels at once, but half a pair apart. The last
 // pixel of an odd number comes with the kTail before it, which are done twice: as
 // pairs that begin one pixel later they are of the other phase.
@@ -107,7 +93,8 @@ void run(const BayerFrame& frame) {
         // look beyond the row: rows then begin at cache lines. (Where grey becomes of
         // it, what lies there decides on a branch: it must not be padding.)
         const bool inner = y != 0 && y != last_y;
-        const bool whole = inner && (kBytes != 1 || gapless) && may_look_beyond(frame, y);
+        const bool whole = inner && (kBytes != 1 || gapless) && lines.may_look_beyond(y - 1, 1) &&
+                           lines.may_look_beyond(y, 1) && lines.may_look_beyond(y + 1, 1);
         const size_t x = begin == 0 && !whole ? 1 : begin;
         const size_t interior_end = end < last_x || whole ? end : last_x;
         const size_t pixels = x < interior_end ? interior_end - x : 0;

@@ -9,6 +9,8 @@
 // the frame again.
 #pragma once
 
+#include <algorithm>
+
 #include "bayer/bayer_frame.h"
 
 namespace imgcnv {
@@ -34,6 +36,11 @@ class SampleLines {
     // many columns at most
     SampleLines(const BayerFrame& frame, uint8_t* memory, size_t columns)
         : frame_(frame), memory_(memory), step_(line_bytes(columns)) {
+        // An odd height repeats the row before the last; frames may be upside down.
+        const uint8_t* const* rows = frame.src_rows;
+        const size_t last = frame.height - 1;
+        lowest_ = std::min(std::min(rows[0], rows[1]), rows[last]);
+        highest_ = std::max(std::max(rows[0], rows[last]), rows[last - 1]);
         hold_nothing();
     }
 
@@ -45,6 +52,14 @@ class SampleLines {
         const size_t wanted = (end + kStripHalo + 1) & ~size_t{1};
         end_ = wanted < frame_.width ? wanted : frame_.width;
         hold_nothing();
+    }
+
+    // Whether `bytes` before and after row y may be read: when they are rows or between
+    // rows, whatever the distance of rows.
+    bool may_look_beyond(size_t y, ptrdiff_t bytes) const {
+        if (frame_.line_format.decode != nullptr) return true;
+        const uint8_t* row = frame_.src_rows[y];
+        return row - lowest_ >= bytes && highest_ - row >= bytes;
     }
 
     // Sample x of row y.
@@ -81,6 +96,8 @@ class SampleLines {
     const BayerFrame& frame_;
     uint8_t* const memory_;
     const size_t step_;
+    const uint8_t* lowest_;
+    const uint8_t* highest_;
     size_t begin_ = 0;
     size_t first_ = 0;
     size_t end_ = 0;
