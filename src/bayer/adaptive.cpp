@@ -38,7 +38,7 @@ class AdaptiveFrame {
           samples_(frame, memory_ + 2 * kGreenSlots * line_bytes(columns_), columns_),
           last_x_(frame.width - 1),
           last_y_(frame.height - 1),
-          pairs_only_(frame.width % 2 == 0 && frame.width >= kNoPartialBlocks) {
+          wide_(frame.width > kNoPartialBlocks) {
         for (size_t i = 0; i < kGreenSlots; ++i) {
             green_lines_[i] = memory_ + i * line_bytes(columns_) + kLineLead;
             uint8_t* line = green_lines_[i] + kGreenSlots * line_bytes(columns_);
@@ -99,11 +99,17 @@ class AdaptiveFrame {
         if (!is_inner_row(y)) {
             // Rows 0 and 1 and the last two come in pairs, at the first of them.
             if (y % 2 == 0) make_cell_green(y);
-        } else if (pairs_only_ && samples_.may_look_beyond(y, 2)) {
+        } else if (wide_ && samples_.may_look_beyond(y, 2)) {
             // The outermost pairs are written twice: whole blocks are worth it.
-            make_inner_green(y, green_begin_, green_end_);
+            make_inner_green(y, green_begin_, green_end_ - (green_end_ - green_begin_) % 2);
             if (green_begin_ == 0) fill_pair(y, 0);
-            if (green_end_ == f_.width) fill_pair(y, last_x_ - 1);
+            if (green_end_ == f_.width) {
+                if (last_x_ % 2 != 0) {
+                    fill_pair(y, last_x_ - 1);
+                } else {
+                    fill_from_cells(y, last_x_ - 1, green_end_);
+                }
+            }
         } else {
             // The columns that have two neighbours on either side.
             const size_t from = std::min(std::max<size_t>(green_begin_, 2), green_end_);
@@ -180,32 +186,42 @@ class AdaptiveFrame {
     }
 
     void make_color(size_t y) {
+        const AdaptiveLines lines = lines_at(y, begin_);
+        if (!wide_ || !is_inner_row(y)) return make_border_color(y, lines);
+
+        // Kernels go to the edge, where two columns (of an even width the last pair) are written
+        // again; but the alpha byte of the last one is not ours.
+        const size_t even_end = end_ - (end_ - begin_) % 2;
+        const bool is_last = end_ == f_.width;
+        run_kernel(y, lines, kBytes == 4 && even_end == f_.width ? even_end - 2 : even_end);
+        if (begin_ == 0) put_first_pixel(lines, y, f_.dst(y, 0));
+        if (!is_last) return;
+        const size_t x = last_x_ - 1;
+        const ptrdiff_t column = static_cast<ptrdiff_t>(x) - static_cast<ptrdiff_t>(begin_);
+        if (even_end == end_) {
+            put_last_pair(lines_beyond(lines, column), y, f_.dst(y, x));
+        } else {  // maybe one column of the strip before
+            put_pixels(lines_beyond(lines, column - 1), y, x - 1, x, end_, f_.dst(y, x));
+        }
+    }
+
+    void run_kernel(size_t y, const AdaptiveLines& lines, size_t to) {
+        f_.kernels->adaptive_color[kind_of_row(y)][f_.phase(y, begin_)][f_.sink(y)](
+            lines, f_.dst(y, begin_), to - begin_);
+    }
+
+    // Rows along the edges, and narrow ones.
+    __attribute__((noinline)) void make_border_color(size_t y, const AdaptiveLines& lines) {
         size_t to = std::min(end_, std::max(begin_, last_x_ - 1));
         to -= (to - begin_) % 2;  // kernels are quick with whole pairs
         // The alpha bytes of the last row are not ours: pixel by pixel.
         if (kBytes == 4 && real_row(y) == last_y_) to = begin_;
-        // Nor are those of the last column; else its pair is written twice, for whole blocks.
-        const bool twice = kBytes != 4 && pairs_only_ && is_inner_row(y) && end_ == f_.width;
-        if (twice) to = end_;
-        const AdaptiveLines lines = lines_at(y, begin_);
         if (to != begin_) {
-            uint8_t* out = f_.dst(y, begin_);
-            f_.kernels->adaptive_color[kind_of_row(y)][f_.phase(y, begin_)][f_.sink(y)](
-                lines, out, to - begin_);
-            if (begin_ == 0) put_first_pixel(lines, y, out);
+            run_kernel(y, lines, to);
+            if (begin_ == 0) put_pixels(lines, y, 0, 0, 1, f_.dst(y, 0));
         }
-        if (twice) {
-            const size_t x = last_x_ - 1;
-            put_last_pair(lines_beyond(lines, x - begin_), y, f_.dst(y, x));
-            return;
-        }
-        if (to == end_) return;
-        const AdaptiveLines rest = lines_beyond(lines, to - begin_);
-        if (to >= 2 && to + 2 == f_.width && is_inner_row(y)) {
-            put_last_pair(rest, y, f_.dst(y, to));
-        } else {
-            put_pixels(rest, y, to, end_, f_.dst(y, to));
-        }
+        put_pixels(lines_beyond(lines, static_cast<ptrdiff_t>(to - begin_)), y, to, to, end_,
+                   f_.dst(y, to));
     }
 
     size_t real_row(size_t y) const { return f_.mirrored ? last_y_ - y : y; }
@@ -244,7 +260,6 @@ class AdaptiveFrame {
     // time of a frame 640 pixels wide: an inner row's first pixel, and its last two
     // when the width is even.
     void put_first_pixel(const AdaptiveLines& lines, size_t y, uint8_t* out) {
-        if (!is_inner_row(y) || f_.width < 4) return put_pixels(lines, y, 0, 1, out);
         const bool even = own_is_even(y);
         put_border_pixel<kBytes>(out, f_.own_color_leads(y), lines.line[even ? 0 : 1],
                                  lines.green[0],
@@ -268,7 +283,7 @@ class AdaptiveFrame {
     }
 
     // columns: even
-    static AdaptiveLines lines_beyond(const AdaptiveLines& lines, size_t columns) {
+    static AdaptiveLines lines_beyond(const AdaptiveLines& lines, ptrdiff_t columns) {
         const int16_t* const* differences = lines.differences;
         return {lines.line + columns,
                 lines.beside + columns,
@@ -292,11 +307,12 @@ class AdaptiveFrame {
                 std::min(x | 1, (last_x_ - 1) | 1)};
     }
 
-    // from: even, where `lines` begin and the first pixel goes to out
-    void put_pixels(const AdaptiveLines& lines, size_t y, size_t from, size_t to, uint8_t* out) {
+    // Pixels from..to, the first of which goes to out; lines begin at `origin`, which is even.
+    __attribute__((noinline)) void put_pixels(const AdaptiveLines& lines, size_t y, size_t origin,
+                                              size_t from, size_t to, uint8_t* out) {
         const bool leads = f_.own_color_leads(y);
         const bool even = own_is_even(y);
-        const auto at = [from](size_t x) { return static_cast<ptrdiff_t>(x - from); };
+        const auto at = [origin](size_t x) { return static_cast<ptrdiff_t>(x - origin); };
         for (size_t x = from; x < to; ++x, out += kBytes) {
             if (is_left_alone(y, x)) continue;
             const Copy own_copy = even ? copy_of_even_columns(y, x) : copy_of_odd_columns(y, x);
@@ -334,8 +350,7 @@ class AdaptiveFrame {
     int16_t* difference_lines_[kGreenSlots];
     const size_t last_x_;
     const size_t last_y_;
-    // Kernels go from edge to edge: no lone column, and enough pixels for whole blocks.
-    const bool pairs_only_;
+    const bool wide_;  // kernels go from edge to edge: enough pixels for whole blocks
     size_t begin_ = 0;
     size_t end_ = 0;
     size_t green_begin_ = 0;

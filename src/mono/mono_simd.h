@@ -71,8 +71,12 @@ template <class V, MonoLayout kLayout, GreySink kSink>
 __attribute__((flatten)) void mono_row(const uint8_t* src, uint8_t* dst, size_t pixels) {
     if constexpr (kLayout == kBytes && kSink == kGrey1 &&
                   !GoesPastCaches<MonoBody<V, kLayout, kSink>>) {
-        memcpy(dst, src, pixels);  // knows the CPU: .86 of the time of the loop
-        return;
+        // Knows the CPU: .86 of the time of the loop at 640x480; but 1.2 for rows of 640.
+        constexpr size_t kLong = 4096;
+        if (pixels > kLong) {
+            memcpy(dst, src, pixels);
+            return;
+        }
     }
     run_row<MonoBody<V, kLayout, kSink>>({{src}, {dst}}, pixels);
 }
