@@ -92,7 +92,7 @@ class AdaptiveFrame {
     uint8_t* green(size_t y, size_t x) { return green_lines_[y % kGreenSlots] + (x - begin_); }
     // Of the pair that x belongs to.
     int16_t* differences(size_t y, size_t x) {
-        return difference_lines_[y % kGreenSlots] + static_cast<ptrdiff_t>(x - begin_) / 2;
+        return difference_lines_[y % kGreenSlots] + (static_cast<ptrdiff_t>(x - begin_) >> 1);
     }
 
     void make_green(size_t y) {
