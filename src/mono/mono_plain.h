@@ -12,6 +12,7 @@
 #pragma once
 
 #include <cstddef>
+#include <cstring>
 
 #include "simd/kernel_table.h"
 
@@ -50,7 +51,11 @@ inline void put_grey(uint8_t* dst, size_t i, uint8_t grey) {
 
 template <MonoLayout kLayout, GreySink kSink>
 void mono_row_plain(const uint8_t* src, uint8_t* dst, size_t pixels) {
-    for (size_t i = 0; i < pixels; ++i) put_grey<kSink>(dst, i, mono_sample<kLayout>(src, i));
+    if constexpr (kLayout == kBytes && kSink == kGrey1) {
+        std::memcpy(dst, src, pixels);  // flips and copies of whole pictures go this way, too
+    } else {
+        for (size_t i = 0; i < pixels; ++i) put_grey<kSink>(dst, i, mono_sample<kLayout>(src, i));
+    }
 }
 
 }  // namespace imgcnv
