@@ -38,7 +38,15 @@ class AdaptiveFrame {
           samples_(frame, memory_ + 2 * kGreenSlots * line_bytes(columns_), columns_),
           last_x_(frame.width - 1),
           last_y_(frame.height - 1),
-          wide_(frame.width > kNoPartialBlocks) {
+          wide_(frame.width > kNoPartialBlocks),
+          whole_green_(wide_ && may_look_beyond_inner_rows()) {
+        for (size_t y = 0; y < 2; ++y) {
+            const Phase phase = f_.phase(y, 0);
+            inner_[y] = {.green = f_.kernels->adaptive_green[phase],
+                         .color = f_.kernels->adaptive_color[kNoneCopied][phase][f_.sink(y)],
+                         .phase = phase,
+                         .own_byte = f_.own_color_leads(y) ? 0 : 2};
+        }
         for (size_t i = 0; i < kGreenSlots; ++i) {
             green_lines_[i] = memory_ + i * line_bytes(columns_) + kLineLead;
             uint8_t* line = green_lines_[i] + kGreenSlots * line_bytes(columns_);
@@ -54,12 +62,28 @@ class AdaptiveFrame {
     }
 
   private:
+    // What the inner rows have in common that are even, or odd.
+    struct InnerRow {
+        AdaptiveGreenKernel green;
+        AdaptiveColorKernel color;
+        Phase phase;
+        ptrdiff_t own_byte;  // of a destination pixel, the one of the row's own colour
+    };
+    const InnerRow& inner(size_t y) const { return inner_[y % 2]; }
+
     void run_strip(size_t begin, size_t end) {
         begin_ = begin;
         end_ = end;
         // Colour looks one column beyond the strip at green; two keep pairs whole.
         green_begin_ = begin == 0 ? 0 : begin - 2;
         green_end_ = std::min(end + 2, f_.width);
+        is_first_ = begin == 0;
+        is_last_ = end == f_.width;
+        green_pairs_end_ = green_end_ - (green_end_ - green_begin_) % 2;
+        color_pairs_end_ = end - (end - begin) % 2;
+        // The alpha byte of the last pixel is not ours.
+        color_end_ =
+            color_pairs_end_ - (kBytes == 4 && is_last_ && color_pairs_end_ == end ? 2 : 0);
         for (int16_t* line : difference_lines_) line[(green_end_ - begin + 1) / 2] = 0;
         samples_.begin_strip(begin, end);
         fetch(0);
@@ -85,7 +109,10 @@ class AdaptiveFrame {
         std::max(2 * kGreenSlots * line_bytes(kDirectColumns),
                  (2 * kGreenSlots + kSampleSlots) * line_bytes(kDecodedColumns));
 
-    void fetch(size_t y) { rows_[y % kRowSlots] = samples_.at(y, begin_); }
+    void fetch(size_t y) {
+        const size_t slot = y % kRowSlots;
+        rows_[slot] = rows_[slot + kRowSlots] = samples_.at(y, begin_);
+    }
     const uint8_t* sample(size_t y, size_t x) const {
         return rows_[y % kRowSlots] + (static_cast<ptrdiff_t>(x) - static_cast<ptrdiff_t>(begin_));
     }
@@ -99,17 +126,9 @@ class AdaptiveFrame {
         if (!is_inner_row(y)) {
             // Rows 0 and 1 and the last two come in pairs, at the first of them.
             if (y % 2 == 0) make_cell_green(y);
-        } else if (wide_ && samples_.may_look_beyond(y, 2)) {
-            // The outermost pairs are written twice: whole blocks are worth it.
-            make_inner_green(y, green_begin_, green_end_ - (green_end_ - green_begin_) % 2);
-            if (green_begin_ == 0) fill_pair(y, 0);
-            if (green_end_ == f_.width) {
-                if (last_x_ % 2 != 0) {
-                    fill_pair(y, last_x_ - 1);
-                } else {
-                    fill_from_cells(y, last_x_ - 1, green_end_);
-                }
-            }
+        } else if (whole_green_) {
+            if (inner(y).phase == kColorFirst) return make_whole_green<kColorFirst>(y);
+            make_whole_green<kGreenFirst>(y);
         } else {
             // The columns that have two neighbours on either side.
             const size_t from = std::min(std::max<size_t>(green_begin_, 2), green_end_);
@@ -138,10 +157,28 @@ class AdaptiveFrame {
 
     // A whole number of pairs.
     void make_inner_green(size_t y, size_t from, size_t to) {
-        const uint8_t* const lines[5] = {sample(y - 2, from), sample(y - 1, from), sample(y, from),
-                                         sample(y + 1, from), sample(y + 2, from)};
-        f_.kernels->adaptive_green[f_.phase(y, from)](lines, green(y, from), differences(y, from),
-                                                      to - from);
+        inner(y).green(rows_ + (y - 2) % kRowSlots,
+                       static_cast<ptrdiff_t>(from) - static_cast<ptrdiff_t>(begin_),
+                       green(y, from), differences(y, from), to - from);
+    }
+
+    // An inner row from edge to edge: the outermost pairs are written twice, whole blocks
+    // are worth it.
+    template <Phase kPhase>
+    void make_whole_green(size_t y) {
+        make_inner_green(y, green_begin_, green_pairs_end_);
+        const uint8_t* line = rows_[y % kRowSlots];
+        const uint8_t* across = rows_[(y ^ 1) % kRowSlots];
+        uint8_t* out = green_lines_[y % kGreenSlots];
+        int16_t* out_differences = difference_lines_[y % kGreenSlots];
+        if (is_first_) put_pair_green<kPhase>(line, across, out, out_differences);
+        if (green_end_ != f_.width) return;
+        if (last_x_ % 2 != 0) {
+            const size_t x = last_x_ - 1 - begin_;
+            put_pair_green<kPhase>(line + x, across + x, out + x, out_differences + x / 2);
+        } else {
+            fill_from_cells(y, last_x_ - 1, green_end_);
+        }
     }
 
     // The one column beyond the pairs that kernels take.
@@ -174,33 +211,44 @@ class AdaptiveFrame {
     }
 
     // The same for the two columns of a cell.
-    void fill_pair(size_t y, size_t x) {
-        const uint8_t* line = sample(y, x);
-        const uint8_t* across = sample(y ^ 1, x);
-        uint8_t* out = green(y, x);
-        const size_t color = f_.is_color_site(y, x) ? 0 : 1;
-        const int mean = avg2(line[1 - color], across[color]);
-        out[color] = static_cast<uint8_t>(mean);
-        out[1 - color] = line[1 - color];
-        *differences(y, x) = static_cast<int16_t>(line[color] - mean);
+    template <Phase kPhase>
+    static void put_pair_green(const uint8_t* line, const uint8_t* across, uint8_t* out,
+                               int16_t* difference) {
+        constexpr size_t kColor = kPhase == kColorFirst ? 0 : 1;
+        const int own = line[kColor], beside = line[1 - kColor];
+        const int mean = avg2(beside, across[kColor]);
+        out[kColor] = static_cast<uint8_t>(mean);
+        out[1 - kColor] = static_cast<uint8_t>(beside);
+        *difference = static_cast<int16_t>(own - mean);
     }
 
     void make_color(size_t y) {
-        const AdaptiveLines lines = lines_at(y, begin_);
-        if (!wide_ || !is_inner_row(y)) return make_border_color(y, lines);
+        if (!wide_ || !is_inner_row(y)) return make_border_color(y, lines_at(y));
+        if (inner(y).phase == kColorFirst) return make_inner_color<kColorFirst>(y);
+        make_inner_color<kGreenFirst>(y);
+    }
 
-        // Kernels go to the edge, where two columns (of an even width the last pair) are written
-        // again; but the alpha byte of the last one is not ours.
-        const size_t even_end = end_ - (end_ - begin_) % 2;
-        const bool is_last = end_ == f_.width;
-        run_kernel(y, lines, kBytes == 4 && even_end == f_.width ? even_end - 2 : even_end);
-        if (begin_ == 0) put_first_pixel(lines, y, f_.dst(y, 0));
-        if (!is_last) return;
-        const size_t x = last_x_ - 1;
-        const ptrdiff_t column = static_cast<ptrdiff_t>(x) - static_cast<ptrdiff_t>(begin_);
-        if (even_end == end_) {
-            put_last_pair(lines_beyond(lines, column), y, f_.dst(y, x));
+    // Kernels go to the edge, where two columns (of an even width the last pair) are written
+    // again.
+    template <Phase kPhase>
+    void make_inner_color(size_t y) {
+        const InnerRow row = inner(y);
+        const size_t slot = y % kGreenSlots;
+        const AdaptiveLines lines = {
+            rows_[y % kRowSlots],
+            rows_[(y ^ 1) % kRowSlots],
+            green_lines_[slot],
+            {difference_lines_[(y - 1) % kGreenSlots], difference_lines_[slot],
+             difference_lines_[(y + 1) % kGreenSlots]}};
+        uint8_t* out = f_.dst_rows[y] + begin_ * kBytes;
+        row.color(lines, out, color_end_ - begin_);
+        if (is_first_) put_first_pixel<kPhase>(row.own_byte, lines, out);
+        if (!is_last_) return;
+        if (color_pairs_end_ == end_) {
+            put_last_pair<kPhase>(row.own_byte, lines, last_x_ - 1 - begin_, out);
         } else {  // maybe one column of the strip before
+            const size_t x = last_x_ - 1;
+            const ptrdiff_t column = static_cast<ptrdiff_t>(x) - static_cast<ptrdiff_t>(begin_);
             put_pixels(lines_beyond(lines, column - 1), y, x - 1, x, end_, f_.dst(y, x));
         }
     }
@@ -242,43 +290,70 @@ class AdaptiveFrame {
         return own ? (other ? kBothCopied : kOwnCopied) : (other ? kOtherCopied : kNoneCopied);
     }
 
-    // x: even. At the top and bottom row, the line beyond the frame is not looked
-    // at and the row stands in for it.
-    AdaptiveLines lines_at(size_t y, size_t x) {
+    // At the top and bottom row, the line beyond the frame is not looked at and the
+    // row stands in for it.
+    AdaptiveLines lines_at(size_t y) const {
         const size_t above = y == 0 ? 0 : y - 1;
         const size_t below = y == last_y_ ? last_y_ : y + 1;
-        return {sample(y, x),
-                sample(y ^ 1, x),
-                green(y, x),
-                {differences(above, x), differences(y, x), differences(below, x)}};
+        return {rows_[y % kRowSlots],
+                rows_[(y ^ 1) % kRowSlots],
+                green_lines_[y % kGreenSlots],
+                {difference_lines_[above % kGreenSlots], difference_lines_[y % kGreenSlots],
+                 difference_lines_[below % kGreenSlots]}};
     }
 
     // Rows of which only the outermost columns copy.
     bool is_inner_row(size_t y) const { return y >= 2 && y + 2 <= last_y_; }
+    // Whether kernels may look two samples beyond all of them. (They follow one another at
+    // one distance.)
+    bool may_look_beyond_inner_rows() const {
+        return last_y_ < 4 ||
+               (samples_.may_look_beyond(2, 2) && samples_.may_look_beyond(last_y_ - 2, 2));
+    }
 
     // The common cases of put_pixels, which would otherwise take a fifth of the
     // time of a frame 640 pixels wide: an inner row's first pixel, and its last two
     // when the width is even.
-    void put_first_pixel(const AdaptiveLines& lines, size_t y, uint8_t* out) {
-        const bool even = own_is_even(y);
-        put_border_pixel<kBytes>(out, f_.own_color_leads(y), lines.line[even ? 0 : 1],
-                                 lines.green[0],
-                                 even ? lines.beside[1] : AdaptivePixel(lines, 0, 1).from_column());
-    }
-    void put_last_pair(const AdaptiveLines& lines, size_t y, uint8_t* out) {
-        const bool leads = f_.own_color_leads(y);
-        const auto put = [&](int first_own, int first_other, int last_own, int last_other) {
-            put_border_pixel<kBytes>(out, leads, first_own, lines.green[0], first_other);
-            // The last alpha byte is not ours.
-            put_border_pixel<kBytes == 4 ? 3 : kBytes>(out + kBytes, leads, last_own,
-                                                       lines.green[1], last_other);
-        };
-        if (own_is_even(y)) {
-            put(lines.line[0], AdaptivePixel(lines, 0, 0).from_corners(), lines.line[0],
-                lines.beside[1]);
+    template <Phase kPhase>
+    static void put_first_pixel(ptrdiff_t own_byte, const AdaptiveLines& lines, uint8_t* out) {
+        const int green = lines.green[0];
+        if constexpr (kPhase == kColorFirst) {
+            put_inner_pixel<kBytes>(own_byte, out, lines.line[0], green, lines.beside[1]);
         } else {
-            put(AdaptivePixel(lines, 0, 1).from_row(), lines.beside[0], lines.line[1],
-                lines.beside[0]);
+            put_inner_pixel<kBytes>(own_byte, out, lines.line[1], green,
+                                    AdaptivePixel(lines, 0, 1).from_column());
+        }
+    }
+    // x: of the pair, from where lines and out begin
+    template <Phase kPhase>
+    static void put_last_pair(ptrdiff_t own_byte, const AdaptiveLines& lines, size_t x,
+                              uint8_t* out) {
+        const ptrdiff_t pair = static_cast<ptrdiff_t>(x);
+        const int line[2] = {lines.line[x], lines.line[x + 1]};
+        const int beside[2] = {lines.beside[x], lines.beside[x + 1]};
+        const int green[2] = {lines.green[x], lines.green[x + 1]};
+        constexpr size_t kLast = kBytes == 4 ? 3 : kBytes;  // the last alpha byte is not ours
+        uint8_t *first = out + x * kBytes, *last = first + kBytes;
+        if constexpr (kPhase == kColorFirst) {
+            const int other = AdaptivePixel(lines, pair, 0).from_corners();
+            put_inner_pixel<kBytes>(own_byte, first, line[0], green[0], other);
+            put_inner_pixel<kLast>(own_byte, last, line[0], green[1], beside[1]);
+        } else {
+            const int own = AdaptivePixel(lines, pair, 1).from_row();
+            put_inner_pixel<kBytes>(own_byte, first, own, green[0], beside[0]);
+            put_inner_pixel<kLast>(own_byte, last, line[1], green[1], beside[0]);
+        }
+    }
+    template <size_t kStored>
+    static void put_inner_pixel(ptrdiff_t own_byte, uint8_t* out, int own, int green, int other) {
+        if constexpr (kStored == 1) {
+            const bool leads = own_byte == 0;
+            out[0] = luma(leads ? own : other, green, leads ? other : own);
+        } else {
+            out[own_byte] = static_cast<uint8_t>(own);
+            out[1] = static_cast<uint8_t>(green);
+            out[2 - own_byte] = static_cast<uint8_t>(other);
+            if constexpr (kStored == 4) out[3] = 0;
         }
     }
 
@@ -345,16 +420,23 @@ class AdaptiveFrame {
     const size_t columns_;
     SampleLines<kSampleSlots> samples_;
     // At column begin_.
-    const uint8_t* rows_[kRowSlots];
+    const uint8_t* rows_[2 * kRowSlots];  // all twice: neighbours follow one another
     uint8_t* green_lines_[kGreenSlots];
     int16_t* difference_lines_[kGreenSlots];
     const size_t last_x_;
     const size_t last_y_;
-    const bool wide_;  // kernels go from edge to edge: enough pixels for whole blocks
+    const bool wide_;         // kernels go from edge to edge: enough pixels for whole blocks
+    const bool whole_green_;  // the kernels of green, too: they look beyond
+    InnerRow inner_[2];
     size_t begin_ = 0;
     size_t end_ = 0;
+    bool is_first_ = true;
+    bool is_last_ = true;
     size_t green_begin_ = 0;
     size_t green_end_ = 0;
+    size_t green_pairs_end_ = 0;
+    size_t color_pairs_end_ = 0;
+    size_t color_end_ = 0;
 };
 
 }  // namespace

@@ -15,7 +15,7 @@
 namespace imgcnv {
 
 // Green of the colour site at column x; lines[0..4] are rows y-2..y+2.
-inline uint8_t adaptive_green_at(const uint8_t* const lines[5], size_t x) {
+inline uint8_t adaptive_green_at(const uint8_t* const lines[5], ptrdiff_t x) {
     const uint8_t* s = lines[2] + x;
     const int left = s[-1], right = s[1];
     const int up = lines[1][x], down = lines[3][x];
@@ -30,15 +30,16 @@ inline uint8_t adaptive_green_at(const uint8_t* const lines[5], size_t x) {
 }
 
 template <Phase kPhase>
-void adaptive_green_row_plain(const uint8_t* const lines[5], uint8_t* green, int16_t* differences,
-                              size_t pixels) {
+void adaptive_green_row_plain(const uint8_t* const lines[5], ptrdiff_t column, uint8_t* green,
+                              int16_t* differences, size_t pixels) {
     constexpr size_t kColor = kPhase == kColorFirst ? 0 : 1;
     for (size_t i = 0; i < pixels; ++i) {
+        const ptrdiff_t x = column + static_cast<ptrdiff_t>(i);
         if (i % 2 == kColor) {
-            green[i] = adaptive_green_at(lines, i);
-            differences[i / 2] = static_cast<int16_t>(lines[2][i] - green[i]);
+            green[i] = adaptive_green_at(lines, x);
+            differences[i / 2] = static_cast<int16_t>(lines[2][x] - green[i]);
         } else {
-            green[i] = lines[2][i];
+            green[i] = lines[2][x];
         }
     }
 }
@@ -67,7 +68,7 @@ class AdaptivePixel {
     // colour - green of the colour site at column x of row y - 1 + row, which is
     // at `color` in its pair
     int difference(int row, ptrdiff_t x, ptrdiff_t color) const {
-        return lines_.differences[row][(x - color) / 2];
+        return lines_.differences[row][(x - color) >> 1];
     }
     uint8_t corrected(int mean_difference) const {
         return clamp_to_byte(lines_.green[x_] + mean_difference);

@@ -53,9 +53,11 @@ struct AdaptiveGreenBody {
 };
 
 template <class V, Phase kPhase>
-__attribute__((flatten)) void adaptive_green_row(const uint8_t* const lines[5], uint8_t* green,
-                                                 int16_t* differences, size_t pixels) {
-    run_row<AdaptiveGreenBody<V, kPhase>>({{lines[0], lines[1], lines[2], lines[3], lines[4]},
+__attribute__((flatten)) void adaptive_green_row(const uint8_t* const lines[5], ptrdiff_t column,
+                                                 uint8_t* green, int16_t* differences,
+                                                 size_t pixels) {
+    run_row<AdaptiveGreenBody<V, kPhase>>({{lines[0] + column, lines[1] + column, lines[2] + column,
+                                            lines[3] + column, lines[4] + column},
                                            {green, reinterpret_cast<uint8_t*>(differences)}},
                                           pixels);
 }

@@ -82,12 +82,12 @@ struct AdaptiveLines {
     const int16_t* differences[3];  // of rows y-1, y, y+1: see below
 };
 
-// Adaptive green of one row: lines[0..4] are rows y-2..y+2; two samples on
-// either side are read. With it, for every pair of pixels, goes the difference
+// Adaptive green of one row from a column of lines[0..4] on, which are rows y-2..y+2; two
+// samples on either side are read. With it, for every pair of pixels, goes the difference
 // colour - green at the pair's colour site, which is all that the rows above and
 // below need to know of this one.
-using AdaptiveGreenKernel = void (*)(const uint8_t* const lines[5], uint8_t* green,
-                                     int16_t* differences, size_t pixels);
+using AdaptiveGreenKernel = void (*)(const uint8_t* const lines[5], ptrdiff_t column,
+                                     uint8_t* green, int16_t* differences, size_t pixels);
 
 // Green of a row pair whose 2x2 cells stand for themselves, as along the edges:
 // the mean of the cell's two greens at its colour sites. The phase is the even
