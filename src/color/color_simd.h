@@ -122,6 +122,7 @@ struct ColorBlocks {
     static constexpr size_t kPixels = V::kBytes;
     static constexpr size_t kInputs = 1, kOutputs = 1, kHalo = 0;
     static constexpr size_t kGroup = Source::kGroup;
+    static constexpr bool kCostly = kLayout != kTriples;
     static constexpr size_t kSrcBytes = kPixels * Source::kBitsPerPixel / 8;
 
     static Triple<V> load(const uint8_t* const* in) { return Source::load(in[0]); }

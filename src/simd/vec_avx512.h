@@ -14,6 +14,7 @@ template <class Level>
 struct Vec64 {
     static constexpr bool kNarrowest = false;
     using Narrower = Vec32<Level>;
+    static constexpr bool kMasks = true;  // of bytes, for loads and stores
     using Reg = __m512i;
     using Mask = __mmask32;  // of 16-bit lanes
     static constexpr size_t kBytes = 64;
@@ -22,6 +23,28 @@ struct Vec64 {
     static void store(uint8_t* p, Reg x) { _mm512_storeu_si512(p, x); }
     // p aligned
     static void store_past_caches(uint8_t* p, Reg x) { _mm512_stream_si512((__m512i*)p, x); }
+    // `bytes` bytes to (from) a buffer of kSize, a whole number of vectors; the rest of the
+    // buffer becomes 0.
+    template <size_t kSize>
+    static void copy_in(uint8_t* buffer, const uint8_t* src, size_t bytes) {
+#pragma GCC unroll 8
+        for (size_t i = 0; i < kSize; i += kBytes) {
+            store(buffer + i, _mm512_maskz_loadu_epi8(first_of(bytes, i), src + i));
+        }
+    }
+    template <size_t kSize>
+    static void copy_out(uint8_t* dst, const uint8_t* buffer, size_t bytes) {
+#pragma GCC unroll 8
+        for (size_t i = 0; i < kSize; i += kBytes) {
+            _mm512_mask_storeu_epi8(dst + i, first_of(bytes, i), load(buffer + i));
+        }
+    }
+    // Those of the first `bytes` that lie in the vector at `from`.
+    static __mmask64 first_of(size_t bytes, size_t from) {
+        if (bytes <= from) return 0;
+        const size_t left = bytes - from;
+        return left >= kBytes ? ~__mmask64{0} : (__mmask64{1} << left) - 1;
+    }
     template <size_t kSize>
     static Reg table(const ByteTable<kSize>& t) {
         static_assert(kSize == kBytes);

@@ -16,12 +16,23 @@ template <class Level>
 struct Vec16 {
     static constexpr bool kNarrowest = true;
     using Narrower = void;
+    static constexpr bool kMasks = false;
     using Reg = __m128i;
     using Mask = __m128i;  // of 16-bit lanes
     static constexpr size_t kBytes = 16;
 
     static Reg load(const uint8_t* p) { return _mm_loadu_si128((const __m128i*)p); }
     static void store(uint8_t* p, Reg x) { _mm_storeu_si128((__m128i*)p, x); }
+    // `bytes` bytes to (from) a buffer of kSize; the rest of the buffer becomes 0.
+    template <size_t kSize>
+    static void copy_in(uint8_t* buffer, const uint8_t* src, size_t bytes) {
+        memset(buffer, 0, kSize);
+        memcpy(buffer, src, bytes);
+    }
+    template <size_t kSize>
+    static void copy_out(uint8_t* dst, const uint8_t* buffer, size_t bytes) {
+        memcpy(dst, buffer, bytes);
+    }
     // p aligned
     static void store_past_caches(uint8_t* p, Reg x) { _mm_stream_si128((__m128i*)p, x); }
     static Reg table(const ByteTable<16>& t) { return _mm_load_si128((const __m128i*)t.at); }
