@@ -27,7 +27,7 @@ struct AdaptiveGreenBody {
             return kColorIsFirst ? L::first(pairs) : L::second(pairs);
         };
         const uint8_t* s = in[2];
-        L::prefetch_after(in[3], in[4]);
+        L::template prefetch_after<1, false>(in[3], in[4]);
         const Reg line = V::load(s), color = own(line);
         const Reg left = kColorIsFirst ? L::first(s - 1) : L::first(line);
         const Reg right = kColorIsFirst ? L::second(line) : L::second(s + 1);

@@ -157,9 +157,13 @@ struct Vec16 {
         a = shuffle(a, Interleave3<16>::spread(0));
         b = shuffle(b, Interleave3<16>::spread(1));
         c = shuffle(c, Interleave3<16>::spread(2));
-        store(p, mix3(a, b, c));
-        store(p + 16, mix3(b, c, a));
-        store(p + 32, mix3(c, a, b));
+        // By mask: a blend wants its mask in one certain register.
+        const Reg second = table(Interleave3<16>::mask(1)), third = table(Interleave3<16>::mask(2));
+        const Reg ab = bit_select(second, b, a), bc = bit_select(second, c, b);
+        const Reg ca = bit_select(second, a, c);
+        store(p, bit_select(third, c, ab));
+        store(p + 16, bit_select(third, a, bc));
+        store(p + 32, bit_select(third, b, ca));
     }
     static void store3_grey(uint8_t* p, Reg g) {
         store(p, shuffle(g, Interleave3<16>::grey(0)));
