@@ -77,6 +77,10 @@ __attribute__((flatten)) void mono_row(const uint8_t* src, uint8_t* dst, size_t 
             memcpy(dst, src, pixels);
             return;
         }
+        if (pixels >= 2 * V::kBytes) {
+            using Copies = MonoBody<typename V::OfCopies, kLayout, kSink>;
+            return run_row<Copies>({{src}, {dst}}, pixels);
+        }
     }
     run_row<MonoBody<V, kLayout, kSink>>({{src}, {dst}}, pixels);
 }

@@ -15,6 +15,7 @@ struct Vec32 {
     static constexpr bool kNarrowest = false;
     using Narrower = Vec16<Level>;
     static constexpr bool kMasks = false;
+    using OfCopies = Vec32;
     using Reg = __m256i;
     using Mask = __m256i;  // of 16-bit lanes
     static constexpr size_t kBytes = 32;

@@ -15,6 +15,9 @@ struct Vec64 {
     static constexpr bool kNarrowest = false;
     using Narrower = Vec32<Level>;
     static constexpr bool kMasks = true;  // of bytes, for loads and stores
+    // For copying rows that begin anywhere: 64 bytes then cross a line every time. Measured
+    // with padded rows of 640: .8 to .9 of the time.
+    using OfCopies = Narrower;
     using Reg = __m512i;
     using Mask = __mmask32;  // of 16-bit lanes
     static constexpr size_t kBytes = 64;

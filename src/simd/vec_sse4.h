@@ -17,6 +17,7 @@ struct Vec16 {
     static constexpr bool kNarrowest = true;
     using Narrower = void;
     static constexpr bool kMasks = false;
+    using OfCopies = Vec16;
     using Reg = __m128i;
     using Mask = __m128i;  // of 16-bit lanes
     static constexpr size_t kBytes = 16;
