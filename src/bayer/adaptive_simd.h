@@ -16,9 +16,10 @@ struct AdaptiveGreenBody {
     using L = Lanes<V>;
     static constexpr size_t kPixels = V::kBytes;
     static constexpr size_t kInputs = 5, kOutputs = 2, kHalo = 2, kGroup = 2;
+    static constexpr size_t kHaloFrom = 4;  // row y+2 may end where the frame ends
     static constexpr size_t kSrcBytes = kPixels, kDstBytes = kPixels;
 
-    // out: green, differences
+    // in: rows y-2, y-1, y+1, y+2, y; out: green, differences
 
     static void block(const uint8_t* const* in, uint8_t* const* out) {
         constexpr bool kColorIsFirst = kPhase == kColorFirst;
@@ -26,18 +27,18 @@ struct AdaptiveGreenBody {
         const auto own = [](Reg pairs) {
             return kColorIsFirst ? L::first(pairs) : L::second(pairs);
         };
-        const uint8_t* s = in[2];
-        L::template prefetch_after<1, false>(in[3], in[4]);
+        const uint8_t* s = in[4];
+        L::template prefetch_after<1, false>(in[2], in[3]);
         const Reg line = V::load(s), color = own(line);
         const Reg left = kColorIsFirst ? L::first(s - 1) : L::first(line);
         const Reg right = kColorIsFirst ? L::second(line) : L::second(s + 1);
-        const Reg up = own(V::load(in[1])), down = own(V::load(in[3]));
+        const Reg up = own(V::load(in[1])), down = own(V::load(in[2]));
         const Reg twice = V::add16(color, color);
         const auto bend = [&](Reg before, Reg after) {
             return V::sub16(twice, V::add16(before, after));
         };
         const Reg bend_h = bend(own(V::load(s - 2)), own(V::load(s + 2)));
-        const Reg bend_v = bend(own(V::load(in[0])), own(V::load(in[4])));
+        const Reg bend_v = bend(own(V::load(in[0])), own(V::load(in[3])));
         const auto gradient = [](Reg curve, Reg p, Reg q) {
             return V::add16(V::abs16(curve), V::abs16(V::sub16(p, q)));
         };
@@ -56,8 +57,8 @@ template <class V, Phase kPhase>
 __attribute__((flatten)) void adaptive_green_row(const uint8_t* const lines[5], ptrdiff_t column,
                                                  uint8_t* green, int16_t* differences,
                                                  size_t pixels) {
-    run_row<AdaptiveGreenBody<V, kPhase>>({{lines[0] + column, lines[1] + column, lines[2] + column,
-                                            lines[3] + column, lines[4] + column},
+    run_row<AdaptiveGreenBody<V, kPhase>>({{lines[0] + column, lines[1] + column, lines[3] + column,
+                                            lines[4] + column, lines[2] + column},
                                            {green, reinterpret_cast<uint8_t*>(differences)}},
                                           pixels);
 }
