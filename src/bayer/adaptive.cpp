@@ -45,7 +45,7 @@ class AdaptiveFrame {
             inner_[y] = {.green = f_.kernels->adaptive_green[phase],
                          .color = f_.kernels->adaptive_color[kNoneCopied][phase][f_.sink(y)],
                          .phase = phase,
-                         .own_byte = f_.own_color_leads(y) ? 0 : 2};
+                         .own_byte = f_.own_byte(y)};
         }
         for (size_t i = 0; i < kGreenSlots; ++i) {
             green_lines_[i] = memory_ + i * line_bytes(columns_) + kLineLead;
@@ -67,7 +67,7 @@ class AdaptiveFrame {
         AdaptiveGreenKernel green;
         AdaptiveColorKernel color;
         Phase phase;
-        ptrdiff_t own_byte;  // of a destination pixel, the one of the row's own colour
+        ptrdiff_t own_byte;
     };
     const InnerRow& inner(size_t y) const { return inner_[y % 2]; }
 
@@ -113,13 +113,15 @@ class AdaptiveFrame {
         const size_t slot = y % kRowSlots;
         rows_[slot] = rows_[slot + kRowSlots] = samples_.at(y, begin_);
     }
-    const uint8_t* sample(size_t y, size_t x) const {
-        return rows_[y % kRowSlots] + (static_cast<ptrdiff_t>(x) - static_cast<ptrdiff_t>(begin_));
+    // In the strip; one or two before it are negative.
+    ptrdiff_t column(size_t x) const {
+        return static_cast<ptrdiff_t>(x) - static_cast<ptrdiff_t>(begin_);
     }
-    uint8_t* green(size_t y, size_t x) { return green_lines_[y % kGreenSlots] + (x - begin_); }
+    const uint8_t* sample(size_t y, size_t x) const { return rows_[y % kRowSlots] + column(x); }
+    uint8_t* green(size_t y, size_t x) { return green_lines_[y % kGreenSlots] + column(x); }
     // Of the pair that x belongs to.
     int16_t* differences(size_t y, size_t x) {
-        return difference_lines_[y % kGreenSlots] + (static_cast<ptrdiff_t>(x - begin_) >> 1);
+        return difference_lines_[y % kGreenSlots] + (column(x) >> 1);
     }
 
     void make_green(size_t y) {
@@ -157,9 +159,8 @@ class AdaptiveFrame {
 
     // A whole number of pairs.
     void make_inner_green(size_t y, size_t from, size_t to) {
-        inner(y).green(rows_ + (y - 2) % kRowSlots,
-                       static_cast<ptrdiff_t>(from) - static_cast<ptrdiff_t>(begin_),
-                       green(y, from), differences(y, from), to - from);
+        inner(y).green(rows_ + (y - 2) % kRowSlots, column(from), green(y, from),
+                       differences(y, from), to - from);
     }
 
     // An inner row from edge to edge: the outermost pairs are written twice, whole blocks
@@ -248,8 +249,7 @@ class AdaptiveFrame {
             put_last_pair<kPhase>(row.own_byte, lines, last_x_ - 1 - begin_, out);
         } else {  // maybe one column of the strip before
             const size_t x = last_x_ - 1;
-            const ptrdiff_t column = static_cast<ptrdiff_t>(x) - static_cast<ptrdiff_t>(begin_);
-            put_pixels(lines_beyond(lines, column - 1), y, x - 1, x, end_, f_.dst(y, x));
+            put_pixels(lines_beyond(lines, column(x) - 1), y, x - 1, x, end_, f_.dst(y, x));
         }
     }
 
@@ -318,10 +318,10 @@ class AdaptiveFrame {
     static void put_first_pixel(ptrdiff_t own_byte, const AdaptiveLines& lines, uint8_t* out) {
         const int green = lines.green[0];
         if constexpr (kPhase == kColorFirst) {
-            put_inner_pixel<kBytes>(own_byte, out, lines.line[0], green, lines.beside[1]);
+            put_pixel<kBytes>(out, own_byte, lines.line[0], green, lines.beside[1]);
         } else {
-            put_inner_pixel<kBytes>(own_byte, out, lines.line[1], green,
-                                    AdaptivePixel(lines, 0, 1).from_column());
+            put_pixel<kBytes>(out, own_byte, lines.line[1], green,
+                              AdaptivePixel(lines, 0, 1).from_column());
         }
     }
     // x: of the pair, from where lines and out begin
@@ -336,27 +336,14 @@ class AdaptiveFrame {
         uint8_t *first = out + x * kBytes, *last = first + kBytes;
         if constexpr (kPhase == kColorFirst) {
             const int other = AdaptivePixel(lines, pair, 0).from_corners();
-            put_inner_pixel<kBytes>(own_byte, first, line[0], green[0], other);
-            put_inner_pixel<kLast>(own_byte, last, line[0], green[1], beside[1]);
+            put_pixel<kBytes>(first, own_byte, line[0], green[0], other);
+            put_pixel<kLast>(last, own_byte, line[0], green[1], beside[1]);
         } else {
             const int own = AdaptivePixel(lines, pair, 1).from_row();
-            put_inner_pixel<kBytes>(own_byte, first, own, green[0], beside[0]);
-            put_inner_pixel<kLast>(own_byte, last, line[1], green[1], beside[0]);
+            put_pixel<kBytes>(first, own_byte, own, green[0], beside[0]);
+            put_pixel<kLast>(last, own_byte, line[1], green[1], beside[0]);
         }
     }
-    template <size_t kStored>
-    static void put_inner_pixel(ptrdiff_t own_byte, uint8_t* out, int own, int green, int other) {
-        if constexpr (kStored == 1) {
-            const bool leads = own_byte == 0;
-            out[0] = luma(leads ? own : other, green, leads ? other : own);
-        } else {
-            out[own_byte] = static_cast<uint8_t>(own);
-            out[1] = static_cast<uint8_t>(green);
-            out[2 - own_byte] = static_cast<uint8_t>(other);
-            if constexpr (kStored == 4) out[3] = 0;
-        }
-    }
-
     // columns: even
     static AdaptiveLines lines_beyond(const AdaptiveLines& lines, ptrdiff_t columns) {
         const int16_t* const* differences = lines.differences;
@@ -385,9 +372,11 @@ class AdaptiveFrame {
     // Pixels from..to, the first of which goes to out; lines begin at `origin`, which is even.
     __attribute__((noinline)) void put_pixels(const AdaptiveLines& lines, size_t y, size_t origin,
                                               size_t from, size_t to, uint8_t* out) {
-        const bool leads = f_.own_color_leads(y);
+        const ptrdiff_t own_byte = f_.own_byte(y);
         const bool even = own_is_even(y);
-        const auto at = [origin](size_t x) { return static_cast<ptrdiff_t>(x - origin); };
+        const auto at = [origin](size_t x) {
+            return static_cast<ptrdiff_t>(x) - static_cast<ptrdiff_t>(origin);
+        };
         for (size_t x = from; x < to; ++x, out += kBytes) {
             if (is_left_alone(y, x)) continue;
             const Copy own_copy = even ? copy_of_even_columns(y, x) : copy_of_odd_columns(y, x);
@@ -403,9 +392,9 @@ class AdaptiveFrame {
                                                : pixel.from_column();
             // The alpha bytes of the last row and the last column are not ours.
             if (kBytes == 4 && (x == last_x_ || real_row(y) == last_y_)) {
-                put_border_pixel<3>(out, leads, own, green, other);
+                put_pixel<3>(out, own_byte, own, green, other);
             } else {
-                put_border_pixel<kBytes>(out, leads, own, green, other);
+                put_pixel<kBytes>(out, own_byte, own, green, other);
             }
         }
     }

@@ -49,6 +49,10 @@ struct BayerFrame {
         return dst_bytes == 1 ? row_has_red(y) : row_has_red(y) == dst_red_first;
     }
 
+    // Of a destination pixel, the byte of the row's own colour (for one byte a pixel: 0 if it
+    // is red, else 2).
+    ptrdiff_t own_byte(size_t y) const { return own_color_leads(y) ? 0 : 2; }
+
     // The sink of row y for channels (colour of the row, green, other colour).
     TripleSink sink(size_t y) const {
         return triple_sink(static_cast<int>(dst_bytes), own_color_leads(y));
@@ -64,17 +68,15 @@ void demosaic_adaptive(const BayerFrame& frame);
 // Integer means drop the fraction.
 constexpr int avg2(int a, int b) { return (a + b) >> 1; }
 
-// Writes one pixel of the border: a is the row's own colour, b green.
+// Writes a pixel, for those that no kernel does. own: the row's own colour
 template <size_t kBytes>
-inline void put_border_pixel(uint8_t* dst, bool own_color_leads, int a, int b, int c) {
-    const int first = own_color_leads ? a : c;
-    const int last = own_color_leads ? c : a;
+inline void put_pixel(uint8_t* dst, ptrdiff_t own_byte, int own, int green, int other) {
     if constexpr (kBytes == 1) {
-        dst[0] = luma(first, b, last);
+        dst[0] = own_byte == 0 ? luma(own, green, other) : luma(other, green, own);
     } else {
-        dst[0] = static_cast<uint8_t>(first);
-        dst[1] = static_cast<uint8_t>(b);
-        dst[2] = static_cast<uint8_t>(last);
+        dst[own_byte] = static_cast<uint8_t>(own);
+        dst[1] = static_cast<uint8_t>(green);
+        dst[2 - own_byte] = static_cast<uint8_t>(other);
         if constexpr (kBytes == 4) dst[3] = 0;
     }
 }

@@ -10,11 +10,12 @@ void demosaic_nearest(const BayerFrame& frame) {
     constexpr size_t kColumns = 8192;
     alignas(64) uint8_t memory[2 * line_bytes(kColumns)];
     SampleLines<2> lines(frame, memory, kColumns);
-    for_each_piece(frame, lines, frame.width & ~size_t{1}, kColumns, 2,
-                   [&](size_t y, size_t x, size_t end) {
-                       kernel(lines.at(y, x), lines.at(y + 1, x), frame.dst(y, x),
-                              frame.dst(y + 1, x), end - x);
-                   });
+    for_each_strip(frame, lines, frame.width & ~size_t{1}, kColumns, [&](size_t x, size_t end) {
+        for (size_t y = 0; y < frame.height; y += 2) {
+            kernel(lines.at(y, x), lines.at(y + 1, x), frame.dst(y, x), frame.dst(y + 1, x),
+                   end - x);
+        }
+    });
 }
 
 }  // namespace imgcnv
