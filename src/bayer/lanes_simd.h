@@ -36,11 +36,11 @@ struct Lanes {
     // adaptive .75; whole rows at once, or some columns ahead in the row, less.
     // 16-byte blocks do it once a cache line, measured at 640x480: .95 to .98 of the time
     // (32-byte ones gain nothing, adaptive green costs grey 1.07).
-    template <size_t kRows = 1, bool kOnceALine = V::kBytes == 16>
+    template <ptrdiff_t kRows = 1, bool kOnceALine = V::kBytes == 16>
     static void prefetch_after(const uint8_t* before, const uint8_t* row) {
         if (kOnceALine && reinterpret_cast<uintptr_t>(row) % 64 >= V::kBytes) return;
-        const uintptr_t from = reinterpret_cast<uintptr_t>(before);
-        const uintptr_t to = reinterpret_cast<uintptr_t>(row);
+        const intptr_t from = reinterpret_cast<intptr_t>(before);
+        const intptr_t to = reinterpret_cast<intptr_t>(row);
         __builtin_prefetch(reinterpret_cast<const uint8_t*>(to + kRows * (to - from)));
     }
     static Reg clamped(Reg value) { return V::min16(V::max16(value, V::zero()), V::set16(255)); }

@@ -217,7 +217,8 @@ inline size_t pixels_before_line(const uint8_t* out) {
     constexpr size_t kInverse = kOdd == 1 ? 1 : 43;  // of kOdd, modulo a line
     static_assert(kOdd * kInverse % kCacheLine == 1);
 
-    const size_t missing = -reinterpret_cast<uintptr_t>(out) % kCacheLine;
+    const size_t missing =
+        (kCacheLine - reinterpret_cast<uintptr_t>(out) % kCacheLine) % kCacheLine;
     if (missing % kPower != 0) return kCacheLine;
     const size_t groups = missing / kPower * kInverse % (kCacheLine / kPower);
     return (groups == 0 ? kCacheLine / kPower : groups) * Body::kGroup;
