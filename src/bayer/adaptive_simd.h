@@ -73,41 +73,73 @@ struct AdaptiveColorBlocks {
     static constexpr size_t kHaloFrom = 3;
     static constexpr size_t kSrcBytes = kPixels;
 
+    static constexpr bool kInner = kRow == kNoneCopied;
+
     // in: line, beside, green; differences of rows y-1, y, y+1
     static Triple<V> load(const uint8_t* const* in) {
-        constexpr bool kColorIsFirst = kPhase == kColorFirst;
         const Reg line = V::load(in[0]), green = V::load(in[2]);
-        const Reg at_color = kColorIsFirst ? L::first(green) : L::second(green);
-        const Reg at_green = kColorIsFirst ? L::second(green) : L::first(green);
-        // A green site lies between the colour sites of its pair and of the next
-        // pair; in the rows above and below it is the other way round.
-        constexpr ptrdiff_t kNext = kColorIsFirst ? 2 : -2;
-        const auto corrected = [](Reg at, Reg mean) { return L::clamped(V::add16(at, mean)); };
-
         Reg a, c;
         if constexpr (kRow == kOwnCopied || kRow == kBothCopied) {
             a = kColorIsFirst ? V::dup_even(line) : V::dup_odd(line);
         } else {
-            const Reg sum = V::add16(V::load(in[4]), V::load(in[4] + kNext));
-            a = L::template with_byte<!kColorIsFirst>(
-                line, corrected(at_green, V::template sar16<1>(sum)));
+            a = L::template with_byte<!kColorIsFirst>(line, own_at_green(in, green));
         }
         if constexpr (kRow == kOtherCopied || kRow == kBothCopied) {
             const Reg beside = V::load(in[1]);
             c = kColorIsFirst ? V::dup_odd(beside) : V::dup_even(beside);
         } else {
+            const Other other(in, green);
+            c = kColorIsFirst ? L::template with_byte<false>(other.at_color, other.at_green)
+                              : L::template with_byte<false>(other.at_green, other.at_color);
+        }
+        return {a, green, c};
+    }
+
+    static GreyLanes<V, kPhase> load_for_grey(const uint8_t* const* in) requires kInner {
+        const Reg line = V::load(in[0]), green = V::load(in[2]);
+        const Reg own = own_at_green(in, green);
+        const Other other(in, green);
+        if constexpr (kColorIsFirst) {
+            return {{L::merged(line, V::template shl16<8>(green)), L::merged(own, green)},
+                    {other.at_color, other.at_green}};
+        } else {
+            return {
+                {L::template with_byte<false>(green, own), L::merged(green_at_color(green), line)},
+                {other.at_green, other.at_color}};
+        }
+    }
+
+  private:
+    static constexpr bool kColorIsFirst = kPhase == kColorFirst;
+    // A green site lies between the colour sites of its pair and of the next
+    // pair; in the rows above and below it is the other way round.
+    static constexpr ptrdiff_t kNext = kColorIsFirst ? 2 : -2;
+
+    static Reg green_at_color(Reg green) {
+        return kColorIsFirst ? L::first(green) : L::second(green);
+    }
+    static Reg green_at_green(Reg green) {
+        return kColorIsFirst ? L::second(green) : L::first(green);
+    }
+    static Reg corrected(Reg green, Reg mean) { return L::clamped(V::add16(green, mean)); }
+
+    static Reg own_at_green(const uint8_t* const* in, Reg green) {
+        const Reg sum = V::add16(V::load(in[4]), V::load(in[4] + kNext));
+        return corrected(green_at_green(green), V::template sar16<1>(sum));
+    }
+    struct Other {
+        Reg at_green, at_color;
+
+        Other(const uint8_t* const* in, Reg green) {
             const auto column = [&](ptrdiff_t shift) {
                 return V::add16(V::load(in[3] + shift), V::load(in[5] + shift));
             };
             const Reg own = column(0);
             const Reg corners = V::add16(own, column(-kNext));
-            const Reg c_at_green = corrected(at_green, V::template sar16<1>(own));
-            const Reg c_at_color = corrected(at_color, V::template sar16<2>(corners));
-            c = kColorIsFirst ? L::template with_byte<false>(c_at_color, c_at_green)
-                              : L::template with_byte<false>(c_at_green, c_at_color);
+            at_green = corrected(green_at_green(green), V::template sar16<1>(own));
+            at_color = corrected(green_at_color(green), V::template sar16<2>(corners));
         }
-        return {a, green, c};
-    }
+    };
 };
 
 template <class V, AdaptiveRow kRow, Phase kPhase, TripleSink kSink>

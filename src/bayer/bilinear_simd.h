@@ -20,38 +20,63 @@ struct BilinearBlocks {
     static constexpr size_t kSrcBytes = kPixels;
 
     static Triple<V> load(const uint8_t* const* in) {
-        const uint8_t *u = in[0], *s = in[1], *d = in[2];
-        L::prefetch_after(s, d);
-        const Reg above = V::load(u), line = V::load(s), below = V::load(d);
-        const Reg first = V::add16(L::first(above), L::first(below));
-        const Reg second = V::add16(L::second(above), L::second(below));
-        // Of the other colour and of green: sums over above and below at the
-        // colour site's column and at its two neighbours.
-        Reg beside_color, beside_green, vertical_green, vertical_other, corners;
-        if constexpr (kPhase == kColorFirst) {
-            beside_color = V::add16(L::first(s - 1), L::second(line));  // green
-            beside_green = V::add16(L::first(line), L::second(s + 1));  // row's colour
-            vertical_green = first;
-            vertical_other = second;
-            corners = V::add16(second, V::add16(L::first(u - 1), L::first(d - 1)));
-        } else {
-            beside_color = V::add16(L::first(line), L::second(s + 1));
-            beside_green = V::add16(L::first(s - 1), L::second(line));
-            vertical_green = second;
-            vertical_other = first;
-            corners = V::add16(first, V::add16(L::second(u + 1), L::second(d + 1)));
-        }
-        constexpr bool kColorIsFirst = kPhase == kColorFirst;
-        const Reg a = place<1, !kColorIsFirst>(line, beside_green);
-        const Reg b = place<2, kColorIsFirst>(line, V::add16(beside_color, vertical_green));
+        const Sums sums(in);
+        const Reg a = place<1, !kColorIsFirst>(sums.line, sums.beside_green);
+        const Reg b = place<2, kColorIsFirst>(sums.line, sums.around);
         const Reg c =
             kColorIsFirst
-                ? L::merged(V::template shr16<2>(corners), into_second<1>(vertical_other))
-                : L::merged(V::template shr16<1>(vertical_other), into_second<2>(corners));
+                ? L::merged(V::template shr16<2>(sums.corners), into_second<1>(sums.vertical))
+                : L::merged(V::template shr16<1>(sums.vertical), into_second<2>(sums.corners));
         return {a, b, c};
     }
 
+    static GreyLanes<V, kPhase> load_for_grey(const uint8_t* const* in) {
+        const Sums sums(in);
+        const Reg at_color = place<2, !kColorIsFirst>(sums.line, sums.around);
+        const Reg at_green = place<1, kColorIsFirst>(sums.line, sums.beside_green);
+        const Reg other_at_color = V::template shr16<2>(sums.corners);
+        const Reg other_at_green = V::template shr16<1>(sums.vertical);
+        if constexpr (kColorIsFirst) {
+            return {{at_color, at_green}, {other_at_color, other_at_green}};
+        } else {
+            return {{at_green, at_color}, {other_at_green, other_at_color}};
+        }
+    }
+
   private:
+    static constexpr bool kColorIsFirst = kPhase == kColorFirst;
+
+    // What the means are made of, in 16-bit lanes.
+    struct Sums {
+        Reg line;          // the row, as it is
+        Reg beside_green;  // at the green site: the row's own colour, left and right
+        Reg around;        // at the colour site: the four greens
+        Reg vertical;      // at the green site: the other colour, above and below
+        Reg corners;       // at the colour site: the other colour
+
+        explicit Sums(const uint8_t* const* in) {
+            const uint8_t *u = in[0], *s = in[1], *d = in[2];
+            L::prefetch_after(s, d);
+            const Reg above = V::load(u), below = V::load(d);
+            line = V::load(s);
+            const Reg first = V::add16(L::first(above), L::first(below));
+            const Reg second = V::add16(L::second(above), L::second(below));
+            const Reg left = V::add16(L::first(s - 1), L::second(line));
+            const Reg right = V::add16(L::first(line), L::second(s + 1));
+            if constexpr (kColorIsFirst) {
+                beside_green = right;
+                around = V::add16(left, first);
+                vertical = second;
+                corners = V::add16(second, V::add16(L::first(u - 1), L::first(d - 1)));
+            } else {
+                beside_green = left;
+                around = V::add16(right, second);
+                vertical = first;
+                corners = V::add16(first, V::add16(L::second(u + 1), L::second(d + 1)));
+            }
+        }
+    };
+
     // sum >> kShift in the high byte; what is below it does not matter.
     template <int kShift>
     static Reg into_second(Reg sum) {

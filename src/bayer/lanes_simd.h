@@ -6,9 +6,26 @@
 #include <stddef.h>
 #include <stdint.h>
 
-#include "simd/kernel_table.h"
+#include "color/triple_simd.h"
 
 namespace imgcnv {
+
+// What grey is made of in a row of a mosaic: pixels in lanes, those at even and those at odd
+// columns.
+template <class V, Phase kPhase>
+struct GreyLanes {
+    // The row's own colour and green in the order of the mosaic's pair: one of them is in
+    // its place already.
+    typename V::Reg pair[2];
+    typename V::Reg other[2];
+};
+template <class V, TripleSink kSink, Phase kPhase>
+inline void store_all(uint8_t* const* out, const GreyLanes<V, kPhase>& lanes, LastTie<V>& last) {
+    constexpr Channel kOwn = kSink == kLumaRedFirst ? kRed : kBlue;
+    constexpr Channel kLow = kPhase == kColorFirst ? kOwn : kGreen;
+    constexpr Channel kHigh = kPhase == kColorFirst ? kGreen : kOwn;
+    V::store(out[0], luma_of_lanes<V, kLow, kHigh>(lanes.pair, lanes.other, last));
+}
 
 template <class V>
 struct Lanes {

@@ -12,40 +12,73 @@ template <class V>
 struct RowPair {
     Triple<V> even, odd;
 };
-template <class V, TripleSink kSink, class... Last>
-inline void store_all(uint8_t* const* out, const RowPair<V>& rows, Last&... last) {
-    store_all<V, kSink>(out, rows.even, last...);
-    store_all<V, kSink>(out + 1, rows.odd, last...);
+template <class V, TripleSink kSink>
+inline void store_all(uint8_t* const* out, const RowPair<V>& rows) {
+    store_all<V, kSink>(out, rows.even);
+    store_all<V, kSink>(out + 1, rows.odd);
+}
+
+// The odd row's own colour is the other one.
+template <class V, Phase kPhase>
+struct GreyRowPair {
+    GreyLanes<V, kPhase> even;
+    GreyLanes<V, kPhase == kColorFirst ? kGreenFirst : kColorFirst> odd;
+};
+template <class V, TripleSink kSink, Phase kPhase>
+inline void store_all(uint8_t* const* out, const GreyRowPair<V, kPhase>& rows, LastTie<V>& last) {
+    constexpr TripleSink kOdd = kSink == kLumaRedFirst ? kLumaRedLast : kLumaRedFirst;
+    store_all<V, kSink>(out, rows.even, last);
+    store_all<V, kOdd>(out + 1, rows.odd, last);
 }
 
 template <class V, Phase kPhase>
 struct NearestBlocks {
     using Vector = V;
     using Reg = typename V::Reg;
+    using L = Lanes<V>;
     static constexpr size_t kPixels = V::kBytes;
     static constexpr size_t kInputs = 2, kOutputs = 2, kHalo = 0, kGroup = 2;
     static constexpr size_t kSrcBytes = kPixels;
 
     static RowPair<V> load(const uint8_t* const* in) {
-        Lanes<V>::prefetch_after(in[0], in[1]);
-        Lanes<V>::template prefetch_after<2>(in[0], in[1]);
+        prefetch(in);
         const Reg even = V::load(in[0]), odd = V::load(in[1]);
-        const Reg low_bytes = V::set16(0x00FF);
         if constexpr (kPhase == kColorFirst) {
             // even row: a g, odd row: g c
+            const Reg mean = mean_of(L::second(even), L::first(odd));
             const Reg a = V::dup_even(even), c = V::dup_odd(odd);
-            const Reg green_even = V::template shr16<8>(even), green_odd = V::and_(odd, low_bytes);
-            const Reg mean = V::template shr16<1>(V::add16(green_even, green_odd));
-            return {{a, V::bit_select(low_bytes, mean, even), c},
-                    {a, V::bit_select(low_bytes, odd, V::template shl16<8>(mean)), c}};
+            return {{a, L::template with_byte<true>(even, mean), c},
+                    {a, L::template with_byte<false>(odd, mean), c}};
         } else {
             // even row: g a, odd row: c g
+            const Reg mean = mean_of(L::first(even), L::second(odd));
             const Reg a = V::dup_odd(even), c = V::dup_even(odd);
-            const Reg green_even = V::and_(even, low_bytes), green_odd = V::template shr16<8>(odd);
-            const Reg mean = V::template shr16<1>(V::add16(green_even, green_odd));
-            return {{a, V::bit_select(low_bytes, even, V::template shl16<8>(mean)), c},
-                    {a, V::bit_select(low_bytes, mean, odd), c}};
+            return {{a, L::template with_byte<false>(even, mean), c},
+                    {a, L::template with_byte<true>(odd, mean), c}};
         }
+    }
+
+    static GreyRowPair<V, kPhase> load_for_grey(const uint8_t* const* in) {
+        prefetch(in);
+        const Reg even = V::load(in[0]), odd = V::load(in[1]);
+        if constexpr (kPhase == kColorFirst) {
+            const Reg mean = mean_of(L::second(even), L::first(odd));
+            const Reg a = L::first(even), c = L::second(odd);
+            return {{{L::template with_byte<false>(even, mean), even}, {c, c}},
+                    {{odd, L::template with_byte<true>(odd, mean)}, {a, a}}};
+        } else {
+            const Reg mean = mean_of(L::first(even), L::second(odd));
+            const Reg a = L::second(even), c = L::first(odd);
+            return {{{even, L::template with_byte<true>(even, mean)}, {c, c}},
+                    {{L::template with_byte<false>(odd, mean), odd}, {a, a}}};
+        }
+    }
+
+  private:
+    static Reg mean_of(Reg a, Reg b) { return V::template shr16<1>(V::add16(a, b)); }
+    static void prefetch(const uint8_t* const* in) {
+        L::prefetch_after(in[0], in[1]);
+        L::template prefetch_after<2>(in[0], in[1]);
     }
 };
 

@@ -91,31 +91,65 @@ static __attribute__((noinline, cold)) typename V::Reg luma_of_ties(
     }
 }
 
+enum Channel : int { kRed, kGreen, kBlue };
+
+// Pixels in the 16-bit lanes of a vector: kLow and kHigh are the channels in the bytes of
+// `pair`, the third one is alone in `single`.
+template <class V, Channel kLow, Channel kHigh>
+struct LumaSums {
+    using Reg = typename V::Reg;
+    static constexpr Channel kSingle = static_cast<Channel>(kRed + kGreen + kBlue - kLow - kHigh);
+
+    Reg m;
+    Reg rest;  // 0 for ties, else 1..127
+
+    LumaSums(Reg pair, Reg single) {
+        // maddubs stands in for products with small constants: a 16-bit multiplication
+        // by a constant is taken apart by the compiler into more shifts and additions.
+        constexpr int kWeights1[] = {37, 73, 14}, kWeights2[] = {48, 48, 32};
+        const auto sum = [&](const int* weights) {
+            return V::add16(V::maddubs(pair, V::set16(weights[kHigh] << 8 | weights[kLow])),
+                            V::maddubs(single, V::set16(weights[kSingle])));
+        };
+        const Reg d1 = sum(kWeights1), d2 = sum(kWeights2);
+        const Reg u = V::add16(d1, V::template shr16<7>(d2));
+        m = V::mulhi16u(V::add16(u, u), V::set16(33555));
+        rest = V::and_(V::or_(m, d2), V::set16(127));
+    }
+};
+// r, g, b: one byte a pixel
 template <class V>
 inline typename V::Reg luma_of(typename V::Reg r, typename V::Reg g, typename V::Reg b,
                                LastTie<V>& last) {
     using Reg = typename V::Reg;
-    // maddubs stands in for products with small constants: a 16-bit multiplication
-    // by a constant is taken apart by the compiler into more shifts and additions.
-    const Reg weights1 = V::set16(73 << 8 | 37), weights2 = V::set16(48 << 8 | 48);
-    struct Half {
-        Reg quotient;
-        Reg rest;  // 0 for ties, else 1..127
-    };
-    const auto half = [&](Reg rg, Reg b16) {
-        const Reg d1 = V::add16(V::maddubs(rg, weights1), V::maddubs(b16, V::set16(14)));
-        const Reg d2 = V::add16(V::maddubs(rg, weights2), V::maddubs(b16, V::set16(32)));
-        const Reg u = V::add16(d1, V::template shr16<7>(d2));
-        const Reg m = V::mulhi16u(V::add16(u, u), V::set16(33555));
-        return Half{V::template shr16<7>(m), V::and_(V::or_(m, d2), V::set16(127))};
-    };
-    const Half lo = half(V::unpack_lo8(r, g), V::widen_lo(b));
-    const Half hi = half(V::unpack_hi8(r, g), V::widen_hi(b));
-    const Reg quotient = V::pack16(lo.quotient, hi.quotient);
-    const auto tie = [](Reg rest) { return V::equal16(rest, V::zero()); };
-    if (V::any_of(tie(V::min16(lo.rest, hi.rest)))) [[unlikely]] {
-        const auto ties = V::mask_bytes(tie(lo.rest), tie(hi.rest));
+    using Sums = LumaSums<V, kRed, kGreen>;
+    const Sums lo(V::unpack_lo8(r, g), V::widen_lo(b)), hi(V::unpack_hi8(r, g), V::widen_hi(b));
+    const Reg quotient = V::pack16(V::template shr16<7>(lo.m), V::template shr16<7>(hi.m));
+    if (V::has_zero16(V::min16(lo.rest, hi.rest))) [[unlikely]] {
+        const Reg ties = V::equal8(V::pack16(lo.rest, hi.rest), V::zero());
         return luma_of_ties<V>(r, g, b, quotient, ties, last);
+    }
+    return quotient;
+}
+
+// Two vectors of lanes: the pixels at even, and those at odd columns.
+template <class V, Channel kLow, Channel kHigh>
+inline typename V::Reg luma_of_lanes(const typename V::Reg pair[2], const typename V::Reg single[2],
+                                     LastTie<V>& last) {
+    using Reg = typename V::Reg;
+    using Sums = LumaSums<V, kLow, kHigh>;
+    const auto bytes = [](Reg low, Reg high) { return V::bit_select(V::set16(0xFF), low, high); };
+    const Sums even(pair[0], single[0]), odd(pair[1], single[1]);
+    const Reg quotient = bytes(V::template shr16<7>(even.m), V::add16(odd.m, odd.m));
+    if (V::has_zero16(V::min16(even.rest, odd.rest))) [[unlikely]] {
+        const auto up = [](Reg x) { return V::template shl16<8>(x); };
+        Reg channels[3];
+        channels[kLow] = bytes(pair[0], up(pair[1]));
+        channels[kHigh] = bytes(V::template shr16<8>(pair[0]), pair[1]);
+        channels[Sums::kSingle] = bytes(single[0], up(single[1]));
+        const Reg ties = V::equal8(bytes(even.rest, up(odd.rest)), V::zero());
+        return luma_of_ties<V>(channels[kRed], channels[kGreen], channels[kBlue], quotient, ties,
+                               last);
     }
     return quotient;
 }

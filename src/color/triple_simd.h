@@ -42,7 +42,8 @@ inline void store_all(uint8_t* const* out, const Triple<V>& t, Last&... last) {
 
 // Makes a body of Blocks, which tells everything about the input and has
 // load(in) -> Values, the channels of a block. Grey from colour computes as much
-// as most of them: there, writing is a half of its own.
+// as most of them: there, writing is a half of its own. Blocks may have
+// load_for_grey(in), if grey is better made of something else.
 template <class V, class Blocks, TripleSink kSink>
 struct TripleBody : Blocks {
     static constexpr size_t kDstBytes = Blocks::kPixels * sink_bytes(kSink);
@@ -52,12 +53,21 @@ struct TripleBody : Blocks {
     }
 };
 
+template <class Blocks>
+inline auto load_for_grey(const uint8_t* const* in) {
+    if constexpr (requires { Blocks::load_for_grey(in); }) {
+        return Blocks::load_for_grey(in);
+    } else {
+        return Blocks::load(in);
+    }
+}
 template <class V, class Blocks, TripleSink kSink>
 requires(sink_bytes(kSink) == 1) struct TripleBody<V, Blocks, kSink> : Blocks {
-    using Values = decltype(Blocks::load(nullptr));
+    using Values = decltype(load_for_grey<Blocks>(nullptr));
     using Memory = LastTie<V>;
     static constexpr size_t kDstBytes = Blocks::kPixels;
 
+    static Values load(const uint8_t* const* in) { return load_for_grey<Blocks>(in); }
     static void store(uint8_t* const* out, const Values& values, Memory& memory) {
         store_all<V, kSink>(out, values, memory);
     }

@@ -216,12 +216,8 @@ struct Vec64 {
 
     // --- luma -------------------------------------------------------------
 
-    static Mask equal16(Reg a, Reg b) { return _mm512_cmpeq_epi16_mask(a, b); }
-    static bool any_of(Mask a) { return a != 0; }
-    // The masks as bytes, in the order of pack16.
-    static Reg mask_bytes(Mask lo, Mask hi) {
-        return _mm512_packs_epi16(_mm512_movm_epi16(lo), _mm512_movm_epi16(hi));
-    }
+    // Whether any 16-bit lane is 0.
+    static bool has_zero16(Reg a) { return _mm512_testn_epi16_mask(a, a) != 0; }
     // One bit for every byte whose top bit is set.
     static uint64_t top_bits(Reg a) { return _mm512_movepi8_mask(a); }
     static Reg equal8(Reg a, Reg b) { return _mm512_movm_epi8(_mm512_cmpeq_epi8_mask(a, b)); }
