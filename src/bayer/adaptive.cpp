@@ -38,6 +38,8 @@ class AdaptiveFrame {
           samples_(frame, memory_ + 2 * kGreenSlots * line_bytes(columns_), columns_),
           last_x_(frame.width - 1),
           last_y_(frame.height - 1),
+          rows_(frame.line_format.decode == nullptr ? frame.src_rows : decoded_),
+          row_mask_(frame.line_format.decode == nullptr ? ~size_t{0} : kRowSlots - 1),
           wide_(frame.width > kNoPartialBlocks),
           whole_green_(wide_ && may_look_beyond_inner_rows()) {
         for (size_t y = 0; y < 2; ++y) {
@@ -77,24 +79,46 @@ class AdaptiveFrame {
         // Colour looks one column beyond the strip at green; two keep pairs whole.
         green_begin_ = begin == 0 ? 0 : begin - 2;
         green_end_ = std::min(end + 2, f_.width);
+        for (int16_t* line : difference_lines_) line[(green_end_ - begin + 1) / 2] = 0;
         is_first_ = begin == 0;
         is_last_ = end == f_.width;
-        green_pairs_end_ = green_end_ - (green_end_ - green_begin_) % 2;
-        color_pairs_end_ = end - (end - begin) % 2;
+        green_pixels_ = (green_end_ - green_begin_) & ~size_t{1};
+        color_pixels_ = (end - begin) & ~size_t{1};
         // The alpha byte of the last pixel is not ours.
-        color_end_ =
-            color_pairs_end_ - (kBytes == 4 && is_last_ && color_pairs_end_ == end ? 2 : 0);
-        for (int16_t* line : difference_lines_) line[(green_end_ - begin + 1) / 2] = 0;
+        if (kBytes == 4 && is_last_ && end % 2 == 0) color_pixels_ -= 2;
+        row_column_ = f_.line_format.decode == nullptr ? begin : 0;
         samples_.begin_strip(begin, end);
         fetch(0);
         fetch(1);
         if (2 < last_y_) fetch(2);
         make_green(0);
-        for (size_t y = 0; y <= last_y_; ++y) {
-            if (y + 3 <= last_y_) fetch(y + 3);
-            if (y < last_y_) make_green(y + 1);
-            make_color(y);
+        size_t y = 0;
+        for (; y <= last_y_ && y < 2; ++y) make_row(y);
+        if (whole_green_) y = make_inner_rows(y);
+        for (; y <= last_y_; ++y) make_row(y);
+    }
+
+    // Colour of a row, after what it needs of the next ones.
+    void make_row(size_t y) {
+        if (y + 3 <= last_y_) fetch(y + 3);
+        if (y < last_y_) make_green(y + 1);
+        make_color(y);
+    }
+
+    // The same for rows from y on as long as they and the next one are inner rows.
+    size_t make_inner_rows(size_t y) {
+        const bool odd_is_color_first = inner_[1].phase == kColorFirst;
+        for (; y + 3 <= last_y_; ++y) {
+            fetch(y + 3);
+            if ((y % 2 != 0) == odd_is_color_first) {
+                make_whole_green<kGreenFirst>(y + 1);
+                make_inner_color<kColorFirst>(y);
+            } else {
+                make_whole_green<kColorFirst>(y + 1);
+                make_inner_color<kGreenFirst>(y);
+            }
         }
+        return y;
     }
 
     static constexpr size_t kNoPartialBlocks = 16;
@@ -110,14 +134,19 @@ class AdaptiveFrame {
                  (2 * kGreenSlots + kSampleSlots) * line_bytes(kDecodedColumns));
 
     void fetch(size_t y) {
+        if (f_.line_format.decode == nullptr) return;
         const size_t slot = y % kRowSlots;
-        rows_[slot] = rows_[slot + kRowSlots] = samples_.at(y, begin_);
+        decoded_[slot] = decoded_[slot + kRowSlots] = samples_.at(y, begin_);
     }
+    // Rows y to y+4; the strip begins in their column row_column_.
+    const uint8_t* const* rows_from(size_t y) const { return rows_ + (y & row_mask_); }
+    // Row y from the strip on.
+    const uint8_t* row(size_t y) const { return rows_from(y)[0] + row_column_; }
     // In the strip; one or two before it are negative.
     ptrdiff_t column(size_t x) const {
         return static_cast<ptrdiff_t>(x) - static_cast<ptrdiff_t>(begin_);
     }
-    const uint8_t* sample(size_t y, size_t x) const { return rows_[y % kRowSlots] + column(x); }
+    const uint8_t* sample(size_t y, size_t x) const { return row(y) + column(x); }
     uint8_t* green(size_t y, size_t x) { return green_lines_[y % kGreenSlots] + column(x); }
     // Of the pair that x belongs to.
     int16_t* differences(size_t y, size_t x) {
@@ -159,17 +188,16 @@ class AdaptiveFrame {
 
     // A whole number of pairs.
     void make_inner_green(size_t y, size_t from, size_t to) {
-        inner(y).green(rows_ + (y - 2) % kRowSlots, column(from), green(y, from),
-                       differences(y, from), to - from);
+        inner(y).green(rows_from(y - 2), column(from) + static_cast<ptrdiff_t>(row_column_),
+                       green(y, from), differences(y, from), to - from);
     }
 
     // An inner row from edge to edge: the outermost pairs are written twice, whole blocks
     // are worth it.
     template <Phase kPhase>
     void make_whole_green(size_t y) {
-        make_inner_green(y, green_begin_, green_pairs_end_);
-        const uint8_t* line = rows_[y % kRowSlots];
-        const uint8_t* across = rows_[(y ^ 1) % kRowSlots];
+        make_inner_green(y, green_begin_, green_begin_ + green_pixels_);
+        const uint8_t *line = row(y), *across = row(y ^ 1);
         uint8_t* out = green_lines_[y % kGreenSlots];
         int16_t* out_differences = difference_lines_[y % kGreenSlots];
         if (is_first_) put_pair_green<kPhase>(line, across, out, out_differences);
@@ -233,20 +261,20 @@ class AdaptiveFrame {
     // again.
     template <Phase kPhase>
     void make_inner_color(size_t y) {
-        const InnerRow row = inner(y);
+        const InnerRow& inner = inner_[y % 2];
         const size_t slot = y % kGreenSlots;
         const AdaptiveLines lines = {
-            rows_[y % kRowSlots],
-            rows_[(y ^ 1) % kRowSlots],
+            row(y),
+            row(y ^ 1),
             green_lines_[slot],
             {difference_lines_[(y - 1) % kGreenSlots], difference_lines_[slot],
              difference_lines_[(y + 1) % kGreenSlots]}};
         uint8_t* out = f_.dst_rows[y] + begin_ * kBytes;
-        row.color(lines, out, color_end_ - begin_);
-        if (is_first_) put_first_pixel<kPhase>(row.own_byte, lines, out);
+        inner.color(lines, out, color_pixels_);
+        if (is_first_) put_first_pixel<kPhase>(inner.own_byte, lines, out);
         if (!is_last_) return;
-        if (color_pairs_end_ == end_) {
-            put_last_pair<kPhase>(row.own_byte, lines, last_x_ - 1 - begin_, out);
+        if (last_x_ % 2 != 0) {
+            put_last_pair<kPhase>(inner.own_byte, lines, last_x_ - 1 - begin_, out);
         } else {  // maybe one column of the strip before
             const size_t x = last_x_ - 1;
             put_pixels(lines_beyond(lines, column(x) - 1), y, x - 1, x, end_, f_.dst(y, x));
@@ -295,8 +323,8 @@ class AdaptiveFrame {
     AdaptiveLines lines_at(size_t y) const {
         const size_t above = y == 0 ? 0 : y - 1;
         const size_t below = y == last_y_ ? last_y_ : y + 1;
-        return {rows_[y % kRowSlots],
-                rows_[(y ^ 1) % kRowSlots],
+        return {row(y),
+                row(y ^ 1),
                 green_lines_[y % kGreenSlots],
                 {difference_lines_[above % kGreenSlots], difference_lines_[y % kGreenSlots],
                  difference_lines_[below % kGreenSlots]}};
@@ -409,11 +437,13 @@ class AdaptiveFrame {
     const size_t columns_;
     SampleLines<kSampleSlots> samples_;
     // At column begin_.
-    const uint8_t* rows_[2 * kRowSlots];  // all twice: neighbours follow one another
+    const uint8_t* decoded_[2 * kRowSlots];  // all twice: neighbours follow one another
     uint8_t* green_lines_[kGreenSlots];
     int16_t* difference_lines_[kGreenSlots];
     const size_t last_x_;
     const size_t last_y_;
+    const uint8_t* const* const rows_;  // by row number, of which row_mask_ counts
+    const size_t row_mask_;
     const bool wide_;         // kernels go from edge to edge: enough pixels for whole blocks
     const bool whole_green_;  // the kernels of green, too: they look beyond
     InnerRow inner_[2];
@@ -423,9 +453,9 @@ class AdaptiveFrame {
     bool is_last_ = true;
     size_t green_begin_ = 0;
     size_t green_end_ = 0;
-    size_t green_pairs_end_ = 0;
-    size_t color_pairs_end_ = 0;
-    size_t color_end_ = 0;
+    size_t green_pixels_ = 0;  // that kernels take of an inner row, as many of colour
+    size_t color_pixels_ = 0;
+    size_t row_column_ = 0;
 };
 
 }  // namespace
