@@ -15,6 +15,13 @@ void reverse_plain(const uint8_t* src, uint8_t* dst, size_t pixels) {
     }
 }
 
+inline void reverse_rows_plain(const uint8_t* src, uint8_t* dst, TurnGeometry source) {
+    const size_t bytes = source.width;
+    for (size_t y = 0; y < source.height; ++y) {
+        std::memcpy(dst + y * bytes, src + (source.height - 1 - y) * bytes, bytes);
+    }
+}
+
 // Clockwise: the source's first row becomes the last column.
 template <size_t kBytes>
 void turn90_plain(const uint8_t* src, uint8_t* dst, TurnGeometry source) {

@@ -11,6 +11,7 @@
 #include <stdint.h>
 #include <string.h>
 
+#include "mono/mono_simd.h"
 #include "simd/kernel_table.h"
 
 namespace imgcnv {
@@ -82,6 +83,36 @@ __attribute__((flatten)) void reverse_row(const uint8_t* src, uint8_t* dst, size
         reverse_block<V, kPixelBytes>(src + (last - i) * kPixelBytes, dst + i * kPixelBytes);
     }
     reverse_block<V, kPixelBytes>(src, dst + last * kPixelBytes);
+}
+
+template <class V>
+inline void copy_row_past_caches(const uint8_t* src, uint8_t* dst, size_t bytes,
+                                 const uint8_t* next_src) {
+    const size_t before_line =
+        (kCacheLine - reinterpret_cast<uintptr_t>(dst) % kCacheLine) % kCacheLine;
+    size_t i = before_line < bytes ? before_line : bytes;
+    memcpy(dst, src, i);
+    for (; i + kCacheLine <= bytes; i += kCacheLine) {
+        __builtin_prefetch(next_src + i);
+        store_lines<V, kCacheLine>(dst + i, src + i);
+    }
+    memcpy(dst + i, src + i, bytes - i);
+}
+
+// Over PastCaches, CPUs do not see rows coming that lie before the last one. Measured at
+// 5120x3840: .5 of the time (.65 if whole rows are fetched at once).
+template <class V>
+__attribute__((flatten)) void reverse_rows(const uint8_t* src, uint8_t* dst, TurnGeometry source) {
+    const size_t bytes = source.width;
+    for (size_t left = source.height; left != 0; --left, dst += bytes) {
+        const uint8_t* row = src + (left - 1) * bytes;
+        if constexpr (requires { typename V::ThroughCaches; }) {
+            using Ordinary = typename V::ThroughCaches;
+            copy_row_past_caches<Ordinary>(row, dst, bytes, left == 1 ? row : row - bytes);
+        } else {
+            mono_row<V, kBytes, kGrey1>(row, dst, bytes);
+        }
+    }
 }
 
 // 16 columns of V::kBytes rows: every 128-bit lane transposes 16x16 bytes.

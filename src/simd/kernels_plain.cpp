@@ -33,6 +33,7 @@ struct PlainBodies {
         adaptive_color_row_plain<kRow, kPhase, kSink>;
     static constexpr RowKernel reverse1 = reverse_plain<1>;
     static constexpr RowKernel reverse3 = reverse_plain<3>;
+    static constexpr TurnKernel reverse_rows = reverse_rows_plain;
     static constexpr TurnKernel turn90_1 = turn90_plain<1>;
     static constexpr TurnKernel turn90_3 = turn90_plain<3>;
     static constexpr TurnKernel turn270_1 = turn270_plain<1>;

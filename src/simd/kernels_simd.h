@@ -49,6 +49,7 @@ struct VectorBodies {
         adaptive_color_row<V, kRow, kPhase, kSink>;
     static constexpr RowKernel reverse1 = reverse_row<V, 1>;
     static constexpr RowKernel reverse3 = reverse_row<V, 3>;
+    static constexpr TurnKernel reverse_rows = imgcnv::reverse_rows<V>;
     static constexpr TurnKernel turn90_1 = turn<V, 1, true>;
     static constexpr TurnKernel turn90_3 = turn<V, 3, true>;
     static constexpr TurnKernel turn270_1 = turn<V, 1, false>;
@@ -72,6 +73,7 @@ struct PastCachesBodies : VectorBodies<V> {
     static constexpr NearestKernel nearest = nearest_rows<To<kSink>, kPhase, kSink>;
     template <Phase kPhase, TripleSink kSink>
     static constexpr BilinearKernel bilinear = bilinear_row<To<kSink>, kPhase, kSink>;
+    static constexpr TurnKernel reverse_rows = imgcnv::reverse_rows<Past>;
     // Of adaptive, rows in which nothing is copied: all but a few.
     template <AdaptiveRow kRow, Phase kPhase, TripleSink kSink>
     static constexpr AdaptiveColorKernel adaptive_color =

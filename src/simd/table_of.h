@@ -68,6 +68,7 @@ struct TableOf {
         t.cell_green[kGreenFirst] = Bodies::template cell_green<kGreenFirst>;
         t.reverse1 = Bodies::reverse1;
         t.reverse3 = Bodies::reverse3;
+        t.reverse_rows = Bodies::reverse_rows;
         t.turn90_1 = Bodies::turn90_1;
         t.turn90_3 = Bodies::turn90_3;
         t.turn270_1 = Bodies::turn270_1;
