@@ -27,13 +27,11 @@ TurnGeometry geometry(const tagIMGCNV_SOpenParam& param) {
     return {static_cast<size_t>(param.width), static_cast<size_t>(param.height)};
 }
 
-// Pixels in reverse order, row by row. Not streamed: at 5120x3840 that took 1.1
-// (1 byte a pixel) to 1.4 times as long.
-void reverse_rows(const uint8_t* src, uint8_t* dst, size_t width, size_t height, size_t bytes) {
-    const KernelTable& kernels = kernels_for_this_cpu();
-    const RowKernel reverse = bytes == 1 ? kernels.reverse1 : kernels.reverse3;
-    const size_t row_bytes = width * bytes;
-    for (size_t y = 0; y < height; ++y) reverse(src + y * row_bytes, dst + y * row_bytes, width);
+// The pixels of every row in reverse order.
+void reverse_in_rows(const uint8_t* src, uint8_t* dst, TurnGeometry source, size_t bytes) {
+    const size_t picture_bytes = source.width * source.height * bytes;
+    const FrameKernels kernels(picture_bytes, picture_bytes);
+    (bytes == 1 ? kernels->reverse1 : kernels->reverse3)(src, dst, source);
 }
 
 }  // namespace
@@ -42,8 +40,7 @@ int IMGCNV_FlipToHorizontal(unsigned char* src, tagIMGCNV_SOpenParam* param, uns
                             int* dstSize) {
     const size_t bytes = turnable_pixel_bytes(src, param, dst, dstSize);
     if (bytes == 0) return IMGCNV_ILLEGAL_PARAM;
-    const auto [width, height] = geometry(*param);
-    reverse_rows(src, dst, width, height, bytes);
+    reverse_in_rows(src, dst, geometry(*param), bytes);
     *dstSize = param->dataSize;
     return IMGCNV_SUCCESS;
 }
@@ -66,7 +63,7 @@ int IMGCNV_RotationToAngle180(unsigned char* src, tagIMGCNV_SOpenParam* param, u
     const size_t bytes = turnable_pixel_bytes(src, param, dst, dstSize);
     if (bytes == 0) return IMGCNV_ILLEGAL_PARAM;
     const auto [width, height] = geometry(*param);
-    reverse_rows(src, dst, width * height, 1, bytes);
+    reverse_in_rows(src, dst, {width * height, 1}, bytes);
     *dstSize = param->dataSize;
     return IMGCNV_SUCCESS;
 }

@@ -9,9 +9,12 @@
 namespace imgcnv {
 
 template <size_t kBytes>
-void reverse_plain(const uint8_t* src, uint8_t* dst, size_t pixels) {
-    for (size_t i = 0; i < pixels; ++i) {
-        std::memcpy(dst + i * kBytes, src + (pixels - 1 - i) * kBytes, kBytes);
+void reverse_in_rows_plain(const uint8_t* src, uint8_t* dst, TurnGeometry source) {
+    const size_t w = source.width;
+    for (size_t y = 0; y < source.height; ++y) {
+        for (size_t x = 0; x < w; ++x) {
+            std::memcpy(dst + (y * w + x) * kBytes, src + (y * w + w - 1 - x) * kBytes, kBytes);
+        }
     }
 }
 

@@ -53,7 +53,7 @@ inline void reverse_short_row(const uint8_t* src, uint8_t* dst, size_t pixels) {
 }
 
 template <class V, size_t kPixelBytes>
-__attribute__((flatten)) void reverse_row(const uint8_t* src, uint8_t* dst, size_t pixels) {
+inline void reverse_row(const uint8_t* src, uint8_t* dst, size_t pixels) {
     constexpr size_t kPixels = V::kBytes;
     if (pixels < kPixels) {
         for (size_t i = 0; i < pixels; ++i) {
@@ -85,15 +85,53 @@ __attribute__((flatten)) void reverse_row(const uint8_t* src, uint8_t* dst, size
     reverse_block<V, kPixelBytes>(src, dst + last * kPixelBytes);
 }
 
+// next: what will be wanted after `src`, as a distance in bytes
+template <class V, size_t kPixelBytes>
+inline void reverse_row_past_caches(const uint8_t* src, uint8_t* dst, size_t pixels,
+                                    ptrdiff_t next) {
+    constexpr size_t kSpan = kCacheLine, kSpanBytes = kSpan * kPixelBytes;
+    alignas(kCacheLine) uint8_t buffer[kSpanBytes];
+    size_t i = bytes_before_line<V>(dst) * kInverseInLine<kPixelBytes> % kCacheLine;
+    if (i > pixels) i = pixels;
+    reverse_row<V, kPixelBytes>(src + (pixels - i) * kPixelBytes, dst, i);
+    for (; i + kSpan <= pixels; i += kSpan) {
+        const uint8_t* from = src + (pixels - i - kSpan) * kPixelBytes;
+        for (size_t k = 0; k < kSpanBytes; k += kCacheLine) prefetch<V>(from + k, next);
+        for (size_t k = 0; k < kSpan; k += V::kBytes) {
+            reverse_block<V, kPixelBytes>(from + (kSpan - V::kBytes - k) * kPixelBytes,
+                                          buffer + k * kPixelBytes);
+        }
+        store_lines<V, kSpanBytes>(dst + i * kPixelBytes, buffer);
+    }
+    reverse_row<V, kPixelBytes>(src, dst + i * kPixelBytes, pixels - i);
+}
+
+// Over PastCaches, CPUs do not see the next row coming, which lies behind the end of this
+// one. Measured at 5120x3840: .65 of the time of ordinary stores (1 byte a pixel), .8
+// (3 bytes); of a whole picture in reverse, .85 and .8.
+template <class V, size_t kPixelBytes>
+__attribute__((flatten)) void reverse_in_rows(const uint8_t* src, uint8_t* dst,
+                                              TurnGeometry source) {
+    const size_t bytes = source.width * kPixelBytes;
+    constexpr ptrdiff_t kAhead = -2048;
+    const ptrdiff_t next = source.height == 1 ? kAhead : static_cast<ptrdiff_t>(bytes);
+    for (size_t y = 0; y < source.height; ++y, src += bytes, dst += bytes) {
+        if constexpr (requires { typename V::ThroughCaches; }) {
+            reverse_row_past_caches<typename V::ThroughCaches, kPixelBytes>(src, dst, source.width,
+                                                                            next);
+        } else {
+            reverse_row<V, kPixelBytes>(src, dst, source.width);
+        }
+    }
+}
+
 template <class V>
-inline void copy_row_past_caches(const uint8_t* src, uint8_t* dst, size_t bytes,
-                                 const uint8_t* next_src) {
-    const size_t before_line =
-        (kCacheLine - reinterpret_cast<uintptr_t>(dst) % kCacheLine) % kCacheLine;
-    size_t i = before_line < bytes ? before_line : bytes;
+inline void copy_row_past_caches(const uint8_t* src, uint8_t* dst, size_t bytes, ptrdiff_t next) {
+    size_t i = bytes_before_line<V>(dst);
+    if (i > bytes) i = bytes;
     memcpy(dst, src, i);
     for (; i + kCacheLine <= bytes; i += kCacheLine) {
-        __builtin_prefetch(next_src + i);
+        prefetch<V>(src + i, next);
         store_lines<V, kCacheLine>(dst + i, src + i);
     }
     memcpy(dst + i, src + i, bytes - i);
@@ -108,7 +146,7 @@ __attribute__((flatten)) void reverse_rows(const uint8_t* src, uint8_t* dst, Tur
         const uint8_t* row = src + (left - 1) * bytes;
         if constexpr (requires { typename V::ThroughCaches; }) {
             using Ordinary = typename V::ThroughCaches;
-            copy_row_past_caches<Ordinary>(row, dst, bytes, left == 1 ? row : row - bytes);
+            copy_row_past_caches<Ordinary>(row, dst, bytes, -static_cast<ptrdiff_t>(bytes));
         } else {
             mono_row<V, kBytes, kGrey1>(row, dst, bytes);
         }

@@ -7,6 +7,7 @@
 #include <stdint.h>
 
 #include "color/triple_simd.h"
+#include "simd/row.h"
 
 namespace imgcnv {
 
@@ -56,9 +57,8 @@ struct Lanes {
     template <ptrdiff_t kRows = 1, bool kOnceALine = V::kBytes == 16>
     static void prefetch_after(const uint8_t* before, const uint8_t* row) {
         if (kOnceALine && reinterpret_cast<uintptr_t>(row) % 64 >= V::kBytes) return;
-        const intptr_t from = reinterpret_cast<intptr_t>(before);
-        const intptr_t to = reinterpret_cast<intptr_t>(row);
-        __builtin_prefetch(reinterpret_cast<const uint8_t*>(to + kRows * (to - from)));
+        prefetch<V>(row,
+                    kRows * (reinterpret_cast<intptr_t>(row) - reinterpret_cast<intptr_t>(before)));
     }
     static Reg clamped(Reg value) { return V::min16(V::max16(value, V::zero()), V::set16(255)); }
 };

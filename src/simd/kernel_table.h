@@ -123,9 +123,9 @@ struct KernelTable {
     AdaptiveGreenKernel adaptive_green[kPhases];
     CellGreenKernel cell_green[kPhases];
     AdaptiveColorKernel adaptive_color[kAdaptiveRows][kPhases][kTripleSinks];
-    RowKernel reverse1;       // pixels in reverse order, 1 byte each
-    RowKernel reverse3;       // 3 bytes each
-    TurnKernel reverse_rows;  // of so many bytes
+    TurnKernel reverse1;      // the pixels of every row in reverse order, 1 byte each
+    TurnKernel reverse3;      // 3 bytes each
+    TurnKernel reverse_rows;  // the rows in reverse order, of pixels of 1 byte
     TurnKernel turn90_1, turn90_3;
     TurnKernel turn270_1, turn270_3;
 };

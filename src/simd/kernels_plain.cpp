@@ -31,8 +31,8 @@ struct PlainBodies {
     template <AdaptiveRow kRow, Phase kPhase, TripleSink kSink>
     static constexpr AdaptiveColorKernel adaptive_color =
         adaptive_color_row_plain<kRow, kPhase, kSink>;
-    static constexpr RowKernel reverse1 = reverse_plain<1>;
-    static constexpr RowKernel reverse3 = reverse_plain<3>;
+    static constexpr TurnKernel reverse1 = reverse_in_rows_plain<1>;
+    static constexpr TurnKernel reverse3 = reverse_in_rows_plain<3>;
     static constexpr TurnKernel reverse_rows = reverse_rows_plain;
     static constexpr TurnKernel turn90_1 = turn90_plain<1>;
     static constexpr TurnKernel turn90_3 = turn90_plain<3>;

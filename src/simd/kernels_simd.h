@@ -47,8 +47,8 @@ struct VectorBodies {
     template <AdaptiveRow kRow, Phase kPhase, TripleSink kSink>
     static constexpr AdaptiveColorKernel adaptive_color =
         adaptive_color_row<V, kRow, kPhase, kSink>;
-    static constexpr RowKernel reverse1 = reverse_row<V, 1>;
-    static constexpr RowKernel reverse3 = reverse_row<V, 3>;
+    static constexpr TurnKernel reverse1 = reverse_in_rows<V, 1>;
+    static constexpr TurnKernel reverse3 = reverse_in_rows<V, 3>;
     static constexpr TurnKernel reverse_rows = imgcnv::reverse_rows<V>;
     static constexpr TurnKernel turn90_1 = turn<V, 1, true>;
     static constexpr TurnKernel turn90_3 = turn<V, 3, true>;
@@ -73,6 +73,8 @@ struct PastCachesBodies : VectorBodies<V> {
     static constexpr NearestKernel nearest = nearest_rows<To<kSink>, kPhase, kSink>;
     template <Phase kPhase, TripleSink kSink>
     static constexpr BilinearKernel bilinear = bilinear_row<To<kSink>, kPhase, kSink>;
+    static constexpr TurnKernel reverse1 = reverse_in_rows<Past, 1>;
+    static constexpr TurnKernel reverse3 = reverse_in_rows<Past, 3>;
     static constexpr TurnKernel reverse_rows = imgcnv::reverse_rows<Past>;
     // Of adaptive, rows in which nothing is copied: all but a few.
     template <AdaptiveRow kRow, Phase kPhase, TripleSink kSink>

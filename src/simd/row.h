@@ -207,6 +207,21 @@ concept GoesPastCaches = requires {
 
 inline constexpr size_t kCacheLine = 64;
 
+template <class V>
+inline size_t bytes_before_line(const uint8_t* p) {
+    return (kCacheLine - reinterpret_cast<uintptr_t>(p) % kCacheLine) % kCacheLine;
+}
+// 1 / kOdd modulo a line: how many pixels of kOdd bytes end at the line's end.
+template <size_t kOdd>
+inline constexpr size_t kInverseInLine = kOdd == 1 ? 1 : 43;
+static_assert(3 * kInverseInLine<3> % kCacheLine == 1);
+
+// Starts to load what lies `distance` bytes from p: never a fault, whatever that is.
+template <class V>
+inline void prefetch(const uint8_t* p, ptrdiff_t distance) {
+    __builtin_prefetch(reinterpret_cast<const uint8_t*>(reinterpret_cast<intptr_t>(p) + distance));
+}
+
 // How many pixels lie before the first of the output that begins a cache line, kGroup at
 // least: callers may write the outermost pixels once more. A cache line's worth, if
 // no group begins there.
@@ -214,13 +229,9 @@ template <class Body>
 inline size_t pixels_before_line(const uint8_t* out) {
     constexpr size_t kGroupBytes = dst_byte_of<Body>(Body::kGroup);
     constexpr size_t kPower = kGroupBytes & -kGroupBytes, kOdd = kGroupBytes / kPower;
-    constexpr size_t kInverse = kOdd == 1 ? 1 : 43;  // of kOdd, modulo a line
-    static_assert(kOdd * kInverse % kCacheLine == 1);
-
-    const size_t missing =
-        (kCacheLine - reinterpret_cast<uintptr_t>(out) % kCacheLine) % kCacheLine;
+    const size_t missing = bytes_before_line<typename Body::Vector>(out);
     if (missing % kPower != 0) return kCacheLine;
-    const size_t groups = missing / kPower * kInverse % (kCacheLine / kPower);
+    const size_t groups = missing / kPower * kInverseInLine<kOdd> % (kCacheLine / kPower);
     return (groups == 0 ? kCacheLine / kPower : groups) * Body::kGroup;
 }
 
