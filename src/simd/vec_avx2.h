@@ -22,6 +22,9 @@ struct Vec32 {
 
     static Reg load(const uint8_t* p) { return _mm256_loadu_si256((const __m256i*)p); }
     static void store(uint8_t* p, Reg x) { _mm256_storeu_si256((__m256i*)p, x); }
+    static void copy_long(uint8_t* dst, const uint8_t* src, size_t bytes) {
+        memcpy(dst, src, bytes);
+    }
     // p aligned
     static void store_past_caches(uint8_t* p, Reg x) { _mm256_stream_si256((__m256i*)p, x); }
     static __m128i load16(const uint8_t* p) { return _mm_loadu_si128((const __m128i*)p); }

@@ -26,6 +26,17 @@ struct Vec64 {
     static void store(uint8_t* p, Reg x) { _mm512_storeu_si512(p, x); }
     // p aligned
     static void store_past_caches(uint8_t* p, Reg x) { _mm512_stream_si512((__m512i*)p, x); }
+    // Beyond the second-level cache, the instruction takes .87 to 1.0 of the time of memcpy,
+    // whose loads wait where a store lies a multiple of 4096 before them. CPUs of this level
+    // are quick with it.
+    static void copy_long(uint8_t* dst, const uint8_t* src, size_t bytes) {
+        constexpr size_t kLarge = size_t{1} << 20;
+        if (bytes < kLarge) {
+            memcpy(dst, src, bytes);
+        } else {
+            __asm__ volatile("rep movsb" : "+D"(dst), "+S"(src), "+c"(bytes) : : "memory");
+        }
+    }
     // `bytes` bytes to (from) a buffer of kSize, a whole number of vectors; the rest of the
     // buffer becomes 0.
     template <size_t kSize>

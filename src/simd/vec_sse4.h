@@ -24,6 +24,9 @@ struct Vec16 {
 
     static Reg load(const uint8_t* p) { return _mm_loadu_si128((const __m128i*)p); }
     static void store(uint8_t* p, Reg x) { _mm_storeu_si128((__m128i*)p, x); }
+    static void copy_long(uint8_t* dst, const uint8_t* src, size_t bytes) {
+        memcpy(dst, src, bytes);
+    }
     // `bytes` bytes to (from) a buffer of kSize; the rest of the buffer becomes 0.
     template <size_t kSize>
     static void copy_in(uint8_t* buffer, const uint8_t* src, size_t bytes) {
