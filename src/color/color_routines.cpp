@@ -11,14 +11,7 @@ namespace {
 
 void convert_color_rows(const CImgConverterC& converter, ColorLayout layout, TripleSink sink,
                         size_t pixels, size_t row_bytes, const uint8_t* src, uint8_t* dst) {
-    const size_t dst_bytes = static_cast<size_t>(bytes_per_pixel(converter.dstFormat));
-    const FrameRows frame{.src = src,
-                          .dst = dst,
-                          .pixels = pixels,
-                          .src_row_bytes = row_bytes,
-                          .src_padding = converter.rowPadding,
-                          .dst_row_bytes = pixels * dst_bytes,
-                          .rows = static_cast<size_t>(converter.height)};
+    const FrameRows frame = rows_of(converter, src, dst, pixels, row_bytes);
     const FrameKernels kernels(frame.src_bytes(), frame.dst_bytes());
     convert_rows(frame, kernels->color[layout][sink]);
 }

@@ -1,6 +1,20 @@
 #include "converter/frame_rows.h"
 
+#include "converter/destination.h"
+
 namespace imgcnv {
+
+FrameRows rows_of(const CImgConverterC& converter, const uint8_t* src, uint8_t* dst, size_t pixels,
+                  size_t src_row_bytes) {
+    const size_t dst_bytes = static_cast<size_t>(bytes_per_pixel(converter.dstFormat));
+    return {.src = src,
+            .dst = dst,
+            .pixels = pixels,
+            .src_row_bytes = src_row_bytes,
+            .src_padding = converter.rowPadding,
+            .dst_row_bytes = pixels * dst_bytes,
+            .rows = static_cast<size_t>(converter.height)};
+}
 
 void convert_rows(const FrameRows& frame, RowKernel kernel) {
     if (frame.pixels == 0) return;

@@ -4,6 +4,7 @@
 #include <cstddef>
 #include <cstdint>
 
+#include "converter/img_converter.h"
 #include "simd/kernel_table.h"
 
 namespace imgcnv {
@@ -20,6 +21,10 @@ struct FrameRows {
     size_t src_bytes() const { return rows * src_row_bytes; }
     size_t dst_bytes() const { return rows * dst_row_bytes; }
 };
+
+// The rows of the converter's frame and of its picture.
+FrameRows rows_of(const CImgConverterC& converter, const uint8_t* src, uint8_t* dst, size_t pixels,
+                  size_t src_row_bytes);
 
 // Runs the kernel over every row. Rows that touch in the source are one long
 // row, so that partial blocks come once a frame and not once a row.

@@ -27,14 +27,7 @@ int convert_raster(const CImgConverterC& converter, MonoLayout layout, const uin
     } else if (layout != kBytes) {
         row_bytes = 2 * pixels;
     }
-    const size_t dst_bytes = static_cast<size_t>(bytes_per_pixel(converter.dstFormat));
-    const FrameRows frame{.src = src,
-                          .dst = dst,
-                          .pixels = pixels,
-                          .src_row_bytes = row_bytes,
-                          .src_padding = converter.rowPadding,
-                          .dst_row_bytes = pixels * dst_bytes,
-                          .rows = static_cast<size_t>(converter.height)};
+    const FrameRows frame = rows_of(converter, src, dst, pixels, row_bytes);
     const FrameKernels kernels(frame.src_bytes(), frame.dst_bytes());
     convert_rows(frame, kernels->mono[layout][grey_sink(converter.dstFormat)]);
     return IMGCNV_SUCCESS;

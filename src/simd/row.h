@@ -29,8 +29,7 @@
 // converted once more together with the pixels before it, as a block that ends
 // where the row ends; rows shorter than a block go to narrower vectors, and in the
 // end, or where the CPU can load and store parts of vectors at little cost, through
-// block-sized buffers on the stack. Nothing outside the exact ranges
-// is touched.
+// block-sized buffers on the stack. Nothing outside the exact ranges is touched.
 //
 // Over PastCaches<V>, blocks are converted into a buffer of some cache lines, which are
 // then stored past the caches, all bytes of a line at once. What lies before the first

@@ -37,8 +37,8 @@ struct Vec64 {
             __asm__ volatile("rep movsb" : "+D"(dst), "+S"(src), "+c"(bytes) : : "memory");
         }
     }
-    // `bytes` bytes to (from) a buffer of kSize, a whole number of vectors; the rest of the
-    // buffer becomes 0.
+    // `bytes` bytes to (from) a buffer of kSize, a whole number of vectors; copied in, the
+    // rest of the buffer becomes 0.
     template <size_t kSize>
     static void copy_in(uint8_t* buffer, const uint8_t* src, size_t bytes) {
 #pragma GCC unroll 8

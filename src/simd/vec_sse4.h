@@ -27,7 +27,7 @@ struct Vec16 {
     static void copy_long(uint8_t* dst, const uint8_t* src, size_t bytes) {
         memcpy(dst, src, bytes);
     }
-    // `bytes` bytes to (from) a buffer of kSize; the rest of the buffer becomes 0.
+    // `bytes` bytes to (from) a buffer of kSize; copied in, the rest of it becomes 0.
     template <size_t kSize>
     static void copy_in(uint8_t* buffer, const uint8_t* src, size_t bytes) {
         memset(buffer, 0, kSize);
