@@ -81,8 +81,10 @@ int run_bayer(const BayerJob& job) {
     }
 
     if (width != 0) {
-        const FrameKernels kernels(height * static_cast<size_t>(job.stride),
-                                   rows * width * dst_bytes);
+        const FrameKernels kernels(
+            height * static_cast<size_t>(job.stride), rows * width * dst_bytes,
+            job.method == IMGCNV_DEMOSAIC_NEAREST ? FrameKernels::kMostCached
+                                                  : FrameKernels::kMostCachedDemosaicing);
         // Decoded lines stay in the caches, whatever the frame.
         const RowKernel decode = kernels_for_this_cpu().mono[job.layout][kGrey1];
         const BayerFrame frame{
