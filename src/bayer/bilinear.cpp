@@ -46,7 +46,11 @@ class BilinearFrame {
 
     void run() {
         for_each_strip(f_, lines_, f_.width, kColumns, [this](size_t begin, size_t end) {
-            const Strip strip = {begin, end - begin, begin == 0, end == f_.width};
+            const size_t columns = end - begin, odd = columns % 2;
+            const bool is_first = begin == 0, is_last = end == f_.width;
+            const bool may_run_over = is_first && is_last;
+            const Strip strip = {begin, columns, is_first, is_last,
+                                 odd == 0 || may_run_over ? columns + odd : 0};
             make_edge(strip, 0, 1);
             make_inner_rows(strip);
             make_edge(strip, last_y_, last_y_ - 1);
@@ -55,12 +59,17 @@ class BilinearFrame {
 
   private:
     static constexpr size_t kColumns = 8192;
+    static constexpr ptrdiff_t kLookBeyond = 2;  // one, and an odd row's pixel too many
 
     struct Strip {
         size_t begin;
         size_t columns;
         bool is_first;
         bool is_last;
+        // The pixels of a row with which kernels go from edge to edge, or 0. One too many
+        // completes the pairs of an odd row: it is the next row's first, which is yet to be
+        // written unless this is a later strip.
+        size_t whole_pixels;
     };
     // What the inner rows have in common that are even, or odd.
     struct InnerRow {
@@ -70,10 +79,10 @@ class BilinearFrame {
     // A row from the strip's first column on.
     struct Line {
         const uint8_t* samples;
-        bool may_look_beyond;  // one sample before and after all of the row's
+        bool may_look_beyond;  // kLookBeyond samples before and after all of the row's
     };
     Line line_at(size_t y, size_t begin) {
-        return {lines_.at(y, begin), lines_.may_look_beyond(y, 1)};
+        return {lines_.at(y, begin), lines_.may_look_beyond(y, kLookBeyond)};
     }
 
     // What a row needs is at hand in locals: rows of small frames take no longer than that.
@@ -111,9 +120,13 @@ class BilinearFrame {
     template <Phase kPhase>
     static inline void make_inner(const Strip& strip, const InnerRow& row, const Rows& rows,
                                   uint8_t* dst, bool whole, bool gb) {
-        convert(strip, dst, whole, [&](size_t x, uint8_t* out, size_t pixels) {
-            row.kernels[x % 2](rows.above + x, rows.line + x, rows.below + x, out, pixels);
-        });
+        if (whole && strip.whole_pixels != 0) {
+            row.kernels[0](rows.above, rows.line, rows.below, dst, strip.whole_pixels);
+        } else {
+            convert(strip, dst, whole, [&](size_t x, uint8_t* out, size_t pixels) {
+                row.kernels[x % 2](rows.above + x, rows.line + x, rows.below + x, out, pixels);
+            });
+        }
         // The last column's site is the other one, odd widths or not.
         if (strip.is_first) put_side<kPhase == kColorFirst, false>(row.own_byte, rows, 0, dst, gb);
         if (strip.is_last) {
