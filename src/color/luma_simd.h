@@ -53,6 +53,7 @@ struct LastTie {
     }
 };
 
+// (All but the doubles inlined: flat areas .9 to 1.0 of the time, the library 170 KB larger.)
 template <class V>
 static __attribute__((noinline, cold)) typename V::Reg luma_of_ties(
     typename V::Reg r, typename V::Reg g, typename V::Reg b, typename V::Reg quotient,
