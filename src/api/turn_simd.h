@@ -195,12 +195,76 @@ struct TurnTile<V, 3> {
     }
 };
 
-// Starts to load the part of a strip of columns that the next row of tiles needs.
-template <class Tile>
+// Starts to load the next rows of a strip of columns.
+template <class V, size_t kRows>
 inline void prefetch_rows(const uint8_t* src, ptrdiff_t src_step, size_t bytes) {
-    for (size_t k = 0; k < Tile::kRows; ++k) {
+    for (size_t k = 0; k < kRows; ++k) {
         const uint8_t* row = src + static_cast<ptrdiff_t>(k) * src_step;
         for (size_t i = 0; i < bytes; i += 64) __builtin_prefetch(row + i);
+    }
+}
+
+// Rows of a part of a picture, one after the other.
+template <class V, size_t kRowBytes>
+inline void gather_rows(const uint8_t* src, ptrdiff_t src_step, size_t row_bytes, size_t rows,
+                        uint8_t* dst) {
+    for (size_t y = 0; y < rows; ++y, src += src_step, dst += kRowBytes) {
+        if (row_bytes != kRowBytes) {
+            memcpy(dst, src, row_bytes);
+            continue;
+        }
+#pragma GCC unroll 16
+        for (size_t i = 0; i < kRowBytes; i += V::kBytes) V::store(dst + i, V::load(src + i));
+    }
+}
+
+// Rows at such distances share few lines of the first-level cache (those of a picture beyond
+// the caches come late in any case).
+inline constexpr ptrdiff_t kBadDistance = 1024, kBadDistanceOfLarge = 2048;
+
+// For pictures whose rows are at a bad distance: blocks are gathered in the cache first, and
+// written some lines a row. Measured against tiles straight from the picture, mean of both
+// orientations: 2048x1088 .2 to .4 of the time, 2448x2048 .5 to .9, 1280x1024 .6 to .9; at other
+// distances 1.1 to 1.5.
+template <class V, size_t kPixelBytes>
+__attribute__((noinline, flatten)) void transpose_gathered(const uint8_t* src, ptrdiff_t src_step,
+                                                           uint8_t* dst, ptrdiff_t dst_step,
+                                                           size_t width, size_t height,
+                                                           bool large) {
+    using Tile = TurnTile<V, kPixelBytes>;
+    constexpr size_t kColumns = 64, kRows = kPixelBytes == 1 ? 256 : 64;
+    constexpr size_t kRowBytes = kColumns * kPixelBytes;
+    alignas(64) uint8_t block[kRows * kRowBytes];
+    // Where a part begins that would be smaller than a tile, and how much it then has.
+    const auto begin_of = [](size_t from, size_t all, size_t tile) {
+        return from + tile <= all ? from : all - tile;
+    };
+    const auto size_of = [](size_t begin, size_t all, size_t most) {
+        return all - begin < most ? all - begin : most;
+    };
+    for (size_t column = 0; column < width; column += kColumns) {
+        const size_t left = begin_of(column, width, Tile::kColumns);
+        const size_t columns = size_of(left, width, kColumns);
+        for (size_t row = 0; row < height; row += kRows) {
+            const size_t top = begin_of(row, height, Tile::kRows);
+            const size_t rows = size_of(top, height, kRows);
+            const uint8_t* from = src + static_cast<ptrdiff_t>(top) * src_step + left * kPixelBytes;
+            gather_rows<V, kRowBytes>(from, src_step, columns * kPixelBytes, rows, block);
+            // Measured beyond the caches: .8 to .95 of the time; within them 1.05 to 1.2.
+            if (large && row + 2 * kRows <= height) {
+                prefetch_rows<V, kRows>(from + static_cast<ptrdiff_t>(rows) * src_step, src_step,
+                                        columns * kPixelBytes);
+            }
+            for (size_t x = 0; x < columns; x += Tile::kColumns) {
+                const size_t tile_x = begin_of(x, columns, Tile::kColumns);
+                uint8_t* out = dst + static_cast<ptrdiff_t>(left + tile_x) * dst_step;
+                for (size_t y = 0; y < rows; y += Tile::kRows) {
+                    const size_t tile_y = begin_of(y, rows, Tile::kRows);
+                    Tile::run(block + tile_y * kRowBytes + tile_x * kPixelBytes, kRowBytes,
+                              out + (top + tile_y) * kPixelBytes, dst_step);
+                }
+            }
+        }
     }
 }
 
@@ -218,18 +282,25 @@ inline void transpose(const uint8_t* src, ptrdiff_t src_step, uint8_t* dst, ptrd
         }
         return;
     }
+    const size_t bytes = width * height * kPixelBytes;
+    const bool beyond_caches = bytes > size_t{8} << 20;
+    const ptrdiff_t bad = beyond_caches ? kBadDistanceOfLarge : kBadDistance;
+    if (src_step % bad == 0 || dst_step % bad == 0) {
+        return transpose_gathered<V, kPixelBytes>(src, src_step, dst, dst_step, width, height,
+                                                  beyond_caches);
+    }
     // 64 columns at a time, so that a cache line of the source is used up while
     // it is near; within them along the destination's rows.
     constexpr size_t kStrip = 64;
     // What lies beyond the second-level cache: .7 to .8 of the time at 5120x3840,
     // where CPUs do not see the next rows coming.
-    const bool large = width * height * kPixelBytes > size_t{1} << 20;
+    const bool large = bytes > size_t{1} << 20;
     for (size_t strip = 0; strip < width; strip += kStrip) {
         const size_t strip_end = strip + kStrip < width ? strip + kStrip : width;
         for (size_t y = 0; y < height; y += Tile::kRows) {
             const size_t top = y + Tile::kRows <= height ? y : height - Tile::kRows;
             if (large && y + 2 * Tile::kRows <= height) {
-                prefetch_rows<Tile>(
+                prefetch_rows<V, Tile::kRows>(
                     src + static_cast<ptrdiff_t>(y + Tile::kRows) * src_step + strip * kPixelBytes,
                     src_step, (strip_end - strip) * kPixelBytes);
             }
