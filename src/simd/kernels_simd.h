@@ -7,6 +7,7 @@
 // become everybody's copy.
 #pragma once
 
+#include "api/mirror_simd.h"
 #include "api/turn_simd.h"
 #include "bayer/adaptive_simd.h"
 #include "bayer/bilinear_simd.h"
