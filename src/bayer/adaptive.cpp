@@ -261,20 +261,14 @@ class AdaptiveFrame {
     // again.
     template <Phase kPhase>
     void make_inner_color(size_t y) {
-        const InnerRow& inner = inner_[y % 2];
-        const size_t slot = y % kGreenSlots;
-        const AdaptiveLines lines = {
-            row(y),
-            row(y ^ 1),
-            green_lines_[slot],
-            {difference_lines_[(y - 1) % kGreenSlots], difference_lines_[slot],
-             difference_lines_[(y + 1) % kGreenSlots]}};
+        const InnerRow& kind = inner(y);
+        const AdaptiveLines lines = lines_of(y, y - 1, y + 1);
         uint8_t* out = f_.dst_rows[y] + begin_ * kBytes;
-        inner.color(lines, out, color_pixels_);
-        if (is_first_) put_first_pixel<kPhase>(inner.own_byte, lines, out);
+        kind.color(lines, out, color_pixels_);
+        if (is_first_) put_first_pixel<kPhase>(kind.own_byte, lines, out);
         if (!is_last_) return;
         if (last_x_ % 2 != 0) {
-            put_last_pair<kPhase>(inner.own_byte, lines, last_x_ - 1 - begin_, out);
+            put_last_pair<kPhase>(kind.own_byte, lines, last_x_ - 1 - begin_, out);
         } else {  // maybe one column of the strip before
             const size_t x = last_x_ - 1;
             put_pixels(lines_beyond(lines, column(x) - 1), y, x - 1, x, end_, f_.dst(y, x));
@@ -321,8 +315,9 @@ class AdaptiveFrame {
     // At the top and bottom row, the line beyond the frame is not looked at and the
     // row stands in for it.
     AdaptiveLines lines_at(size_t y) const {
-        const size_t above = y == 0 ? 0 : y - 1;
-        const size_t below = y == last_y_ ? last_y_ : y + 1;
+        return lines_of(y, y == 0 ? 0 : y - 1, y == last_y_ ? last_y_ : y + 1);
+    }
+    AdaptiveLines lines_of(size_t y, size_t above, size_t below) const {
         return {row(y),
                 row(y ^ 1),
                 green_lines_[y % kGreenSlots],
@@ -339,9 +334,8 @@ class AdaptiveFrame {
                (samples_.may_look_beyond(2, 2) && samples_.may_look_beyond(last_y_ - 2, 2));
     }
 
-    // The common cases of put_pixels, which would otherwise take a fifth of the
-    // time of a frame 640 pixels wide: an inner row's first pixel, and its last two
-    // when the width is even.
+    // The common cases of put_pixels, which takes some hundred instructions a pixel: an
+    // inner row's first pixel, and its last two when the width is even.
     template <Phase kPhase>
     static void put_first_pixel(ptrdiff_t own_byte, const AdaptiveLines& lines, uint8_t* out) {
         const int green = lines.green[0];
@@ -372,6 +366,7 @@ class AdaptiveFrame {
             put_pixel<kLast>(last, own_byte, line[1], green[1], beside[0]);
         }
     }
+
     // columns: even
     static AdaptiveLines lines_beyond(const AdaptiveLines& lines, ptrdiff_t columns) {
         const int16_t* const* differences = lines.differences;
@@ -437,7 +432,7 @@ class AdaptiveFrame {
     const size_t columns_;
     SampleLines<kSampleSlots> samples_;
     // At column begin_.
-    const uint8_t* decoded_[2 * kRowSlots];  // all twice: neighbours follow one another
+    const uint8_t* decoded_[2 * kRowSlots];  // rows, all twice: neighbours follow one another
     uint8_t* green_lines_[kGreenSlots];
     int16_t* difference_lines_[kGreenSlots];
     const size_t last_x_;

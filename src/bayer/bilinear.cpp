@@ -85,6 +85,10 @@ class BilinearFrame {
         return {lines_.at(y, begin), lines_.may_look_beyond(y, kLookBeyond)};
     }
 
+    struct Rows {
+        const uint8_t *above, *line, *below;
+    };
+
     // What a row needs is at hand in locals: rows of small frames take no longer than that.
     void make_inner_rows(const Strip strip) {
         const InnerRow even = inner_[0], odd = inner_[1];
@@ -112,10 +116,6 @@ class BilinearFrame {
             line = below;
         }
     }
-
-    struct Rows {
-        const uint8_t *above, *line, *below;
-    };
 
     template <Phase kPhase>
     static inline void make_inner(const Strip& strip, const InnerRow& row, const Rows& rows,

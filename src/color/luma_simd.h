@@ -118,6 +118,7 @@ struct LumaSums {
         rest = V::and_(V::or_(m, d2), V::set16(127));
     }
 };
+
 // r, g, b: one byte a pixel
 template <class V>
 inline typename V::Reg luma_of(typename V::Reg r, typename V::Reg g, typename V::Reg b,

@@ -9,7 +9,8 @@
 // tells how much of a shared cache is left to us. Measured on a virtual machine, 32 MiB
 // shared: between 24 and 32 MiB RGB8 to BGR24 and YUV take .8 to .9 of the time past the
 // caches, flips of RGB8 .65, plain copies 1.2; below 20 MiB most lose. Demosaicing, which
-// computes while lines are on their way, gains from 16 MiB on: at 4 megapixels .8 to .9, at 5 .6 to .85.
+// computes while lines are on their way, gains from 16 MiB on: at 4 megapixels .8 to .9, at 5
+// .6 to .85.
 #pragma once
 
 #include <cstddef>

@@ -265,7 +265,7 @@ inline void run_row_past_caches(Streams<Body> s, size_t pixels) {
     constexpr size_t kSpan = kCacheLine, kSpanBytes = dst_byte_of<Body>(kSpan);
     // CPUs do not always see the next lines of a source coming. Measured at 5120x3840:
     // YUV422 .6 of the time, YUV411, YUV444 .9; 512 and more bytes cost words 1.1.
-    constexpr size_t kAhead = 256;
+    constexpr ptrdiff_t kAhead = 256;
 
     const size_t whole = pixels - pixels % Body::kGroup;
     size_t done = 0;
@@ -275,9 +275,9 @@ inline void run_row_past_caches(Streams<Body> s, size_t pixels) {
         const size_t head = pixels_before_line<Body>(s.out[0]);
         for (size_t at = 0;;) {
             if constexpr (Body::kInputs == 1) {
-                const uint8_t* ahead = Block<Body>(s, at).in[0] + kAhead;
+                const uint8_t* in = Block<Body>(s, at).in[0];
                 for (size_t k = 0; k < src_byte_of<Body>(kSpan); k += kCacheLine) {
-                    __builtin_prefetch(ahead + k);
+                    prefetch<V>(in + k, kAhead);
                 }
             }
 #pragma GCC unroll 2
