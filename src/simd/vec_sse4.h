@@ -186,11 +186,11 @@ struct Vec16 {
 
     // --- luma -------------------------------------------------------------
 
+    // Whether any 16-bit lane is 0.
     static bool has_zero16(Reg a) {
         const Reg zeros = _mm_cmpeq_epi16(a, zero());
         return _mm_testz_si128(zeros, zeros) == 0;
     }
-    // The masks as bytes, in the order of pack16.
     static Reg equal8(Reg a, Reg b) { return _mm_cmpeq_epi8(a, b); }
     // One bit for every byte whose top bit is set.
     static uint64_t top_bits(Reg a) { return static_cast<uint32_t>(_mm_movemask_epi8(a)); }
