@@ -20,6 +20,12 @@ struct AdaptiveGreenBody {
     static constexpr size_t kSrcBytes = kPixels, kDstBytes = kPixels;
 
     // in: rows y-2, y-1, y+1, y+2, y; out: green, differences
+    static Streams<AdaptiveGreenBody> streams(const uint8_t* const* lines, ptrdiff_t column,
+                                              uint8_t* green, int16_t* differences) {
+        return {{lines[0] + column, lines[1] + column, lines[3] + column, lines[4] + column,
+                 lines[2] + column},
+                {green, reinterpret_cast<uint8_t*>(differences)}};
+    }
 
     static void block(const uint8_t* const* in, uint8_t* const* out) {
         constexpr bool kColorIsFirst = kPhase == kColorFirst;
@@ -57,10 +63,7 @@ template <class V, Phase kPhase>
 __attribute__((flatten)) void adaptive_green_row(const uint8_t* const lines[5], ptrdiff_t column,
                                                  uint8_t* green, int16_t* differences,
                                                  size_t pixels) {
-    run_row<AdaptiveGreenBody<V, kPhase>>({{lines[0] + column, lines[1] + column, lines[3] + column,
-                                            lines[4] + column, lines[2] + column},
-                                           {green, reinterpret_cast<uint8_t*>(differences)}},
-                                          pixels);
+    run_row_of<AdaptiveGreenBody<V, kPhase>>(pixels, lines, column, green, differences);
 }
 
 template <class V, AdaptiveRow kRow, Phase kPhase>
@@ -146,17 +149,19 @@ template <class V, AdaptiveRow kRow, Phase kPhase, TripleSink kSink>
 struct AdaptiveColorBody : TripleBody<V, AdaptiveColorBlocks<V, kRow, kPhase>, kSink> {
     template <class W>
     using Over = AdaptiveColorBody<W, kRow, kPhase, kSink>;
+
+    static Streams<AdaptiveColorBody> streams(const AdaptiveLines* lines, uint8_t* dst) {
+        const auto bytes = [](const int16_t* p) { return reinterpret_cast<const uint8_t*>(p); };
+        return {{lines->line, lines->beside, lines->green, bytes(lines->differences[0]),
+                 bytes(lines->differences[1]), bytes(lines->differences[2])},
+                {dst}};
+    }
 };
 
 template <class V, AdaptiveRow kRow, Phase kPhase, TripleSink kSink>
 __attribute__((flatten)) void adaptive_color_row(const AdaptiveLines& lines, uint8_t* dst,
                                                  size_t pixels) {
-    const auto bytes = [](const int16_t* p) { return reinterpret_cast<const uint8_t*>(p); };
-    run_row<AdaptiveColorBody<V, kRow, kPhase, kSink>>(
-        {{lines.line, lines.beside, lines.green, bytes(lines.differences[0]),
-          bytes(lines.differences[1]), bytes(lines.differences[2])},
-         {dst}},
-        pixels);
+    run_row_of<AdaptiveColorBody<V, kRow, kPhase, kSink>>(pixels, &lines, dst);
 }
 
 template <class V, Phase kPhase>

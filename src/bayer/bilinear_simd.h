@@ -94,12 +94,17 @@ template <class V, Phase kPhase, TripleSink kSink>
 struct BilinearBody : TripleBody<V, BilinearBlocks<V, kPhase>, kSink> {
     template <class W>
     using Over = BilinearBody<W, kPhase, kSink>;
+
+    static Streams<BilinearBody> streams(const uint8_t* above, const uint8_t* line,
+                                         const uint8_t* below, uint8_t* dst) {
+        return {{above, line, below}, {dst}};
+    }
 };
 
 template <class V, Phase kPhase, TripleSink kSink>
 __attribute__((flatten)) void bilinear_row(const uint8_t* above, const uint8_t* line,
                                            const uint8_t* below, uint8_t* dst, size_t pixels) {
-    run_row<BilinearBody<V, kPhase, kSink>>({{above, line, below}, {dst}}, pixels);
+    run_row_of<BilinearBody<V, kPhase, kSink>>(pixels, above, line, below, dst);
 }
 
 template <class V, EdgeGreen kEdgeGreen, Phase kPhase>

@@ -86,12 +86,17 @@ template <class V, Phase kPhase, TripleSink kSink>
 struct NearestBody : TripleBody<V, NearestBlocks<V, kPhase>, kSink> {
     template <class W>
     using Over = NearestBody<W, kPhase, kSink>;
+
+    static Streams<NearestBody> streams(const uint8_t* even, const uint8_t* odd, uint8_t* dst_even,
+                                        uint8_t* dst_odd) {
+        return {{even, odd}, {dst_even, dst_odd}};
+    }
 };
 
 template <class V, Phase kPhase, TripleSink kSink>
 __attribute__((flatten)) void nearest_rows(const uint8_t* even, const uint8_t* odd,
                                            uint8_t* dst_even, uint8_t* dst_odd, size_t pixels) {
-    run_row<NearestBody<V, kPhase, kSink>>({{even, odd}, {dst_even, dst_odd}}, pixels);
+    run_row_of<NearestBody<V, kPhase, kSink>>(pixels, even, odd, dst_even, dst_odd);
 }
 
 }  // namespace imgcnv
