@@ -62,12 +62,20 @@ int run_bayer(const BayerJob& job) {
     }
     // The adaptive method knows RG as GB upside down.
     const bool mirrored = job.method == IMGCNV_DEMOSAIC_ADAPTIVE && job.order == BayerOrder::RG;
+    const ptrdiff_t stride = job.stride, step = mirrored ? -1 : 1;
+    const uint8_t** src_entry = mirrored ? src_rows + rows - 1 : src_rows;
+    uint8_t** dst_entry = mirrored ? dst_rows + rows - 1 : dst_rows;
+    const uint8_t* src = job.src;
+    uint8_t* dst = job.dst;
     for (size_t y = 0; y < rows; ++y) {
-        const size_t source_row = y < height ? y : height - 2;
-        const size_t entry = mirrored ? rows - 1 - y : y;
-        src_rows[entry] = job.src + static_cast<ptrdiff_t>(source_row) * job.stride;
-        dst_rows[entry] = job.dst + y * width * dst_bytes;
+        *src_entry = src;
+        *dst_entry = dst;
+        src_entry += step;
+        dst_entry += step;
+        src += stride;
+        dst += width * dst_bytes;
     }
+    if (rows != height) src_entry[-step] = job.src + (static_cast<ptrdiff_t>(height) - 2) * stride;
 
     AdaptiveScratch scratch;
     if (job.method == IMGCNV_DEMOSAIC_ADAPTIVE && dst_bytes == 1) {
@@ -81,10 +89,12 @@ int run_bayer(const BayerJob& job) {
     }
 
     if (width != 0) {
-        const FrameKernels kernels(
-            height * static_cast<size_t>(job.stride), rows * width * dst_bytes,
-            job.method == IMGCNV_DEMOSAIC_NEAREST ? FrameKernels::kMostCached
-                                                  : FrameKernels::kMostCachedDemosaicing);
+        const size_t src_bytes = height * static_cast<size_t>(job.stride);
+        const size_t frame_bytes = rows * width * dst_bytes;
+        const FrameKernels kernels(src_bytes, frame_bytes,
+                                   job.method == IMGCNV_DEMOSAIC_NEAREST
+                                       ? FrameKernels::kMostCachedNearest
+                                       : FrameKernels::kMostCachedDemosaicing);
         // Decoded lines stay in the caches, whatever the frame.
         const RowKernel decode = kernels_for_this_cpu().mono[job.layout][kGrey1];
         const BayerFrame frame{
@@ -97,7 +107,7 @@ int run_bayer(const BayerJob& job) {
             .height = rows,
             .dst_bytes = dst_bytes,
             .dst_red_first = offsets.redOffset == 0,
-            .beyond_caches = kernels.go_past_caches(),
+            .beyond_caches = src_bytes + frame_bytes > FrameKernels::kMostCached,
             .mirrored = mirrored,
         };
         switch (job.method) {
