@@ -28,7 +28,7 @@
 namespace imgcnv {
 namespace {
 
-template <size_t kBytes>
+template <size_t kBytes, bool kOddWidth>
 class AdaptiveFrame {
   public:
     explicit AdaptiveFrame(const BayerFrame& frame)
@@ -42,8 +42,7 @@ class AdaptiveFrame {
           last_y_(frame.height - 1),
           rows_(reader_.decodes() ? decoded_ : frame.src_rows),
           row_mask_(reader_.decodes() ? kRowSlots - 1 : ~size_t{0}),
-          wide_(frame.width > kNoPartialBlocks),
-          whole_green_(wide_ && may_look_beyond_inner_rows()) {
+          whole_rows_(frame.width > kNoPartialBlocks && may_look_beyond_inner_rows()) {
         for (size_t y = 0; y < 2; ++y) {
             const Phase phase = f_.phase(y, 0);
             inner_[y] = {.green = f_.kernels->adaptive_green[phase],
@@ -84,10 +83,12 @@ class AdaptiveFrame {
         for (int16_t* line : difference_lines_) line[(green_end_ - begin + 1) / 2] = 0;
         is_first_ = begin == 0;
         is_last_ = end == f_.width;
-        green_pixels_ = (green_end_ - green_begin_) & ~size_t{1};
-        color_pixels_ = (end - begin) & ~size_t{1};
+        // Of odd widths one pixel beyond, which is the next row's first.
+        green_pixels_ = (green_end_ - green_begin_ + 1) & ~size_t{1};
+        color_pixels_ = (end - begin + 1) & ~size_t{1};
         // The alpha byte of the last pixel is not ours.
-        if (kBytes == 4 && is_last_ && end % 2 == 0) color_pixels_ -= 2;
+        if (kBytes == 4 && is_last_) color_pixels_ -= 2;
+        restores_beyond_ = is_last_ && (f_.mirrored || !is_first_);
         row_column_ = reader_.decodes() ? 0 : begin;
         reader_.begin_strip(begin, end);
         fetch(0);
@@ -95,8 +96,8 @@ class AdaptiveFrame {
         if (2 < last_y_) fetch(2);
         make_green(0);
         size_t y = 0;
-        for (; y <= last_y_ && y < 2; ++y) make_row(y);
-        if (whole_green_) y = narrow_ ? make_inner_rows<2>(y) : make_inner_rows<1>(y);
+        for (; y <= last_y_ && y < std::max<size_t>(2, kFirstWhole - 1); ++y) make_row(y);
+        if (whole_rows_) y = narrow_ ? make_inner_rows<2>(y) : make_inner_rows<1>(y);
         for (; y <= last_y_; ++y) make_row(y);
     }
 
@@ -117,7 +118,7 @@ class AdaptiveFrame {
             make_green(y + 1);
         }
         const bool odd_is_color_first = inner_[1].phase == kColorFirst;
-        for (; y + 2 + kAhead <= last_y_; ++y) {
+        for (; is_whole(y + kAhead); ++y) {
             fetch(y + 2 + kAhead);
             if ((y % 2 != 0) == odd_is_color_first) {
                 make_whole_green<kAhead == 2 ? kColorFirst : kGreenFirst>(y + kAhead);
@@ -177,7 +178,7 @@ class AdaptiveFrame {
         if (!is_inner_row(y)) {
             // Rows 0 and 1 and the last two come in pairs, at the first of them.
             if (y % 2 == 0) make_cell_green(y);
-        } else if (whole_green_) {
+        } else if (whole_rows_ && is_whole(y)) {
             if (inner(y).phase == kColorFirst) return make_whole_green<kColorFirst>(y);
             make_whole_green<kGreenFirst>(y);
         } else {
@@ -220,14 +221,16 @@ class AdaptiveFrame {
         const uint8_t *line = row(y), *across = row(y ^ 1);
         uint8_t* out = green_lines_[y % kGreenSlots];
         int16_t* out_differences = difference_lines_[y % kGreenSlots];
-        if (is_first_) put_pair_green<kPhase>(line, across, out, out_differences);
-        if (green_end_ != f_.width) return;
-        if (last_x_ % 2 != 0) {
-            const size_t x = last_x_ - 1 - begin_;
-            put_pair_green<kPhase>(line + x, across + x, out + x, out_differences + x / 2);
-        } else {
-            fill_from_cells(y, last_x_ - 1, green_end_);
+        constexpr bool kEven = kPhase == kColorFirst;  // the columns of the colour sites
+        if (is_first_) {
+            put_cell_green<kPhase>(line, across, out, out_differences, kEven ? 0 : 1,
+                                   kEven ? 1 : -1);
         }
+        if (green_end_ != f_.width) return;
+        // The lone last column of an odd width shares the cell before it.
+        const ptrdiff_t site = column(last_x_ - (kEven != kOddWidth ? 1 : 0));
+        put_cell_green<kPhase>(line, across, out, out_differences, site,
+                               kEven && !kOddWidth ? 1 : -1);
     }
 
     // The one column beyond the pairs that kernels take.
@@ -259,38 +262,36 @@ class AdaptiveFrame {
         }
     }
 
-    // The same for the two columns of a cell, of which the green site is right already.
+    // The same for a colour site, with the green site beside it.
     template <Phase kPhase>
-    static void put_pair_green(const uint8_t* line, const uint8_t* across, uint8_t* out,
-                               int16_t* difference) {
-        constexpr size_t kColor = kPhase == kColorFirst ? 0 : 1;
-        const int mean = avg2(line[1 - kColor], across[kColor]);
-        out[kColor] = static_cast<uint8_t>(mean);
-        *difference = static_cast<int16_t>(line[kColor] - mean);
+    static void put_cell_green(const uint8_t* line, const uint8_t* across, uint8_t* green,
+                               int16_t* differences, ptrdiff_t site, ptrdiff_t beside) {
+        const int mean = avg2(line[site + beside], across[site]);
+        green[site] = static_cast<uint8_t>(mean);
+        differences[site >> 1] = static_cast<int16_t>(line[site] - mean);
     }
 
     void make_color(size_t y) {
-        if (!wide_ || !is_inner_row(y)) return make_border_color(y, lines_at(y));
+        if (!whole_rows_ || !is_inner_row(y)) return make_border_color(y, lines_at(y));
         if (inner(y).phase == kColorFirst) return make_inner_color<kColorFirst>(y);
         make_inner_color<kGreenFirst>(y);
     }
 
-    // Kernels go to the edge, where two columns (of an even width the last pair) are written
-    // again.
+    // Kernels go to the edge, and beyond it by a pixel of odd widths. Of the outermost columns,
+    // one and two, what is copied is written again.
     template <Phase kPhase>
     void make_inner_color(size_t y) {
         const InnerRow& kind = inner(y);
         const AdaptiveLines lines = lines_of(y, y - 1, y + 1);
         uint8_t* out = f_.dst_rows[y] + begin_ * kBytes;
+        uint8_t* const beyond = out + color_pixels_ * kBytes - kBytes;
+        uint8_t kept[kBytes];
+        const bool restores = kOddWidth && kBytes != 4 && restores_beyond_;
+        if (restores) std::copy_n(beyond, kBytes, kept);
         kind.color(lines, out, color_pixels_);
+        if (restores) std::copy_n(kept, kBytes, beyond);
         if (is_first_) put_first_pixel<kPhase>(kind.own_byte, lines, out);
-        if (!is_last_) return;
-        if (last_x_ % 2 != 0) {
-            put_last_pair<kPhase>(kind.own_byte, lines, last_x_ - 1 - begin_, out);
-        } else {  // maybe one column of the strip before
-            const size_t x = last_x_ - 1;
-            put_pixels(lines_beyond(lines, column(x) - 1), y, x - 1, x, end_, f_.dst(y, x));
-        }
+        if (is_last_) put_last_pixels<kPhase>(kind.own_byte, lines, column(last_x_ - 1), out);
     }
 
     // Rows along the edges, and narrow ones.
@@ -355,18 +356,24 @@ class AdaptiveFrame {
                  difference_lines_[below % kGreenSlots]}};
     }
 
+    // Rows whose green goes from edge to edge: inner rows, and for odd widths those that need
+    // none of the outermost rows, which end where the frame may end.
+    static constexpr size_t kFirstWhole = kOddWidth ? 4 : 2;
+    bool is_whole(size_t y) const { return y >= kFirstWhole && y + kFirstWhole <= last_y_; }
+
     // Rows of which only the outermost columns copy.
     bool is_inner_row(size_t y) const { return y >= 2 && y + 2 <= last_y_; }
-    // Whether kernels may look two samples beyond all of them. (They follow one another at
+    // Whether kernels may look beyond all of them. (They follow one another at
     // one distance.)
     bool may_look_beyond_inner_rows() const {
-        return last_y_ < 4 ||
-               (reader_.may_look_beyond(2, 2) && reader_.may_look_beyond(last_y_ - 2, 2));
+        return last_y_ < 4 || (reader_.may_look_beyond(2, kBeyond) &&
+                               reader_.may_look_beyond(last_y_ - 2, kBeyond));
     }
 
     // The common cases of put_pixels, which takes some hundred instructions a pixel: an
-    // inner row's first pixel, and its last two when the width is even. What kernels made of
-    // them is right but for the colours that are copied.
+    // inner row's first pixel and its last two. What kernels made of them is right but for the
+    // colours that are copied: of the even columns in the last two from the even one, of the odd
+    // ones in the first and the last.
     template <Phase kPhase>
     static void put_first_pixel(ptrdiff_t own_byte, const AdaptiveLines& lines, uint8_t* out) {
         if constexpr (kBytes != 1) {
@@ -382,30 +389,33 @@ class AdaptiveFrame {
                          AdaptivePixel(lines, 0, 1).from_column());
         }
     }
-    // x: of the pair, from where lines and out begin
+    // x: the last column but one, from where lines and out begin
     template <Phase kPhase>
-    static void put_last_pair(ptrdiff_t own_byte, const AdaptiveLines& lines, size_t x,
-                              uint8_t* out) {
-        const ptrdiff_t pair = static_cast<ptrdiff_t>(x);
+    void put_last_pixels(ptrdiff_t own_byte, const AdaptiveLines& lines, ptrdiff_t x,
+                         uint8_t* out) const {
         const uint8_t *line = lines.line + x, *beside = lines.beside + x, *green = lines.green + x;
-        uint8_t *first = out + x * kBytes, *last = first + kBytes;
+        uint8_t *first = out + x * ptrdiff_t{kBytes}, *last = first + kBytes;
+        constexpr ptrdiff_t kEven = kOddWidth ? 1 : 0, kOdd = 1 - kEven;  // columns of the two
         if constexpr (kBytes == 3) {
             if constexpr (kPhase == kColorFirst) {
-                last[own_byte] = line[0];
-                last[2 - own_byte] = beside[1];
+                if constexpr (kOddWidth) first[own_byte] = line[kEven];
+                last[own_byte] = line[kEven];
+                last[2 - own_byte] = beside[kOdd];
             } else {
-                first[2 - own_byte] = last[2 - own_byte] = beside[0];
+                first[2 - own_byte] = last[2 - own_byte] = beside[kEven];
+                last[own_byte] = line[kOdd];
             }
         } else if constexpr (kPhase == kColorFirst) {
-            if constexpr (kBytes == 4) {
-                const int other = AdaptivePixel(lines, pair, 0).from_corners();
-                put_pixel<4>(first, own_byte, line[0], green[0], other);
+            if constexpr (kBytes == 4 || kOddWidth) {
+                const AdaptivePixel pixel(lines, x, 0);
+                const int other = kOddWidth ? pixel.from_column() : pixel.from_corners();
+                put_pixel<kBytes>(first, own_byte, line[kEven], green[0], other);
             }
-            put_pixel<kNoLastAlpha>(last, own_byte, line[0], green[1], beside[1]);
+            put_pixel<kNoLastAlpha>(last, own_byte, line[kEven], green[1], beside[kOdd]);
         } else {
-            const int own = AdaptivePixel(lines, pair, 1).from_row();
-            put_pixel<kBytes>(first, own_byte, own, green[0], beside[0]);
-            put_pixel<kNoLastAlpha>(last, own_byte, line[1], green[1], beside[0]);
+            const int own = kOddWidth ? line[0] : AdaptivePixel(lines, x, 1).from_row();
+            put_pixel<kBytes>(first, own_byte, own, green[0], beside[kEven]);
+            put_pixel<kNoLastAlpha>(last, own_byte, line[kOdd], green[1], beside[kEven]);
         }
     }
     static constexpr size_t kNoLastAlpha = kBytes == 4 ? 3 : kBytes;  // it is not ours
@@ -467,7 +477,7 @@ class AdaptiveFrame {
 
     bool is_left_alone(size_t y, size_t x) const {
         const size_t corner_row = f_.order == BayerOrder::BG ? last_y_ : 0;
-        return f_.width % 2 != 0 && x == last_x_ && y == corner_row;
+        return kOddWidth && x == last_x_ && y == corner_row;
     }
 
     const BayerFrame& f_;
@@ -483,8 +493,7 @@ class AdaptiveFrame {
     const size_t last_y_;
     const uint8_t* const* const rows_;  // by row number, of which row_mask_ counts
     const size_t row_mask_;
-    const bool wide_;         // kernels go from edge to edge: enough pixels for whole blocks
-    const bool whole_green_;  // the kernels of green, too: they look beyond
+    const bool whole_rows_;  // kernels go from edge to edge of inner rows
     InnerRow inner_[2];
     size_t begin_ = 0;
     size_t end_ = 0;
@@ -494,20 +503,27 @@ class AdaptiveFrame {
     size_t green_end_ = 0;
     size_t green_pixels_ = 0;  // that kernels take of an inner row, as many of colour
     size_t color_pixels_ = 0;
+    bool restores_beyond_ = false;  // the pixel beyond a row, which has been written
     size_t row_column_ = 0;
     size_t next_line_ = 0;  // of samples
 };
+
+template <size_t kBytes>
+void demosaic(const BayerFrame& frame) {
+    if (frame.width % 2 == 0) return AdaptiveFrame<kBytes, false>(frame).run();
+    AdaptiveFrame<kBytes, true>(frame).run();
+}
 
 }  // namespace
 
 void demosaic_adaptive(const BayerFrame& frame) {
     switch (frame.dst_bytes) {
         case 1:
-            return AdaptiveFrame<1>(frame).run();
+            return demosaic<1>(frame);
         case 3:
-            return AdaptiveFrame<3>(frame).run();
+            return demosaic<3>(frame);
         default:
-            return AdaptiveFrame<4>(frame).run();
+            return demosaic<4>(frame);
     }
 }
 

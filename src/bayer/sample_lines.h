@@ -9,6 +9,7 @@
 #pragma once
 
 #include <algorithm>
+#include <tuple>
 
 #include "bayer/bayer_frame.h"
 
@@ -18,7 +19,7 @@ namespace imgcnv {
 inline constexpr size_t kStripHalo = 4;
 // Samples beyond those, or beyond the frame: 0. (What kernels make of them is written again,
 // but it must not depend on what was there before.)
-inline constexpr ptrdiff_t kBeyond = 2;
+inline constexpr ptrdiff_t kBeyond = 3;
 
 // Room before a line in memory, so that its strip begins at a cache line.
 inline constexpr size_t kLineLead = 64;
@@ -33,11 +34,10 @@ inline size_t strip_columns(size_t width, size_t most) {
 class LineReader {
   public:
     explicit LineReader(const BayerFrame& frame) : frame_(frame) {
-        // An odd height repeats the row before the last; frames may be upside down.
+        // The outermost rows; an odd height's repeated one may come first or last.
         const uint8_t* const* rows = frame.src_rows;
         const size_t last = frame.height - 1;
-        lowest_ = std::min(std::min(rows[0], rows[1]), rows[last]);
-        highest_ = std::max(std::max(rows[0], rows[last]), rows[last - 1]);
+        std::tie(lowest_, highest_) = std::minmax({rows[0], rows[1], rows[last - 1], rows[last]});
     }
 
     bool decodes() const { return frame_.line_format.decode != nullptr; }
