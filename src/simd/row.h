@@ -400,11 +400,15 @@ __attribute__((noinline, flatten)) void run_rest_apart(Args... args, size_t pixe
 // so need the stack anyhow, 1.01 to 1.15.
 template <class Body, class... Args>
 inline void run_row_of(size_t pixels, Args... args) {
-    const Streams<Body> s = Body::streams(args...);
     if constexpr (InHalves<Body> || GoesPastCaches<Body>) {
-        run_row<Body>(s, pixels);
-    } else if (run_blocks<Body>(s, pixels) != pixels) {
-        run_rest_apart<Body, Args...>(args..., pixels);
+        run_row<Body>(Body::streams(args...), pixels);
+    } else {
+        if (__builtin_expect(pixels < Body::kPixels, 0)) {
+            return run_rest_apart<Body, Args...>(args..., pixels);
+        }
+        if (run_blocks<Body>(Body::streams(args...), pixels) != pixels) {
+            run_rest_apart<Body, Args...>(args..., pixels);
+        }
     }
 }
 

@@ -28,8 +28,14 @@ struct Vec32 {
     // p aligned
     static void store_past_caches(uint8_t* p, Reg x) { _mm256_stream_si256((__m256i*)p, x); }
     static __m128i load16(const uint8_t* p) { return _mm_loadu_si128((const __m128i*)p); }
+    // The same table in both lanes; unlike the intrinsic, at compile time. Measured with 63
+    // columns and padding: .78 to 1.0 of the time.
     static Reg table(const ByteTable<16>& t) {
-        return _mm256_broadcastsi128_si256(_mm_load_si128((const __m128i*)t.at));
+        using Bytes = char __attribute__((vector_size(16)));
+        const Bytes x = (Bytes)_mm_load_si128((const __m128i*)t.at);
+        return (Reg)__builtin_shufflevector(x, x, 0, 1, 2, 3, 4, 5, 6, 7, 8, 9, 10, 11, 12, 13, 14,
+                                            15, 0, 1, 2, 3, 4, 5, 6, 7, 8, 9, 10, 11, 12, 13, 14,
+                                            15);
     }
     static Reg shuffle(Reg a, const ByteTable<16>& t) { return _mm256_shuffle_epi8(a, table(t)); }
     // The table of a captureless lambda, made at compile time.
