@@ -20,12 +20,12 @@ struct GreyLanes {
     typename V::Reg pair[2];
     typename V::Reg other[2];
 };
-template <class V, TripleSink kSink, Phase kPhase>
-inline void store_all(uint8_t* const* out, const GreyLanes<V, kPhase>& lanes, LastTie<V>& last) {
+template <class V, TripleSink kSink, Phase kPhase, class... Last>
+inline void store_all(uint8_t* const* out, const GreyLanes<V, kPhase>& lanes, Last&... last) {
     constexpr Channel kOwn = kSink == kLumaRedFirst ? kRed : kBlue;
     constexpr Channel kLow = kPhase == kColorFirst ? kOwn : kGreen;
     constexpr Channel kHigh = kPhase == kColorFirst ? kGreen : kOwn;
-    V::store(out[0], luma_of_lanes<V, kLow, kHigh>(lanes.pair, lanes.other, last));
+    V::store(out[0], luma_of_lanes<V, kLow, kHigh>(lanes.pair, lanes.other, last...));
 }
 
 template <class V>

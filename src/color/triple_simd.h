@@ -53,6 +53,12 @@ struct TripleBody : Blocks {
     }
 };
 
+// What storing remembers of the vectors before.
+template <class V, class Values>
+struct MemoryOf {
+    using Type = LastTie<V>;
+};
+
 template <class Blocks>
 inline auto load_for_grey(const uint8_t* const* in) {
     if constexpr (requires { Blocks::load_for_grey(in); }) {
@@ -64,7 +70,7 @@ inline auto load_for_grey(const uint8_t* const* in) {
 template <class V, class Blocks, TripleSink kSink>
 requires(sink_bytes(kSink) == 1) struct TripleBody<V, Blocks, kSink> : Blocks {
     using Values = decltype(load_for_grey<Blocks>(nullptr));
-    using Memory = LastTie<V>;
+    using Memory = typename MemoryOf<V, Values>::Type;
     static constexpr size_t kDstBytes = Blocks::kPixels;
 
     static Values load(const uint8_t* const* in) { return load_for_grey<Blocks>(in); }

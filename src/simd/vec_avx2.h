@@ -63,6 +63,8 @@ struct Vec32 {
 
     static Reg and_(Reg a, Reg b) { return _mm256_and_si256(a, b); }
     static Reg or_(Reg a, Reg b) { return _mm256_or_si256(a, b); }
+    static Reg xor_(Reg a, Reg b) { return _mm256_xor_si256(a, b); }
+    static bool is_zero(Reg a) { return _mm256_testz_si256(a, a) != 0; }
     static Reg andnot(Reg a, Reg b) { return _mm256_andnot_si256(a, b); }  // ~a & b
     // a where the bits of mask are 1, else b
     static Reg bit_select(Reg mask, Reg a, Reg b) { return _mm256_blendv_epi8(b, a, mask); }

@@ -78,6 +78,8 @@ struct Vec64 {
 
     static Reg and_(Reg a, Reg b) { return _mm512_and_si512(a, b); }
     static Reg or_(Reg a, Reg b) { return _mm512_or_si512(a, b); }
+    static Reg xor_(Reg a, Reg b) { return _mm512_xor_si512(a, b); }
+    static bool is_zero(Reg a) { return _mm512_test_epi32_mask(a, a) == 0; }
     // a where the bits of mask are 1, else b
     static Reg bit_select(Reg mask, Reg a, Reg b) {
         return _mm512_ternarylogic_epi64(mask, a, b, 0xCA);

@@ -63,6 +63,8 @@ struct Vec16 {
 
     static Reg and_(Reg a, Reg b) { return _mm_and_si128(a, b); }
     static Reg or_(Reg a, Reg b) { return _mm_or_si128(a, b); }
+    static Reg xor_(Reg a, Reg b) { return _mm_xor_si128(a, b); }
+    static bool is_zero(Reg a) { return _mm_testz_si128(a, a) != 0; }
     static Reg andnot(Reg a, Reg b) { return _mm_andnot_si128(a, b); }  // ~a & b
     // a where the bits of mask are 1, else b
     static Reg bit_select(Reg mask, Reg a, Reg b) { return _mm_blendv_epi8(b, a, mask); }
