@@ -120,6 +120,38 @@ TEST_F(Levels, ConvertLikePlain) {
     }
 }
 
+// Grey of flat areas is remembered; their ends fall anywhere in a vector.
+TEST_F(Levels, ConvertFlatMosaicsLikePlain) {
+    for (const SourceFormat& s : kSources) {
+        if (!is_bayer(s) || row_bytes(s, 2) != 2) continue;
+        for (int repeat = 0; repeat < 100; ++repeat) {
+            const int width = 1 + random() % 600, height = 2 + random() % 6;
+            Frame frame = random_frame(s, width, height, 0, random);
+            uint8_t cell[4] = {140, 222, 222, 209};  // a colour whose luma is computed twice
+            for (int y = 0; y < height; ++y) {
+                for (int x = 0; x < width; ++x) {
+                    const uint32_t r = random() % 400;
+                    if (r < 4) cell[r] = random();
+                    if (r == 4) std::fill_n(cell, 4, static_cast<uint8_t>(random()));
+                    frame.bytes[y * width + x] = cell[y % 2 * 2 + x % 2];
+                }
+            }
+            for (Demosaic method : kMethods) {
+                SCOPED_TRACE(::testing::Message()
+                             << s.name << " " << width << "x" << height << " method " << method);
+                const size_t read = bytes_read(s, frame.record, IMGCNV_PIXEL_MONO8);
+                compare(std::span(frame.bytes).first(read),
+                        bytes_written(s, frame.record, IMGCNV_PIXEL_MONO8),
+                        [&](const uint8_t* src, uint8_t* dst) {
+                            ASSERT_EQ(convert(frame.record, IMGCNV_PIXEL_MONO8, method, src, dst),
+                                      0);
+                        });
+                if (HasFatalFailure()) return;
+            }
+        }
+    }
+}
+
 // Frames that no cache holds. There are too many pixels for all combinations; each
 // source gets others with each seed.
 class LevelsLarge : public Levels {
