@@ -293,6 +293,16 @@ TEST(Bayer, OddWidthsKeepTheInteriorRules) {
     }
 }
 
+Samples cut_columns(const Samples& samples, int width, int left, int columns) {
+    Samples cut;
+    for (auto row = samples.begin(); row != samples.end(); row += width) {
+        cut.insert(cut.end(), row + left, row + left + columns);
+    }
+    return cut;
+}
+// So many columns from an edge pixels may look different because of it.
+constexpr int kReach = 4;
+
 // A wide frame, which is taken in strips, has the pixels of a narrow one cut from
 // it at an even column, away from where the narrow one ends.
 TEST(Bayer, WideFramesHaveNoSeams) {
@@ -304,17 +314,47 @@ TEST(Bayer, WideFramesHaveNoSeams) {
             const Bytes a = demosaiced(order.words12, as_words(wide, 4, random), width, height,
                                        IMGCNV_PIXEL_RGB8_PACKED, method);
             for (int left = 0; left + cut <= width; left += cut - 10) {
-                Samples narrow;
+                const Bytes b = demosaiced(order.bytes, cut_columns(wide, width, left, cut), cut,
+                                           height, IMGCNV_PIXEL_RGB8_PACKED, method);
                 for (int y = 0; y < height; ++y) {
-                    const uint8_t* row = &wide[y * width + left];
-                    narrow.insert(narrow.end(), row, row + cut);
-                }
-                const Bytes b =
-                    demosaiced(order.bytes, narrow, cut, height, IMGCNV_PIXEL_RGB8_PACKED, method);
-                for (int y = 0; y < height; ++y) {
-                    ASSERT_TRUE(std::equal(&b[(y * cut + 4) * 3], &b[(y * cut + cut - 4) * 3],
-                                           &a[(y * width + left + 4) * 3]))
+                    ASSERT_TRUE(std::equal(&b[(y * cut + kReach) * 3],
+                                           &b[(y * cut + cut - kReach) * 3],
+                                           &a[(y * width + left + kReach) * 3]))
                         << order.name << " method " << method << " at " << left << ", row " << y;
+                }
+            }
+        }
+    }
+}
+
+// Where whole vectors are worth it, frames have the edges of narrow ones, which go pixel by
+// pixel.
+TEST(Bayer, EdgesAreTheSameAtAnyWidth) {
+    std::mt19937 random(run_seed());
+    for (const BayerOrder& order : kOrders) {
+        for (int width = 17; width < 200; width += 1 + random() % 5) {
+            const int height = 4 + random() % 8, cut = 14 + width % 2;
+            const Samples wide = random_bytes(width * height, random);
+            for (int left : {0, width - cut}) {
+                const Samples narrow = cut_columns(wide, width, left, cut);
+                const int from = left == 0 ? 0 : kReach, to = left == 0 ? cut - kReach : cut;
+                for (PixelFormat destination :
+                     {IMGCNV_PIXEL_MONO8, IMGCNV_PIXEL_RGB8_PACKED, IMGCNV_PIXEL_RGBA8_PACKED}) {
+                    const int k = static_cast<int>(bytes_a_pixel(destination));
+                    for (Demosaic method : kMethods) {
+                        const Bytes a =
+                            demosaiced(order.bytes, wide, width, height, destination, method);
+                        const Bytes b =
+                            demosaiced(order.bytes, narrow, cut, height, destination, method);
+                        for (int y = 0; y < round_up(height, 2); ++y) {
+                            const auto same = b.begin() + (y * cut + from) * k;
+                            ASSERT_TRUE(std::equal(same, same + (to - from) * k,
+                                                   a.begin() + (y * width + left + from) * k))
+                                << order.name << " " << width << "x" << height << ", " << k
+                                << " bytes, method " << method << " at " << left << ", row " << y
+                                << ", seed " << run_seed();
+                        }
+                    }
                 }
             }
         }

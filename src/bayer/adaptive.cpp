@@ -223,14 +223,12 @@ class AdaptiveFrame {
         int16_t* out_differences = difference_lines_[y % kGreenSlots];
         constexpr bool kEven = kPhase == kColorFirst;  // the columns of the colour sites
         if (is_first_) {
-            put_cell_green<kPhase>(line, across, out, out_differences, kEven ? 0 : 1,
-                                   kEven ? 1 : -1);
+            put_cell_green(line, across, out, out_differences, kEven ? 0 : 1, kEven ? 1 : -1);
         }
         if (green_end_ != f_.width) return;
         // The lone last column of an odd width shares the cell before it.
         const ptrdiff_t site = column(last_x_ - (kEven != kOddWidth ? 1 : 0));
-        put_cell_green<kPhase>(line, across, out, out_differences, site,
-                               kEven && !kOddWidth ? 1 : -1);
+        put_cell_green(line, across, out, out_differences, site, kEven && !kOddWidth ? 1 : -1);
     }
 
     // The one column beyond the pairs that kernels take.
@@ -263,7 +261,6 @@ class AdaptiveFrame {
     }
 
     // The same for a colour site, with the green site beside it.
-    template <Phase kPhase>
     static void put_cell_green(const uint8_t* line, const uint8_t* across, uint8_t* green,
                                int16_t* differences, ptrdiff_t site, ptrdiff_t beside) {
         const int mean = avg2(line[site + beside], across[site]);
@@ -277,8 +274,8 @@ class AdaptiveFrame {
         make_inner_color<kGreenFirst>(y);
     }
 
-    // Kernels go to the edge, and beyond it by a pixel of odd widths. Of the outermost columns,
-    // one and two, what is copied is written again.
+    // Kernels go to the edge, and beyond it by a pixel of odd widths. In the first column and
+    // the last two, what is copied is written again.
     template <Phase kPhase>
     void make_inner_color(size_t y) {
         const InnerRow& kind = inner(y);
@@ -320,8 +317,9 @@ class AdaptiveFrame {
         for (size_t x = begin_; x < to; x += kPart) {
             const size_t count = std::min(kPart, to - x);
             kernel(lines_beyond(lines, column(x)), pixels, count);
-            for (size_t i = 0; i < count; ++i)
+            for (size_t i = 0; i < count; ++i) {
                 std::copy_n(pixels + i * kBytes, 3, f_.dst(y, x + i));
+            }
         }
     }
 

@@ -391,7 +391,8 @@ inline void run_row(Streams<Body> s, size_t pixels) {
 template <class Body, class... Args>
 __attribute__((noinline, flatten)) void run_rest_apart(Args... args, size_t pixels) {
     const size_t whole = pixels - pixels % Body::kGroup;
-    run_rest<Body>(Body::streams(args...), whole < Body::kPixels ? 0 : whole, pixels);
+    const size_t done = whole < Body::kPixels ? 0 : whole;
+    if (done != pixels) run_rest<Body>(Body::streams(args...), done, pixels);
 }
 
 // run_row over Body::streams(args...), with what whole blocks leave over in a function of its
