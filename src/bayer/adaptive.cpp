@@ -42,7 +42,8 @@ class AdaptiveFrame {
           last_y_(frame.height - 1),
           rows_(reader_.decodes() ? decoded_ : frame.src_rows),
           row_mask_(reader_.decodes() ? kRowSlots - 1 : ~size_t{0}),
-          whole_rows_(frame.width > kNoPartialBlocks && may_look_beyond_inner_rows()) {
+          whole_rows_(frame.width > kNoPartialBlocks && may_look_beyond_inner_rows()),
+          colors_beyond_(kBytes == 3 || (kBytes == 1 && is_gapless())) {
         for (size_t y = 0; y < 2; ++y) {
             const Phase phase = f_.phase(y, 0);
             inner_[y] = {.green = f_.kernels->adaptive_green[phase],
@@ -80,15 +81,20 @@ class AdaptiveFrame {
         // Colour looks one column beyond the strip at green; two keep pairs whole.
         green_begin_ = begin == 0 ? 0 : begin - 2;
         green_end_ = std::min(end + 2, f_.width);
-        for (int16_t* line : difference_lines_) line[(green_end_ - begin + 1) / 2] = 0;
+        // Beyond the last column kernels look for nothing.
+        const size_t columns = green_end_ - begin;
+        for (size_t i = 0; i < kGreenSlots; ++i) {
+            green_lines_[i][columns] = 0;
+            difference_lines_[i][columns / 2] = difference_lines_[i][columns / 2 + 1] = 0;
+        }
         is_first_ = begin == 0;
         is_last_ = end == f_.width;
-        // Of odd widths one pixel beyond, which is the next row's first.
+        // Of odd widths one pixel beyond.
         green_pixels_ = (green_end_ - green_begin_ + 1) & ~size_t{1};
-        color_pixels_ = (end - begin + 1) & ~size_t{1};
+        color_pixels_ = (end - begin + (colors_beyond_ ? 1 : 0)) & ~size_t{1};
         // The alpha byte of the last pixel is not ours.
-        if (kBytes == 4 && is_last_) color_pixels_ -= 2;
-        restores_beyond_ = is_last_ && (f_.mirrored || !is_first_);
+        if (kBytes == 4 && !kOddWidth && is_last_) color_pixels_ -= 2;
+        restores_beyond_ = kOddWidth && colors_beyond_ && is_last_ && (f_.mirrored || !is_first_);
         row_column_ = reader_.decodes() ? 0 : begin;
         reader_.begin_strip(begin, end);
         fetch(0);
@@ -283,7 +289,7 @@ class AdaptiveFrame {
         uint8_t* out = f_.dst_rows[y] + begin_ * kBytes;
         uint8_t* const beyond = out + color_pixels_ * kBytes - kBytes;
         uint8_t kept[kBytes];
-        const bool restores = kOddWidth && kBytes != 4 && restores_beyond_;
+        const bool restores = kOddWidth && restores_beyond_;
         if (restores) std::copy_n(beyond, kBytes, kept);
         kind.color(lines, out, color_pixels_);
         if (restores) std::copy_n(kept, kBytes, beyond);
@@ -366,6 +372,11 @@ class AdaptiveFrame {
     bool may_look_beyond_inner_rows() const {
         return last_y_ < 4 || (reader_.may_look_beyond(2, kBeyond) &&
                                reader_.may_look_beyond(last_y_ - 2, kBeyond));
+    }
+
+    bool is_gapless() const {
+        return reader_.decodes() ||
+               static_cast<size_t>(std::abs(f_.src_rows[0] - f_.src_rows[1])) == f_.width;
     }
 
     // The common cases of put_pixels, which takes some hundred instructions a pixel: an
@@ -492,6 +503,9 @@ class AdaptiveFrame {
     const uint8_t* const* const rows_;  // by row number, of which row_mask_ counts
     const size_t row_mask_;
     const bool whole_rows_;  // kernels go from edge to edge of inner rows
+    // ... and of odd widths one pixel beyond, which is the next row's first. (Where grey becomes
+    // of it, what lies there decides on a branch: it must not be padding.)
+    const bool colors_beyond_;
     InnerRow inner_[2];
     size_t begin_ = 0;
     size_t end_ = 0;
@@ -499,7 +513,7 @@ class AdaptiveFrame {
     bool is_last_ = true;
     size_t green_begin_ = 0;
     size_t green_end_ = 0;
-    size_t green_pixels_ = 0;  // that kernels take of an inner row, as many of colour
+    size_t green_pixels_ = 0;  // that kernels take of an inner row
     size_t color_pixels_ = 0;
     bool restores_beyond_ = false;  // the pixel beyond a row, which has been written
     size_t row_column_ = 0;
