@@ -1,28 +1,12 @@
 // Adaptive demosaic: the frame around the row kernels.
 //
 // A ring of green lines, and of the differences between colour and green, runs
-// ahead of the colour rows, so that the frame is passed over once.
-//
-// Two rows and columns along each edge lack neighbours: there, green is the mean
-// of the two greens of the 2x2 cell, and the other colours are copied from a
-// sample of the cell or nearby. A mosaic has one colour in its even columns and
-// one in the odd ones:
-//
-//   even columns' colour   in the two rows along one edge (the top one in GB, the
-//                          bottom one in BG): the cell's; else in the last two
-//                          columns: that of the last even column
-//   odd columns' colour    in the outermost rows and columns: the cell's
-//
-// RG is GB with the frame upside down: the row tables of an RG frame come in
-// reverse order, and the frame as a GB one.
-//
-// An odd width has a last column without a cell. For green its cell is the one
-// that begins at column W-2; one corner pixel has no sample to copy and is left as
-// it was.
+// ahead of the colour rows, so that the frame is passed over once. What the edges look
+// like is in adaptive_border.h.
 
 #include <algorithm>
 
-#include "bayer/adaptive_plain.h"
+#include "bayer/adaptive_border.h"
 #include "bayer/sample_lines.h"
 
 namespace imgcnv {
@@ -33,6 +17,7 @@ class AdaptiveFrame {
   public:
     explicit AdaptiveFrame(const BayerFrame& frame)
         : f_(frame),
+          border_(frame),
           reader_(frame),
           narrow_(frame.width <= kNarrow),
           columns_(narrow_             ? kNarrow
@@ -181,7 +166,7 @@ class AdaptiveFrame {
     }
 
     void make_green(size_t y) {
-        if (!is_inner_row(y)) {
+        if (!border_.is_inner_row(y)) {
             // Rows 0 and 1 and the last two come in pairs, at the first of them.
             if (y % 2 == 0) make_cell_green(y);
         } else if (whole_rows_ && is_whole(y)) {
@@ -249,24 +234,23 @@ class AdaptiveFrame {
         }
     }
 
-    // Green of the 2x2 cells: a colour site has the mean of its cell's greens, one
-    // beside it, one above or below.
+    // Green of the 2x2 cells.
     void fill_from_cells(size_t y, size_t from, size_t to) {
-        if (from == to) return;
-        const uint8_t* line = sample(y, from);
-        const uint8_t* across = sample(y ^ 1, from);
-        uint8_t* out = green(y, from);
-        for (size_t x = from; x < to; ++x, ++line, ++across, ++out) {
-            *out = *line;
-            if (!f_.is_color_site(y, x)) continue;
-            // The lone last column of an odd width shares the one before it.
-            const ptrdiff_t beside = x % 2 == 0 && x != last_x_ ? 1 : -1;
-            *out = static_cast<uint8_t>(avg2(line[beside], *across));
-            *differences(y, x) = static_cast<int16_t>(*line - *out);
+        const uint8_t *line = row(y), *across = row(y ^ 1);
+        uint8_t* out = green_lines_[y % kGreenSlots];
+        int16_t* out_differences = difference_lines_[y % kGreenSlots];
+        for (size_t x = from; x < to; ++x) {
+            if (f_.is_color_site(y, x)) {
+                // The lone last column of an odd width shares the cell before it.
+                const ptrdiff_t beside = x % 2 == 0 && x != last_x_ ? 1 : -1;
+                put_cell_green(line, across, out, out_differences, column(x), beside);
+            } else {
+                out[column(x)] = line[column(x)];
+            }
         }
     }
 
-    // The same for a colour site, with the green site beside it.
+    // A colour site has the mean of its cell's greens, one beside it, one above or below.
     static void put_cell_green(const uint8_t* line, const uint8_t* across, uint8_t* green,
                                int16_t* differences, ptrdiff_t site, ptrdiff_t beside) {
         const int mean = avg2(line[site + beside], across[site]);
@@ -275,7 +259,7 @@ class AdaptiveFrame {
     }
 
     void make_color(size_t y) {
-        if (!whole_rows_ || !is_inner_row(y)) return make_border_color(y, lines_at(y));
+        if (!whole_rows_ || !border_.is_inner_row(y)) return make_border_color(y, lines_at(y));
         if (inner(y).phase == kColorFirst) return make_inner_color<kColorFirst>(y);
         make_inner_color<kGreenFirst>(y);
     }
@@ -303,16 +287,16 @@ class AdaptiveFrame {
         to -= (to - begin_) % 2;  // kernels are quick with whole pairs
         if (to != begin_) {
             const AdaptiveColorKernel kernel =
-                f_.kernels->adaptive_color[kind_of_row(y)][f_.phase(y, begin_)][f_.sink(y)];
-            if (kBytes == 4 && real_row(y) == last_y_) {
+                f_.kernels->adaptive_color[border_.kind_of_row(y)][f_.phase(y, begin_)][f_.sink(y)];
+            if (kBytes == 4 && border_.is_last_row(y)) {
                 put_all_but_alpha(y, kernel, lines, to);
             } else {
                 kernel(lines, f_.dst(y, begin_), to - begin_);
             }
-            if (begin_ == 0) put_pixels(lines, y, 0, 0, 1, f_.dst(y, 0));
+            if (begin_ == 0) border_.put_pixels<kBytes>(lines, y, 0, 0, 1, f_.dst(y, 0));
         }
-        put_pixels(lines_beyond(lines, static_cast<ptrdiff_t>(to - begin_)), y, to, to, end_,
-                   f_.dst(y, to));
+        border_.put_pixels<kBytes>(lines_beyond(lines, static_cast<ptrdiff_t>(to - begin_)), y, to,
+                                   to, end_, f_.dst(y, to));
     }
 
     // Of the strip, the pixels before `to`: the alpha bytes of the last row are not ours.
@@ -327,24 +311,6 @@ class AdaptiveFrame {
                 std::copy_n(pixels + i * kBytes, 3, f_.dst(y, x + i));
             }
         }
-    }
-
-    size_t real_row(size_t y) const { return f_.mirrored ? last_y_ - y : y; }
-
-    // Whether the colour of the even (odd) columns is copied all along a row.
-    bool even_columns_copied(size_t y) const {
-        return f_.order == BayerOrder::BG ? y + 1 >= last_y_ : y <= 1;
-    }
-    bool odd_columns_copied(size_t y) const { return y == 0 || y == last_y_; }
-    // Whether a row's own colour is that of the even columns.
-    bool own_is_even(size_t y) const { return f_.is_color_site(y, 0); }
-
-    AdaptiveRow kind_of_row(size_t y) const {
-        if (is_inner_row(y)) return kNoneCopied;
-        const bool even = even_columns_copied(y), odd = odd_columns_copied(y);
-        const bool own = own_is_even(y) ? even : odd;
-        const bool other = own_is_even(y) ? odd : even;
-        return own ? (other ? kBothCopied : kOwnCopied) : (other ? kOtherCopied : kNoneCopied);
     }
 
     // At the top and bottom row, the line beyond the frame is not looked at and the
@@ -365,9 +331,7 @@ class AdaptiveFrame {
     static constexpr size_t kFirstWhole = kOddWidth ? 4 : 2;
     bool is_whole(size_t y) const { return y >= kFirstWhole && y + kFirstWhole <= last_y_; }
 
-    // Rows of which only the outermost columns copy.
-    bool is_inner_row(size_t y) const { return y >= 2 && y + 2 <= last_y_; }
-    // Whether kernels may look beyond all of them. (They follow one another at
+    // Whether kernels may look beyond all inner rows. (They follow one another at
     // one distance.)
     bool may_look_beyond_inner_rows() const {
         return last_y_ < 4 || (reader_.may_look_beyond(2, kBeyond) &&
@@ -379,8 +343,8 @@ class AdaptiveFrame {
                static_cast<size_t>(std::abs(f_.src_rows[0] - f_.src_rows[1])) == f_.width;
     }
 
-    // The common cases of put_pixels, which takes some hundred instructions a pixel: an
-    // inner row's first pixel and its last two. What kernels made of them is right but for the
+    // The common cases of the border's put_pixels, which takes some hundred instructions a pixel:
+    // an inner row's first pixel and its last two. What kernels made of them is right but for the
     // colours that are copied: of the even columns in the last two from the even one, of the odd
     // ones in the first and the last.
     template <Phase kPhase>
@@ -439,57 +403,8 @@ class AdaptiveFrame {
                  differences[2] + columns / 2}};
     }
 
-    // Pixels from..to, the first of which goes to out; lines begin at `origin`, which is even.
-    __attribute__((noinline)) void put_pixels(const AdaptiveLines& lines, size_t y, size_t origin,
-                                              size_t from, size_t to, uint8_t* out) {
-        const ptrdiff_t own_byte = f_.own_byte(y);
-        const bool own_even = own_is_even(y);
-        const bool even_row = even_columns_copied(y), odd_row = odd_columns_copied(y);
-        constexpr size_t kNowhere = ~size_t{0};
-        // The sample, in its own row or in the other one of the cell, that the pixel in
-        // column x takes the colour of the even (odd) columns from.
-        const auto copied_from = [&](bool even_columns, size_t x) {
-            if (even_columns) {
-                return even_row          ? x & ~size_t{1}
-                       : x + 1 < last_x_ ? kNowhere
-                                         : last_x_ & ~size_t{1};
-            }
-            const bool copied = odd_row || x == 0 || x == last_x_;
-            return copied ? std::min(x | 1, (last_x_ - 1) | 1) : kNowhere;
-        };
-        const auto at = [origin](size_t x) {
-            return static_cast<ptrdiff_t>(x) - static_cast<ptrdiff_t>(origin);
-        };
-        const bool last_row = real_row(y) == last_y_;
-        for (size_t x = from; x < to; ++x, out += kBytes) {
-            if (is_left_alone(y, x)) continue;
-            const bool color_site = (x % 2 == 0) == own_even;
-            const AdaptivePixel pixel(lines, at(x), own_even ? 0 : 1);
-            const int green = lines.green[at(x)];
-            int own = lines.line[at(x)];
-            if (!color_site) {
-                const size_t copy = copied_from(own_even, x);
-                own = copy != kNowhere ? lines.line[at(copy)] : pixel.from_row();
-            }
-            const size_t copy = copied_from(!own_even, x);
-            const int other = copy != kNowhere ? lines.beside[at(copy)]
-                              : color_site     ? pixel.from_corners()
-                                               : pixel.from_column();
-            // The alpha bytes of the last row and the last column are not ours.
-            if (kBytes == 4 && (x == last_x_ || last_row)) {
-                put_pixel<3>(out, own_byte, own, green, other);
-            } else {
-                put_pixel<kBytes>(out, own_byte, own, green, other);
-            }
-        }
-    }
-
-    bool is_left_alone(size_t y, size_t x) const {
-        const size_t corner_row = f_.order == BayerOrder::BG ? last_y_ : 0;
-        return kOddWidth && x == last_x_ && y == corner_row;
-    }
-
     const BayerFrame& f_;
+    const AdaptiveBorder border_;
     alignas(64) uint8_t memory_[kMemory];
     LineReader reader_;
     const bool narrow_;
