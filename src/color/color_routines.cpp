@@ -11,7 +11,8 @@ namespace {
 
 void convert_color_rows(const CImgConverterC& converter, ColorLayout layout, TripleSink sink,
                         size_t pixels, size_t row_bytes, const uint8_t* src, uint8_t* dst) {
-    const FrameRows frame = rows_of(converter, src, dst, pixels, row_bytes);
+    FrameRows frame = rows_of(converter, src, dst, pixels, row_bytes);
+    frame.may_run_over = bytes_per_pixel(converter.dstFormat) != 1;  // grey has ties
     const FrameKernels kernels(frame.src_bytes(), frame.dst_bytes());
     convert_rows(frame, kernels->color[layout][sink]);
 }

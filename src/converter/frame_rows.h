@@ -17,6 +17,7 @@ struct FrameRows {
     ptrdiff_t src_padding;  // skipped after each row; may be negative
     size_t dst_row_bytes;   // written per row; rows follow one another
     size_t rows;
+    bool may_run_over;  // no branch of the kernel depends on what it reads
 
     size_t src_bytes() const { return rows * src_row_bytes; }
     size_t dst_bytes() const { return rows * dst_row_bytes; }
@@ -27,7 +28,9 @@ FrameRows rows_of(const CImgConverterC& converter, const uint8_t* src, uint8_t* 
                   size_t src_row_bytes);
 
 // Runs the kernel over every row. Rows that touch in the source are one long
-// row, so that partial blocks come once a frame and not once a row.
+// row, so that partial blocks come once a frame and not once a row. Others, if they may, go on
+// for the few pixels that complete a block: into their padding, and over the beginning of the
+// picture's next row, which is yet to be written.
 void convert_rows(const FrameRows& frame, RowKernel kernel);
 
 }  // namespace imgcnv

@@ -27,7 +27,8 @@ int convert_raster(const CImgConverterC& converter, MonoLayout layout, const uin
     } else if (layout != kBytes) {
         row_bytes = 2 * pixels;
     }
-    const FrameRows frame = rows_of(converter, src, dst, pixels, row_bytes);
+    FrameRows frame = rows_of(converter, src, dst, pixels, row_bytes);
+    frame.may_run_over = layout == kPacked;
     const FrameKernels kernels(frame.src_bytes(), frame.dst_bytes());
     convert_rows(frame, kernels->mono[layout][grey_sink(converter.dstFormat)]);
     return IMGCNV_SUCCESS;
