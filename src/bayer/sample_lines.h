@@ -31,6 +31,7 @@ inline size_t strip_columns(size_t width, size_t most) {
     return ((width + strips - 1) / strips + 63) / 64 * 64;
 }
 
+// Tells of a frame's rows, and decodes them, a strip of columns at a time.
 class LineReader {
   public:
     explicit LineReader(const BayerFrame& frame) : frame_(frame) {

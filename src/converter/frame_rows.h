@@ -17,7 +17,7 @@ struct FrameRows {
     ptrdiff_t src_padding;  // skipped after each row; may be negative
     size_t dst_row_bytes;   // written per row; rows follow one another
     size_t rows;
-    bool may_run_over;  // no branch of the kernel depends on what it reads
+    bool may_run_over;  // it pays, and no branch of the kernel depends on what it reads
 
     size_t src_bytes() const { return rows * src_row_bytes; }
     size_t dst_bytes() const { return rows * dst_row_bytes; }
