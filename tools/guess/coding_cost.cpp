@@ -31,9 +31,11 @@ int medianPrediction(int left, int above, int aboveLeft) {
 class ErrorBits {
   public:
     void add(int error, int unevenness) {
-        const auto size = std::bit_width(static_cast<unsigned>(std::abs(error)));
-        const auto level =
-            std::min(std::bit_width(static_cast<unsigned>(unevenness)), kLevels - 1U);
+        // std::bit_width returns an int since LWG 3656 and its argument's type before.
+        const auto size =
+            static_cast<unsigned>(std::bit_width(static_cast<unsigned>(std::abs(error))));
+        const auto level = std::min(
+            static_cast<unsigned>(std::bit_width(static_cast<unsigned>(unevenness))), kLevels - 1U);
         ++counts_[level][error < 0 ? kSizes + size : size];
         if (size > 1) memberBits_ += size - 1;
     }
