@@ -1,3 +1,4 @@
+// What the pipeline calls: rows of samples out of bytes, and what is done to samples.
 #pragma once
 
 #include "formats/format.h"
@@ -7,8 +8,8 @@
 
 namespace frames {
 
-/// Both colours of a mosaic's row, or the three channels of RGB samples: sample i takes scale[i %
-/// 2] or scale[i % 3]. result = clamp((sample - black) * scale), rounded to nearest.
+/// Both colours of a mosaic's row, or the three channels of RGB samples: sample i takes
+/// scale[i % period]. result = clamp((sample - black) * scale), rounded to nearest.
 struct LevelRow {
     float black;
     float scale[3];
@@ -17,49 +18,74 @@ struct LevelRow {
 /// Row functions over whole rows of samples. None reads or writes a byte outside its samples.
 /// `source` points to the first byte of a group; `count` is in samples.
 struct LayoutKernels {
-    /// The upper 8 bits of each sample (all bits of shallower ones, spread to 0..255 as libimgcnv
-    /// does for Mono1p and Mono4p).
+    /// The upper 8 bits of each sample. Samples of fewer bits are the upper ones of their byte as
+    /// libimgcnv has it (Mono4p: 0xF becomes 0xF0; Mono2p: 3 becomes 0xC0), those of one bit are 0
+    /// and 255.
     void (*to8)(const std::uint8_t* source, std::uint8_t* samples, std::size_t count);
-    /// Each sample at its own value.
+    /// Each sample at its own value; what words have above their depth does not count.
     void (*to16)(const std::uint8_t* source, std::uint16_t* samples, std::size_t count);
 };
 
-/// For one-sample-per-pixel formats and RGB words and bytes (3 or 4 samples per pixel).
-/// Best level of this machine. Never null for formats with channels() > 0.
+/// For formats of one sample per pixel, and RGB bytes and words (3 or 4 samples per pixel), on the
+/// best level of this machine. Null functions for formats whose channels() is 0.
 const LayoutKernels& layout_kernels(const Format& format, bool big_endian);
 
 /// What is the same for every layout.
 struct SampleKernels {
     /// Drops the fourth sample of every pixel; `exchange` swaps the first and third.
-    void (*drop_alpha8)(const std::uint8_t* source, std::uint8_t* out, std::size_t pixels);
-    /// Levels over samples of the given period (1: grey, 2: a mosaic's row, 3: RGB).
+    void (*drop_alpha8)(const std::uint8_t* source, std::uint8_t* out, std::size_t pixels,
+                        bool exchange);
+    /// Swaps the first and third of three words per pixel. `out` may be `source`.
+    void (*exchange16)(const std::uint16_t* source, std::uint16_t* out, std::size_t pixels);
+    /// Levels over samples of the given period (1: grey, 2: a mosaic's row, 3: RGB). `out` of
+    /// words may be `source`.
     void (*levels_to8)(const std::uint16_t* source, std::uint8_t* out, std::size_t count,
                        const LevelRow& levels, int period);
     void (*levels_to16)(const std::uint16_t* source, std::uint16_t* out, std::size_t count,
                         const LevelRow& levels, int period);
-    /// sample << shift | sample >> (depth - shift): full scale becomes 65535.
+    /// The sample's bits, repeated until 16 bits are full: full scale becomes 65535. `out` may be
+    /// `source`.
     void (*full_scale)(const std::uint16_t* source, std::uint16_t* out, std::size_t count,
                        int depth);
-    /// YUV bytes of video range to full range, `bytes` of a row of this layout.
+    /// YUV bytes of video range to full range, `bytes` of a row of this layout. `out` may be
+    /// `source`.
     void (*full_range)(const std::uint8_t* source, std::uint8_t* out, std::size_t bytes,
                        imgcnv_layout layout);
-    /// A curve of 256 bytes per channel over 8-bit pixels of 1, 3 or 4 channels; alpha is kept.
+    /// A curve of 3 x 256 bytes, those of the first channel first, over 8-bit pixels of 1, 3 or 4
+    /// channels; one channel takes the first, alpha is kept.
     void (*curve)(std::uint8_t* pixels, std::size_t count, int channels, const std::uint8_t* curve);
 };
 
 const SampleKernels& sample_kernels();
 
-/// Demosaics rows of 16-bit samples to 3 words per pixel. Rows are found by pointers, so that a
-/// band sees its neighbours: rows[-reach .. count - 1 + reach] must be readable, `width` samples
-/// each (reach: nearest 1 beyond the last row of an odd count, bilinear 1, adaptive 3). `order` is
-/// that of rows[0]. `blue_first` makes BGR48. Values keep their scale.
+/// Demosaics 16-bit samples to 3 words per pixel. Values keep their scale.
+///
+/// The mosaic is a completed one, as libimgcnv wants it: even width and height, and an order that
+/// begins with RG, GB or BG. An odd frame's last column and row repeat the last but one before
+/// them; a GR frame gets its row 1 once more above its row 0 and is a BG frame then. What is added
+/// is only a pointer more for rows, and a sample more for columns; its pixels are left out by the
+/// choice of rows below and by whoever takes the picture's rows.
 struct Demosaic16 {
-    imgcnv_bayer_order order;
+    imgcnv_bayer_order order;  // RG, GB or BG
     imgcnv_demosaic method;
-    bool blue_first;
-    std::int64_t width;
+    int depth;           // of the samples: the adaptive method clamps to it
+    bool blue_first;     // makes BGR48
+    std::int64_t width;  // of the completed mosaic: even, at least 2
+    std::int64_t height;
 };
-void demosaic16(const Demosaic16& job, const std::uint16_t* const* rows, std::int64_t count,
-                std::uint16_t* out, std::int64_t out_stride_words);
+
+/// Makes rows first .. first + count - 1 of the completed picture. rows[i] is row first + i of the
+/// mosaic, of `width` samples; the rows that lie in the mosaic and at most demosaic_reach() rows
+/// beyond the wanted ones must be there. The edges are those of the completed mosaic, whichever
+/// rows are asked for: bands give the same picture. Out of each row, the first `width_out` pixels
+/// are written.
+void demosaic16(const Demosaic16& job, const std::uint16_t* const* rows, std::int64_t first,
+                std::int64_t count, std::uint16_t* out, std::int64_t out_stride_words,
+                std::int64_t width_out);
+
+/// Rows beyond its own that a method looks at, on either side.
+constexpr std::int64_t demosaic_reach(imgcnv_demosaic method) {
+    return method == IMGCNV_ADAPTIVE ? 3 : 1;
+}
 
 }  // namespace frames

@@ -1,0 +1,203 @@
+// Demosaicing of 16-bit samples, the plain definition of each pixel: libimgcnv's methods and its
+// edges, so that samples of 8 bits give the colours that libimgcnv makes of them.
+//
+// The 2x2 cells of the orders, each beginning at an even row and column:
+//
+//   RG  R G    GB  G B    BG  B G
+//       G B        R G        G R
+//
+// "Own" is the colour (red or blue) that a row has samples of, "other" the one it has not. A colour
+// site is a sample of red or blue.
+#pragma once
+
+#include "layouts/kernels.h"
+
+#include <algorithm>
+#include <cstdlib>
+
+namespace frames {
+
+struct OwnGreenOther {
+    int own, green, other;
+};
+
+/// A mosaic whose rows are found by number.
+class Mosaic16 {
+  public:
+    /// rows[0] is row `first` of the frame.
+    Mosaic16(const Demosaic16& job, const std::uint16_t* const* rows, std::int64_t first)
+        : job_(job), rows_(rows), first_(first) {}
+
+    std::int64_t last_x() const { return job_.width - 1; }
+    std::int64_t last_y() const { return job_.height - 1; }
+    bool is_gb() const { return job_.order == IMGCNV_ORDER_GB; }
+    bool has_red(std::int64_t y) const { return (job_.order == IMGCNV_ORDER_RG) == (y % 2 == 0); }
+    bool is_color_site(std::int64_t y, std::int64_t x) const {
+        return ((y + x) % 2 == 0) != is_gb();
+    }
+    const std::uint16_t* row(std::int64_t y) const { return rows_[y - first_]; }
+    int at(std::int64_t y, std::int64_t x) const { return row(y)[x]; }
+    int largest() const { return (1 << job_.depth) - 1; }
+
+  private:
+    const Demosaic16& job_;
+    const std::uint16_t* const* rows_;
+    std::int64_t first_;
+};
+
+// --- nearest ----------------------------------------------------------------
+
+/// The four pixels of a cell share its red and blue. Those at green sites keep their green, the
+/// others get the mean of the cell's greens.
+inline OwnGreenOther nearest_pixel(const Mosaic16& m, std::int64_t y, std::int64_t x) {
+    const std::int64_t left = x & ~std::int64_t{1};
+    const std::int64_t color = m.is_color_site(y, left) ? left : left + 1, green = color ^ 1;
+    const std::int64_t across = y ^ 1;
+    const int mean = (m.at(y, green) + m.at(across, color)) >> 1;
+    return {m.at(y, color), x == color ? mean : m.at(y, green), m.at(across, green)};
+}
+
+// --- bilinear ---------------------------------------------------------------
+
+inline OwnGreenOther bilinear_corner(const Mosaic16& m, std::int64_t y, std::int64_t x) {
+    const std::int64_t inner_y = y == 0 ? 1 : y - 1, inner_x = x == 0 ? 1 : x - 1;
+    const int own = m.at(y, x), horizontal = m.at(y, inner_x), vertical = m.at(inner_y, x);
+    const int diagonal = m.at(inner_y, inner_x);
+    if (m.is_color_site(y, x))
+        return {own, m.is_gb() ? horizontal : (vertical + horizontal) >> 1, diagonal};
+    return {horizontal, m.is_gb() && y == 0 ? (own + diagonal) >> 1 : own, vertical};
+}
+
+/// The top and the bottom row between the corners: one row stands in for two. A colour site takes
+/// its green from the left, in GB from the row inside.
+inline OwnGreenOther bilinear_top(const Mosaic16& m, std::int64_t y, std::int64_t x) {
+    const std::uint16_t *line = m.row(y) + x, *next = m.row(y == 0 ? 1 : y - 1) + x;
+    if (m.is_color_site(y, x))
+        return {line[0], m.is_gb() ? next[0] : line[-1], (next[-1] + next[1]) >> 1};
+    return {(line[-1] + line[1]) >> 1, line[0], next[0]};
+}
+
+/// The outermost columns between the corners. A colour site on the left takes its green from above,
+/// in GB from the right.
+inline OwnGreenOther bilinear_side(const Mosaic16& m, std::int64_t y, std::int64_t x) {
+    const std::int64_t inner = x == 0 ? 1 : x - 1;
+    if (m.is_color_site(y, x)) {
+        const int green = x == 0 && !m.is_gb() ? m.at(y - 1, x) : m.at(y, inner);
+        return {m.at(y, x), green, (m.at(y - 1, inner) + m.at(y + 1, inner)) >> 1};
+    }
+    return {m.at(y, inner), m.at(y, x), (m.at(y - 1, x) + m.at(y + 1, x)) >> 1};
+}
+
+/// Means of the neighbours, which drop the fraction.
+inline OwnGreenOther bilinear_pixel(const Mosaic16& m, std::int64_t y, std::int64_t x) {
+    const bool side = x == 0 || x == m.last_x(), top = y == 0 || y == m.last_y();
+    if (side && top) return bilinear_corner(m, y, x);
+    if (top) return bilinear_top(m, y, x);
+    if (side) return bilinear_side(m, y, x);
+    const std::uint16_t *above = m.row(y - 1) + x, *line = m.row(y) + x, *below = m.row(y + 1) + x;
+    if (m.is_color_site(y, x))
+        return {line[0], (above[0] + below[0] + line[-1] + line[1]) >> 2,
+                (above[-1] + above[1] + below[-1] + below[1]) >> 2};
+    return {(line[-1] + line[1]) >> 1, line[0], (above[0] + below[0]) >> 1};
+}
+
+// --- adaptive ---------------------------------------------------------------
+
+/// Green at a colour site is the mean of two green neighbours along the direction in which the
+/// picture changes less, corrected by the second derivative of the site's own colour. The other
+/// colours follow from the differences colour - green of the colour sites around.
+///
+/// Two rows and columns along each edge lack neighbours: green is there the mean of the cell's
+/// greens, and colours are copied from the cell. Which ones depends on the order; RG is GB with the
+/// frame upside down.
+class Adaptive16 {
+  public:
+    explicit Adaptive16(const Mosaic16& mosaic, bool upside_down)
+        : m_(mosaic), upside_down_(upside_down) {}
+
+    OwnGreenOther pixel(std::int64_t frame_y, std::int64_t x) const {
+        const std::int64_t y = upside_down_ ? m_.last_y() - frame_y : frame_y;
+        const bool color_site = is_color_site(y, x), own_is_even = is_color_site(y, 0);
+        const int green = green_at(y, x);
+        const auto corrected = [&](int difference) {
+            return std::clamp(green + difference, 0, m_.largest());
+        };
+        int own, other;
+        if (color_site) {
+            own = at(y, x);
+        } else if (const std::int64_t copy = copied_from(own_is_even, y, x); copy >= 0) {
+            own = at(y, copy);
+        } else {
+            own = corrected((difference(y, x - 1) + difference(y, x + 1)) >> 1);
+        }
+        if (const std::int64_t copy = copied_from(!own_is_even, y, x); copy >= 0) {
+            other = at(y ^ 1, copy);
+        } else if (color_site) {
+            other = corrected((difference(y - 1, x - 1) + difference(y - 1, x + 1) +
+                               difference(y + 1, x - 1) + difference(y + 1, x + 1)) >>
+                              2);
+        } else {
+            other = corrected((difference(y - 1, x) + difference(y + 1, x)) >> 1);
+        }
+        return {own, green, other};
+    }
+
+  private:
+    int at(std::int64_t y, std::int64_t x) const {
+        return m_.at(upside_down_ ? m_.last_y() - y : y, x);
+    }
+    bool is_bg() const { return !upside_down_ && !m_.is_gb(); }
+    bool is_color_site(std::int64_t y, std::int64_t x) const {
+        return ((y + x) % 2 == 0) == is_bg();
+    }
+
+    int green_at(std::int64_t y, std::int64_t x) const {
+        if (!is_color_site(y, x)) return at(y, x);
+        const bool inner = y >= 2 && y + 2 <= m_.last_y() && x >= 2 && x + 2 <= m_.last_x();
+        if (!inner) return (at(y, x ^ 1) + at(y ^ 1, x)) >> 1;
+        const int left = at(y, x - 1), right = at(y, x + 1), up = at(y - 1, x), down = at(y + 1, x);
+        const int laplacian_h = 2 * at(y, x) - at(y, x - 2) - at(y, x + 2);
+        const int laplacian_v = 2 * at(y, x) - at(y - 2, x) - at(y + 2, x);
+        const int gradient_h = std::abs(laplacian_h) + std::abs(left - right);
+        const int gradient_v = std::abs(laplacian_v) + std::abs(up - down);
+        // Equal gradients take the vertical estimate.
+        const int green = gradient_h < gradient_v ? ((left + right) >> 1) + (laplacian_h >> 2)
+                                                  : ((up + down) >> 1) + (laplacian_v >> 2);
+        return std::clamp(green, 0, m_.largest());
+    }
+    int difference(std::int64_t y, std::int64_t x) const { return at(y, x) - green_at(y, x); }
+
+    /// The column, in its own row or in the cell's other one, that a pixel takes the colour of the
+    /// even (odd) columns from; -1 where that colour is made from differences.
+    std::int64_t copied_from(bool even_columns, std::int64_t y, std::int64_t x) const {
+        const bool top_or_bottom = y == 0 || y == m_.last_y();
+        if (!even_columns)
+            return top_or_bottom || x == 0 || x == m_.last_x() ? x | 1 : std::int64_t{-1};
+        const bool two_rows = is_bg() ? y + 1 >= m_.last_y() : y <= 1;
+        return two_rows || x + 1 >= m_.last_x() ? x & ~std::int64_t{1} : std::int64_t{-1};
+    }
+
+    const Mosaic16& m_;
+    const bool upside_down_;
+};
+
+inline OwnGreenOther demosaic16_pixel(const Mosaic16& m, const Demosaic16& job, std::int64_t y,
+                                      std::int64_t x) {
+    if (job.method == IMGCNV_NEAREST) return nearest_pixel(m, y, x);
+    if (job.method == IMGCNV_BILINEAR) return bilinear_pixel(m, y, x);
+    return Adaptive16(m, job.order == IMGCNV_ORDER_RG).pixel(y, x);
+}
+
+/// Pixels from..to of row y; `out` is where the first of them goes.
+inline void demosaic16_pixels_plain(const Mosaic16& m, const Demosaic16& job, std::int64_t y,
+                                    std::int64_t from, std::int64_t to, std::uint16_t* out) {
+    const bool own_first = m.has_red(y) != job.blue_first;
+    for (std::int64_t x = from; x < to; ++x, out += 3) {
+        const OwnGreenOther pixel = demosaic16_pixel(m, job, y, x);
+        out[own_first ? 0 : 2] = static_cast<std::uint16_t>(pixel.own);
+        out[1] = static_cast<std::uint16_t>(pixel.green);
+        out[own_first ? 2 : 0] = static_cast<std::uint16_t>(pixel.other);
+    }
+}
+
+}  // namespace frames
