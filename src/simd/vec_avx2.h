@@ -26,7 +26,7 @@ struct Vec32 {
         memcpy(dst, src, bytes);
     }
     // p aligned
-    static void store_past_caches(uint8_t* p, Reg x) { _mm256_stream_si256((__m256i*)p, x); }
+    static void stream(uint8_t* p, Reg x) { _mm256_stream_si256((__m256i*)p, x); }
     static __m128i load16(const uint8_t* p) { return _mm_loadu_si128((const __m128i*)p); }
     // The same table in both lanes; unlike the intrinsic, at compile time. Measured with 63
     // columns and padding: .78 to 1.0 of the time.

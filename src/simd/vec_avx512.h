@@ -25,7 +25,7 @@ struct Vec64 {
     static Reg load(const uint8_t* p) { return _mm512_loadu_si512(p); }
     static void store(uint8_t* p, Reg x) { _mm512_storeu_si512(p, x); }
     // p aligned
-    static void store_past_caches(uint8_t* p, Reg x) { _mm512_stream_si512((__m512i*)p, x); }
+    static void stream(uint8_t* p, Reg x) { _mm512_stream_si512((__m512i*)p, x); }
     // Beyond the second-level cache, the instruction takes .87 to 1.0 of the time of memcpy,
     // whose loads wait where a store lies a multiple of 4096 before them. CPUs of this level
     // are quick with it.

@@ -38,7 +38,7 @@ struct Vec16 {
         memcpy(dst, buffer, bytes);
     }
     // p aligned
-    static void store_past_caches(uint8_t* p, Reg x) { _mm_stream_si128((__m128i*)p, x); }
+    static void stream(uint8_t* p, Reg x) { _mm_stream_si128((__m128i*)p, x); }
     static Reg table(const ByteTable<16>& t) { return _mm_load_si128((const __m128i*)t.at); }
     static Reg shuffle(Reg a, const ByteTable<16>& t) { return _mm_shuffle_epi8(a, table(t)); }
     // The table of a captureless lambda, made at compile time.
