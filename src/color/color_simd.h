@@ -66,7 +66,7 @@ struct ColorSource422 {
 
     static Triple<V> load(const uint8_t* p) {
         Reg lo, hi;
-        V::load_groups2(p, lo, hi);
+        V::load_yuv422(p, lo, hi);
         return Yuv<V>::clamped(half(lo), half(hi));
     }
 
@@ -93,7 +93,7 @@ struct ColorSource<V, kYuv411> {
 
     static Triple<V> load(const uint8_t* p) {
         Reg lo, hi;
-        V::load_groups4(p, lo, hi);
+        V::load_yuv411(p, lo, hi);
         return Yuv<V>::clamped(half<0>(lo), half<4>(hi));
     }
 
@@ -138,7 +138,7 @@ struct ColorBody<V, kTriples, kCba> : TripleBody<V, ColorBlocks<V, kTriples>, kC
     template <class W>
     using Rebind = ColorBody<W, kTriples, kCba>;
     static void block(const uint8_t* const* in, uint8_t* const* out) {
-        V::exchange3(in[0], out[0]);
+        V::swap_rb3(in[0], out[0]);
     }
 };
 

@@ -71,11 +71,11 @@ __attribute__((flatten)) void mono_row(const uint8_t* src, uint8_t* dst, size_t 
         // Knows the CPU: .86 of the time of the loop at 640x480; but 1.2 for rows of 640.
         constexpr size_t kLong = 4096;
         if (pixels > kLong) {
-            V::copy_long(dst, src, pixels);
+            V::copy_large(dst, src, pixels);
             return;
         }
         if (pixels >= 2 * V::kBytes) {
-            using Copies = MonoBody<typename V::OfCopies, kLayout, kSink>;
+            using Copies = MonoBody<typename V::CopyVector, kLayout, kSink>;
             return run_row<Copies>({{src}, {dst}}, pixels);
         }
     }
