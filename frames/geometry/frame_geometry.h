@@ -29,6 +29,9 @@ struct Geometry {
 /// Checks a description. The text says what is wrong; `geometry` is untouched then.
 imgcnv_status measure(const imgcnv_frame& frame, Geometry& geometry, Text& text);
 
+/// The same for a structure of the caller, which may be null or of an older version.
+imgcnv_status measure(const imgcnv_frame* given, Geometry& geometry, Text& text);
+
 /// "Mono12p 640x480, rows of 960 bytes every 1024"
 void describe(const Geometry& geometry, Text& text);
 
