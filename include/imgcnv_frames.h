@@ -151,7 +151,8 @@ IMGCNV_FRAMES_API int imgcnv_format_of_code(uint32_t code, imgcnv_format_info* i
  * 17563691).
  *
  *   code   out: its code
- *   flags  out, may be null: IMGCNV_FRAME_BIG_ENDIAN is added where the name says so (Y16_BE)
+ *   flags  out, may be null: IMGCNV_FRAME_BIG_ENDIAN or IMGCNV_FRAME_VIDEO_RANGE is added where the
+ *          name says so (Y16_BE, YCbCr601_422_8)
  *
  * IMGCNV_UNKNOWN_FORMAT: the text says what the name means elsewhere and what to do, or which names
  * are nearest by meaning. *code and *flags are untouched.
@@ -210,7 +211,8 @@ typedef struct imgcnv_frame_sizes {
 IMGCNV_FRAMES_API int imgcnv_frame_measure(const imgcnv_frame* frame, imgcnv_frame_sizes* sizes,
                                            char* text, size_t text_bytes);
 
-/* Bytes of `width` pixels of a format, as row_bytes above; -1 for an unknown format. */
+/* Bytes of `width` pixels of a format, as row_bytes above; -1 for an unknown format and for widths
+   other than 0 to 2^31 - 1. */
 IMGCNV_FRAMES_API int64_t imgcnv_row_bytes(uint32_t format, int64_t width);
 
 /* "BayerRG12Packed 1920x1080, rows of 2880 bytes every 2944" */

@@ -28,6 +28,10 @@ inline bool is_rgb(const Format& format) {
     return format.layout >= IMGCNV_LAYOUT_RGB && format.layout <= IMGCNV_LAYOUT_BGRA;
 }
 inline bool is_points(const Format& format) { return format.layout == IMGCNV_LAYOUT_POINTS; }
+/// Samples are 16-bit words, whose bytes a frame may have either way round.
+inline bool has_words(const Format& format) {
+    return format.layout == IMGCNV_LAYOUT_WORDS || (is_rgb(format) && format.depth > 8);
+}
 /// Samples per pixel as they lie in the buffer: 1, 3 or 4; 0 where pixels share samples.
 inline int channels(const Format& format) {
     if (!is_rgb(format)) return is_yuv(format) || is_points(format) ? 0 : 1;

@@ -1,6 +1,6 @@
 #include "geometry/frame_geometry.h"
 
-#include "formats/code_text.h"
+#include "formats/find_format.h"
 #include "support/boundary.h"
 
 #include <limits>
@@ -10,10 +10,6 @@ namespace {
 
 /// libimgcnv counts pixels and bytes in 32 bits.
 constexpr std::int64_t kMost = std::numeric_limits<std::int32_t>::max();
-
-bool has_words(const Format& format) {
-    return format.layout == IMGCNV_LAYOUT_WORDS || (is_rgb(format) && format.depth > 8);
-}
 
 std::int64_t rounded_up(std::int64_t value, std::int64_t unit) {
     return (value + unit - 1) / unit * unit;
@@ -70,8 +66,7 @@ imgcnv_status measure(const imgcnv_frame& frame, Geometry& geometry, Text& text)
     Geometry result;
     result.format = format_of_code(frame.format);
     if (result.format == nullptr) {
-        text << "no format has the code ";
-        write_code(frame.format, text);
+        explain_code(frame.format, text);
         return IMGCNV_UNKNOWN_FORMAT;
     }
     const auto& format = *result.format;
