@@ -9,16 +9,19 @@
 
 namespace frames {
 
-/// Rows between the outermost columns. Lines begin at an even column and may be read one sample
-/// before; of `pixels`, which is even, and one sample beyond. Whether the first is a colour site
-/// and whether the row's own colour goes first into a pixel is for the caller to say.
+/// What a row of a mosaic is: whether its first pixel below is a colour site, and whether the
+/// colour that the row has samples of goes first into a pixel.
 struct Demosaic16Row {
     bool color_first;
     bool own_first;
+    int depth;
 };
 
+/// Rows from edge to edge of what they are given, at least `least_pixels` of them. The bilinear one
+/// looks one sample beyond either end.
 struct Demosaic16Kernels {
-    /// `across` is the other row of the cell.
+    std::size_t least_pixels;
+    /// `across` is the other row of the cell, of which rows hold whole ones.
     void (*nearest)(const std::uint16_t* line, const std::uint16_t* across, std::uint16_t* out,
                     std::size_t pixels, Demosaic16Row row);
     void (*bilinear)(const std::uint16_t* above, const std::uint16_t* line,
@@ -26,22 +29,20 @@ struct Demosaic16Kernels {
                      Demosaic16Row row);
 };
 
+/// demosaic16() with the kernels of a level.
+void demosaic16(const Demosaic16Kernels& kernels, const Demosaic16& job,
+                const std::uint16_t* const* rows, std::int64_t first, std::int64_t count,
+                std::uint16_t* out, std::int64_t out_stride_words, std::int64_t width_out);
+
+/// No level has vectors for table look-ups of bytes: all have this one.
+void curve_row(std::uint8_t* pixels, std::size_t count, int channels, const std::uint8_t* curve);
+
+/// The row functions of one level. No demosaicing ones: the plain level.
 struct KernelTable {
     LayoutKernels unpack[std::size(kSampleLayouts)];
     SampleKernels samples;
     Demosaic16Kernels demosaic;
 };
-
-/// Unpack<layout> of every layout, in their order.
-template <template <SampleLayout> class Unpack>
-constexpr void fill_unpack(LayoutKernels (&unpack)[std::size(kSampleLayouts)]) {
-    [&]<std::size_t... kIndex>(std::index_sequence<kIndex...>) {
-        ((unpack[kIndex] = {Unpack<kSampleLayouts[kIndex]>::to8,
-                            Unpack<kSampleLayouts[kIndex]>::to16}),
-         ...);
-    }
-    (std::make_index_sequence<std::size(kSampleLayouts)>());
-}
 
 struct Level {
     const char* name;
@@ -51,5 +52,8 @@ struct Level {
 
 /// All levels of this processor architecture, weakest first. The first one is plain.
 std::span<const Level> levels();
+
+/// Those of the best level that runs here.
+const KernelTable& best_kernels();
 
 }  // namespace frames

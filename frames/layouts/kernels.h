@@ -77,7 +77,8 @@ struct Demosaic16 {
 /// Makes rows first .. first + count - 1 of the completed picture. rows[i] is row first + i of the
 /// mosaic, of `width` samples; the rows that lie in the mosaic and at most demosaic_reach() rows
 /// beyond the wanted ones must be there. The edges are those of the completed mosaic, whichever
-/// rows are asked for: bands give the same picture. Out of each row, the first `width_out` pixels
+/// rows are asked for: bands give the same picture. The first `width_out` pixels of each row, all
+/// of them or all but the last,
 /// are written.
 void demosaic16(const Demosaic16& job, const std::uint16_t* const* rows, std::int64_t first,
                 std::int64_t count, std::uint16_t* out, std::int64_t out_stride_words,

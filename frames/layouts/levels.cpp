@@ -4,20 +4,23 @@
 
 namespace frames {
 
-extern const KernelTable kPlainKernels;
+extern const KernelTable kPlainKernels, kSse4Kernels, kAvx2Kernels, kAvx512Kernels, kNeonKernels;
 
 namespace {
 
 constexpr Level kLevels[] = {
     {"plain", &kPlainKernels, [] { return true; }},
+#if defined(__x86_64__)
+    // What the operating system saves on a context switch is part of the answers.
+    {"sse4", &kSse4Kernels, [] { return __builtin_cpu_supports("sse4.1") != 0; }},
+    {"avx2", &kAvx2Kernels, [] { return __builtin_cpu_supports("avx2") != 0; }},
+    {"avx512", &kAvx512Kernels, [] { return __builtin_cpu_supports("avx512bw") != 0; }},
+#elif defined(__aarch64__)
+    {"neon", &kNeonKernels, [] { return true; }},
+#elif defined(__wasm_simd128__)
+    {"simd128", &kSse4Kernels, [] { return true; }},
+#endif
 };
-
-const KernelTable& best_kernels() {
-    const KernelTable* best = &kPlainKernels;
-    for (const Level& level : kLevels)
-        if (level.runs_here()) best = level.kernels;
-    return *best;
-}
 
 /// RGB and its kin are rows of bytes or words.
 SampleLayout sample_layout(const Format& format, bool big_endian) {
@@ -29,6 +32,13 @@ SampleLayout sample_layout(const Format& format, bool big_endian) {
 }  // namespace
 
 std::span<const Level> levels() { return kLevels; }
+
+const KernelTable& best_kernels() {
+    const KernelTable* best = &kPlainKernels;
+    for (const Level& level : kLevels)
+        if (level.runs_here()) best = level.kernels;
+    return *best;
+}
 
 const LayoutKernels& layout_kernels(const Format& format, bool big_endian) {
     static constexpr LayoutKernels kNone = {nullptr, nullptr};

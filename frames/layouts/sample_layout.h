@@ -28,4 +28,25 @@ inline constexpr SampleLayout kSampleLayouts[] = {
     {IMGCNV_LAYOUT_MIPI, 12},        {IMGCNV_LAYOUT_MIPI, 14},
 };
 
+/// Bytes that `count` samples take, an incomplete group with what its samples need of it. (Inlined
+/// always: levels must not share code.)
+[[gnu::always_inline]] constexpr std::size_t sample_bytes(SampleLayout layout, std::size_t count) {
+    const auto bits = static_cast<std::size_t>(layout.depth);
+    switch (layout.layout) {
+        case IMGCNV_LAYOUT_BYTES:
+            return count;
+        case IMGCNV_LAYOUT_WORDS:
+            return 2 * count;
+        case IMGCNV_LAYOUT_PACKED:
+            return count / 2 * 3 + count % 2 * 2;
+        case IMGCNV_LAYOUT_MIPI: {
+            const std::size_t pixels = bits == 12 ? 2 : 4, rest = count % pixels;
+            const std::size_t low_bytes = (rest * (bits - 8) + 7) / 8;
+            return count / pixels * (pixels * bits / 8) + (rest == 0 ? 0 : pixels + low_bytes);
+        }
+        default:
+            return (count * bits + 7) / 8;
+    }
+}
+
 }  // namespace frames

@@ -86,14 +86,4 @@ inline void exchange16_plain(const std::uint16_t* source, std::uint16_t* out, st
     }
 }
 
-inline void curve_plain(std::uint8_t* pixels, std::size_t count, int channels,
-                        const std::uint8_t* curve) {
-    for (std::size_t i = 0; i < count; ++i, pixels += channels) {
-        pixels[0] = curve[pixels[0]];
-        if (channels == 1) continue;
-        pixels[1] = curve[256 + pixels[1]];
-        pixels[2] = curve[512 + pixels[2]];
-    }
-}
-
 }  // namespace frames

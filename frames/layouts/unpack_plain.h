@@ -73,26 +73,6 @@ inline std::uint8_t upper_bits_plain(unsigned sample, int depth) {
     return static_cast<std::uint8_t>(depth < 8 ? sample << (8 - depth) : sample >> (depth - 8));
 }
 
-/// Bytes that `count` samples take, an incomplete group with what its samples need of it.
-inline std::size_t sample_bytes(SampleLayout layout, std::size_t count) {
-    const auto bits = static_cast<std::size_t>(layout.depth);
-    switch (layout.layout) {
-        case IMGCNV_LAYOUT_BYTES:
-            return count;
-        case IMGCNV_LAYOUT_WORDS:
-            return 2 * count;
-        case IMGCNV_LAYOUT_PACKED:
-            return count / 2 * 3 + count % 2 * 2;
-        case IMGCNV_LAYOUT_MIPI: {
-            const std::size_t pixels = bits == 12 ? 2 : 4, rest = count % pixels;
-            const std::size_t low_bytes = (rest * (bits - 8) + 7) / 8;
-            return count / pixels * (pixels * bits / 8) + (rest == 0 ? 0 : pixels + low_bytes);
-        }
-        default:
-            return (count * bits + 7) / 8;
-    }
-}
-
 template <SampleLayout kLayout>
 struct UnpackPlain {
     static void to8(const std::uint8_t* source, std::uint8_t* samples, std::size_t count) {

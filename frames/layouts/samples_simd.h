@@ -1,0 +1,189 @@
+// What is done to samples once they are unpacked, the vector bodies; samples_plain.h has the rules.
+#pragma once
+
+#include "layouts/kernels.h"
+#include "layouts/vector_ops.h"
+
+namespace frames {
+
+/// Vectors of what repeats every `period` places, where the period divides 6: piece i holds the
+/// places from i on. 16 places further is 4 places further, 8 places further is 2.
+template <class V, class T>
+class Repeated {
+  public:
+    Repeated(const T* values, size_t period) {
+        for (size_t i = 0; i < kPlaces; ++i)
+            places_[i] = i < period ? values[i] : places_[i - period];
+    }
+    /// Lanes that begin at place `first`, and every `lane_step` further.
+    Bytes<V> at(size_t first, size_t lane_step) const {
+        return V::load_lanes(reinterpret_cast<const uint8_t*>(places_ + first % 6),
+                             lane_step % 6 * sizeof(T));
+    }
+
+  private:
+    static constexpr size_t kPlaces = 5 + 3 * 4 + 16 / sizeof(T);
+    alignas(16) T places_[kPlaces];
+};
+
+/// Blocks are of three vectors: every period begins anew with them.
+template <class V, class Out>
+class LevelsBody {
+  public:
+    static constexpr size_t kOut = 3 * kVectorBytes<V>;
+    static constexpr size_t kIn = kOut / sizeof(Out) * 2;
+    static constexpr size_t kReads = kIn, kWrites = kOut;
+
+    LevelsBody(const LevelRow& levels, size_t period) : black_(levels.black) {
+        const Repeated<V, float> scales(levels.scale, period);
+        for (size_t i = 0; i < kQuarters; ++i)
+            scales_[i] = (Floats<V>)scales.at(
+                i / (kQuarters / 3) * kPerVector + i % (kQuarters / 3) * 4, kPerVector / V::kLanes);
+    }
+
+    void block(const uint8_t* source, uint8_t* out) const {
+        const Floats<V>* scales = scales_;
+        for (size_t i = 0; i < 3; ++i) {
+            if constexpr (sizeof(Out) == 2) {
+                store_vector<V>(out, level(load_vector<V, Words<V>>(source), scales));
+                source += kVectorBytes<V>;
+            } else {
+                const Words<V> first = level((Words<V>)V::load_lanes(source, 32), scales);
+                const Words<V> second = level((Words<V>)V::load_lanes(source + 16, 32), scales + 2);
+                store_vector<V>(out, V::pack_words(first, second));
+                source += 2 * kVectorBytes<V>;
+            }
+            scales += kQuarters / 3;
+            out += kVectorBytes<V>;
+        }
+    }
+
+  private:
+    static constexpr size_t kPerVector = kVectorBytes<V> / sizeof(Out);
+    static constexpr size_t kQuarters = sizeof(Out) == 2 ? 6 : 12;  // of 4 samples per lane
+
+    Words<V> level(Words<V> samples, const Floats<V>* scales) const {
+        return V::pack_dwords(level4(widen_words<V, 0>(samples), scales[0]),
+                              level4(widen_words<V, 1>(samples), scales[1]));
+    }
+    /// Packing clamps what is below 0.
+    Dwords<V> level4(Dwords<V> samples, Floats<V> scale) const {
+        constexpr float kMax = sizeof(Out) == 1 ? 255.0F : 65535.0F;
+        const Floats<V> value = (__builtin_convertvector(samples, Floats<V>) - black_) * scale;
+        return __builtin_convertvector(V::smaller(value, Floats<V>{} + kMax) + 0.5F, Dwords<V>);
+    }
+
+    float black_;
+    Floats<V> scales_[kQuarters];
+};
+
+template <class V, class Out>
+void levels_row(const uint16_t* source, Out* out, size_t count, const LevelRow& levels,
+                int period) {
+    run_blocks<V>(LevelsBody<V, Out>(levels, static_cast<size_t>(period)),
+                  reinterpret_cast<const uint8_t*>(source), 2 * count,
+                  reinterpret_cast<uint8_t*>(out), sizeof(Out) * count);
+}
+
+template <class V>
+struct FullScaleBody {
+    static constexpr size_t kIn = kVectorBytes<V>, kOut = kIn, kReads = kIn, kWrites = kIn;
+    int depth;
+
+    void block(const uint8_t* source, uint8_t* out) const {
+        Words<V> value = load_vector<V, Words<V>>(source) << (16 - depth);
+        for (int filled = depth; filled < 16; filled *= 2) value |= value >> filled;
+        store_vector<V>(out, value);
+    }
+};
+
+template <class V>
+void full_scale_row(const uint16_t* source, uint16_t* out, size_t count, int depth) {
+    run_blocks<V>(FullScaleBody<V>{depth}, reinterpret_cast<const uint8_t*>(source), 2 * count,
+                  reinterpret_cast<uint8_t*>(out), 2 * count);
+}
+
+template <class V>
+class FullRangeBody {
+  public:
+    static constexpr size_t kIn = 3 * kVectorBytes<V>, kOut = kIn, kReads = kIn, kWrites = kIn;
+
+    explicit FullRangeBody(imgcnv_layout layout) {
+        constexpr uint8_t kYes = 0xFF;
+        static constexpr uint8_t kLuma[4][6] = {{0, kYes, kYes, 0, kYes, kYes},
+                                                {0, kYes, 0, kYes, 0, kYes},
+                                                {kYes, 0, kYes, 0, kYes, 0},
+                                                {0, kYes, 0, 0, kYes, 0}};
+        const Repeated<V, uint8_t> luma(kLuma[layout - IMGCNV_LAYOUT_UYYVYY], 6);
+        for (size_t i = 0; i < 3; ++i) luma_[i] = luma.at(i * kVectorBytes<V>, 16);
+    }
+
+    void block(const uint8_t* source, uint8_t* out) const {
+        for (size_t i = 0; i < 3; ++i, source += kVectorBytes<V>, out += kVectorBytes<V>) {
+            const Bytes<V> bytes = load_vector<V, Bytes<V>>(source);
+            const Words<V> low = widen_bytes<V, 0>(bytes), high = widen_bytes<V, 1>(bytes);
+            const Bytes<V> y = V::pack_words(luma(low), luma(high));
+            const Bytes<V> c = V::pack_words(chroma(low), chroma(high));
+            store_vector<V>(out, (y & luma_[i]) | (c & ~luma_[i]));
+        }
+    }
+
+  private:
+    /// value - 16 within 0..most
+    static Words<V> from_16(Words<V> value, int most) {
+        const SignedWords<V> moved = (SignedWords<V>)value - int16_t{16};
+        const SignedWords<V> positive = moved & ~(moved >> 15);
+        const SignedWords<V> limit = SignedWords<V>{} + static_cast<int16_t>(most);
+        const SignedWords<V> above = (SignedWords<V>)(positive > limit);
+        return (Words<V>)((limit & above) | (positive & ~above));
+    }
+    /// d * 255 / 219 = d + d * 12 / 73, where 898 / 65536 divides by 73 up to 4900.
+    static Words<V> luma(Words<V> value) {
+        const Words<V> d = from_16(value, 219);
+        return d + V::multiply_high(d * uint16_t{12} + uint16_t{36}, Words<V>{} + uint16_t{898});
+    }
+    /// d + 1 + d * 31 / 224, where 224 is 32 * 7, and 9363 / 65536 divides by 7 up to 13000.
+    static Words<V> chroma(Words<V> value) {
+        const Words<V> d = from_16(value, 224);
+        const Words<V> more = V::multiply_high(d * uint16_t{31} >> 5, Words<V>{} + uint16_t{9363});
+        const Words<V> sum = d + more + uint16_t{1};
+        return sum - (sum >> 8);  // 256 becomes 255
+    }
+
+    Bytes<V> luma_[3];
+};
+
+template <class V>
+void full_range_row(const uint8_t* source, uint8_t* out, size_t bytes, imgcnv_layout layout) {
+    run_blocks<V>(FullRangeBody<V>(layout), source, bytes, out, bytes);
+}
+
+/// Lanes of which 12 bytes count: what is stored beyond them is written again.
+template <class V, size_t kLaneIn>
+struct ShuffleTwelveBody {
+    static constexpr size_t kIn = kLaneIn * V::kLanes, kOut = 12 * V::kLanes;
+    static constexpr size_t kReads = kIn + 16 - kLaneIn, kWrites = kOut + 4;
+    Bytes<V> indices;
+
+    void block(const uint8_t* source, uint8_t* out) const {
+        V::store_lanes(out, 12, V::shuffle(V::load_lanes(source, kLaneIn), indices));
+    }
+};
+
+template <class V>
+void drop_alpha8_row(const uint8_t* source, uint8_t* out, size_t pixels, bool exchange) {
+    static constexpr LaneBytes kDrop = {{0, 1, 2, 4, 5, 6, 8, 9, 10, 12, 13, 14}};
+    static constexpr LaneBytes kExchange = {{2, 1, 0, 6, 5, 4, 10, 9, 8, 14, 13, 12}};
+    const Bytes<V> indices = V::broadcast((exchange ? kExchange : kDrop).at);
+    run_blocks<V>(ShuffleTwelveBody<V, 16>{indices}, source, 4 * pixels, out, 3 * pixels);
+}
+
+template <class V>
+void exchange16_row(const uint16_t* source, uint16_t* out, size_t pixels) {
+    static constexpr LaneBytes kExchange = {{4, 5, 2, 3, 0, 1, 10, 11, 8, 9, 6, 7}};
+    run_blocks<V>(ShuffleTwelveBody<V, 12>{V::broadcast(kExchange.at)},
+                  reinterpret_cast<const uint8_t*>(source), 6 * pixels,
+                  reinterpret_cast<uint8_t*>(out), 6 * pixels);
+}
+
+}  // namespace frames

@@ -1,0 +1,30 @@
+// The table of a level with vectors.
+#pragma once
+
+#include "layouts/demosaic16_simd.h"
+#include "layouts/samples_simd.h"
+#include "layouts/unpack_simd.h"
+
+namespace frames {
+
+template <class V>
+consteval KernelTable vector_kernels() {
+    KernelTable table{};
+    [&]<size_t... kIndex>(std::index_sequence<kIndex...>) {
+        ((table.unpack[kIndex] = {Unpack<V, kSampleLayouts[kIndex]>::to8,
+                                  Unpack<V, kSampleLayouts[kIndex]>::to16}),
+         ...);
+    }
+    (std::make_index_sequence<std::size(kSampleLayouts)>());
+    table.samples = {drop_alpha8_row<V>,
+                     exchange16_row<V>,
+                     levels_row<V, uint8_t>,
+                     levels_row<V, uint16_t>,
+                     full_scale_row<V>,
+                     full_range_row<V>,
+                     curve_row};
+    table.demosaic = {kVectorBytes<V> / 2, nearest16_row<V>, bilinear16_row<V>};
+    return table;
+}
+
+}  // namespace frames

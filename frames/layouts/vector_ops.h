@@ -1,0 +1,131 @@
+// What vector bodies are written in. A level names its instructions in a class `V`:
+//
+//   kLanes               16-byte lanes of a vector
+//   shuffle(a, indices)  bytes within each lane; an index with its top bit set gives 0
+//   load_lanes(p, step)  one 16-byte piece for every lane, `step` bytes apart
+//   store_lanes(p, step, a)
+//   store_lanes3(p, a, b, c)  lane i of a, of b and of c at 48 i, 48 i + 16 and 48 i + 32
+//   broadcast(piece)     the same 16 bytes in every lane
+//   pack_words(a, b)     within lanes: 8 words of a, 8 of b as bytes; words are at most 255
+//   pack_dwords(a, b)    the same from signed dwords to words, clamped to 0..65535
+//   multiply_high(a, b)  the upper halves of the products of words
+//   smaller(a, b)        of floats
+//
+// All else is arithmetic on the compilers' vector types, the same text for every width. Every
+// function here is a template over V, so that each level has its own copies.
+#pragma once
+
+#include <stddef.h>
+#include <stdint.h>
+#include <string.h>
+
+namespace frames {
+
+template <class V>
+inline constexpr size_t kVectorBytes = 16 * V::kLanes;
+
+template <class V>
+struct VectorTypes {
+    typedef uint8_t Bytes __attribute__((vector_size(16 * V::kLanes)));
+    typedef uint16_t Words __attribute__((vector_size(16 * V::kLanes)));
+    typedef int16_t SignedWords __attribute__((vector_size(16 * V::kLanes)));
+    typedef int32_t Dwords __attribute__((vector_size(16 * V::kLanes)));
+    typedef float Floats __attribute__((vector_size(16 * V::kLanes)));
+};
+template <class V>
+using Bytes = typename VectorTypes<V>::Bytes;
+template <class V>
+using Words = typename VectorTypes<V>::Words;
+template <class V>
+using SignedWords = typename VectorTypes<V>::SignedWords;
+template <class V>
+using Dwords = typename VectorTypes<V>::Dwords;
+template <class V>
+using Floats = typename VectorTypes<V>::Floats;
+
+inline constexpr uint8_t kNoByte = 0x80;  // as an index: gives 0
+
+struct alignas(16) LaneBytes {
+    uint8_t at[16];
+};
+struct alignas(16) LaneWords {
+    uint16_t at[8];
+};
+
+/// Vectors of any type from and to memory, aligned to nothing.
+template <class V, class T>
+inline T load_vector(const void* p) {
+    T a;
+    memcpy(&a, p, sizeof a);
+    return a;
+}
+template <class V, class T>
+inline void store_vector(void* p, T a) {
+    memcpy(p, &a, sizeof a);
+}
+
+template <class V>
+inline Words<V> words_in_lanes(const LaneWords& words) {
+    return (Words<V>)V::broadcast(words.at);
+}
+template <class V>
+inline Bytes<V> shuffle(Bytes<V> a, const LaneBytes& indices) {
+    return V::shuffle(a, V::broadcast(indices.at));
+}
+
+/// Lanes of 16 bits as the low or high four of each 16-byte lane, widened to 32.
+template <class V, int kHalf>
+inline Dwords<V> widen_words(Words<V> a) {
+    static constexpr LaneBytes kIndices = [] {
+        LaneBytes indices{};
+        for (int i = 0; i < 16; ++i)
+            indices.at[i] =
+                static_cast<uint8_t>(i % 4 < 2 ? 8 * kHalf + i / 4 * 2 + i % 4 : kNoByte);
+        return indices;
+    }();
+    return (Dwords<V>)shuffle<V>((Bytes<V>)a, kIndices);
+}
+/// The same for bytes and words.
+template <class V, int kHalf>
+inline Words<V> widen_bytes(Bytes<V> a) {
+    static constexpr LaneBytes kIndices = [] {
+        LaneBytes indices{};
+        for (int i = 0; i < 16; ++i)
+            indices.at[i] = static_cast<uint8_t>(i % 2 == 0 ? 8 * kHalf + i / 2 : kNoByte);
+        return indices;
+    }();
+    return (Words<V>)shuffle<V>(a, kIndices);
+}
+
+/// Calls Body::block(source, out) for whole blocks, and for what is left with copies in buffers:
+/// nothing outside the exact ranges is read or written.
+///
+///   Body::kIn, kOut     bytes of a block
+///   Body::kReads, kWrites  bytes that a block reads and writes, at least kIn and kOut
+template <class V, class Body>
+inline void run_blocks(const Body& body, const uint8_t* source, size_t in_bytes, uint8_t* out,
+                       size_t out_bytes) {
+    while (in_bytes >= Body::kReads && out_bytes >= Body::kWrites) {
+        body.block(source, out);
+        source += Body::kIn;
+        out += Body::kOut;
+        in_bytes -= Body::kIn;
+        out_bytes -= Body::kOut;
+    }
+    while (out_bytes > 0) {
+        alignas(64) uint8_t in[Body::kReads], result[Body::kWrites];
+        const size_t in_now = in_bytes < Body::kReads ? in_bytes : Body::kReads;
+        const size_t out_now = out_bytes < Body::kOut ? out_bytes : Body::kOut;
+        memset(in, 0, sizeof in);
+        memcpy(in, source, in_now);
+        body.block(in, result);
+        memcpy(out, result, out_now);
+        const size_t taken = in_bytes < Body::kIn ? in_bytes : Body::kIn;
+        source += taken;
+        in_bytes -= taken;
+        out += out_now;
+        out_bytes -= out_now;
+    }
+}
+
+}  // namespace frames
