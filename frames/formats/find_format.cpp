@@ -9,7 +9,6 @@
 #include <algorithm>
 #include <charconv>
 #include <optional>
-#include <utility>
 
 namespace frames {
 namespace {
@@ -84,18 +83,20 @@ Match search_code(std::uint32_t code) {
     return search([&](std::string_view word) { return marked_code(word) == code; });
 }
 
-/// With its prefix first, by which some software has another format than everybody else; exactly
-/// as written first, since pGAA and pgAA are two formats.
+/// Exactly as written first, since pGAA and pgAA are two formats.
+Match search_spelling(std::string_view name, std::string_view plain) {
+    if (auto match = search([&](std::string_view word) { return word == name; })) return match;
+    if (plain.empty()) return {};
+    return search([&](std::string_view word) { return PlainName(word).view() == plain; });
+}
+
+/// With its prefix first, by which some software has another format than everybody else.
 Match search_name(std::string_view name, std::string_view plain) {
+    if (auto match = search_spelling(name, plain)) return match;
     const auto bare = without_prefix(plain);
-    const auto bare_name = without_letters(name, plain.size() - bare.size());
-    for (const auto& [exact, wanted] : {std::pair(name, plain), std::pair(bare_name, bare)}) {
-        if (auto match = search([&](std::string_view word) { return word == exact; })) return match;
-        if (wanted.empty()) return {};
-        if (auto match =
-                search([&](std::string_view word) { return PlainName(word).view() == wanted; }))
-            return match;
-    }
+    const auto prefix = plain.size() - bare.size();
+    if (prefix > 0)
+        if (auto match = search_spelling(without_letters(name, prefix), bare)) return match;
     Match match;
     match.found.format = format_of(meaning_of(bare));
     return match;
