@@ -19,6 +19,7 @@ import make_pictures  # noqa: E402
 import quality  # noqa: E402
 
 TOOL, LIBRARY = os.environ["IMGCNV_TOOL"], os.environ["IMGCNV_LIBRARY"]
+ENGINE = os.environ["IMGCNV_FRAMES_LIBRARY"]
 PAGES = [ROOT / "README.md", *sorted((ROOT / "docs").glob("*.md"))]
 # python/README.md is run by the tests of the Python module.
 RUN = [*PAGES, ROOT / "CONTRIBUTING.md", ROOT / "samples" / "README.md"]
@@ -107,13 +108,13 @@ def test_files_that_a_page_names_exist(page):
     assert not missing
 
 
-def test_tables_are_those_of_the_command():
+def test_tables_are_those_of_the_engine():
     for page in (ROOT / "README.md", ROOT / "docs" / "formats.md"):
         text = page.read_text(encoding="utf-8")
         assert "<!-- formats " in text
-        table = format_tables.load(TOOL)
+        table = format_tables.load(ENGINE)
         assert format_tables.rewritten(text, table, measured=False) == text, (
-            f"{relative(page)} is out of date: run tests/docs/format_tables.py {TOOL} {relative(page)}")
+            f"{relative(page)} is out of date: run tests/docs/format_tables.py {ENGINE} {relative(page)}")
 
 
 def frame_of(entry, values):
