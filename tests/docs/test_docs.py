@@ -125,7 +125,7 @@ def frame_of(entry, values):
         number = 0
         for name, high, low in byte:
             bits = high - low + 1
-            field = 0 if not name else values[name] >> low
+            field = 0x55 if not name else values[name] >> low  # unused bits must not matter
             number = number << bits | field & (1 << bits) - 1
         assert number < 256 and sum(high - low + 1 for _, high, low in byte) == 8
         frame.append(number)
