@@ -22,14 +22,12 @@ class RowsOfBand {
             from = 1;
             to = m_.last_x();
             if (!has_kernels_for(to - from)) return plain(y, 0, width_out_, out);
-            // Blocks begin where the picture's lines may begin, but for the first.
+            // Blocks begin where the picture's lines may begin, but for the first and the last.
             const auto block = static_cast<std::int64_t>(kernels_.least_pixels);
-            if (to - from < 2 * block) {
-                bilinear(y, from, to - from, out);
-            } else {
-                bilinear(y, from, block, out);
-                bilinear(y, block, to - block, out);
-            }
+            const std::int64_t middle = (to - block) / block * block;
+            bilinear(y, from, block, out);
+            if (middle > 0) bilinear(y, block, middle, out);
+            if (block + middle < to) bilinear(y, to - block, block, out);
         }
         plain(y, 0, from, out);
         plain(y, to, width_out_, out + 3 * to);
