@@ -9,8 +9,7 @@ root=$(cd "$(dirname "$0")/.." && pwd)
 . "$root/scripts/lib/common.sh"
 
 # shellcheck disable=SC2086 # a list of words
-ensure_packages $build_packages python3 python3-numpy python3-pil python3-opencv python3-skimage \
-    python3-scipy libjxl-testdata
+ensure_packages $quality_packages
 configure_and_build
 PYTHONPATH=python IMGCNV_LIBRARY=build/release/src/libimgcnv.so PYTHONDONTWRITEBYTECODE=1 \
     /usr/bin/python3 bench/quality.py docs/quality.md "${1-docs/pictures}"

@@ -18,7 +18,7 @@ $usage" ;;
 esac
 
 # shellcheck disable=SC2086 # a list of words
-ensure_packages $build_packages abigail-tools
+ensure_packages $abi_packages
 cd "$root"
 mkdir -p build
 say "Building with debug information in build/abi"

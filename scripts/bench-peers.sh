@@ -8,10 +8,10 @@ root=$(cd "$(dirname "$0")/.." && pwd)
 . "$root/scripts/lib/common.sh"
 
 # shellcheck disable=SC2086 # a list of words
-ensure_packages $build_packages libbenchmark-dev pkg-config >&2
+ensure_packages $bench_packages >&2
 if [ "${1-}" = --install ]; then
     shift
-    ensure_packages libopencv-dev libyuv-dev libswscale-dev libdc1394-dev >&2
+    ensure_packages $bench_peers_packages >&2
 fi
 configure_and_build -DIMGCNV_BUILD_BENCH=ON -DIMGCNV_BUILD_BENCH_PEERS=ON >&2
 

@@ -7,7 +7,7 @@ root=$(cd "$(dirname "$0")/.." && pwd)
 . "$root/scripts/lib/common.sh"
 
 # shellcheck disable=SC2086 # a list of words
-ensure_packages $build_packages libbenchmark-dev
+ensure_packages $bench_packages
 configure_and_build -DIMGCNV_BUILD_BENCH=ON
 
 [ $# -gt 0 ] || set -- --table

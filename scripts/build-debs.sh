@@ -5,7 +5,8 @@ set -eu
 root=$(cd "$(dirname "$0")/.." && pwd)
 . "$root/scripts/lib/common.sh"
 
-ensure_packages build-essential debhelper fakeroot lintian $build_packages
+# shellcheck disable=SC2086 # a list of words
+ensure_packages $debs_packages
 
 version=$(version_in <"$root/include/imgcnv.h")
 out=$root/build/debs

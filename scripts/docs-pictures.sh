@@ -7,7 +7,7 @@ root=$(cd "$(dirname "$0")/.." && pwd)
 . "$root/scripts/lib/common.sh"
 
 # shellcheck disable=SC2086 # a list of words
-ensure_packages $build_packages python3 python3-numpy python3-pil
+ensure_packages $pictures_packages
 configure_and_build
 
 made=build/pictures

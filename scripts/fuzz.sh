@@ -24,7 +24,7 @@ $usage" ;; esac
 [ $# -gt 0 ] || set -- convert turn api cli
 
 # shellcheck disable=SC2086 # a list of words
-ensure_packages $build_packages clang libclang-rt-14-dev
+ensure_packages $build_packages $clang_packages
 mkdir -p "$root/build/fuzz-faults"
 cd "$root"
 say "Building the fuzzers in build/fuzz"

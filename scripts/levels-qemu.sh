@@ -7,7 +7,7 @@ root=$(cd "$(dirname "$0")/.." && pwd)
 . "$root/scripts/lib/common.sh"
 
 # shellcheck disable=SC2086 # a list of words
-ensure_packages $test_packages qemu-user
+ensure_packages $test_packages
 configure_and_build -DIMGCNV_BUILD_TESTS=ON -DIMGCNV_BUILD_FUZZ=ON
 load=$root/build/release/tests/load/imgcnv_load
 

@@ -71,5 +71,5 @@ $usage" ;;
 case ${1-} in -h | --help) say "$usage" && exit 0 ;; esac
 [ $# -gt 0 ] || set -- asan ubsan tsan msan integer valgrind
 # shellcheck disable=SC2086 # a list of words
-ensure_packages $test_packages clang libclang-rt-14-dev valgrind
+ensure_packages $test_packages $clang_packages valgrind
 for name in "$@"; do sanitize "$name"; done

@@ -1,19 +1,26 @@
 #!/bin/sh
-# Builds imgcnv and runs all of its tests.
-# Needs a POSIX shell and apt; what else is missing is installed from Debian.
+# Builds imgcnv and runs its tests.
+# Needs a POSIX shell and apt; what else is missing is installed from the distribution.
 set -eu
 root=$(cd "$(dirname "$0")/.." && pwd)
 . "$root/scripts/lib/common.sh"
+. "$root/scripts/lib/clean_root.sh"
 
-usage="usage: scripts/test.sh [--werror] [--long]
+usage="usage: scripts/test.sh [--werror] [--clang] [--all] [--long] [--yes]
   --werror  compiler warnings are errors
-  --long    also the checks that take minutes: see run_long_checks"
+  --clang   also builds everything with Clang, whose warnings are errors
+  --all     everything that a push is tested with: --werror, --clang, the parts for browsers and
+            ARM, the packages, and demo and tests on a bare system of the other Debian release
+            (as root; see steps_of_all)
+  --long    also the checks that take many minutes: see long_checks
+  --yes     installs missing packages without asking"
 
-werror=OFF
-long=no
+werror=OFF clang=no all=no long=no
 for argument in "$@"; do
     case $argument in
         --werror) werror=ON ;;
+        --clang) clang=yes ;;
+        --all) all=yes werror=ON ;;
         --long) long=yes ;;
         -h | --help) say "$usage" && exit 0 ;;
         *) die "unknown argument '$argument'
@@ -21,9 +28,79 @@ $usage" ;;
     esac
 done
 
+tests() {
+    # shellcheck disable=SC2086 # a list of words
+    ensure_packages $test_packages
+    configure_and_build -DIMGCNV_WERROR=$werror -DIMGCNV_BUILD_TESTS=ON -DIMGCNV_BUILD_EXAMPLES=ON \
+        -DIMGCNV_BUILD_FUZZ=ON -DPython3_EXECUTABLE=/usr/bin/python3
+    ctest --preset release --no-tests=error -j "$(nproc)"
+}
+
+# A debug build: Clang warns of the same with and without optimisation.
+clang_builds_without_a_warning() {
+    # shellcheck disable=SC2086 # a list of words
+    ensure_packages $test_packages $clang_packages
+    cd "$root"
+    say "Building (Debug) with $(clang --version | head -n 1) in build/clang"
+    quietly build/clang-configure.log cmake -S . -B build/clang -G Ninja -DIMGCNV_WERROR=ON \
+        -DCMAKE_BUILD_TYPE=Debug -DCMAKE_C_COMPILER=clang -DCMAKE_CXX_COMPILER=clang++ \
+        -DIMGCNV_BUILD_EXAMPLES=ON -DIMGCNV_BUILD_FUZZ=ON
+    quietly build/clang-build.log cmake --build build/clang
+}
+
+# What else the newest compilers and packages find: the other of the two Debian releases that most
+# people have, with nothing installed. Demo and tests share one build.
+other_debian() {
+    other=trixie
+    [ "$(own_suite)" != trixie ] || other=bookworm
+    [ "$(id -u)" != 0 ] || ensure_packages debootstrap
+    clean_root_possible || return 77
+    "$root/scripts/clean-machine.sh" --suite $other scripts/package-names.sh scripts/demo.sh \
+        'scripts/test.sh --werror --clang'
+}
+
+packages() {
+    [ "$(id -u)" != 0 ] || ensure_packages debootstrap
+    clean_root_possible || return 77
+    "$root/scripts/test-debs.sh"
+}
+
+# step NAME COMMAND...: runs it whatever became of earlier steps. Status 77 says that it cannot be
+# run here, which is a failure where CI is set: what nobody looks at must not be left out.
+passed=0 failed=0 skipped=0 summary=
+step() {
+    name=$1
+    shift
+    say "=== $name"
+    started=$(date +%s)
+    set +e
+    (set -e && "$@")
+    status=$?
+    set -e
+    case $status:${CI-} in
+        0:*) passed=$((passed + 1)) outcome=passed ;;
+        77:) skipped=$((skipped + 1)) outcome='SKIPPED, THIS WAS NOT TESTED' ;;
+        *) failed=$((failed + 1)) outcome=FAILED ;;
+    esac
+    seconds=$(($(date +%s) - started))
+    say "=== $name: $outcome after $seconds seconds"
+    summary="$summary$(printf '%6d s  %s: %s' $seconds "$name" "$outcome")
+"
+}
+
+steps_of_all() {
+    step 'tests' tests
+    step 'Clang' clang_builds_without_a_warning
+    step 'other Debian' other_debian
+    step 'packages' packages
+    for part in web arm; do
+        script=$root/scripts/test-$part.sh
+        [ ! -x "$script" ] || step "$part" "$script"
+    done
+}
+
 # One line a check. Each is a command that exits non-zero on failure.
-run_long_checks() {
-    clang_builds_without_a_warning
+long_checks() {
     "$root/scripts/sanitize.sh"
     "$root/scripts/fuzz.sh" 60
     "$root/scripts/levels-qemu.sh"
@@ -32,21 +109,18 @@ run_long_checks() {
     "$root/tests/mutation/mutate.py"
 }
 
-clang_builds_without_a_warning() {
-    ensure_packages clang
-    say "Building with Clang in build/clang"
-    quietly build/clang-configure.log cmake -S . -B build/clang -G Ninja -DIMGCNV_WERROR=ON \
-        -DCMAKE_C_COMPILER=clang -DCMAKE_CXX_COMPILER=clang++ -DIMGCNV_BUILD_FUZZ=ON
-    quietly build/clang-build.log cmake --build build/clang
-}
-
-# shellcheck disable=SC2086 # a list of words
-ensure_packages $test_packages
-configure_and_build -DIMGCNV_WERROR=$werror -DIMGCNV_BUILD_TESTS=ON -DIMGCNV_BUILD_EXAMPLES=ON \
-    -DIMGCNV_BUILD_FUZZ=ON -DPython3_EXECUTABLE=/usr/bin/python3
-
-ctest --preset release --no-tests=error -j "$(nproc)"
-
+if [ $all = yes ]; then
+    steps_of_all
+    say "
+Steps of scripts/test.sh --all:
+$summary"
+    say "$passed passed, $failed failed, $skipped skipped"
+    [ $failed = 0 ] || exit 1
+else
+    tests
+    if [ $clang = yes ] || [ $long = yes ]; then clang_builds_without_a_warning; fi
+fi
 if [ $long = yes ]; then
-    run_long_checks
+    cd "$root"
+    long_checks
 fi

@@ -24,14 +24,46 @@ quietly() {
     fi
 }
 
-apt_get() {
-    # shellcheck disable=SC2086 # $as_root is a command prefix or nothing
-    $as_root env DEBIAN_FRONTEND=noninteractive apt-get -y -q \
-        -o Dpkg::Use-Pty=0 -o DPkg::Lock::Timeout=300 "$@"
-}
+# What each part needs, as Debian packages. The names are those of Debian 12, Debian 13 and
+# Ubuntu 24.04 alike; scripts/package-names.sh asks apt whether a system knows all of them.
+build_packages='cmake ninja-build g++ libcli11-dev libpng-dev libtiff-dev'
+test_packages="$build_packages libgtest-dev pkg-config qemu-user
+    git python3 python3-pytest python3-numpy python3-pil python3-build python3-setuptools python3-wheel mypy"
+clang_packages='clang libclang-rt-dev'
+debs_packages="$build_packages build-essential debhelper dh-python fakeroot lintian python3-all python3-setuptools"
+abi_packages="$build_packages abigail-tools"
+bench_packages="$build_packages libbenchmark-dev pkg-config"
+pictures_packages="$build_packages python3 python3-numpy python3-pil"
+quality_packages="$pictures_packages python3-opencv python3-skimage python3-scipy libjxl-testdata"
+bench_peers_packages='libopencv-dev libyuv-dev libswscale-dev libdc1394-dev'
+gstreamer_packages=
+live_packages=
+clusters_packages=
+web_packages=
+arm_packages=
+all_packages="$test_packages $clang_packages $debs_packages $abi_packages $bench_packages
+    $quality_packages $bench_peers_packages $gstreamer_packages $live_packages $clusters_packages
+    $web_packages $arm_packages valgrind debootstrap"
 
-# Installs those of the named Debian packages that are not there yet, which
-# takes root or a sudo that asks for no password.
+# Every script takes --yes: packages that are missing are installed without a question. Here it is
+# taken out of the script's arguments, and handed on to scripts that it calls.
+for argument in "$@"; do
+    shift
+    case $argument in
+        --yes) export IMGCNV_YES=1 ;;
+        *) set -- "$@" "$argument" ;;
+    esac
+done
+
+# Builds again are quick where ccache is installed.
+if command -v ccache >/dev/null; then
+    export CMAKE_C_COMPILER_LAUNCHER="${CMAKE_C_COMPILER_LAUNCHER-ccache}"
+    export CMAKE_CXX_COMPILER_LAUNCHER="${CMAKE_CXX_COMPILER_LAUNCHER-ccache}"
+fi
+
+# Installs those of the named Debian packages that are not there yet. It says which ones first. With
+# a terminal it asks, unless --yes was given. Without a terminal root installs them, and any other
+# user is told the command.
 ensure_packages() {
     missing=
     for package in "$@"; do
@@ -42,28 +74,42 @@ ensure_packages() {
     command -v apt-get >/dev/null ||
         die "missing:$missing, and there is no apt-get to install them with.
 Install these Debian packages, or what your system calls them, and run this again."
-    if [ "$(id -u)" = 0 ]; then
-        as_root=
-    elif sudo -n true 2>/dev/null; then
-        as_root='sudo -n'
-    else
-        die "missing:$missing, and this user may not install packages. Run
-
-    sudo apt-get update && sudo apt-get install --no-install-recommends$missing
-
-and then this again."
+    as_root=
+    [ "$(id -u)" = 0 ] || as_root=sudo
+    say "These packages are needed and not installed:$missing" >&2
+    if [ -n "$as_root" ] && ! command -v sudo >/dev/null; then
+        refuse_to_install 'there is no sudo'
+    elif [ -n "${IMGCNV_YES-}" ]; then
+        : # was answered by --yes
+    elif [ -t 0 ] && [ -t 2 ]; then
+        printf 'Install them now%s? [Y/n] ' "${as_root:+ with sudo}" >&2
+        read -r answer || answer=n
+        case $answer in '' | [Yy]*) ;; *) refuse_to_install 'nothing was installed' ;; esac
+    elif [ -n "$as_root" ]; then
+        refuse_to_install 'there is no terminal to ask on (--yes installs without asking)'
     fi
-    say "Installing from Debian:$missing"
+    say "Installing them from the distribution" >&2
     mkdir -p "$root/build"
     quietly "$root/build/apt-update.log" apt_get update
     # shellcheck disable=SC2086 # a list of words
     quietly "$root/build/apt-install.log" apt_get install --no-install-recommends $missing
 }
 
-# What building the library and the command takes, and what the tests take on top.
-build_packages='cmake ninja-build g++ libcli11-dev libpng-dev libtiff-dev'
-test_packages="$build_packages libgtest-dev pkg-config qemu-user
-    git python3 python3-pytest python3-numpy python3-pil python3-build python3-setuptools python3-wheel mypy"
+refuse_to_install() {
+    die "$1. Run
+
+    ${as_root:+sudo }apt-get update && ${as_root:+sudo }apt-get install --no-install-recommends$missing
+
+and then this again."
+}
+
+apt_get() {
+    # Without a terminal sudo must not wait for a password that nobody can give.
+    [ "$as_root" != sudo ] || [ -t 0 ] || as_root='sudo -n'
+    # shellcheck disable=SC2086 # $as_root is a command prefix or nothing
+    $as_root env DEBIAN_FRONTEND=noninteractive apt-get -y -q \
+        -o Dpkg::Use-Pty=0 -o DPkg::Lock::Timeout=300 "$@"
+}
 
 # configure_and_build CMAKE_ARGUMENT...: the release preset, into build/release. Without the tests,
 # which need more than build_packages, unless an argument says otherwise.

@@ -8,24 +8,15 @@
 namespace imgcnv {
 
 template <class V, Phase kPhase>
-struct AdaptiveGreenBody {
-    using Vector = V;
+struct AdaptiveGreenBody : BodyOf<V> {
     template <class W>
-    using Over = AdaptiveGreenBody<W, kPhase>;
+    using Rebind = AdaptiveGreenBody<W, kPhase>;
     using Reg = typename V::Reg;
     using L = Lanes<V>;
     static constexpr size_t kPixels = V::kBytes;
     static constexpr size_t kInputs = 5, kOutputs = 2, kHalo = 2, kGroup = 2;
-    static constexpr size_t kHaloFrom = 4;  // row y+2 may end where the frame ends
+    static constexpr size_t kFirstHaloInput = 4;  // row y+2 may end where the frame ends
     static constexpr size_t kSrcBytes = kPixels, kDstBytes = kPixels;
-
-    // in: rows y-2, y-1, y+1, y+2, y; out: green, differences
-    static Streams<AdaptiveGreenBody> streams(const uint8_t* const* lines, ptrdiff_t column,
-                                              uint8_t* green, int16_t* differences) {
-        return {{lines[0] + column, lines[1] + column, lines[3] + column, lines[4] + column,
-                 lines[2] + column},
-                {green, reinterpret_cast<uint8_t*>(differences)}};
-    }
 
     static void block(const uint8_t* const* in, uint8_t* const* out) {
         constexpr bool kColorIsFirst = kPhase == kColorFirst;
@@ -63,17 +54,20 @@ template <class V, Phase kPhase>
 __attribute__((flatten)) void adaptive_green_row(const uint8_t* const lines[5], ptrdiff_t column,
                                                  uint8_t* green, int16_t* differences,
                                                  size_t pixels) {
-    run_row_of<AdaptiveGreenBody<V, kPhase>>(pixels, lines, column, green, differences);
+    // in: rows y-2, y-1, y+1, y+2, y; out: green, differences
+    run_row<AdaptiveGreenBody<V, kPhase>>({{lines[0] + column, lines[1] + column, lines[3] + column,
+                                            lines[4] + column, lines[2] + column},
+                                           {green, reinterpret_cast<uint8_t*>(differences)}},
+                                          pixels);
 }
 
 template <class V, AdaptiveRow kRow, Phase kPhase>
-struct AdaptiveColorBlocks {
-    using Vector = V;
+struct AdaptiveColorBlocks : BodyOf<V> {
     using Reg = typename V::Reg;
     using L = Lanes<V>;
     static constexpr size_t kPixels = V::kBytes;
     static constexpr size_t kInputs = 6, kOutputs = 1, kHalo = 2, kGroup = 2;
-    static constexpr size_t kHaloFrom = 3;
+    static constexpr size_t kFirstHaloInput = 3;
     static constexpr size_t kSrcBytes = kPixels;
 
     static constexpr bool kInner = kRow == kNoneCopied;
@@ -148,27 +142,24 @@ struct AdaptiveColorBlocks {
 template <class V, AdaptiveRow kRow, Phase kPhase, TripleSink kSink>
 struct AdaptiveColorBody : TripleBody<V, AdaptiveColorBlocks<V, kRow, kPhase>, kSink> {
     template <class W>
-    using Over = AdaptiveColorBody<W, kRow, kPhase, kSink>;
-
-    static Streams<AdaptiveColorBody> streams(const AdaptiveLines* lines, uint8_t* dst) {
-        const auto bytes = [](const int16_t* p) { return reinterpret_cast<const uint8_t*>(p); };
-        return {{lines->line, lines->beside, lines->green, bytes(lines->differences[0]),
-                 bytes(lines->differences[1]), bytes(lines->differences[2])},
-                {dst}};
-    }
+    using Rebind = AdaptiveColorBody<W, kRow, kPhase, kSink>;
 };
 
 template <class V, AdaptiveRow kRow, Phase kPhase, TripleSink kSink>
 __attribute__((flatten)) void adaptive_color_row(const AdaptiveLines& lines, uint8_t* dst,
                                                  size_t pixels) {
-    run_row_of<AdaptiveColorBody<V, kRow, kPhase, kSink>>(pixels, &lines, dst);
+    const auto bytes = [](const int16_t* p) { return reinterpret_cast<const uint8_t*>(p); };
+    run_row<AdaptiveColorBody<V, kRow, kPhase, kSink>>(
+        {{lines.line, lines.beside, lines.green, bytes(lines.differences[0]),
+          bytes(lines.differences[1]), bytes(lines.differences[2])},
+         {dst}},
+        pixels);
 }
 
 template <class V, Phase kPhase>
-struct CellGreenBody {
-    using Vector = V;
+struct CellGreenBody : BodyOf<V> {
     template <class W>
-    using Over = CellGreenBody<W, kPhase>;
+    using Rebind = CellGreenBody<W, kPhase>;
     using Reg = typename V::Reg;
     using L = Lanes<V>;
     static constexpr size_t kPixels = V::kBytes;

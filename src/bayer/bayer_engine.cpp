@@ -2,8 +2,7 @@
 
 #include <cstdlib>
 
-#include "converter/frame_kernels.h"
-#include "simd/cpu_level.h"
+#include "converter/kernels_for_frame.h"
 
 namespace imgcnv {
 namespace {
@@ -91,10 +90,10 @@ int run_bayer(const BayerJob& job) {
     if (width != 0) {
         const size_t src_bytes = height * static_cast<size_t>(job.stride);
         const size_t frame_bytes = rows * width * dst_bytes;
-        const FrameKernels kernels(src_bytes, frame_bytes,
-                                   job.method == IMGCNV_DEMOSAIC_NEAREST
-                                       ? FrameKernels::kMostCachedNearest
-                                       : FrameKernels::kMostCachedDemosaicing);
+        const KernelsForFrame kernels(src_bytes, frame_bytes,
+                                      job.method == IMGCNV_DEMOSAIC_NEAREST
+                                          ? KernelsForFrame::kStreamNearestAbove
+                                          : KernelsForFrame::kStreamDemosaicAbove);
         // Decoded lines stay in the caches, whatever the frame.
         const RowKernel decode = kernels_for_this_cpu().mono[job.layout][kGrey1];
         const BayerFrame frame{
@@ -107,7 +106,7 @@ int run_bayer(const BayerJob& job) {
             .height = rows,
             .dst_bytes = dst_bytes,
             .dst_red_first = offsets.redOffset == 0,
-            .beyond_caches = src_bytes + frame_bytes > FrameKernels::kMostCached,
+            .beyond_caches = src_bytes + frame_bytes > KernelsForFrame::kStreamAbove,
             .mirrored = mirrored,
         };
         switch (job.method) {

@@ -11,8 +11,7 @@
 namespace imgcnv {
 
 template <class V, Phase kPhase>
-struct BilinearBlocks {
-    using Vector = V;
+struct BilinearBlocks : BodyOf<V> {
     using Reg = typename V::Reg;
     using L = Lanes<V>;
     static constexpr size_t kPixels = V::kBytes;
@@ -93,23 +92,17 @@ struct BilinearBlocks {
 template <class V, Phase kPhase, TripleSink kSink>
 struct BilinearBody : TripleBody<V, BilinearBlocks<V, kPhase>, kSink> {
     template <class W>
-    using Over = BilinearBody<W, kPhase, kSink>;
-
-    static Streams<BilinearBody> streams(const uint8_t* above, const uint8_t* line,
-                                         const uint8_t* below, uint8_t* dst) {
-        return {{above, line, below}, {dst}};
-    }
+    using Rebind = BilinearBody<W, kPhase, kSink>;
 };
 
 template <class V, Phase kPhase, TripleSink kSink>
 __attribute__((flatten)) void bilinear_row(const uint8_t* above, const uint8_t* line,
                                            const uint8_t* below, uint8_t* dst, size_t pixels) {
-    run_row_of<BilinearBody<V, kPhase, kSink>>(pixels, above, line, below, dst);
+    run_row<BilinearBody<V, kPhase, kSink>>({{above, line, below}, {dst}}, pixels);
 }
 
 template <class V, EdgeGreen kEdgeGreen, Phase kPhase>
-struct BilinearEdgeBlocks {
-    using Vector = V;
+struct BilinearEdgeBlocks : BodyOf<V> {
     using Reg = typename V::Reg;
     using L = Lanes<V>;
     static constexpr size_t kPixels = V::kBytes;
@@ -140,7 +133,7 @@ struct BilinearEdgeBlocks {
 template <class V, EdgeGreen kEdgeGreen, Phase kPhase, TripleSink kSink>
 struct BilinearEdgeBody : TripleBody<V, BilinearEdgeBlocks<V, kEdgeGreen, kPhase>, kSink> {
     template <class W>
-    using Over = BilinearEdgeBody<W, kEdgeGreen, kPhase, kSink>;
+    using Rebind = BilinearEdgeBody<W, kEdgeGreen, kPhase, kSink>;
 };
 
 template <class V, EdgeGreen kEdgeGreen, Phase kPhase, TripleSink kSink>

@@ -42,8 +42,7 @@ inline void store_all(uint8_t* const* out, const GreyRowPair<V, kPhase>& rows,
 }
 
 template <class V, Phase kPhase>
-struct NearestBlocks {
-    using Vector = V;
+struct NearestBlocks : BodyOf<V> {
     using Reg = typename V::Reg;
     using L = Lanes<V>;
     static constexpr size_t kPixels = V::kBytes;
@@ -95,18 +94,13 @@ struct NearestBlocks {
 template <class V, Phase kPhase, TripleSink kSink>
 struct NearestBody : TripleBody<V, NearestBlocks<V, kPhase>, kSink> {
     template <class W>
-    using Over = NearestBody<W, kPhase, kSink>;
-
-    static Streams<NearestBody> streams(const uint8_t* even, const uint8_t* odd, uint8_t* dst_even,
-                                        uint8_t* dst_odd) {
-        return {{even, odd}, {dst_even, dst_odd}};
-    }
+    using Rebind = NearestBody<W, kPhase, kSink>;
 };
 
 template <class V, Phase kPhase, TripleSink kSink>
 __attribute__((flatten)) void nearest_rows(const uint8_t* even, const uint8_t* odd,
                                            uint8_t* dst_even, uint8_t* dst_odd, size_t pixels) {
-    run_row_of<NearestBody<V, kPhase, kSink>>(pixels, even, odd, dst_even, dst_odd);
+    run_row<NearestBody<V, kPhase, kSink>>({{even, odd}, {dst_even, dst_odd}}, pixels);
 }
 
 }  // namespace imgcnv

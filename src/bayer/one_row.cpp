@@ -3,7 +3,6 @@
 
 #include "converter/destination.h"
 #include "converter/img_converter.h"
-#include "simd/cpu_level.h"
 
 using namespace imgcnv;
 
@@ -16,11 +15,12 @@ int convert_one_row(const CImgConverterC& converter, MonoLayout layout, const ui
     const GreySink sink = grey_sink(converter.dstFormat);
     const size_t pixels = static_cast<size_t>(converter.width);
     const size_t whole = layout == kPacked ? pixels & ~size_t{1} : pixels;
-    kernels_for_this_cpu().mono[layout][sink](src, dst, whole);
+    const KernelTable& kernels = kernels_for_this_cpu();
+    kernels.mono[layout][sink](src, dst, whole);
     if (whole != pixels) {
         // Half a packed group: its first byte is a pixel.
         const size_t dst_bytes = static_cast<size_t>(bytes_per_pixel(converter.dstFormat));
-        kPlainKernels.mono[layout][sink](src + whole / 2 * 3, dst + whole * dst_bytes, 1);
+        kernels.mono[kBytes][sink](src + whole / 2 * 3, dst + whole * dst_bytes, 1);
     }
     return IMGCNV_SUCCESS;
 }

@@ -1,7 +1,7 @@
 // The packed colour routines: which sink, and how a frame is cut into rows.
 
 #include "converter/destination.h"
-#include "converter/frame_kernels.h"
+#include "converter/kernels_for_frame.h"
 #include "converter/frame_rows.h"
 #include "converter/img_converter.h"
 
@@ -13,7 +13,7 @@ void convert_color_rows(const CImgConverterC& converter, ColorLayout layout, Tri
                         size_t pixels, size_t row_bytes, const uint8_t* src, uint8_t* dst) {
     FrameRows frame = rows_of(converter, src, dst, pixels, row_bytes);
     frame.may_run_over = bytes_per_pixel(converter.dstFormat) != 1;  // grey has ties
-    const FrameKernels kernels(frame.src_bytes(), frame.dst_bytes());
+    const KernelsForFrame kernels(frame.src_bytes(), frame.dst_bytes());
     convert_rows(frame, kernels->color[layout][sink]);
 }
 
@@ -23,7 +23,7 @@ int convert_triples(const CImgConverterC& converter, tagIMGCNV_EPixelFormat same
     if (converter.dstFormat == same_order) {
         // The buffer as it is, row padding included.
         const size_t bytes = static_cast<size_t>(ptrdiff_t{converter.dataSize});
-        const FrameKernels kernels(bytes, bytes);
+        const KernelsForFrame kernels(bytes, bytes);
         kernels->mono[kBytes][kGrey1](src, dst, bytes);
         return IMGCNV_SUCCESS;
     }

@@ -66,7 +66,7 @@ struct ColorSource422 {
 
     static Triple<V> load(const uint8_t* p) {
         Reg lo, hi;
-        V::load_groups2(p, lo, hi);
+        V::load_yuv422(p, lo, hi);
         return Yuv<V>::clamped(half(lo), half(hi));
     }
 
@@ -93,7 +93,7 @@ struct ColorSource<V, kYuv411> {
 
     static Triple<V> load(const uint8_t* p) {
         Reg lo, hi;
-        V::load_groups4(p, lo, hi);
+        V::load_yuv411(p, lo, hi);
         return Yuv<V>::clamped(half<0>(lo), half<4>(hi));
     }
 
@@ -116,13 +116,11 @@ struct ColorSource<V, kYuv411> {
 };
 
 template <class V, ColorLayout kLayout>
-struct ColorBlocks {
+struct ColorBlocks : BodyOf<V> {
     using Source = ColorSource<V, kLayout>;
-    using Vector = V;
-    static constexpr size_t kPixels = V::kBytes;
-    static constexpr size_t kInputs = 1, kOutputs = 1, kHalo = 0;
+    using BodyOf<V>::kPixels;
     static constexpr size_t kGroup = Source::kGroup;
-    static constexpr bool kCostly = kLayout != kTriples;
+    static constexpr bool kComputeBound = kLayout != kTriples;
     static constexpr size_t kSrcBytes = kPixels * Source::kBitsPerPixel / 8;
 
     static Triple<V> load(const uint8_t* const* in) { return Source::load(in[0]); }
@@ -131,16 +129,16 @@ struct ColorBlocks {
 template <class V, ColorLayout kLayout, TripleSink kSink>
 struct ColorBody : TripleBody<V, ColorBlocks<V, kLayout>, kSink> {
     template <class W>
-    using Over = ColorBody<W, kLayout, kSink>;
+    using Rebind = ColorBody<W, kLayout, kSink>;
 };
 // RGB8 to BGR24 and back needs no channels: 1.5 times as fast with 16- and
 // 32-byte vectors.
 template <class V>
 struct ColorBody<V, kTriples, kCba> : TripleBody<V, ColorBlocks<V, kTriples>, kCba> {
     template <class W>
-    using Over = ColorBody<W, kTriples, kCba>;
+    using Rebind = ColorBody<W, kTriples, kCba>;
     static void block(const uint8_t* const* in, uint8_t* const* out) {
-        V::exchange3(in[0], out[0]);
+        V::swap_rb3(in[0], out[0]);
     }
 };
 

@@ -85,7 +85,7 @@ static __attribute__((noinline, cold)) typename V::Reg luma_of_ties(
         last.known = false;
     }
     const auto grey = V::and_(V::equal8(r, g), V::equal8(g, b));
-    const auto lower = V::and_(V::and_(tie, grey), V::in_set(kLowerGreys, g));
+    const auto lower = V::and_(V::and_(tie, grey), V::bitmap_contains(kLowerGreys, g));
     quotient = V::sub8(quotient, V::and_(lower, V::set8(1)));
     uint64_t rest = V::top_bits(V::andnot(grey, tie));
     if (rest == 0) return quotient;

@@ -41,7 +41,7 @@ inline void store_all(uint8_t* const* out, const Triple<V>& t, Last&... last) {
 }
 
 // Makes a body of Blocks, which tells everything about the input and has
-// load(in) -> Values, the channels of a block. Grey from colour computes as much
+// load(in), the channels of a block. Grey from colour computes as much
 // as most of them: there, writing is a half of its own. Blocks may have
 // load_for_grey(in), if grey is better made of something else.
 template <class V, class Blocks, TripleSink kSink>
@@ -54,7 +54,7 @@ struct TripleBody : Blocks {
 };
 
 // What storing remembers of the vectors before.
-template <class V, class Values>
+template <class V, class Loaded>
 struct MemoryOf {
     using Type = LastTie<V>;
 };
@@ -69,13 +69,17 @@ inline auto load_for_grey(const uint8_t* const* in) {
 }
 template <class V, class Blocks, TripleSink kSink>
 requires(sink_bytes(kSink) == 1) struct TripleBody<V, Blocks, kSink> : Blocks {
-    using Values = decltype(load_for_grey<Blocks>(nullptr));
-    using Memory = typename MemoryOf<V, Values>::Type;
+    using Loaded = decltype(load_for_grey<Blocks>(nullptr));
+    using Memory = typename MemoryOf<V, Loaded>::Type;
     static constexpr size_t kDstBytes = Blocks::kPixels;
 
-    static Values load(const uint8_t* const* in) { return load_for_grey<Blocks>(in); }
-    static void store(uint8_t* const* out, const Values& values, Memory& memory) {
-        store_all<V, kSink>(out, values, memory);
+    static Loaded load(const uint8_t* const* in) { return load_for_grey<Blocks>(in); }
+    static void store(uint8_t* const* out, const Loaded& loaded, Memory& memory) {
+        store_all<V, kSink>(out, loaded, memory);
+    }
+    static void block(const uint8_t* const* in, uint8_t* const* out) {
+        Memory memory;
+        store(out, load(in), memory);
     }
 };
 

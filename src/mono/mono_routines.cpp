@@ -1,11 +1,10 @@
 // The monochrome routines: how a frame of each format is cut into rows.
 
 #include "converter/destination.h"
-#include "converter/frame_kernels.h"
 #include "converter/frame_rows.h"
 #include "converter/img_converter.h"
+#include "converter/kernels_for_frame.h"
 #include "converter/wrapping.h"
-#include "simd/cpu_level.h"
 
 using namespace imgcnv;
 
@@ -29,7 +28,7 @@ int convert_raster(const CImgConverterC& converter, MonoLayout layout, const uin
     }
     FrameRows frame = rows_of(converter, src, dst, pixels, row_bytes);
     frame.may_run_over = layout == kPacked;
-    const FrameKernels kernels(frame.src_bytes(), frame.dst_bytes());
+    const KernelsForFrame kernels(frame.src_bytes(), frame.dst_bytes());
     convert_rows(frame, kernels->mono[layout][grey_sink(converter.dstFormat)]);
     return IMGCNV_SUCCESS;
 }
@@ -37,9 +36,9 @@ int convert_raster(const CImgConverterC& converter, MonoLayout layout, const uin
 // Formats that are one stream of bits, without rows.
 void convert_stream(MonoLayout layout, GreySink sink, size_t pixels, const uint8_t* src,
                     uint8_t* dst) {
-    const size_t src_bytes = layout == kBits1 ? pixels / 8 : pixels / 2;
+    const size_t src_bytes = layout == kBits1 ? pixels / 8 : (pixels + 1) / 2;
     const size_t dst_bytes = pixels * (sink == kGrey1 ? 1 : sink == kGrey3 ? 3 : 4);
-    const FrameKernels kernels(src_bytes, dst_bytes);
+    const KernelsForFrame kernels(src_bytes, dst_bytes);
     kernels->mono[layout][sink](src, dst, pixels);
 }
 
@@ -58,13 +57,7 @@ int CImgConverterC::convertMono1P(unsigned char* src, unsigned char* dst) {
 int CImgConverterC::convertMono4P(unsigned char* src, unsigned char* dst) {
     if (dst == nullptr) return IMGCNV_ILLEGAL_PARAM;
     const size_t pixels = static_cast<uint32_t>(wrapping_mul(width, height));
-    const size_t paired = pixels & ~size_t{1};
-    const GreySink sink = grey_sink(dstFormat);
-    convert_stream(kNibbles, sink, paired, src, dst);
-    if (paired != pixels) {
-        const size_t dst_bytes = static_cast<size_t>(bytes_per_pixel(dstFormat));
-        kPlainKernels.mono[kNibbles][sink](src + paired / 2, dst + paired * dst_bytes, 1);
-    }
+    convert_stream(kNibbles, grey_sink(dstFormat), pixels, src, dst);
     return IMGCNV_SUCCESS;
 }
 

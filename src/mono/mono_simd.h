@@ -42,17 +42,15 @@ inline void store_grey(uint8_t* p, typename V::Reg grey) {
 }
 
 template <class V, MonoLayout kLayout, GreySink kSink>
-struct MonoBody {
-    using Vector = V;
+struct MonoBody : BodyOf<V> {
     template <class W>
-    using Over = MonoBody<W, kLayout, kSink>;
+    using Rebind = MonoBody<W, kLayout, kSink>;
     static constexpr size_t kBitsPerPixel = kLayout == kBits1     ? 1
                                             : kLayout == kNibbles ? 4
                                             : kLayout == kBytes   ? 8
                                             : kLayout == kPacked  ? 12
                                                                   : 16;
-    static constexpr size_t kPixels = V::kBytes;
-    static constexpr size_t kInputs = 1, kOutputs = 1, kHalo = 0;
+    using BodyOf<V>::kPixels;
     static constexpr size_t kGroup = kLayout == kBits1                           ? 8
                                      : kLayout == kNibbles || kLayout == kPacked ? 2
                                                                                  : 1;
@@ -60,7 +58,7 @@ struct MonoBody {
     static constexpr size_t kDstBytes = kPixels * (kSink == kGrey1 ? 1 : kSink == kGrey3 ? 3 : 4);
 
     // Measured to one byte a pixel: Mono1p and Mono4p .88 of the time, Mono12 .95.
-    static constexpr size_t kTogether = kSink == kGrey1 ? 4 : 1;
+    static constexpr size_t kUnroll = kSink == kGrey1 ? 4 : 1;
 
     static void block(const uint8_t* const* in, uint8_t* const* out) {
         store_grey<V, kSink>(out[0], load_mono<V, kLayout>(in[0]));
@@ -69,16 +67,15 @@ struct MonoBody {
 
 template <class V, MonoLayout kLayout, GreySink kSink>
 __attribute__((flatten)) void mono_row(const uint8_t* src, uint8_t* dst, size_t pixels) {
-    if constexpr (kLayout == kBytes && kSink == kGrey1 &&
-                  !GoesPastCaches<MonoBody<V, kLayout, kSink>>) {
+    if constexpr (kLayout == kBytes && kSink == kGrey1 && !StreamingVector<V>) {
         // Knows the CPU: .86 of the time of the loop at 640x480; but 1.2 for rows of 640.
         constexpr size_t kLong = 4096;
         if (pixels > kLong) {
-            V::copy_long(dst, src, pixels);
+            V::copy_large(dst, src, pixels);
             return;
         }
         if (pixels >= 2 * V::kBytes) {
-            using Copies = MonoBody<typename V::OfCopies, kLayout, kSink>;
+            using Copies = MonoBody<typename V::CopyVector, kLayout, kSink>;
             return run_row<Copies>({{src}, {dst}}, pixels);
         }
     }

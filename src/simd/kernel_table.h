@@ -54,8 +54,8 @@ enum Phase : int { kColorFirst, kGreenFirst, kPhases };
 // Where a colour site on the top or bottom row takes its green from.
 enum EdgeGreen : int { kGreenFromRow, kGreenFromNextRow, kEdgeGreens };
 
-// Converts `pixels` pixels that lie one after the other. Layouts with several
-// pixels in a group take a whole number of groups.
+// Converts `pixels` pixels that lie one after the other: of kPacked and YUV a whole number of
+// groups, of kBits1 and kNibbles also a part of the last byte.
 using RowKernel = void (*)(const uint8_t* src, uint8_t* dst, size_t pixels);
 
 // Two mosaic rows of `pixels` (even) samples into two output rows. a is the
@@ -103,18 +103,22 @@ enum AdaptiveRow : int { kNoneCopied, kOwnCopied, kOtherCopied, kBothCopied, kAd
 // Adaptive colour of one row; one pair on either side is read.
 using AdaptiveColorKernel = void (*)(const AdaptiveLines& lines, uint8_t* dst, size_t pixels);
 
-// A quarter turn of a whole picture.
-struct TurnGeometry {
+// Bytes per pixel of a picture that is flipped or rotated.
+enum PixelSize : int { kOneByte, kThreeBytes, kPixelSizes };
+constexpr size_t bytes_of(PixelSize size) { return size == kOneByte ? 1 : 3; }
+
+// Flips or rotates a whole picture.
+struct ImageSize {
     size_t width;
     size_t height;
 };
-using TurnKernel = void (*)(const uint8_t* src, uint8_t* dst, TurnGeometry source);
+using RotateKernel = void (*)(const uint8_t* src, uint8_t* dst, ImageSize source);
 
 struct KernelTable {
     const char* name;
-    // The same for frames that the caches do not hold: kernels that gain by it write
-    // past them, which wants a fence once the frame is done. Null: there is none.
-    const KernelTable* past_caches;
+    // The same for frames that the caches do not hold: kernels that gain by it use streaming
+    // stores, which want a fence once the frame is done. Null: there is none.
+    const KernelTable* streaming;
     RowKernel mono[kMonoLayouts][kGreySinks];
     RowKernel color[kColorLayouts][kTripleSinks];
     NearestKernel nearest[kPhases][kTripleSinks];
@@ -123,11 +127,14 @@ struct KernelTable {
     AdaptiveGreenKernel adaptive_green[kPhases];
     CellGreenKernel cell_green[kPhases];
     AdaptiveColorKernel adaptive_color[kAdaptiveRows][kPhases][kTripleSinks];
-    TurnKernel reverse1;      // the pixels of every row in reverse order, 1 byte each
-    TurnKernel reverse3;      // 3 bytes each
-    TurnKernel reverse_rows;  // the rows in reverse order, of pixels of 1 byte
-    TurnKernel turn90_1, turn90_3;
-    TurnKernel turn270_1, turn270_3;
+    RotateKernel flip_h[kPixelSizes];  // the pixels of every row in reverse order
+    RotateKernel flip_v;               // the rows in reverse order, of pixels of 1 byte
+    RotateKernel rotate90[kPixelSizes];
+    RotateKernel rotate270[kPixelSizes];
 };
+
+// The strongest level that this CPU runs: a pure function of the CPU, without state, asked once
+// a conversion (a few loads). Declared here, below all kernels; src/levels defines it.
+const KernelTable& kernels_for_this_cpu();
 
 }  // namespace imgcnv

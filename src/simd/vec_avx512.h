@@ -3,33 +3,31 @@
 
 #include <immintrin.h>
 
-#include <string.h>
-
-#include "simd/permutation.h"
 #include "simd/vec_avx2.h"
 
 namespace imgcnv {
 
 template <class Level>
-struct Vec64 {
+struct Vec64 : VecCommon<Vec64<Level>, 64> {
+    using Common = VecCommon<Vec64<Level>, 64>;
+    using Reg = typename Common::Reg;
+    using Mask = __mmask32;  // of 16-bit lanes
+    using Common::and_;
+    using Common::kBytes;
+    using Common::load;
+    using Common::set8;
+    using Common::store;
+    using Common::zero;
     static constexpr bool kNarrowest = false;
     using Narrower = Vec32<Level>;
-    static constexpr bool kMasks = true;  // of bytes, for loads and stores
-    // For copying rows that begin anywhere: 64 bytes then cross a line every time. Measured
-    // with padded rows of 640: .8 to .9 of the time.
-    using OfCopies = Narrower;
-    using Reg = __m512i;
-    using Mask = __mmask32;  // of 16-bit lanes
-    static constexpr size_t kBytes = 64;
+    // 64 bytes that begin anywhere cross a cache line every time.
+    using CopyVector = Narrower;
 
-    static Reg load(const uint8_t* p) { return _mm512_loadu_si512(p); }
-    static void store(uint8_t* p, Reg x) { _mm512_storeu_si512(p, x); }
     // p aligned
-    static void store_past_caches(uint8_t* p, Reg x) { _mm512_stream_si512((__m512i*)p, x); }
-    // Beyond the second-level cache, the instruction takes .87 to 1.0 of the time of memcpy,
-    // whose loads wait where a store lies a multiple of 4096 before them. CPUs of this level
-    // are quick with it.
-    static void copy_long(uint8_t* dst, const uint8_t* src, size_t bytes) {
+    static void stream(uint8_t* p, Reg x) { _mm512_stream_si512((__m512i*)p, x); }
+    // Beyond the second-level cache this instruction avoids the loads of memcpy that wait where a
+    // store lies a multiple of 4096 before them. CPUs of this level are quick with it.
+    static void copy_large(uint8_t* dst, const uint8_t* src, size_t bytes) {
         constexpr size_t kLarge = size_t{1} << 20;
         if (bytes < kLarge) {
             memcpy(dst, src, bytes);
@@ -37,6 +35,7 @@ struct Vec64 {
             __asm__ volatile("rep movsb" : "+D"(dst), "+S"(src), "+c"(bytes) : : "memory");
         }
     }
+    static constexpr bool kMasks = true;  // loads and stores parts of vectors
     // `bytes` bytes to (from) a buffer of kSize, a whole number of vectors; copied in, the
     // rest of the buffer becomes 0.
     template <size_t kSize>
@@ -72,22 +71,12 @@ struct Vec64 {
         return table(kTable);
     }
 
-    static Reg zero() { return _mm512_setzero_si512(); }
-    static Reg set8(int x) { return _mm512_set1_epi8(static_cast<char>(x)); }
-    static Reg set16(int x) { return _mm512_set1_epi16(static_cast<short>(x)); }
-
-    static Reg and_(Reg a, Reg b) { return _mm512_and_si512(a, b); }
-    static Reg or_(Reg a, Reg b) { return _mm512_or_si512(a, b); }
-    static Reg xor_(Reg a, Reg b) { return _mm512_xor_si512(a, b); }
     static bool is_zero(Reg a) { return _mm512_test_epi32_mask(a, a) == 0; }
     // a where the bits of mask are 1, else b
     static Reg bit_select(Reg mask, Reg a, Reg b) {
         return _mm512_ternarylogic_epi64(mask, a, b, 0xCA);
     }
 
-    static Reg sub8(Reg a, Reg b) { return _mm512_sub_epi8(a, b); }
-    static Reg add16(Reg a, Reg b) { return _mm512_add_epi16(a, b); }
-    static Reg sub16(Reg a, Reg b) { return _mm512_sub_epi16(a, b); }
     static Reg mulhi16(Reg a, Reg b) { return _mm512_mulhi_epi16(a, b); }
     static Reg mulhi16u(Reg a, Reg b) { return _mm512_mulhi_epu16(a, b); }
     static Reg abs16(Reg a) { return _mm512_abs_epi16(a); }
@@ -95,45 +84,27 @@ struct Vec64 {
     static Reg min16(Reg a, Reg b) { return _mm512_min_epi16(a, b); }
     // unsigned bytes times signed bytes, neighbours added to 16 bits
     static Reg maddubs(Reg a, Reg b) { return _mm512_maddubs_epi16(a, b); }
-    template <int k>
-    static Reg shl16(Reg a) {
-        return _mm512_slli_epi16(a, k);
-    }
-    template <int k>
-    static Reg shr16(Reg a) {
-        return _mm512_srli_epi16(a, k);
-    }
-    template <int k>
-    static Reg sar16(Reg a) {
-        return _mm512_srai_epi16(a, k);
-    }
     static Mask greater16(Reg a, Reg b) { return _mm512_cmpgt_epi16_mask(a, b); }
     static Reg select16(Mask m, Reg a, Reg b) { return _mm512_mask_blend_epi16(m, b, a); }
 
-    // 16-bit lanes, within 128 bits: inverse of one another
-    static Reg widen_lo(Reg a) { return _mm512_unpacklo_epi8(a, zero()); }
-    static Reg widen_hi(Reg a) { return _mm512_unpackhi_epi8(a, zero()); }
+    // Whether any 16-bit lane is 0.
+    static bool has_zero16(Reg a) { return _mm512_testn_epi16_mask(a, a) != 0; }
+    // One bit for every byte whose top bit is set.
+    static uint64_t top_bits(Reg a) { return _mm512_movepi8_mask(a); }
+    static Reg equal8(Reg a, Reg b) { return _mm512_movm_epi8(_mm512_cmpeq_epi8_mask(a, b)); }
+
+    // 16-bit lanes, within 16 bytes: inverse of one another
     static Reg pack16(Reg lo, Reg hi) { return _mm512_packus_epi16(lo, hi); }
     static Reg unpack_lo8(Reg a, Reg b) { return _mm512_unpacklo_epi8(a, b); }
     static Reg unpack_hi8(Reg a, Reg b) { return _mm512_unpackhi_epi8(a, b); }
-
     // Within every 16 bytes; index_of: a captureless lambda.
     template <class F>
     static Reg shuffle(Reg a, F) {
         return _mm512_shuffle_epi8(a, table([](size_t i) { return F{}(i % 16); }));
     }
-    static Reg dup_even(Reg a) {
-        return shuffle(a, [](size_t i) { return i & ~1u; });
-    }
-    static Reg dup_odd(Reg a) {
-        return shuffle(a, [](size_t i) { return i | 1; });
-    }
-
     static Reg reverse(Reg a) {
         return _mm512_permutexvar_epi8(table([](size_t i) { return 63 - i; }), a);
     }
-
-    // --- sources ----------------------------------------------------------
 
     // 64 little-endian words, shifted right, low bytes.
     template <int kShift>
@@ -141,7 +112,8 @@ struct Vec64 {
         if constexpr (kShift == 8) {
             return narrow<1>(load(p), load(p + 64));
         } else {
-            return narrow<0>(shr16<kShift>(load(p)), shr16<kShift>(load(p + 64)));
+            return narrow<0>(Common::template shr16<kShift>(load(p)),
+                             Common::template shr16<kShift>(load(p + 64)));
         }
     }
     // Byte kByte of every 16-bit lane of a, then of b.
@@ -176,21 +148,19 @@ struct Vec64 {
         c = pick(Interleave3<64>::gather(2), v2, v1, v0);
     }
     // Words of 2-pixel groups, in the order of pack16.
-    static void load_groups2(const uint8_t* p, Reg& lo, Reg& hi) {
+    static void load_yuv422(const uint8_t* p, Reg& lo, Reg& hi) {
         const Reg a = load(p), b = load(p + 64);
         lo = _mm512_shuffle_i32x4(a, b, 0x88);
         hi = _mm512_shuffle_i32x4(a, b, 0xDD);
     }
     // 6-byte groups: two at byte 0 of every 16 of lo, two at byte 4 of hi, in the
     // order of pack16.
-    static void load_groups4(const uint8_t* p, Reg& lo, Reg& hi) {
+    static void load_yuv411(const uint8_t* p, Reg& lo, Reg& hi) {
         const Reg head = load(p);
         const Reg tail = _mm512_castsi256_si512(_mm256_loadu_si256((const __m256i*)(p + 64)));
         lo = _mm512_permutex2var_epi64(head, _mm512_setr_epi64(0, 1, 3, 4, 6, 7, 9, 10), tail);
         hi = _mm512_permutex2var_epi64(head, _mm512_setr_epi64(1, 2, 4, 5, 7, 8, 10, 11), tail);
     }
-
-    // --- sinks ------------------------------------------------------------
 
     static constexpr __mmask64 kThird1 = 0x2492492492492492;  // i mod 3 == 1
     static constexpr __mmask64 kThird2 = 0x4924924924924924;  // i mod 3 == 2
@@ -227,43 +197,26 @@ struct Vec64 {
         store(p + 192, _mm512_unpackhi_epi16(ab_hi, c_hi));
     }
 
-    // --- luma -------------------------------------------------------------
-
-    // Whether any 16-bit lane is 0.
-    static bool has_zero16(Reg a) { return _mm512_testn_epi16_mask(a, a) != 0; }
-    // One bit for every byte whose top bit is set.
-    static uint64_t top_bits(Reg a) { return _mm512_movepi8_mask(a); }
-    static Reg equal8(Reg a, Reg b) { return _mm512_movm_epi8(_mm512_cmpeq_epi8_mask(a, b)); }
-    static Reg andnot(Reg a, Reg b) { return _mm512_andnot_si512(a, b); }  // ~a & b
     // 0xFF for every byte value x whose bit is set in the 256-bit table.
-    static Reg in_set(const ByteTable<32>& set, Reg x) {
-        const Reg bytes = _mm512_broadcast_i64x4(_mm256_load_si256((const __m256i*)set.at));
-        const Reg row = _mm512_permutexvar_epi8(and_(shr16<3>(x), set8(0x1F)), bytes);
+    static Reg bitmap_contains(const ByteTable<32>& bitmap, Reg x) {
+        const Reg bytes = _mm512_broadcast_i64x4(_mm256_load_si256((const __m256i*)bitmap.at));
+        const Reg row =
+            _mm512_permutexvar_epi8(and_(Common::template shr16<3>(x), set8(0x1F)), bytes);
         const Reg bit = _mm512_shuffle_epi8(
             table([](size_t i) { return i % 16 < 8 ? 1u << i % 8 : 0; }), and_(x, set8(7)));
         return _mm512_movm_epi8(_mm512_test_epi8_mask(row, bit));
     }
-    // The luma in double precision.
-    static Reg luma_in_doubles(Reg r, Reg g, Reg b) {
-        alignas(64) uint8_t in[3][kBytes], out[kBytes];
-        store(in[0], r);
-        store(in[1], g);
-        store(in[2], b);
-        for (size_t i = 0; i < kBytes; i += 8) {
-            const auto doubles = [&](size_t k) {
-                return _mm512_cvtepi32_pd(
-                    _mm256_cvtepu8_epi32(_mm_loadl_epi64((const __m128i*)(in[k] + i))));
-            };
-            const __m512d sum =
-                _mm512_add_pd(_mm512_add_pd(_mm512_mul_pd(doubles(0), _mm512_set1_pd(0.299)),
-                                            _mm512_mul_pd(doubles(1), _mm512_set1_pd(0.587))),
-                              _mm512_mul_pd(doubles(2), _mm512_set1_pd(0.114)));
-            _mm_storel_epi64((__m128i*)(out + i), _mm256_cvtepi32_epi8(_mm512_cvttpd_epi32(sum)));
-        }
-        return load(out);
+    static constexpr size_t kLumaPixels = 8;
+    static void store_luma(const uint8_t* r, const uint8_t* g, const uint8_t* b, uint8_t* luma) {
+        const auto doubles = [](const uint8_t* p) {
+            return _mm512_cvtepi32_pd(_mm256_cvtepu8_epi32(_mm_loadl_epi64((const __m128i*)p)));
+        };
+        const __m512d sum =
+            _mm512_add_pd(_mm512_add_pd(_mm512_mul_pd(doubles(r), _mm512_set1_pd(0.299)),
+                                        _mm512_mul_pd(doubles(g), _mm512_set1_pd(0.587))),
+                          _mm512_mul_pd(doubles(b), _mm512_set1_pd(0.114)));
+        _mm_storel_epi64((__m128i*)luma, _mm256_cvtepi32_epi8(_mm512_cvttpd_epi32(sum)));
     }
-
-    // --- turns ------------------------------------------------------------
 
     // 64 three-byte pixels in reverse order.
     static void reverse3(const uint8_t* src, uint8_t* dst) {
@@ -272,7 +225,7 @@ struct Vec64 {
         store3(dst, reverse(a), reverse(b), reverse(c));
     }
     // 64 three-byte pixels with their first and last bytes exchanged.
-    static void exchange3(const uint8_t* src, uint8_t* dst) {
+    static void swap_rb3(const uint8_t* src, uint8_t* dst) {
         Reg a, b, c;
         load3(src, a, b, c);
         store3(dst, c, b, a);

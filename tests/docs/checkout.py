@@ -5,6 +5,7 @@ minutes or change the machine, and what they would have built: they only write d
 """
 import json
 import os
+import platform
 import re
 import subprocess
 import tarfile
@@ -23,7 +24,8 @@ case ${0##*/} in
 esac
 """
 PROGRAMS = """abidiff apt-get chroot cmake ctest debootstrap dpkg-buildpackage dpkg-query id ldconfig lintian
-    mount mountpoint qemu-x86_64 sudo umount valgrind""".split()
+    mount mountpoint qemu-x86_64 sudo umount unshare valgrind""".split()
+SUITES = ["bookworm", "trixie", platform.freedesktop_os_release()["VERSION_CODENAME"]]
 BUILT = ["build/release/tests/load/imgcnv_load",
          *(f"build/fuzz/fuzz/fuzz_{name}" for name in ("convert", "turn", "api", "cli"))]
 SLOW = ["tests/mutation/mutate.py", "bench/quality.py"]
@@ -45,11 +47,12 @@ class Checkout:
             stand_in.chmod(0o755)
         (self.tree / "build/release/tools").mkdir()
         (self.tree / "build/release/tools/imgcnv").symlink_to(Path(command).resolve())
-        with tarfile.open(self.tree / "build/clean-root.tar", "w") as system:  # as if bootstrapped before
-            for name in ("dev", "dev/pts", "etc", "proc"):
-                entry = tarfile.TarInfo(name)
-                entry.type, entry.mode = tarfile.DIRTYPE, 0o755
-                system.addfile(entry)
+        for suite in SUITES:  # as if bootstrapped before
+            with tarfile.open(self.tree / f"build/clean-root-{suite}.tar", "w") as system:
+                for name in ("dev", "dev/pts", "etc", "proc"):
+                    entry = tarfile.TarInfo(name)
+                    entry.type, entry.mode = tarfile.DIRTYPE, 0o755
+                    system.addfile(entry)
         self.environment = {k: v for k, v in os.environ.items() if not k.startswith(("IMGCNV_", "GIT_"))}
         identity = ["-c", "user.name=test", "-c", "user.email=test@example.org"]
         for git in (["init", "-q"], ["add", "-A"], [*identity, "commit", "-q", "-m", "copy"]):

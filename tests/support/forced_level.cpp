@@ -3,52 +3,53 @@
 #include <atomic>
 #include <cstdio>
 #include <cstdlib>
+#include <string>
+#include <vector>
 
-#include "simd/cpu_level.h"
+#include "levels/level.h"
 
 namespace imgcnv {
 namespace {
 
-struct Level {
-    std::string_view name;
-    const KernelTable* table;
-    bool (*runs_here)();
+struct KernelSet {
+    std::string name;
+    const KernelTable* kernels;
+    bool runs_here;
 };
 
-const Level kLevels[] = {
-    {"plain", &kPlainKernels, [] { return true; }},
-    {"sse4", &kSse4Kernels, [] { return __builtin_cpu_supports("sse4.1") != 0; }},
-    {"avx2", &kAvx2Kernels, [] { return __builtin_cpu_supports("avx2") != 0; }},
-    {"avx512", &kAvx512Kernels,
-     [] {
-         return __builtin_cpu_supports("avx512vbmi") && __builtin_cpu_supports("avx512bw") &&
-                __builtin_cpu_supports("avx512vl") && __builtin_cpu_supports("avx512dq");
-     }},
-};
+// Every level, each followed by its streaming kernels.
+const std::vector<KernelSet>& kernel_sets() {
+    static const std::vector<KernelSet> sets = [] {
+        std::vector<KernelSet> all;
+        for (const Level& level : levels()) {
+            const bool runs_here = level.runs_here();
+            all.push_back({level.name, level.kernels, runs_here});
+            const KernelTable* streaming = level.kernels->streaming;
+            if (streaming != nullptr) {
+                all.push_back({std::string(level.name) + "-streaming", streaming, runs_here});
+            }
+        }
+        return all;
+    }();
+    return sets;
+}
 
-std::atomic<const KernelTable*> forced = nullptr;
-
-constexpr std::string_view kLarge = "-large";
-
-// Null: unknown, or the level has none.
-const KernelTable* find(std::string_view name, bool& runs_here) {
-    const bool large = name.ends_with(kLarge);
-    if (large) name.remove_suffix(kLarge.size());
-    for (const Level& level : kLevels) {
-        if (level.name != name) continue;
-        runs_here = level.runs_here();
-        return large ? level.table->past_caches : level.table;
+const KernelSet* find(std::string_view name) {
+    for (const KernelSet& set : kernel_sets()) {
+        if (set.name == name) return &set;
     }
     return nullptr;
 }
+
+std::atomic<const KernelTable*> forced = nullptr;
 
 }  // namespace
 
 const KernelTable& kernels_for_this_cpu() {
     if (const KernelTable* table = forced.load(std::memory_order_relaxed)) return *table;
     const KernelTable* best = nullptr;
-    for (const Level& level : kLevels) {
-        if (level.runs_here()) best = level.table;
+    for (const Level& level : levels()) {
+        if (level.runs_here()) best = level.kernels;
     }
     return *best;
 }
@@ -56,19 +57,26 @@ const KernelTable& kernels_for_this_cpu() {
 namespace testing {
 
 std::span<const std::string_view> level_names() {
-    static const std::string_view names[] = {"plain", "sse4", "avx2", "avx512"};
+    static const std::vector<std::string_view> names = [] {
+        std::vector<std::string_view> all;
+        for (const Level& level : levels()) all.push_back(level.name);
+        return all;
+    }();
     return names;
 }
 
 std::span<const std::string_view> kernel_set_names() {
-    static const std::string_view names[] = {"plain",      "sse4",   "sse4-large",  "avx2",
-                                             "avx2-large", "avx512", "avx512-large"};
+    static const std::vector<std::string_view> names = [] {
+        std::vector<std::string_view> all;
+        for (const KernelSet& set : kernel_sets()) all.push_back(set.name);
+        return all;
+    }();
     return names;
 }
 
 bool level_available(std::string_view name) {
-    bool runs_here = false;
-    return find(name, runs_here) != nullptr && runs_here;
+    const KernelSet* set = find(name);
+    return set != nullptr && set->runs_here;
 }
 
 void force_level(std::string_view name) {
@@ -77,8 +85,7 @@ void force_level(std::string_view name) {
                      static_cast<int>(name.size()), name.data());
         std::abort();
     }
-    bool runs_here;
-    forced = find(name, runs_here);
+    forced = find(name)->kernels;
 }
 
 }  // namespace testing

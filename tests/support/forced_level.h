@@ -9,8 +9,8 @@ namespace imgcnv::testing {
 // All levels, from plain upwards.
 std::span<const std::string_view> level_names();
 
-// The same, each followed by its kernels for frames that no cache holds, as
-// "avx2-large". Forced, they convert frames of any size.
+// The same, each followed by its streaming kernels, for frames that no cache holds, as
+// "avx2-streaming". Forced, they convert frames of any size.
 std::span<const std::string_view> kernel_set_names();
 
 // Whether this CPU can run the level or set of kernels.

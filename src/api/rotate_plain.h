@@ -1,4 +1,4 @@
-// Mirrors and quarter turns, the plain definition. A pixel's kBytes bytes move
+// Flips and rotations, the plain definition. A pixel's kBytes bytes move
 // together.
 #pragma once
 
@@ -9,7 +9,7 @@
 namespace imgcnv {
 
 template <size_t kBytes>
-void reverse_in_rows_plain(const uint8_t* src, uint8_t* dst, TurnGeometry source) {
+void flip_h_plain(const uint8_t* src, uint8_t* dst, ImageSize source) {
     const size_t w = source.width;
     for (size_t y = 0; y < source.height; ++y) {
         for (size_t x = 0; x < w; ++x) {
@@ -18,7 +18,7 @@ void reverse_in_rows_plain(const uint8_t* src, uint8_t* dst, TurnGeometry source
     }
 }
 
-inline void reverse_rows_plain(const uint8_t* src, uint8_t* dst, TurnGeometry source) {
+inline void flip_v_plain(const uint8_t* src, uint8_t* dst, ImageSize source) {
     const size_t bytes = source.width;
     for (size_t y = 0; y < source.height; ++y) {
         std::memcpy(dst + y * bytes, src + (source.height - 1 - y) * bytes, bytes);
@@ -27,7 +27,7 @@ inline void reverse_rows_plain(const uint8_t* src, uint8_t* dst, TurnGeometry so
 
 // Clockwise: the source's first row becomes the last column.
 template <size_t kBytes>
-void turn90_plain(const uint8_t* src, uint8_t* dst, TurnGeometry source) {
+void rotate90_plain(const uint8_t* src, uint8_t* dst, ImageSize source) {
     const size_t w = source.width, h = source.height;
     for (size_t y = 0; y < h; ++y) {
         for (size_t x = 0; x < w; ++x) {
@@ -39,7 +39,7 @@ void turn90_plain(const uint8_t* src, uint8_t* dst, TurnGeometry source) {
 // Counter-clockwise: the source's first row becomes the first column, its last
 // pixel on top.
 template <size_t kBytes>
-void turn270_plain(const uint8_t* src, uint8_t* dst, TurnGeometry source) {
+void rotate270_plain(const uint8_t* src, uint8_t* dst, ImageSize source) {
     const size_t w = source.width, h = source.height;
     for (size_t y = 0; y < h; ++y) {
         for (size_t x = 0; x < w; ++x) {

@@ -1,18 +1,17 @@
-// The plain level: the definitions themselves, for any x86-64 CPU.
+// The plain level: the definitions themselves, for any CPU.
 
-#include "api/turn_plain.h"
+#include "api/rotate_plain.h"
 #include "bayer/adaptive_plain.h"
 #include "bayer/bilinear_plain.h"
 #include "bayer/nearest_plain.h"
 #include "color/color_plain.h"
+#include "levels/table_of.h"
 #include "mono/mono_plain.h"
-#include "simd/cpu_level.h"
-#include "simd/table_of.h"
 
 namespace imgcnv {
 namespace {
 
-struct PlainBodies {
+struct PlainKernels {
     template <MonoLayout kLayout, GreySink kSink>
     static constexpr RowKernel mono = mono_row_plain<kLayout, kSink>;
     template <ColorLayout kLayout, TripleSink kSink>
@@ -31,17 +30,18 @@ struct PlainBodies {
     template <AdaptiveRow kRow, Phase kPhase, TripleSink kSink>
     static constexpr AdaptiveColorKernel adaptive_color =
         adaptive_color_row_plain<kRow, kPhase, kSink>;
-    static constexpr TurnKernel reverse1 = reverse_in_rows_plain<1>;
-    static constexpr TurnKernel reverse3 = reverse_in_rows_plain<3>;
-    static constexpr TurnKernel reverse_rows = reverse_rows_plain;
-    static constexpr TurnKernel turn90_1 = turn90_plain<1>;
-    static constexpr TurnKernel turn90_3 = turn90_plain<3>;
-    static constexpr TurnKernel turn270_1 = turn270_plain<1>;
-    static constexpr TurnKernel turn270_3 = turn270_plain<3>;
+    template <PixelSize kSize>
+    static constexpr RotateKernel flip_h = flip_h_plain<bytes_of(kSize)>;
+    static constexpr RotateKernel flip_v = flip_v_plain;
+    template <PixelSize kSize>
+    static constexpr RotateKernel rotate90 = rotate90_plain<bytes_of(kSize)>;
+    template <PixelSize kSize>
+    static constexpr RotateKernel rotate270 = rotate270_plain<bytes_of(kSize)>;
 };
 
 }  // namespace
 
-constinit const KernelTable kPlainKernels = table_of<PlainBodies>("plain");
+extern const KernelTable kPlainKernels;
+constinit const KernelTable kPlainKernels = table_of<PlainKernels>("plain");
 
 }  // namespace imgcnv

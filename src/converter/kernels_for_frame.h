@@ -21,23 +21,23 @@ namespace imgcnv {
 
 // The best kernels of this CPU for a frame of so many bytes. Lives as long as the
 // frame is being written: the end completes what went past the caches.
-class FrameKernels {
+class KernelsForFrame {
   public:
-    static constexpr size_t kMostCached = size_t{24} << 20;
-    static constexpr size_t kMostCachedNearest = size_t{21} << 20;
-    static constexpr size_t kMostCachedDemosaicing = size_t{15} << 20;
+    static constexpr size_t kStreamAbove = size_t{24} << 20;
+    static constexpr size_t kStreamNearestAbove = size_t{21} << 20;
+    static constexpr size_t kStreamDemosaicAbove = size_t{15} << 20;
 
-    FrameKernels(size_t src_bytes, size_t dst_bytes, size_t most_cached = kMostCached);
-    ~FrameKernels();
-    FrameKernels(const FrameKernels&) = delete;
-    FrameKernels& operator=(const FrameKernels&) = delete;
+    KernelsForFrame(size_t src_bytes, size_t dst_bytes, size_t stream_above = kStreamAbove);
+    ~KernelsForFrame();
+    KernelsForFrame(const KernelsForFrame&) = delete;
+    KernelsForFrame& operator=(const KernelsForFrame&) = delete;
 
     const KernelTable& operator*() const { return *table_; }
     const KernelTable* operator->() const { return table_; }
 
   private:
     const KernelTable* table_;
-    bool past_caches_;
+    bool streams_;
 };
 
 }  // namespace imgcnv

@@ -42,7 +42,7 @@ inline void transpose_bytes(const uint8_t* src, ptrdiff_t src_step, uint8_t* dst
 }
 
 template <class V, size_t kPixelBytes>
-struct TurnTile {
+struct TransposeTile {
     static constexpr size_t kColumns = 16, kRows = V::kBytes;
     static void run(const uint8_t* src, ptrdiff_t src_step, uint8_t* dst, ptrdiff_t dst_step) {
         transpose_bytes<V>(src, src_step, dst, dst_step);
@@ -50,7 +50,7 @@ struct TurnTile {
 };
 
 template <class V>
-struct TurnTile<V, 3> {
+struct TransposeTile<V, 3> {
     static constexpr size_t kColumns = V::kBytes / 4, kRows = V::kBytes / 4;
     static void run(const uint8_t* src, ptrdiff_t src_step, uint8_t* dst, ptrdiff_t dst_step) {
         V::transpose3(src, src_step, dst, dst_step);
@@ -93,7 +93,7 @@ __attribute__((noinline, flatten)) void transpose_gathered(const uint8_t* src, p
                                                            uint8_t* dst, ptrdiff_t dst_step,
                                                            size_t width, size_t height,
                                                            bool large) {
-    using Tile = TurnTile<V, kPixelBytes>;
+    using Tile = TransposeTile<V, kPixelBytes>;
     constexpr size_t kColumns = 64, kRows = kPixelBytes == 1 ? 256 : 64;
     constexpr size_t kRowBytes = kColumns * kPixelBytes;
     alignas(64) uint8_t block[kRows * kRowBytes];
@@ -134,7 +134,7 @@ __attribute__((noinline, flatten)) void transpose_gathered(const uint8_t* src, p
 template <class V, size_t kPixelBytes>
 inline void transpose(const uint8_t* src, ptrdiff_t src_step, uint8_t* dst, ptrdiff_t dst_step,
                       size_t width, size_t height) {
-    using Tile = TurnTile<V, kPixelBytes>;
+    using Tile = TransposeTile<V, kPixelBytes>;
     if (width < Tile::kColumns || height < Tile::kRows) {
         for (size_t x = 0; x < width; ++x) {
             for (size_t y = 0; y < height; ++y) {
@@ -177,7 +177,7 @@ inline void transpose(const uint8_t* src, ptrdiff_t src_step, uint8_t* dst, ptrd
 }
 
 template <class V, size_t kPixelBytes, bool kClockwise>
-__attribute__((flatten)) void turn(const uint8_t* src, uint8_t* dst, TurnGeometry source) {
+__attribute__((flatten)) void rotate(const uint8_t* src, uint8_t* dst, ImageSize source) {
     const ptrdiff_t src_step = static_cast<ptrdiff_t>(source.width * kPixelBytes);
     const ptrdiff_t dst_step = static_cast<ptrdiff_t>(source.height * kPixelBytes);
     if constexpr (kClockwise) {

@@ -1,4 +1,5 @@
-// Mirrors and half turns, the vector bodies: pixels of rows, or rows, in reverse order.
+// Flips, and rotation by 180 degrees, the vector kernels: pixels of rows, or rows, in reverse
+// order.
 #pragma once
 
 #include <stddef.h>
@@ -82,8 +83,7 @@ inline void reverse_row(const uint8_t* src, uint8_t* dst, size_t pixels) {
 
 // next: what will be wanted after `src`, as a distance in bytes
 template <class V, size_t kPixelBytes>
-inline void reverse_row_past_caches(const uint8_t* src, uint8_t* dst, size_t pixels,
-                                    ptrdiff_t next) {
+inline void stream_reversed_row(const uint8_t* src, uint8_t* dst, size_t pixels, ptrdiff_t next) {
     constexpr size_t kSpan = kCacheLine, kSpanBytes = kSpan * kPixelBytes;
     alignas(kCacheLine) uint8_t buffer[kSpanBytes];
     size_t i = bytes_before_line<V>(dst) * kInverseInLine<kPixelBytes> % kCacheLine;
@@ -96,24 +96,22 @@ inline void reverse_row_past_caches(const uint8_t* src, uint8_t* dst, size_t pix
             reverse_block<V, kPixelBytes>(from + (kSpan - V::kBytes - k) * kPixelBytes,
                                           buffer + k * kPixelBytes);
         }
-        store_lines<V, kSpanBytes>(dst + i * kPixelBytes, buffer);
+        stream_lines<V, kSpanBytes>(dst + i * kPixelBytes, buffer);
     }
     reverse_row<V, kPixelBytes>(src, dst + i * kPixelBytes, pixels - i);
 }
 
-// Over PastCaches, CPUs do not see the next row coming, which lies behind the end of this
+// Streaming, CPUs do not see the next row coming, which lies behind the end of this
 // one. Measured at 5120x3840: .65 of the time of ordinary stores (1 byte a pixel), .8
 // (3 bytes); of a whole picture in reverse, .85 and .8.
 template <class V, size_t kPixelBytes>
-__attribute__((flatten)) void reverse_in_rows(const uint8_t* src, uint8_t* dst,
-                                              TurnGeometry source) {
+__attribute__((flatten)) void flip_h(const uint8_t* src, uint8_t* dst, ImageSize source) {
     const size_t bytes = source.width * kPixelBytes;
     constexpr ptrdiff_t kAhead = -2048;
     const ptrdiff_t next = source.height == 1 ? kAhead : static_cast<ptrdiff_t>(bytes);
     for (size_t y = 0; y < source.height; ++y, src += bytes, dst += bytes) {
-        if constexpr (requires { typename V::ThroughCaches; }) {
-            reverse_row_past_caches<typename V::ThroughCaches, kPixelBytes>(src, dst, source.width,
-                                                                            next);
+        if constexpr (StreamingVector<V>) {
+            stream_reversed_row<typename V::Cached, kPixelBytes>(src, dst, source.width, next);
         } else {
             reverse_row<V, kPixelBytes>(src, dst, source.width);
         }
@@ -121,27 +119,27 @@ __attribute__((flatten)) void reverse_in_rows(const uint8_t* src, uint8_t* dst,
 }
 
 template <class V>
-inline void copy_row_past_caches(const uint8_t* src, uint8_t* dst, size_t bytes, ptrdiff_t next) {
+inline void stream_copied_row(const uint8_t* src, uint8_t* dst, size_t bytes, ptrdiff_t next) {
     size_t i = bytes_before_line<V>(dst);
     if (i > bytes) i = bytes;
     memcpy(dst, src, i);
     for (; i + kCacheLine <= bytes; i += kCacheLine) {
         prefetch<V>(src + i, next);
-        store_lines<V, kCacheLine>(dst + i, src + i);
+        stream_lines<V, kCacheLine>(dst + i, src + i);
     }
     memcpy(dst + i, src + i, bytes - i);
 }
 
-// Over PastCaches, CPUs do not see rows coming that lie before the last one. Measured at
+// Streaming, CPUs do not see rows coming that lie before the last one. Measured at
 // 5120x3840: .5 of the time (.65 if whole rows are fetched at once).
 template <class V>
-__attribute__((flatten)) void reverse_rows(const uint8_t* src, uint8_t* dst, TurnGeometry source) {
+__attribute__((flatten)) void flip_v(const uint8_t* src, uint8_t* dst, ImageSize source) {
     const size_t bytes = source.width;
     for (size_t left = source.height; left != 0; --left, dst += bytes) {
         const uint8_t* row = src + (left - 1) * bytes;
-        if constexpr (requires { typename V::ThroughCaches; }) {
-            using Ordinary = typename V::ThroughCaches;
-            copy_row_past_caches<Ordinary>(row, dst, bytes, -static_cast<ptrdiff_t>(bytes));
+        if constexpr (StreamingVector<V>) {
+            using Ordinary = typename V::Cached;
+            stream_copied_row<Ordinary>(row, dst, bytes, -static_cast<ptrdiff_t>(bytes));
         } else {
             mono_row<V, kBytes, kGrey1>(row, dst, bytes);
         }

@@ -1,0 +1,281 @@
+#include "pipeline/planner.h"
+
+#include <algorithm>
+#include <limits>
+
+namespace frames {
+namespace {
+
+constexpr std::int64_t kMostInt = std::numeric_limits<std::int32_t>::max();
+
+/// Bytes of a band in scratch memory or, where pixels are gone over again, in the target: half of a
+/// small second-level cache.
+constexpr std::int64_t kBandBytes = std::int64_t{256} << 10;
+/// Bands begin at a byte of every stream of bits, and at the first row of a 2x2 cell.
+constexpr std::int64_t kBandStep = 8;
+/// More context than any method needs, for parts that are mended.
+constexpr std::int64_t kMendingContext = 8;
+/// Columns and rows beside an edge that libimgcnv does not complete, which may depend on it.
+constexpr std::int64_t kEdgeColumns = 6;
+constexpr std::int64_t kEdgeRows = 4;
+/// Rows of the last columns that are mended at once.
+constexpr std::int64_t kColumnRows = 1024;
+/// Smaller mosaics are made in one part.
+constexpr std::int64_t kLeastSide = 16;
+
+/// Pixels that a thread gets at least: waking it costs 20 to 50 us.
+std::int64_t least_pixels(bool demosaics, imgcnv_demosaic method) {
+    if (!demosaics || method == IMGCNV_NEAREST) return 1 << 20;
+    return method == IMGCNV_BILINEAR ? 1 << 19 : 1 << 18;
+}
+
+std::int64_t round_down(std::int64_t value, std::int64_t step) { return value / step * step; }
+
+IMGCNV_EPixelFormat core_mosaic8(int order) {
+    switch (order) {
+        case IMGCNV_ORDER_RG:
+            return IMGCNV_PIXEL_BAYER_RG8;
+        case IMGCNV_ORDER_GB:
+            return IMGCNV_PIXEL_BAYER_GB8;
+        default:
+            return IMGCNV_PIXEL_BAYER_BG8;  // and GR from its second row on
+    }
+}
+
+}  // namespace
+
+std::size_t Job::number_of(const CoreFrame& call) {
+    const auto found = std::find(calls.begin(), calls.end(), call);
+    if (found != calls.end()) return static_cast<std::size_t>(found - calls.begin());
+    calls.push_back(call);
+    return calls.size() - 1;
+}
+
+Planner::Planner(const Geometry& frame, const Wish& wish, const SourceRows& source)
+    : frame_(frame),
+      wish_(wish),
+      source_(source),
+      demosaics_(is_demosaiced(frame) && wish.kind != IMGCNV_TARGET_RAW16),
+      origin_(demosaics_ && frame.format->order == IMGCNV_ORDER_GR ? 1 : 0) {
+    const bool mends =
+        demosaics_ && (origin_ != 0 || frame.width % 2 != 0 || frame.height % 2 != 0);
+    const bool is_small = std::min(frame.width, frame.height) < kLeastSide;
+    in_place_ = wish.is_upright() &&
+                (way() == Way::kSamples || (way() == Way::kCore && wish.is_tight() &&
+                                            writes_whole_rows() && !(mends && is_small)));
+}
+
+Way Planner::way() const {
+    if (wish_.is_wide()) return Way::kWide;
+    const auto layout = frame_.format->layout;
+    const bool is_grey = source_.channels() == 1 && !demosaics_;
+    if (is_grey && wish_.kind == IMGCNV_TARGET_MONO8) return Way::kSamples;
+    const bool red_first = layout == IMGCNV_LAYOUT_RGB || layout == IMGCNV_LAYOUT_RGBA;
+    if (source_.channels() == 3 &&
+        wish_.kind == (red_first ? IMGCNV_TARGET_RGB24 : IMGCNV_TARGET_BGR24))
+        return Way::kSamples;
+    return Way::kCore;
+}
+
+std::int64_t Planner::core_width(const Rectangle& made) const {
+    if (!is_yuv(*frame_.format)) return made.columns();
+    const auto group = frame_.format->group_pixels;
+    return (made.columns() + group - 1) / group * group;
+}
+
+/// Whether libimgcnv writes rows of exactly the picture's width.
+bool Planner::writes_whole_rows() const {
+    return !is_yuv(*frame_.format) || frame_.width % frame_.format->group_pixels == 0;
+}
+
+bool Planner::core_reads_frame(const Rectangle& made) const {
+    const auto& format = *frame_.format;
+    if (source_.changes_samples() || frame_.is_stream() || made.first_row < 0 ||
+        made.first_column != 0 || made.last_column != frame_.width || frame_.big_endian)
+        return false;
+    if (format.layout == IMGCNV_LAYOUT_LSB_FIRST) return false;  // rows of part bytes
+    if (format.layout == IMGCNV_LAYOUT_PACKED && frame_.width % 2 != 0) return false;
+    if (is_mosaic(format) && !demosaics_) return false;
+    return format.in_core != 0 ||
+           (format.order == IMGCNV_ORDER_GR && with_order(format, IMGCNV_ORDER_BG) != nullptr &&
+            with_order(format, IMGCNV_ORDER_BG)->in_core != 0);
+}
+
+/// Rows above and below a band that its pixels depend on, rounded up to whole cells.
+std::int64_t Planner::context() const {
+    if (!demosaics_) return 0;
+    if (wish_.method == IMGCNV_ADAPTIVE) return 4;
+    return wish_.method == IMGCNV_BILINEAR || wish_.is_wide() ? 2 : 0;
+}
+
+std::int64_t Planner::band_rows() const {
+    std::int64_t bytes = 1;
+    const bool reads_samples = !core_reads_frame({0, frame_.height, 0, frame_.width});
+    if (way() != Way::kSamples && reads_samples)
+        bytes = std::max(bytes, source_.row_bytes8(frame_.width + 1) * (wish_.is_wide() ? 2 : 1));
+    const bool goes_over_pixels = wish_.has_alpha() || !wish_.curve.empty();
+    if (!in_place_ || goes_over_pixels) bytes = std::max(bytes, wish_.pixel_bytes() * frame_.width);
+    // One call for everything where nothing has to stay in the cache, as long as libimgcnv's 32-bit
+    // sizes allow it.
+    const auto most_bytes = bytes == 1 ? kMostInt : kBandBytes;
+    bytes = std::max({bytes, bytes == 1 ? frame_.stride : 0,
+                      bytes == 1 ? wish_.pixel_bytes() * frame_.width : 0});
+    const auto rows = round_down(most_bytes / bytes, kBandStep);
+    return std::max(rows, 2 * kBandStep);
+}
+
+int Planner::threads() const {
+    const int wanted = wish_.threads;
+    const auto pixels = frame_.width * frame_.height;
+    const auto most =
+        std::min({frame_.height / (2 * kLeastSide), pixels / least_pixels(demosaics_, wish_.method),
+                  static_cast<std::int64_t>(wanted)});
+    return static_cast<int>(std::max<std::int64_t>(most, 1));
+}
+
+std::vector<Planner::Rows> Planner::slabs() const {
+    const auto count = threads();
+    // In place, rows that libimgcnv does not complete are left to the mending.
+    const auto first = in_place_ ? origin_ : 0;
+    const auto height =
+        in_place_ && demosaics_ ? round_down(frame_.height - first, 2) : frame_.height - first;
+    std::vector<Rows> slabs;
+    auto from = first;
+    for (int i = 1; i <= count; ++i) {
+        const auto to =
+            i == count ? first + height : first + round_down(height * i / count, kBandStep);
+        slabs.push_back({from, to});
+        from = to;
+    }
+    return slabs;
+}
+
+CoreFrame Planner::core_frame(const Task& task) const {
+    const auto& format = *frame_.format;
+    CoreFrame call{};
+    call.width = core_width(task.made);
+    call.rows = task.made.rows();
+    call.target = core_target(wish_.kind);
+    call.demosaic = static_cast<IMGCNV_EBayerDemosaic>(wish_.method);
+    if (task.reads_frame) {
+        const auto* readable = origin_ != 0 ? with_order(format, IMGCNV_ORDER_BG) : &format;
+        call.format = static_cast<IMGCNV_EPixelFormat>(readable->code);
+        call.row_bytes = frame_.row_bytes;
+        call.stride = frame_.stride;
+    } else {
+        call.row_bytes = call.stride = source_.row_bytes8(task.made.columns());
+        if (is_yuv(format))
+            call.format = static_cast<IMGCNV_EPixelFormat>(format.code);
+        else if (demosaics_)
+            call.format = core_mosaic8(format.order);
+        else if (source_.channels() == 1)
+            call.format = IMGCNV_PIXEL_MONO8;
+        else if (format.layout == IMGCNV_LAYOUT_RGB || format.layout == IMGCNV_LAYOUT_RGBA)
+            call.format = IMGCNV_PIXEL_RGB8_PACKED;
+        else
+            call.format = IMGCNV_PIXEL_BGR8_PACKED;
+    }
+    return call;
+}
+
+Task Planner::part(const Rectangle& keep, const Rectangle& made, Job& job) {
+    Task task;
+    task.way = way();
+    task.keep = keep;
+    task.made = made;
+    task.reads_frame = core_reads_frame(made);
+    task.writes_target = task.way == Way::kWide && wish_.is_upright();
+    if (task.way == Way::kSamples || (task.way == Way::kWide && !is_yuv(*frame_.format)))
+        return task;
+    const auto call = core_frame(task);
+    if (call.stride * call.rows > kMostInt || call.width * call.rows * wish_.channels > kMostInt)
+        fits_ = false;
+    task.call = job.number_of(call);
+    return task;
+}
+
+/// Where rows and columns around a part lie that it depends on: the mosaic goes on mirrored beyond
+/// an edge that libimgcnv does not complete, and ends at one that it does.
+Rectangle Planner::with_context(const Rectangle& keep, std::int64_t rows,
+                                std::int64_t columns) const {
+    auto made = keep;
+    if (!demosaics_) return made;
+    const auto odd_column = frame_.width % 2;
+    made.first_row = std::max(keep.first_row - rows, origin_ == 0 ? 0 : std::int64_t{-5});
+    if ((made.first_row - origin_) % 2 != 0) --made.first_row;
+    made.last_row = keep.last_row + rows;
+    if ((made.last_row - made.first_row) % 2 != 0) ++made.last_row;
+    made.last_row = std::min(made.last_row, frame_.height);
+    made.first_column = round_down(std::max(keep.first_column - columns, std::int64_t{0}), 2);
+    made.last_column = std::min(keep.last_column + columns, frame_.width + odd_column);
+    if (keep.last_column == frame_.width) made.last_column = frame_.width + odd_column;
+    return made;
+}
+
+void Planner::plan_bands(const Rows& slab, Job& job) {
+    const auto step = band_rows();
+    const auto around = context();
+    for (auto row = slab.first; row < slab.last;) {
+        auto next = std::min(row + step, slab.last);
+        if (slab.last - next < around || slab.last - next < kBandStep) next = slab.last;
+        const Rectangle keep{row, next, 0, frame_.width};
+        auto made = keep;
+        if (row != slab.first) made.first_row -= around;
+        if (next != slab.last) made.last_row += around;
+        auto task = part(keep, made, job);
+        task.writes_target = true;
+        task.saved_rows = keep.first_row - made.first_row;
+        job.tasks.push_back(task);
+        row = next;
+    }
+}
+
+void Planner::plan_stored(const Rows& slab, Job& job) {
+    const auto step = band_rows();
+    for (auto row = slab.first; row < slab.last; row += step) {
+        const Rectangle keep{row, std::min(row + step, slab.last), 0, frame_.width};
+        job.tasks.push_back(part(keep, with_context(keep, context(), 0), job));
+    }
+}
+
+void Planner::plan_last_columns(const Rows& slab, Job& job) {
+    const auto last = slab.last;
+    for (auto row = slab.first; row < last; row += kColumnRows) {
+        const Rectangle keep{row, std::min(row + kColumnRows, last), frame_.width - kEdgeColumns,
+                             frame_.width};
+        job.tasks.push_back(part(keep, with_context(keep, kMendingContext, kMendingContext), job));
+    }
+}
+
+void Planner::plan_mending(const std::vector<Rows>& slabs, Plan& plan) {
+    const auto mend = [&](std::int64_t first, std::int64_t last) {
+        const Rectangle keep{std::max(first, std::int64_t{0}), std::min(last, frame_.height), 0,
+                             frame_.width};
+        plan.mending.push_back(
+            part(keep, with_context(keep, kMendingContext, kMendingContext), plan.jobs[0]));
+    };
+    if (origin_ != 0) mend(0, kEdgeRows);
+    for (std::size_t i = 1; i < slabs.size() && context() != 0; ++i)
+        mend(slabs[i].first - context(), slabs[i].first + context());
+    if (slabs.back().last != frame_.height) mend(frame_.height - kEdgeRows, frame_.height);
+}
+
+Plan Planner::plan(bool& fits) {
+    const auto parts = slabs();
+    Plan plan;
+    plan.jobs.resize(parts.size());
+    for (std::size_t i = 0; i < parts.size(); ++i) {
+        auto& job = plan.jobs[i];
+        if (!in_place_) {
+            plan_stored(parts[i], job);
+            continue;
+        }
+        plan_bands(parts[i], job);
+        if (demosaics_ && frame_.width % 2 != 0) plan_last_columns(parts[i], job);
+    }
+    if (in_place_ && demosaics_) plan_mending(parts, plan);
+    fits = fits_;
+    return plan;
+}
+
+}  // namespace frames

@@ -1,0 +1,13 @@
+#!/bin/sh
+# Asks apt whether this system knows every package that the scripts may install.
+set -eu
+root=$(cd "$(dirname "$0")/.." && pwd)
+. "$root/scripts/lib/common.sh"
+
+unknown=
+# shellcheck disable=SC2086 # lists of words
+for package in $all_packages; do
+    [ -n "$(apt-cache madison "$package")" ] || unknown="$unknown $package"
+done
+[ -z "$unknown" ] || die "this system has no package of the name$unknown"
+say "This system has all packages that the scripts may install."
