@@ -65,12 +65,18 @@ Progress pass_of_ratio(const uint8_t* src, size_t src_bytes, uint8_t* dst, size_
     if (is(1, 4)) return pass<1, 4, non_temporal>(src, src_bytes, dst);
     if (is(1, 6)) return pass<1, 6, non_temporal>(src, src_bytes, dst);
     if (is(1, 8)) return pass<1, 8, non_temporal>(src, src_bytes, dst);
+    if (is(1, 16)) return pass<1, 16, non_temporal>(src, src_bytes, dst);
     if (is(2, 1)) return pass<2, 1, non_temporal>(src, src_bytes, dst);
     if (is(3, 1)) return pass<3, 1, non_temporal>(src, src_bytes, dst);
     if (is(3, 2)) return pass<3, 2, non_temporal>(src, src_bytes, dst);
     if (is(2, 3)) return pass<2, 3, non_temporal>(src, src_bytes, dst);
     if (is(3, 4)) return pass<3, 4, non_temporal>(src, src_bytes, dst);
     if (is(3, 8)) return pass<3, 8, non_temporal>(src, src_bytes, dst);
+    if (is(4, 3)) return pass<4, 3, non_temporal>(src, src_bytes, dst);
+    if (is(5, 4)) return pass<5, 4, non_temporal>(src, src_bytes, dst);
+    if (is(5, 8)) return pass<5, 8, non_temporal>(src, src_bytes, dst);
+    if (is(7, 4)) return pass<7, 4, non_temporal>(src, src_bytes, dst);
+    if (is(7, 8)) return pass<7, 8, non_temporal>(src, src_bytes, dst);
     return {0, 0};
 }
 

@@ -22,14 +22,22 @@ class RowsOfBand {
             from = 1;
             to = m_.last_x();
             if (!has_kernels_for(to - from)) return plain(y, 0, width_out_, out);
-            kernels_.bilinear(m_.row(y - 1) + 1, m_.row(y) + 1, m_.row(y + 1) + 1, out + 3,
-                              static_cast<std::size_t>(to - from), row(y, 1));
+            // Blocks begin where the picture's lines may begin, but for the first and the last.
+            const auto block = static_cast<std::int64_t>(kernels_.least_pixels);
+            const std::int64_t middle = (to - block) / block * block;
+            bilinear(y, from, block, out);
+            if (middle > 0) bilinear(y, block, middle, out);
+            if (block + middle < to) bilinear(y, to - block, block, out);
         }
         plain(y, 0, from, out);
         plain(y, to, width_out_, out + 3 * to);
     }
 
   private:
+    void bilinear(std::int64_t y, std::int64_t x, std::int64_t pixels, std::uint16_t* out) const {
+        kernels_.bilinear(m_.row(y - 1) + x, m_.row(y) + x, m_.row(y + 1) + x, out + 3 * x,
+                          static_cast<std::size_t>(pixels), row(y, x));
+    }
     bool has_kernels_for(std::int64_t pixels) const {
         return kernels_.nearest != nullptr &&
                pixels >= static_cast<std::int64_t>(kernels_.least_pixels);

@@ -43,6 +43,7 @@ class LevelsBody {
 
     void block(const uint8_t* source, uint8_t* out) const {
         const Floats<V>* scales = scales_;
+#pragma GCC unroll 3
         for (size_t i = 0; i < 3; ++i) {
             if constexpr (sizeof(Out) == 2) {
                 store_vector<V>(out, level(load_vector<V, Words<V>>(source), scales));

@@ -126,18 +126,39 @@ struct Unpack {
     static Words<V> upper_8(Bytes<V> lanes) {
         if constexpr (kWords) {
             return host_words(lanes) >> (kDepth - 8) & uint16_t{0xFF};
-        } else if constexpr (kDepth == 1) {
-            return (Words<V>)((SignedWords<V>)upper_at_top(lanes) >> 15) & uint16_t{0xFF};
-        } else if constexpr (kDepth < 8) {
-            return upper_at_top(lanes) >> 8 & static_cast<uint16_t>(0x100 - (0x100 >> kDepth));
         } else {
             return upper_at_top(lanes) >> 8;
         }
     }
+    /// 16 samples of less than a byte. Both bytes of a word hold the byte that its two samples lie
+    /// in, and are moved to the left, the lower one for itself, the upper one for itself.
+    static Bytes<V> small_to_bytes(Bytes<V> lanes) {
+        static constexpr LaneBytes kPicked = [] {
+            LaneBytes bytes{};
+            for (size_t i = 0; i < 16; ++i) bytes.at[i] = static_cast<uint8_t>(i * kDepth / 8);
+            return bytes;
+        }();
+        static constexpr auto kFactors = [](size_t odd) {
+            LaneWords factors{};
+            for (size_t i = 0; i < 8; ++i)
+                factors.at[i] =
+                    static_cast<uint16_t>(1U << (8 - kDepth - (2 * i + odd) * kDepth % 8));
+            return factors;
+        };
+        static constexpr LaneWords kEven = kFactors(0), kOdd = kFactors(1);
+        constexpr unsigned kBits = 0x100 - (0x100 >> kDepth);
+        const Words<V> pairs = (Words<V>)frames::shuffle<V>(lanes, kPicked);
+        const Bytes<V> upper =
+            (Bytes<V>)((pairs * words_in_lanes<V>(kEven) & static_cast<uint16_t>(kBits)) |
+                       (pairs * words_in_lanes<V>(kOdd) & static_cast<uint16_t>(kBits << 8)));
+        return kDepth == 1 ? (Bytes<V>)(upper != 0) : upper;
+    }
     /// Two times 8 samples of each lane to 16 bytes.
     static Bytes<V> to_bytes(Bytes<V> first, Bytes<V> second) {
-        if constexpr (kLayout.layout == IMGCNV_LAYOUT_PACKED ||
-                      kLayout.layout == IMGCNV_LAYOUT_MIPI) {
+        if constexpr (kDepth < 8) {
+            return small_to_bytes(first);
+        } else if constexpr (kLayout.layout == IMGCNV_LAYOUT_PACKED ||
+                             kLayout.layout == IMGCNV_LAYOUT_MIPI) {
             static constexpr LaneBytes kLow = upper_byte_indices(kLayout, 0);
             static constexpr LaneBytes kHigh = upper_byte_indices(kLayout, 8);
             return frames::shuffle<V>(first, kLow) | frames::shuffle<V>(second, kHigh);

@@ -97,6 +97,24 @@ inline Words<V> widen_bytes(Bytes<V> a) {
     return (Words<V>)shuffle<V>(a, kIndices);
 }
 
+/// memcpy for some ten to hundred bytes: what compilers make of that takes longer than the rest of
+/// a row's end.
+template <class V>
+inline void copy_few(uint8_t* to, const uint8_t* from, size_t bytes) {
+    const auto pieces = [&]<class Piece>(Piece piece) {
+        for (size_t at = 0;; at += sizeof piece) {
+            // The last piece ends with the bytes.
+            if (bytes - at < sizeof piece) at = bytes - sizeof piece;
+            memcpy(&piece, from + at, sizeof piece);
+            memcpy(to + at, &piece, sizeof piece);
+            if (at + sizeof piece == bytes) return;
+        }
+    };
+    if (bytes >= 16) return pieces(LaneBytes());
+    if (bytes >= 4) return pieces(uint32_t());
+    for (size_t at = 0; at < bytes; ++at) to[at] = from[at];
+}
+
 /// Calls Body::block(source, out) for whole blocks, and for what is left with copies in buffers:
 /// nothing outside the exact ranges is read or written.
 ///
@@ -112,19 +130,23 @@ inline void run_blocks(const Body& body, const uint8_t* source, size_t in_bytes,
         in_bytes -= Body::kIn;
         out_bytes -= Body::kOut;
     }
+    if (out_bytes == 0) return;
+    alignas(64) uint8_t rest[(Body::kWrites == Body::kOut ? 2 : 3) * Body::kReads];
+    alignas(64) uint8_t last[Body::kWrites];
+    memset(rest, 0, sizeof rest);
+    copy_few<V>(rest, source, in_bytes);
+    for (source = rest; out_bytes >= Body::kWrites; source += Body::kIn) {
+        body.block(source, out);
+        out += Body::kOut;
+        out_bytes -= Body::kOut;
+    }
     while (out_bytes > 0) {
-        alignas(64) uint8_t in[Body::kReads], result[Body::kWrites];
-        const size_t in_now = in_bytes < Body::kReads ? in_bytes : Body::kReads;
-        const size_t out_now = out_bytes < Body::kOut ? out_bytes : Body::kOut;
-        memset(in, 0, sizeof in);
-        memcpy(in, source, in_now);
-        body.block(in, result);
-        memcpy(out, result, out_now);
-        const size_t taken = in_bytes < Body::kIn ? in_bytes : Body::kIn;
-        source += taken;
-        in_bytes -= taken;
-        out += out_now;
-        out_bytes -= out_now;
+        const size_t now = out_bytes < Body::kOut ? out_bytes : Body::kOut;
+        body.block(source, last);
+        copy_few<V>(out, last, now);
+        source += Body::kIn;
+        out += now;
+        out_bytes -= now;
     }
 }
 
