@@ -220,6 +220,7 @@ TEST(Formats, UnknownNamesGetTheNearestByMeaning) {
     } cases[] = {
         {"RG9", "nearest: BayerRG8, BayerRG10", "RGB"},
         {"BayerRG11", "nearest: BayerRG10, BayerRG12", "Packed"},
+        {"SRGGB11P", "nearest: BayerRG10MIPI, BayerRG12MIPI", "BayerRG10p"},
         {"bggr9", "BayerBG8", "BayerGB"},
         {"YUV423", "YUV422Packed", "Bayer"},
         {"Momo8", "nearest: Mono8", "Bayer"},

@@ -263,6 +263,7 @@ TEST(Files, WhatExplainsALength) {
          "YUV411Packed"},
         {mono, 640 * 400, 0, 640 * 400, IMGCNV_FIT_HEIGHT, 400,
          "exactly 400 rows of this width: another height, or cut short"},
+        {frame_of("Mono8", 10, 100), 2500, 2, 500, IMGCNV_FIT_HEIGHT, 250, "exactly 250 rows"},
         {mono, 640 * 485, 1, 640 * 5, IMGCNV_FIT_HEIGHT, 485, "exactly 485 rows"},
         {mono, 307200 + 333, 1, 333, IMGCNV_FIT_HEADER, 333,
          "333 bytes too many: a header before the image (skip 333)"},
