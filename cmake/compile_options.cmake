@@ -2,6 +2,8 @@
 #
 # imgcnv_options is linked privately by each target. Floating-point contraction
 # is off everywhere: a fused multiply-add changes the luma.
+include(CheckCXXCompilerFlag)
+
 add_library(imgcnv_options INTERFACE)
 target_compile_features(imgcnv_options INTERFACE cxx_std_20)
 target_compile_options(imgcnv_options INTERFACE -Wall -Wextra -ffp-contract=off)
@@ -18,4 +20,20 @@ set(CMAKE_C_FLAGS_RELEASE "-O2 -DNDEBUG")
 if(IMGCNV_SANITIZE)
   add_compile_options(-fsanitize=${IMGCNV_SANITIZE} -fno-omit-frame-pointer -fno-sanitize-recover=all)
   add_link_options(-fsanitize=${IMGCNV_SANITIZE})
+endif()
+
+# Hardening, where the compiler has it: checked calls of the C library, guarded return addresses
+# and stack buffers, probes of every stack page, and addresses that are read-only after loading.
+if(NOT EMSCRIPTEN AND NOT IMGCNV_SANITIZE)
+  foreach(flag -fstack-protector-strong -fstack-clash-protection -fcf-protection
+               -mbranch-protection=standard)
+    string(MAKE_C_IDENTIFIER "IMGCNV_HAS${flag}" has)
+    check_cxx_compiler_flag(${flag} ${has})
+    if(${has})
+      target_compile_options(imgcnv_options INTERFACE ${flag})
+    endif()
+  endforeach()
+  target_compile_options(imgcnv_options INTERFACE
+    $<$<CONFIG:Release,RelWithDebInfo>:-U_FORTIFY_SOURCE> $<$<CONFIG:Release,RelWithDebInfo>:-D_FORTIFY_SOURCE=2>)
+  target_link_options(imgcnv_options INTERFACE -Wl,-z,relro -Wl,-z,now)
 endif()

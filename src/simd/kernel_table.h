@@ -114,6 +114,15 @@ struct ImageSize {
 };
 using RotateKernel = void (*)(const uint8_t* src, uint8_t* dst, ImageSize source);
 
+// Which kernels there are; the others' places in the table are null, for no conversion needs them:
+// Mono1p becomes Mono8 only, RGB8 in its own order is a copy, and of YUV red always comes first.
+constexpr bool is_needed(MonoLayout layout, GreySink sink) {
+    return layout != kBits1 || sink == kGrey1;
+}
+constexpr bool is_needed(ColorLayout layout, TripleSink sink) {
+    return sink != (layout == kTriples ? kAbc : kLumaRedLast);
+}
+
 struct KernelTable {
     const char* name;
     // The same for frames that the caches do not hold: kernels that gain by it use streaming
