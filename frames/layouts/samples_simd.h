@@ -6,24 +6,21 @@
 
 namespace frames {
 
-/// Vectors of what repeats every `period` places, where the period divides 6: piece i holds the
-/// places from i on. 16 places further is 4 places further, 8 places further is 2.
-template <class V, class T>
-class Repeated {
-  public:
-    Repeated(const T* values, size_t period) {
-        for (size_t i = 0; i < kPlaces; ++i)
-            places_[i] = i < period ? values[i] : places_[i - period];
-    }
-    /// Lanes that begin at place `first`, and every `lane_step` further.
-    Bytes<V> at(size_t first, size_t lane_step) const {
-        return V::load_lanes(reinterpret_cast<const uint8_t*>(places_ + first % 6),
-                             lane_step % 6 * sizeof(T));
-    }
+/// Bytes that repeat every 6 items of `kItem` bytes, as a constant: a vector of what stands from an
+/// item on is loaded from it. 16 items further is 4 items further, 8 items further is 2.
+template <class V, size_t kItem>
+struct Repeated {
+    uint8_t bytes[(5 + 3 * 4) * kItem + 16];
 
-  private:
-    static constexpr size_t kPlaces = 5 + 3 * 4 + 16 / sizeof(T);
-    alignas(16) T places_[kPlaces];
+    template <class F>
+    constexpr explicit Repeated(F byte_of) : bytes() {
+        for (size_t i = 0; i < sizeof bytes; ++i)
+            bytes[i] = static_cast<uint8_t>(byte_of(i / kItem % 6, i % kItem));
+    }
+    /// Lanes that begin at item `first`, and every `lane_step` further.
+    Bytes<V> at(size_t first, size_t lane_step) const {
+        return V::load_lanes(bytes + first % 6 * kItem, lane_step % 6 * kItem);
+    }
 };
 
 /// Blocks are of three vectors: every period begins anew with them.
@@ -35,10 +32,19 @@ class LevelsBody {
     static constexpr size_t kReads = kIn, kWrites = kOut;
 
     LevelsBody(const LevelRow& levels, size_t period) : black_(levels.black) {
-        const Repeated<V, float> scales(levels.scale, period);
+        // The row's floats are one piece: black, and three scales.
+        static_assert(sizeof levels == 16);
+        using Indices = Repeated<V, sizeof(float)>;
+        static constexpr Indices kScales[] = {
+            Indices([](size_t, size_t byte) { return 4 + byte; }),
+            Indices([](size_t i, size_t byte) { return 4 + i % 2 * 4 + byte; }),
+            Indices([](size_t i, size_t byte) { return 4 + i % 3 * 4 + byte; })};
+        const Indices& indices = kScales[period - 1];
+        const Bytes<V> row = V::broadcast(&levels);
         for (size_t i = 0; i < kQuarters; ++i)
-            scales_[i] = (Floats<V>)scales.at(
-                i / (kQuarters / 3) * kPerVector + i % (kQuarters / 3) * 4, kPerVector / V::kLanes);
+            scales_[i] = (Floats<V>)V::shuffle(
+                row, indices.at(i / (kQuarters / 3) * kPerVector + i % (kQuarters / 3) * 4,
+                                kPerVector / V::kLanes));
     }
 
     void block(const uint8_t* source, uint8_t* out) const {
@@ -110,16 +116,18 @@ class FullRangeBody {
     static constexpr size_t kIn = 3 * kVectorBytes<V>, kOut = kIn, kReads = kIn, kWrites = kIn;
 
     explicit FullRangeBody(imgcnv_layout layout) {
-        constexpr uint8_t kYes = 0xFF;
-        static constexpr uint8_t kLuma[4][6] = {{0, kYes, kYes, 0, kYes, kYes},
-                                                {0, kYes, 0, kYes, 0, kYes},
-                                                {kYes, 0, kYes, 0, kYes, 0},
-                                                {0, kYes, 0, 0, kYes, 0}};
-        const Repeated<V, uint8_t> luma(kLuma[layout - IMGCNV_LAYOUT_UYYVYY], 6);
+        using Masks = Repeated<V, 1>;
+        constexpr auto mask = [](const char* group) {
+            return Masks([=](size_t i, size_t) { return group[i] == 'Y' ? 0xFF : 0; });
+        };
+        static constexpr Masks kLuma[] = {mask("UYYVYY"), mask("UYVYUY"), mask("YUYVYU"),
+                                          mask("UYVUYV")};
+        const Masks& luma = kLuma[layout - IMGCNV_LAYOUT_UYYVYY];
         for (size_t i = 0; i < 3; ++i) luma_[i] = luma.at(i * kVectorBytes<V>, 16);
     }
 
     void block(const uint8_t* source, uint8_t* out) const {
+#pragma GCC unroll 3
         for (size_t i = 0; i < 3; ++i, source += kVectorBytes<V>, out += kVectorBytes<V>) {
             const Bytes<V> bytes = load_vector<V, Bytes<V>>(source);
             const Words<V> low = widen_bytes<V, 0>(bytes), high = widen_bytes<V, 1>(bytes);
@@ -159,7 +167,8 @@ void full_range_row(const uint8_t* source, uint8_t* out, size_t bytes, imgcnv_la
     run_blocks<V>(FullRangeBody<V>(layout), source, bytes, out, bytes);
 }
 
-/// Lanes of which 12 bytes count: what is stored beyond them is written again.
+/// Lanes of which 12 bytes count: what is stored beyond them is written again. Where those bytes
+/// stay as they are, the row may be its own target.
 template <class V, size_t kLaneIn>
 struct ShuffleTwelveBody {
     static constexpr size_t kIn = kLaneIn * V::kLanes, kOut = 12 * V::kLanes;
@@ -181,7 +190,7 @@ void drop_alpha8_row(const uint8_t* source, uint8_t* out, size_t pixels, bool ex
 
 template <class V>
 void exchange16_row(const uint16_t* source, uint16_t* out, size_t pixels) {
-    static constexpr LaneBytes kExchange = {{4, 5, 2, 3, 0, 1, 10, 11, 8, 9, 6, 7}};
+    static constexpr LaneBytes kExchange = {{4, 5, 2, 3, 0, 1, 10, 11, 8, 9, 6, 7, 12, 13, 14, 15}};
     run_blocks<V>(ShuffleTwelveBody<V, 12>{V::broadcast(kExchange.at)},
                   reinterpret_cast<const uint8_t*>(source), 6 * pixels,
                   reinterpret_cast<uint8_t*>(out), 6 * pixels);
