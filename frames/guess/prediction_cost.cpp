@@ -13,6 +13,8 @@ namespace {
 constexpr int kChunks = 48;
 constexpr std::int64_t kChunkBytes = 840;  // whole groups of every coding
 constexpr double kClearlyBetter = 0.7;     // bits per byte
+constexpr std::int64_t kLongestPiece = 512, kPieceUnit = 8;  // pixels of a row
+constexpr std::int64_t kFewestRows = 24;
 
 int width_of(int value) {
     return static_cast<int>(std::bit_width(static_cast<unsigned>(std::abs(value))));
@@ -234,7 +236,10 @@ double prediction_cost(std::span<const std::uint8_t> window, const Hypothesis& h
     const auto rows = (bits - used) / pitch + 1;
     if (rows <= step || hypothesis.width <= 3 * step) return 8;
 
-    const auto wanted = std::max<std::int64_t>(24, samples / hypothesis.width);
+    // Of long rows a piece is taken, each time another one.
+    const auto pixels_taken = std::min(hypothesis.width, kLongestPiece);
+    const auto places = (hypothesis.width - pixels_taken) / kPieceUnit + 1;
+    const auto wanted = std::max(kFewestRows, samples / pixels_taken);
     // Rows are taken in an odd stride, so that both rows of a mosaic are seen.
     const auto stride = std::max<std::int64_t>(1, (rows - step) / wanted) | 1;
     // Slanted edges favour a pitch that is a pixel off and lets them stand upright. Looking aside
@@ -247,9 +252,10 @@ double prediction_cost(std::span<const std::uint8_t> window, const Hypothesis& h
     std::int64_t counted = 0;
     const auto place = [&](std::int64_t y) { return 8 * hypothesis.start + y * pitch; };
     for (auto y = step; y < rows; y += stride, ++counted) {
-        split_row(coding, window.data(), place(y), hypothesis.width,
+        const auto from = coding.row_bits(counted * 7919 % places * kPieceUnit);
+        split_row(coding, window.data(), place(y) + from, pixels_taken,
                   hypothesis.fit->dropped_bits, row);
-        split_row(coding, window.data(), place(y - step), hypothesis.width,
+        split_row(coding, window.data(), place(y - step) + from, pixels_taken,
                   hypothesis.fit->dropped_bits, above);
         if (coding.format->depth == 1) {
             pixels.add_row(row.planes[0], above.planes[0]);
@@ -275,9 +281,10 @@ double prediction_cost(std::span<const std::uint8_t> window, const Hypothesis& h
         return bits * in_row / std::max(1.0, in_row - 3.0 * static_cast<double>(reach));
     };
     double sum = whole(std::min({first[0].bits(), first[1].bits(), first[2].bits()}), 0, step) +
-                 beyond.bits() + whole(pixels.bits(), 0, 1);
+                 whole(pixels.bits(), 0, 1);
     for (std::size_t i = 1; i < 4; ++i) sum += whole(others[i - 1].bits(), i, 1);
-    return sum / (static_cast<double>(counted * pitch) / 8);
+    sum *= static_cast<double>(hypothesis.width) / static_cast<double>(pixels_taken);
+    return (sum + beyond.bits()) / (static_cast<double>(counted * pitch) / 8);
 }
 
 }  // namespace frames

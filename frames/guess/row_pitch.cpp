@@ -96,17 +96,26 @@ void add_dips(const std::vector<double>& profile, std::int64_t bits_per_lag,
     }
 }
 
+/// Bytes of a row of a frame that fills the file and is `kWidest` times wider than high.
+std::int64_t widest_picture(std::int64_t size, const Coding& coding) {
+    constexpr double kWidest = 6;
+    const auto area = static_cast<double>(size) * coding.format->bits_per_pixel / 8;
+    return std::max<std::int64_t>(2048, static_cast<std::int64_t>(std::sqrt(kWidest * area)));
+}
+
 }  // namespace
 
 std::vector<std::int64_t> pitch_candidates(std::span<const std::uint8_t> window,
-                                           const CodingFit& fit, std::size_t count) {
+                                           const CodingFit& fit, std::int64_t size,
+                                           std::size_t count) {
     const auto& coding = fit.coding;
     const auto reach = std::min(static_cast<std::int64_t>(window.size()), fit.reach);
     const auto taken = std::min(reach - fit.phase, kProfileBytes);
     if (taken < kWholeGroups) return {};
     const auto from = fit.phase + (reach - fit.phase - taken) / 2 / kWholeGroups * kWholeGroups;
     const auto bytes = window.subspan(static_cast<std::size_t>(from), static_cast<std::size_t>(taken));
-    const auto longest = static_cast<std::size_t>(std::min(kLongestPitch, taken / kFewestRows));
+    const auto longest = static_cast<std::size_t>(
+        std::min({kLongestPitch, taken / kFewestRows, widest_picture(size, coding)}));
 
     std::vector<Dip> dips;
     const bool has_bytes = coding.format->depth == 8;

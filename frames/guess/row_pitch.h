@@ -10,8 +10,9 @@ namespace frames {
 
 /// Distances in bits at which the bytes resemble themselves when read with a coding, the clearest
 /// first: rows of a picture resemble the rows beside them, those of mosaics the second next ones
-/// even more.
+/// even more. `size` is that of the file.
 std::vector<std::int64_t> pitch_candidates(std::span<const std::uint8_t> window,
-                                           const CodingFit& fit, std::size_t count);
+                                           const CodingFit& fit, std::int64_t size,
+                                           std::size_t count);
 
 }  // namespace frames

@@ -22,7 +22,7 @@ constexpr double kEvenColumns = 0.05;  // such columns taken for picture
 constexpr double kBigEndian = 0.02;
 constexpr double kMosaic = 0.01;       // noise looks the same through both
 constexpr double kNarrow = 0.15;       // per halving below kUsuallyWider pixels
-constexpr double kUsuallyWider = 128;
+constexpr std::int64_t kUsuallyWider = 128;
 constexpr double kUnalignedStride = 0.05;
 
 constexpr double kWorseCodings = 1.2;
@@ -148,7 +148,7 @@ class Search {
             if (pitch > 0 && seen.insert(pitch).second) list.push_back(pitch);
         };
         const auto unit = coding.is_stream() ? coding.format->depth : 8;
-        for (const auto dip : pitch_candidates(window_, fit, kPitches))
+        for (const auto dip : pitch_candidates(window_, fit, size_, kPitches))
             for (const auto lag : {dip, dip / 2 / unit * unit}) {
                 offer(lag);
                 for (auto near = lag - kNear * unit; near <= lag + kNear * unit; near += unit)
@@ -185,7 +185,7 @@ class Search {
             if (pitch != row && pitch % 32 != 0 && known_.stride == 0) rank += kUnalignedStride;
             if (known_.width == 0) {
                 if (width < kUsuallyWider)
-                    rank += kNarrow * std::log2(kUsuallyWider / static_cast<double>(width));
+                    rank += kNarrow * std::log2(static_cast<double>(kUsuallyWider) / static_cast<double>(width));
                 if (width % 2 != 0) rank += kOddWidth;
                 if (width % 4 != 0) rank += kOddWidth / 2;
             }
