@@ -27,10 +27,9 @@ bool is_one_of_two(imgcnv_layout layout) {
     return layout == IMGCNV_LAYOUT_BGR || layout == IMGCNV_LAYOUT_BGRA;
 }
 
-/// Words and RGB words hold any depth up to 16, packed ones 10 or 12 bits.
+/// Words and RGB words hold any depth up to 16.
 bool holds_shallower(const Format& format) {
-    return format.layout == IMGCNV_LAYOUT_WORDS || format.layout == IMGCNV_LAYOUT_PACKED ||
-           (is_rgb(format) && format.depth > 8);
+    return format.layout == IMGCNV_LAYOUT_WORDS || (is_rgb(format) && format.depth > 8);
 }
 
 bool same_samples(const Format& a, const Format& b) {

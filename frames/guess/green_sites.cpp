@@ -51,4 +51,42 @@ GreenSites green_sites(std::span<const std::uint8_t> window, const Hypothesis& h
     return sites;
 }
 
+double mosaic_strength(std::span<const std::uint8_t> window, const Hypothesis& hypothesis) {
+    constexpr std::int64_t kBlock = 32, kBlocks = 12;
+    const auto& fit = *hypothesis.fit;
+    const auto bits =
+        8 * (std::min(static_cast<std::int64_t>(window.size()), fit.reach) - hypothesis.start);
+    const auto rows = bits / hypothesis.pitch_bits;
+    const auto across = hypothesis.width / kBlock, down = rows / kBlock;
+    if (across == 0 || down == 0) return 1;
+    double of_two = 0, of_four = 0;
+    RowSamples row;
+    std::vector<double> sums(static_cast<std::size_t>(across) * 6);
+    for (std::int64_t i = 0; i < std::min(down, kBlocks); ++i) {
+        std::fill(sums.begin(), sums.end(), 0);
+        for (std::int64_t y = 0; y < kBlock; ++y) {
+            const auto at = (i * down / std::min(down, kBlocks) * kBlock + y) * hypothesis.pitch_bits;
+            split_row(fit.coding, window.data(), 8 * hypothesis.start + at, hypothesis.width,
+                      fit.dropped_bits, row);
+            const bool second_y = y % 2 != 0, third_y = y % 4 >= 2;
+            for (std::int64_t x = 0; x < across * kBlock; ++x) {
+                auto* sum = &sums[static_cast<std::size_t>(x / kBlock) * 6];
+                const double value = row.planes[0][static_cast<std::size_t>(x)];
+                const bool second_x = x % 2 != 0, third_x = x % 4 >= 2;
+                sum[0] += second_x ? -value : value;
+                sum[1] += second_y ? -value : value;
+                sum[2] += second_x != second_y ? -value : value;
+                sum[3] += third_x ? -value : value;
+                sum[4] += third_y ? -value : value;
+                sum[5] += third_x != third_y ? -value : value;
+            }
+        }
+        for (std::size_t at = 0; at < sums.size(); at += 6) {
+            for (std::size_t k = 0; k < 3; ++k) of_two += std::abs(sums[at + k]);
+            for (std::size_t k = 3; k < 6; ++k) of_four += std::abs(sums[at + k]);
+        }
+    }
+    return of_four > 0 ? of_two / of_four : of_two > 0 ? 10 : 1;
+}
+
 }  // namespace frames

@@ -27,4 +27,9 @@ struct GreenSites {
 /// a frame does.
 GreenSites green_sites(std::span<const std::uint8_t> window, const Hypothesis& hypothesis);
 
+/// How strong patterns of period 2 are beside those of period 4: the sites of a mosaic differ even
+/// where noise hides it in single samples; grey pictures have the less of a frequency the higher it
+/// is. Above 1: a mosaic.
+double mosaic_strength(std::span<const std::uint8_t> window, const Hypothesis& hypothesis);
+
 }  // namespace frames

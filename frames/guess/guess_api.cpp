@@ -17,6 +17,7 @@ constexpr double kHalvesScore = 0.05;      // bits per byte
 constexpr double kMoreBitsThanUsed = 0.1;  // depths above the highest bit set
 constexpr double kWrongGreen = 0.6;        // the uneven diagonal as green, times the certainty
 constexpr double kColdColours = 0.03;      // red and blue exchanged so that blue is brighter
+constexpr double kColourless = 0.06;       // a mosaic that is as even as a grey picture
 constexpr double kRandom = 7.8;            // bits per byte of data without any structure
 constexpr std::int64_t kSearchedBytes = 8 << 20;
 constexpr std::int64_t kFewestBytes = 64;
@@ -50,15 +51,7 @@ unsigned used_bits(std::span<const std::uint8_t> window, const Candidate& candid
 
 /// What speaks against a depth; absent where the samples have more bits.
 std::optional<double> against_depth(const Format& format, const Coding& coding, unsigned used) {
-    if (!coding.is_deep() || coding.format->layout == IMGCNV_LAYOUT_LSB_FIRST ||
-        coding.format->layout == IMGCNV_LAYOUT_MIPI)
-        return 0;
-    if (format.layout == IMGCNV_LAYOUT_PACKED) {
-        // Shallower samples leave the lower bits of the byte between them 0.
-        const bool has_ten = (used & 3) == 0;
-        if (format.depth < coding.format->depth && !has_ten) return std::nullopt;
-        return has_ten && format.depth > 10 ? kMoreBitsThanUsed : 0;
-    }
+    if (format.depth == coding.format->depth && coding.format->depth < 16) return 0;
     const int width = static_cast<int>(std::bit_width(used));
     if (format.depth < width) return std::nullopt;
     double bits = 0;
@@ -206,6 +199,7 @@ class Guess {
 
         const auto candidates = search(source_, window, known_, fits_);
         for (const auto& candidate : candidates) add_formats(window, candidate, known_, answers_);
+        if (!candidates.empty()) add_colourless_mosaic(window, candidates.front());
         std::stable_sort(answers_.begin(), answers_.end(),
                          [](const Answer& a, const Answer& b) { return a.rank < b.rank; });
         const auto entropy = plain_entropy(window);
@@ -248,6 +242,16 @@ class Guess {
             unknown << "the size: a list of points tells only how far its points reach";
         if (most_ > 0 && give(reading, &readings_[0])) count_ = 1;
         return true;
+    }
+
+    /// A mosaic of a scene without colours is a grey picture in all that can be measured.
+    void add_colourless_mosaic(std::span<const std::uint8_t> window, Candidate candidate) {
+        if (candidate.hypothesis.is_mosaic || !candidate.hypothesis.fit->coding.may_be_mosaic() ||
+            known_.format != 0)
+            return;
+        candidate.hypothesis.is_mosaic = true;
+        candidate.rank += kColourless;
+        add_formats(window, candidate, known_, answers_);
     }
 
     /// Where the content tells nothing, only lengths of known sizes are worth an answer.

@@ -15,19 +15,19 @@ namespace {
 
 // In bits per byte of the file, like prediction costs: a hundredth settles ties only.
 constexpr double kUsualHeader = 0.03;  // of 256, 512, 1024 ... bytes
-constexpr double kOtherHeader = 0.05;
+constexpr double kOtherHeader = 0.06;
 constexpr std::int64_t kShortestUsualHeader = 256;
 constexpr double kLeftOver = 0.05;
 constexpr double kMuchLeftOver = 0.2;
 constexpr double kGap = 0.02;
 constexpr double kUnusualGap = 0.03;
 constexpr double kNoLastGap = 0.02;
-constexpr double kManyFrames = 0.01;
+constexpr double kManyFrames = 0.02;
 constexpr double kKnownSize = -0.12;
 constexpr double kOddProportions = 0.03;  // no sensor is five times wider than high
 constexpr double kOddHeight = 0.01;
 constexpr double kWrongSeam = 0.25;
-constexpr double kRightSeam = -0.05;
+constexpr double kRightSeam = -0.15;
 constexpr double kForeignRows = 0.15;  // rows at the begin or end that are no picture
 constexpr double kMissedRows = 0.15;   // the picture goes on beyond the begin
 constexpr double kNoJump = 0.12;       // frames begin where the picture goes on
@@ -154,7 +154,8 @@ class Placer {
                 for (const auto first : {phase, of_seam}) {
                     const auto at = 8 * (first + skip);
                     const auto step = at >= lines() * pitch_
-                                          ? steps_.step(at - lines() * pitch_, at) : -1;
+                                          ? steps_.step(at - lines() * pitch_, at)
+                                          : RowStep{};
                     if (skip == 0 || steps_.is_jump(step)) offer(first + skip);
                 }
             }
@@ -196,7 +197,7 @@ class Placer {
     /// The number of frames that divides the rows at jumps; 1 when no division is clear.
     std::int64_t frames_by_jumps(std::int64_t skip, std::int64_t rows) {
         std::int64_t best = 1;
-        double best_step = std::max(2 * steps_.mean(), steps_.usual());
+        double best_step = std::max(2 * steps_.mean(), steps_.nearly_all());
         if (best_step <= 0) best_step = 0.5;
         for (std::int64_t count = 2; count <= std::min(rows / kFewestRows, kMostFrames);
              ++count) {
@@ -205,7 +206,7 @@ class Placer {
             const auto proportion =
                 static_cast<double>(hypothesis_.width) / static_cast<double>(height);
             if (proportion < 0.4 || proportion > 5) continue;
-            const auto step = boundary_step(height, count, skip, 0);
+            const auto step = boundary_step(height, count, skip, 0).mean;
             // Every second jump of the right height jumps as far: the lower height wins.
             if (step > best_step || (best > 1 && step > 0.8 * best_step)) {
                 best_step = std::max(best_step, step);
@@ -229,7 +230,7 @@ class Placer {
                                                 static_cast<double>(height);
                         if (height < kFewestRows || proportion < 0.4 || proportion > 5) continue;
                         const auto step = boundary_step(height, count, skip, gap);
-                        if (steps_.is_jump(step)) add({height, count, skip, gap, 0, false, 0});
+                        if (steps_.is_jump(step) || step.mean > 2 * steps_.nearly_all()) add({height, count, skip, gap, 0, false, 0});
                     }
                 }
     }
@@ -238,17 +239,21 @@ class Placer {
     std::int64_t place(std::int64_t skip, std::int64_t row) const { return 8 * skip + row * pitch_; }
 
     /// The mean step from the last rows of frames to the first ones of the next; -1: not known.
-    double boundary_step(std::int64_t height, std::int64_t count, std::int64_t skip,
+    RowStep boundary_step(std::int64_t height, std::int64_t count, std::int64_t skip,
                          std::int64_t gap) {
         const auto bytes = frame_bytes(pitch_, height) + gap;
         const auto stride = std::max<std::int64_t>(1, (count - 1) / 8);
-        double sum = 0, seen = 0;
+        RowStep sum{0, 0};
+        double seen = 0;
         for (std::int64_t frame = 1; frame < count; frame += stride) {
             const auto begin = 8 * (skip + frame * bytes);
             const auto step = steps_.step(begin - 8 * gap - lines() * pitch_, begin);
-            if (step >= 0) sum += step, ++seen;
+            if (!step.is_known()) continue;
+            sum.median += step.median;
+            sum.mean += step.mean;
+            ++seen;
         }
-        return seen > 0 ? sum / seen : -1;
+        return seen > 0 ? RowStep{sum.median / seen, sum.mean / seen} : RowStep{};
     }
 
     void add(Placement placement) {
@@ -302,7 +307,7 @@ class Placer {
         const auto before = 8 * skip - lines() * pitch_;
         if (before >= 0 && known_.skip < 0) {
             const auto step = steps_.step(before, 8 * skip);
-            if (step >= 0 && !steps_.is_jump(step)) penalty += kMissedRows;
+            if (step.is_known() && !steps_.is_jump(step)) penalty += kMissedRows;
         }
         if (known_.height == 0 && placement.frames == 1 &&
             rows_before_trailer(skip, placement.height) != placement.height)
@@ -314,12 +319,12 @@ class Placer {
                                          (frame_bytes(pitch_, placement.height) + placement.gap);
             if (seam_ && (skip - *seam_) * 8 % pitch_ == 0) {
                 const auto column = steps_.seam(last, placement.height);
-                if (column > 0) penalty += kWrongSeam;
+                if (column != 0) penalty += kWrongSeam;
             }
             const bool is_flat = steps_.mean() <= 0;
             if (steps_.is_jump(step))
                 penalty += kJump;
-            else if (!is_flat && step < 1.2 * steps_.mean())
+            else if (!is_flat && step.mean < 1.2 * steps_.mean())
                 penalty += kNoJump;
         }
     }

@@ -13,8 +13,8 @@ namespace {
 constexpr int kChunks = 48;
 constexpr std::int64_t kChunkBytes = 840;  // whole groups of every coding
 constexpr double kClearlyBetter = 0.7;     // bits per byte
-constexpr std::int64_t kLongestPiece = 512, kPieceUnit = 8;  // pixels of a row
-constexpr std::int64_t kFewestRows = 24;
+constexpr std::int64_t kLongestPiece = 320, kPieceUnit = 8;  // pixels of a row
+constexpr std::int64_t kFewestRows = 16;
 
 int width_of(int value) {
     return static_cast<int>(std::bit_width(static_cast<unsigned>(std::abs(value))));
@@ -48,10 +48,22 @@ class ErrorBits {
         if (size > 1) member_bits_ += size - 1;
     }
 
+    /// The mean of all neighbours, which in noise predicts better than any one of them.
+    void add_row_of_noise(std::span<const int> row, std::span<const int> above, std::size_t step,
+                          std::size_t margin) {
+        for (auto x = (margin + 1) * step; x + margin * step < row.size(); ++x) {
+            const int left = row[x - step], up = above[x], up_left = above[x - step],
+                      up_right = above[x + step];
+            add(row[x] - (left + up + up_left + up_right + 2) / 4,
+                std::abs(left - up_left) + std::abs(up - up_left));
+        }
+    }
+
     /// `aside`: how far to the right the row above is looked at.
+    /// Samples nearer to the ends than `margin` are left out.
     void add_row(std::span<const int> row, std::span<const int> above, std::size_t step,
-                 int aside = 0) {
-        for (auto x = 2 * step; x + step < row.size(); ++x) {
+                 std::size_t margin, int aside = 0) {
+        for (auto x = (margin + 1) * step; x + margin * step < row.size(); ++x) {
             const auto over = static_cast<std::size_t>(static_cast<std::ptrdiff_t>(x) + aside);
             const int left = row[x - step], up = above[over], up_left = above[over - step];
             add(row[x] - median_prediction(left, up, up_left),
@@ -112,17 +124,38 @@ std::vector<std::int64_t> chunk_starts(std::int64_t window, std::int64_t phase) 
     return starts;
 }
 
-/// Whether samples are those of 8 bits, shifted or stretched to `width` bits: what is below the
-/// upper 8 is 0 or follows from them.
+constexpr double kNearlyAll = 0.995;
+
+template <class Predicate>
+bool nearly_all(std::span<const std::uint16_t> words, Predicate predicate) {
+    const auto count = std::count_if(words.begin(), words.end(), predicate);
+    return static_cast<double>(count) >= kNearlyAll * static_cast<double>(words.size());
+}
+
+/// Whether samples are those of 8 bits, stretched to `width` bits.
 bool are_stretched(std::span<const std::uint16_t> words, int width) {
-    const int shift = width - 8;
-    std::size_t shifted = 0, stretched = 0;
-    for (const auto word : words) {
+    return nearly_all(words, [shift = width - 8](int word) {
         const int upper = word >> shift;
-        shifted += (word & ((1 << shift) - 1)) == 0;
-        stretched += std::abs(word - (upper << shift | upper >> (8 - shift))) <= 1;
-    }
-    return std::max(shifted, stretched) * 200 >= words.size() * 199;
+        return std::abs(word - (upper << shift | upper >> (8 - shift))) <= 1;
+    });
+}
+
+/// Low bits that are 0 in all samples.
+int empty_bits(std::span<const std::uint16_t> words) {
+    for (int bits = 8; bits > 0; --bits)
+        if (nearly_all(words, [bits](int word) { return (word & ((1 << bits) - 1)) == 0; }))
+            return bits;
+    return 0;
+}
+
+/// Between samples of 10 bits, GigE Vision's packing leaves 4 bits 0.
+bool has_unused_bits(const CodingFit& fit, std::span<const std::uint8_t> window,
+                     const std::vector<std::int64_t>& starts) {
+    std::size_t groups = 0, used = 0;
+    for (const auto start : starts)
+        for (std::int64_t at = 0; at < kChunkBytes; at += fit.coding.group_bytes(), ++groups)
+            used += (window[static_cast<std::size_t>(start + at + 1)] & 0xCC) != 0;
+    return static_cast<double>(used) <= (1 - kNearlyAll) * static_cast<double>(groups);
 }
 
 void find_used_bits(std::span<const std::uint8_t> window,
@@ -144,7 +177,8 @@ void find_used_bits(std::span<const std::uint8_t> window,
         return width_of(*place);
     };
     fit.upper_shift = std::max(0, at(0.9) - 8);
-    const int width = at(0.995);
+    const int width = at(kNearlyAll);
+    fit.dropped_bits = empty_bits(words);
     for (const int full : {width, fit.coding.format->depth})
         if (full > 8 && are_stretched(words, full)) fit.dropped_bits = full - 8;
 }
@@ -203,6 +237,11 @@ std::vector<CodingFit> fit_coding(const Coding& coding, std::span<const std::uin
         chunks = std::min(chunks, costs.back().size());
         fit.bits_per_byte = std::accumulate(costs.back().begin(), costs.back().end(), 0.0) /
                             static_cast<double>(costs.back().size());
+        if (coding.format->layout == IMGCNV_LAYOUT_PACKED && coding.format->depth == 10 &&
+            !has_unused_bits(fit, window, starts)) {
+            fit.bits_per_byte = 8;
+            std::fill(costs.back().begin(), costs.back().end(), 8);
+        }
         fits.push_back(fit);
     }
     if (fits.empty()) return fits;
@@ -224,7 +263,7 @@ std::vector<CodingFit> fit_coding(const Coding& coding, std::span<const std::uin
 }
 
 double prediction_cost(std::span<const std::uint8_t> window, const Hypothesis& hypothesis,
-                       std::int64_t samples) {
+                       std::int64_t samples, int directions) {
     const auto& coding = hypothesis.fit->coding;
     const std::int64_t step = hypothesis.is_mosaic ? 2 : 1;
     const auto used = coding.row_bits(hypothesis.width);
@@ -234,7 +273,7 @@ double prediction_cost(std::span<const std::uint8_t> window, const Hypothesis& h
                            hypothesis.start);
     if (used > pitch || bits < used) return 8;
     const auto rows = (bits - used) / pitch + 1;
-    if (rows <= step || hypothesis.width <= 3 * step) return 8;
+    if (rows <= step || hypothesis.width <= (2 * directions + 1) * step) return 8;
 
     // Of long rows a piece is taken, each time another one.
     const auto pixels_taken = std::min(hypothesis.width, kLongestPiece);
@@ -242,14 +281,15 @@ double prediction_cost(std::span<const std::uint8_t> window, const Hypothesis& h
     const auto wanted = std::max(kFewestRows, samples / pixels_taken);
     // Rows are taken in an odd stride, so that both rows of a mosaic are seen.
     const auto stride = std::max<std::int64_t>(1, (rows - step) / wanted) | 1;
-    // Slanted edges favour a pitch that is a pixel off and lets them stand upright. Looking aside
-    // for the best direction takes that advantage away.
-    std::array<ErrorBits, 3> first;
+    std::vector<ErrorBits> slanted(static_cast<std::size_t>(2 * directions + 1));
+    ErrorBits level;
     std::array<ErrorBits, 3> others;
     ErrorBits beyond;
     PixelBits pixels;
     RowSamples row, above;
-    std::int64_t counted = 0;
+    std::int64_t counted = 0, foreign = 0;
+    const bool has_unused = coding.format->layout == IMGCNV_LAYOUT_PACKED &&
+                            coding.format->depth == 10;
     const auto place = [&](std::int64_t y) { return 8 * hypothesis.start + y * pitch; };
     for (auto y = step; y < rows; y += stride, ++counted) {
         const auto from = coding.row_bits(counted * 7919 % places * kPieceUnit);
@@ -257,15 +297,20 @@ double prediction_cost(std::span<const std::uint8_t> window, const Hypothesis& h
                   hypothesis.fit->dropped_bits, row);
         split_row(coding, window.data(), place(y - step) + from, pixels_taken,
                   hypothesis.fit->dropped_bits, above);
+        if (has_unused)
+            for (std::int64_t x = 1; x + 1 < pixels_taken * 3 / 2; x += 3)
+                foreign += (window[static_cast<std::size_t>((place(y) + from) / 8 + x)] & 0xCC) != 0;
         if (coding.format->depth == 1) {
             pixels.add_row(row.planes[0], above.planes[0]);
         } else {
-            for (int i = 0; i < 3; ++i)
-                first[static_cast<std::size_t>(i)].add_row(row.planes[0], above.planes[0],
-                                                           static_cast<std::size_t>(step),
-                                                           (i - 1) * static_cast<int>(step));
+            for (int aside = -directions; aside <= directions; ++aside)
+                slanted[static_cast<std::size_t>(aside + directions)].add_row(
+                    row.planes[0], above.planes[0], static_cast<std::size_t>(step),
+                    static_cast<std::size_t>(directions), aside * static_cast<int>(step));
+            level.add_row_of_noise(row.planes[0], above.planes[0], static_cast<std::size_t>(step),
+                                   static_cast<std::size_t>(directions));
             for (std::size_t i = 1; i < 4; ++i)
-                others[i - 1].add_row(row.planes[i], above.planes[i], 1);
+                others[i - 1].add_row(row.planes[i], above.planes[i], 1, 1);
         }
         const auto end = std::min((place(y) + pitch) / 8, bits / 8 + hypothesis.start);
         for (auto at = (place(y) + used + 7) / 8; at < end; ++at) {
@@ -275,16 +320,20 @@ double prediction_cost(std::span<const std::uint8_t> window, const Hypothesis& h
                        0);
         }
     }
+    if (static_cast<double>(foreign) > (1 - kNearlyAll) * static_cast<double>(counted * pixels_taken))
+        return 8;
     // The edges of rows have no neighbours to compare with and count like the rest.
     const auto whole = [&](double bits, std::size_t plane, std::int64_t reach) {
         const auto in_row = static_cast<double>(row.planes[plane].size());
-        return bits * in_row / std::max(1.0, in_row - 3.0 * static_cast<double>(reach));
+        return bits * in_row / std::max(1.0, in_row - static_cast<double>(reach));
     };
-    double sum = whole(std::min({first[0].bits(), first[1].bits(), first[2].bits()}), 0, step) +
-                 whole(pixels.bits(), 0, 1);
-    for (std::size_t i = 1; i < 4; ++i) sum += whole(others[i - 1].bits(), i, 1);
+    double first = level.bits();
+    for (const auto& direction : slanted) first = std::min(first, direction.bits());
+    double sum = whole(first, 0, step * (2 * directions + 1)) + whole(pixels.bits(), 0, 2);
+    for (std::size_t i = 1; i < 4; ++i) sum += whole(others[i - 1].bits(), i, 3);
     sum *= static_cast<double>(hypothesis.width) / static_cast<double>(pixels_taken);
-    return (sum + beyond.bits()) / (static_cast<double>(counted * pitch) / 8);
+    // A coder that finds nothing to predict writes the bytes as they are.
+    return std::min(8.0, (sum + beyond.bits()) / (static_cast<double>(counted * pitch) / 8));
 }
 
 }  // namespace frames

@@ -35,8 +35,10 @@ std::vector<CodingFit> fit_coding(const Coding& coding, std::span<const std::uin
 /// same kind to the left and above, as a lossless coder would. The right hypothesis predicts best:
 /// a wrong pitch compares pixels that are no neighbours, a wrong layout compares red with green or
 /// low bits with high ones. Bytes beyond the pixels of a row count too, so that all hypotheses
-/// account for the same bytes. About `samples` samples are looked at.
+/// account for the same bytes. About `samples` samples are looked at. Slanted edges favour a pitch
+/// that is a pixel off and lets them stand upright; the best of `directions` to either side takes
+/// that advantage away.
 double prediction_cost(std::span<const std::uint8_t> window, const Hypothesis& hypothesis,
-                       std::int64_t samples);
+                       std::int64_t samples, int directions);
 
 }  // namespace frames

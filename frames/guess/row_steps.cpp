@@ -24,7 +24,7 @@ RowSteps::RowSteps(ByteSource& source, std::span<const std::uint8_t> window,
     const auto first = 8 * (hypothesis.start + kLongestHeader);
     const auto rows = (8 * std::min(static_cast<std::int64_t>(window.size()),
                                     hypothesis.fit->reach) - first) / hypothesis.pitch_bits;
-    std::vector<double> steps;
+    std::vector<double> medians, means;
     const auto skipped = 8 * kLongestHeader / hypothesis.pitch_bits;
     for (std::int64_t i = 0; i < kTypicalRows; ++i) {
         const auto y = (rows > 2 * kTypicalRows ? skipped : 0) +
@@ -32,12 +32,16 @@ RowSteps::RowSteps(ByteSource& source, std::span<const std::uint8_t> window,
                            i / kTypicalRows;
         const auto at = 8 * hypothesis.start + y * hypothesis.pitch_bits;
         const auto found = step(at, at + lines * hypothesis.pitch_bits);
-        if (found >= 0) steps.push_back(found);
+        if (!found.is_known()) continue;
+        medians.push_back(found.median);
+        means.push_back(found.mean);
     }
-    if (steps.empty()) return;
-    std::sort(steps.begin(), steps.end());
-    usual_ = steps[steps.size() * 9 / 10];
-    for (const auto value : steps) mean_ += value / static_cast<double>(steps.size());
+    if (medians.empty()) return;
+    std::sort(medians.begin(), medians.end());
+    std::sort(means.begin(), means.end());
+    usual_median_ = medians[medians.size() * 9 / 10];
+    nearly_all_ = means[means.size() * 49 / 50];
+    for (const auto value : means) mean_ += value / static_cast<double>(means.size());
     // A few levels of 255 are nothing.
     const int depth = hypothesis.fit->coding.format->depth - hypothesis.fit->dropped_bits;
     least_ = depth < 8 ? 0.5 : 3.0 * (1 << std::min(hypothesis.fit->upper_shift, depth - 8));
@@ -60,16 +64,20 @@ bool RowSteps::load(std::int64_t bit, std::vector<int>& samples) {
     return true;
 }
 
-double RowSteps::step(std::int64_t above_bit, std::int64_t row_bit) {
-    if (!load(above_bit, above_) || !load(row_bit, below_)) return -1;
+RowStep RowSteps::step(std::int64_t above_bit, std::int64_t row_bit) {
+    if (!load(above_bit, above_) || !load(row_bit, below_)) return {};
     const auto count = std::min(above_.size(), below_.size());
     const auto stride = std::max<std::size_t>(1, count / kComparedSamples) | 1;
     std::vector<int> steps;
-    for (std::size_t x = 0; x < count; x += stride) steps.push_back(std::abs(above_[x] - below_[x]));
-    if (steps.empty()) return -1;
+    double sum = 0;
+    for (std::size_t x = 0; x < count; x += stride) {
+        steps.push_back(std::abs(above_[x] - below_[x]));
+        sum += steps.back();
+    }
+    if (steps.empty()) return {};
     const auto middle = steps.begin() + static_cast<std::ptrdiff_t>(steps.size() / 2);
     std::nth_element(steps.begin(), middle, steps.end());
-    return *middle;
+    return {static_cast<double>(*middle), sum / static_cast<double>(steps.size())};
 }
 
 std::int64_t RowSteps::seam(std::int64_t start, std::int64_t rows) {

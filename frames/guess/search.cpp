@@ -1,10 +1,14 @@
 #include "guess/search.h"
 
+#include "guess/green_sites.h"
 #include "guess/known_sizes.h"
 #include "guess/row_pitch.h"
 
 #include <algorithm>
 #include <array>
+#ifdef GUESS_DEBUG
+#include <cstdio>
+#endif
 #include <cmath>
 #include <map>
 #include <set>
@@ -20,7 +24,9 @@ constexpr double kPaddingTaken = 0.005;
 constexpr double kPaddingSeen = 0.1;  // columns of one value at the end of all rows
 constexpr double kEvenColumns = 0.05;  // such columns taken for picture
 constexpr double kBigEndian = 0.02;
-constexpr double kMosaic = 0.01;       // noise looks the same through both
+constexpr double kMosaic = 0.01;   // noise looks the same through both
+constexpr double kPattern = 0.12;  // of period 2, taken for grey, or none, taken for a mosaic
+constexpr double kFitsKnownSize = -0.12;
 constexpr double kNarrow = 0.15;       // per halving below kUsuallyWider pixels
 constexpr std::int64_t kUsuallyWider = 128;
 constexpr double kUnalignedStride = 0.05;
@@ -46,11 +52,15 @@ double rareness(const Coding& coding) {
         case IMGCNV_LAYOUT_WORDS:
             return coding.big_endian ? 0.005 + kBigEndian : 0.005;
         case IMGCNV_LAYOUT_RGB:
-            return coding.is_deep() ? coding.big_endian ? 0.015 + kBigEndian : 0.015 : 0.008;
+            return coding.is_deep() ? coding.big_endian ? 0.03 + kBigEndian : 0.03 : 0.008;
         case IMGCNV_LAYOUT_MIPI:
             return 0.015;
-        default:
+        case IMGCNV_LAYOUT_LSB_FIRST:
+            return coding.is_deep() ? 0.012 : 0.03;
+        case IMGCNV_LAYOUT_PACKED:
             return 0.01;
+        default:
+            return 0.03;
     }
 }
 
@@ -58,13 +68,15 @@ double rareness(const Coding& coding) {
 struct ConstantColumns {
     std::int64_t first = 0;
     std::int64_t count = 0;
+
+    std::int64_t end() const { return first + count; }
 };
 
 /// The longest run of columns of one value, across the end of the row too: where a header is in
 /// front, rows do not begin at column 0.
 ConstantColumns constant_columns(std::span<const std::uint8_t> window, std::int64_t from,
                                  std::int64_t pitch) {
-    constexpr std::int64_t kRows = 64;
+    constexpr std::int64_t kRows = 64, kShortestRun = 3;
     const auto rows = (static_cast<std::int64_t>(window.size()) - from) / pitch;
     if (rows < 8) return {};
     // Headers are in the first rows.
@@ -82,6 +94,9 @@ ConstantColumns constant_columns(std::span<const std::uint8_t> window, std::int6
         if (run > longest.count) longest = {(x - run + 1) % pitch, run};
         if (run >= pitch) return {};
     }
+    // Where many columns hold one value, as the high bytes of dark words do, it says nothing.
+    const auto all = std::count(is_constant.begin(), is_constant.end(), 1);
+    if (longest.count < kShortestRun || 16 * (all - longest.count) > pitch) return {};
     return longest;
 }
 
@@ -94,9 +109,9 @@ class Search {
     std::vector<Candidate> run() {
         choose_codings();
         for (const auto& fit : fits_) known_.width > 0 ? add_of_width(fit) : add_of_any_width(fit);
-        weigh(8 * 1024, kRefined);
-        weigh(48 * 1024, kPlaced);
-        weigh(192 * 1024, kPlaced);
+        weigh(4 * 1024, 1, kRefined);
+        weigh(32 * 1024, 2, kPlaced);
+        weigh(96 * 1024, 4, kPlaced);
         return placed();
     }
 
@@ -165,7 +180,7 @@ class Search {
     }
 
     void add(const CodingFit& fit, std::int64_t width, std::int64_t pitch, std::int64_t start,
-             double penalty) {
+             double penalty, double hope = 0) {
         const auto row = fit.coding.row_bits(width);
         if (width < (known_.width > 0 ? 1 : kSmallest) || row > pitch || pitch > kRowsOfPixels * row)
             return;
@@ -177,9 +192,14 @@ class Search {
         for (const bool is_mosaic : {false, true}) {
             if (is_mosaic && !fit.coding.may_be_mosaic()) continue;
             if (known_.format != 0 && is_mosaic != is_mosaic_known()) continue;
-            if (!seen_.insert({fit.coding.format, fit.coding.big_endian, is_mosaic, width, pitch, start})
-                     .second)
+            const auto [place, is_new] =
+                seen_.insert({{fit.coding.format, fit.coding.big_endian, is_mosaic, width, pitch, start},
+                              candidates_.size()});
+            if (!is_new) {
+                auto& other = candidates_[place->second];
+                other.hope = std::min(other.hope, hope);
                 continue;
+            }
             double rank = penalty + rareness(fit.coding);
             if (is_mosaic) rank += kMosaic;
             if (pitch != row && pitch % 32 != 0 && known_.stride == 0) rank += kUnalignedStride;
@@ -189,7 +209,7 @@ class Search {
                 if (width % 2 != 0) rank += kOddWidth;
                 if (width % 4 != 0) rank += kOddWidth / 2;
             }
-            candidates_.push_back({{&fit, is_mosaic, width, pitch, start}, {}, 0, rank});
+            candidates_.push_back({{&fit, is_mosaic, width, pitch, start}, {}, 0, rank, hope});
         }
     }
 
@@ -201,16 +221,16 @@ class Search {
     /// Where rows of a pitch may begin: tight rows of whole groups anywhere at the coding's phase,
     /// others at byte 0 or behind a header.
     void add_at_starts(const CodingFit& fit, std::int64_t width, std::int64_t pitch,
-                       double penalty) {
+                       double penalty, double hope = 0) {
         const auto group = 8 * fit.coding.group_bytes();
         const bool is_tight = pitch == fit.coding.row_bits(width);
         if (is_tight && (fit.coding.is_stream() || pitch % group == 0)) {
-            add(fit, width, pitch, fit.phase, penalty);
+            add(fit, width, pitch, fit.phase, penalty, hope);
             return;
         }
         for (const auto header : kUsualHeaders)
             if (header == 0 || (header < size_ && (size_ - header) * 8 % pitch == 0))
-                add(fit, width, pitch, header, penalty);
+                add(fit, width, pitch, header, penalty, hope);
     }
 
     void add_pitch(const CodingFit& fit, std::int64_t pitch) {
@@ -235,22 +255,31 @@ class Search {
 
     void add_of_any_width(const CodingFit& fit) {
         if (known_.stride > 0) add_pitch(fit, 8 * known_.stride);
-        for (const auto pitch : pitches(fit)) add_pitch(fit, pitch);
         for (const auto& [width, height] : known_sizes()) {
             if (known_.height > 0 && known_.height != height) continue;
             const auto row = fit.coding.row_bits(width);
             const auto bytes = frame_bytes(row, height);
             if (bytes > size_) continue;
             const auto count = size_ / bytes, rest = size_ - count * bytes;
-            if (rest <= kLongestHeader || rest % count == 0)
-                add_at_starts(fit, width, row, 0);
-            for (std::int64_t unit = 32; unit <= 4096; unit *= 2) {
-                const auto pitch = (row + unit - 1) / unit * unit;
+            const bool has_gaps = count > 1 && rest % count == 0 && rest / count <= kLongestHeader;
+            if (rest <= kLongestHeader || has_gaps)
+                add_at_starts(fit, width, row, 0, has_gaps || fits_behind_header(bytes) ? kFitsKnownSize : 0);
+            const auto offer_padded = [&](std::int64_t pitch) {
                 const auto padded = frame_bytes(pitch, height);
-                if (pitch != row && padded <= size_ && size_ % padded == 0)
-                    add_at_starts(fit, width, pitch, kPaddingTaken);
-            }
+                if (pitch > row && 4 * pitch < 5 * row + 8 * 64 && padded <= size_ && size_ % padded == 0)
+                    add_at_starts(fit, width, pitch, kPaddingTaken, kFitsKnownSize);
+            };
+            for (std::int64_t unit = 32; unit <= 4096; unit *= 2)
+                offer_padded((row + unit - 1) / unit * unit);
+            if (size_ % height == 0) offer_padded(8 * (size_ / height));
         }
+        for (const auto pitch : pitches(fit)) add_pitch(fit, pitch);
+    }
+
+    bool fits_behind_header(std::int64_t frame) const {
+        return std::any_of(kUsualHeaders.begin(), kUsualHeaders.end(), [&](std::int64_t header) {
+            return header < size_ && (size_ - header) % frame == 0;
+        });
     }
 
     void add_of_width(const CodingFit& fit) {
@@ -286,21 +315,29 @@ class Search {
             if (pitch > row && pitch < 3 * row) offer(pitch);
     }
 
-    void weigh(std::int64_t samples, std::size_t kept) {
+    void weigh(std::int64_t samples, int directions, std::size_t kept) {
         for (auto& candidate : candidates_) {
             candidate.rank -= candidate.cost;
-            candidate.cost = prediction_cost(window_, candidate.hypothesis, samples);
+            candidate.cost = prediction_cost(window_, candidate.hypothesis, samples, directions);
             candidate.rank += candidate.cost;
         }
         std::stable_sort(candidates_.begin(), candidates_.end(),
-                         [](const auto& a, const auto& b) { return a.rank < b.rank; });
+                         [](const auto& a, const auto& b) {
+                             return a.rank + a.hope < b.rank + b.hope;
+                         });
+#ifdef GUESS_DEBUG
+        fprintf(stderr, "-- %ld of %zu\n", samples, candidates_.size());
+        for (std::size_t i = 0; i < std::min<std::size_t>(candidates_.size(), 24); ++i) { auto&c=candidates_[i]; auto&h=c.hypothesis; fprintf(stderr,"%s%s%s %ld pitch %ld start %ld phase %ld reach %ld drop %d cost %.3f rank %.3f hope %.2f strength %.2f\n", h.fit->coding.format->name, h.fit->coding.big_endian?"BE":"", h.is_mosaic?" mosaic":"", h.width,h.pitch_bits,h.start,h.fit->phase,h.fit->reach,h.fit->dropped_bits,c.cost,c.rank,c.hope, mosaic_strength(window_,h)); }
+#endif
         if (candidates_.size() > kept) candidates_.resize(kept);
     }
 
     std::vector<Candidate> placed() {
         constexpr std::size_t kOfOne = 4;
         std::vector<Candidate> found;
-        for (const auto& candidate : candidates_) {
+        for (auto& candidate : candidates_) {
+            if (candidate.hypothesis.fit->coding.may_be_mosaic())
+                candidate.rank += against_pattern(candidate.hypothesis);
             const auto places = place_frames(source_, window_, candidate.hypothesis, known_);
             for (std::size_t i = 0; i < std::min(places.size(), kOfOne); ++i) {
                 auto one = candidate;
@@ -314,13 +351,21 @@ class Search {
         return found;
     }
 
+    double against_pattern(const Hypothesis& hypothesis) const {
+        const auto strength = mosaic_strength(window_, hypothesis);
+        if (hypothesis.is_mosaic) return strength < 1 ? kPattern : 0;
+        return strength > 2 ? kPattern : 0;
+    }
+
     ByteSource& source_;
     std::span<const std::uint8_t> window_;
     std::int64_t size_;
     const imgcnv_frame& known_;
     std::vector<CodingFit>& fits_;
     std::vector<Candidate> candidates_;
-    std::set<std::tuple<const Format*, bool, bool, std::int64_t, std::int64_t, std::int64_t>> seen_;
+    std::map<std::tuple<const Format*, bool, bool, std::int64_t, std::int64_t, std::int64_t>,
+             std::size_t>
+        seen_;
     std::map<std::pair<const Format*, bool>, std::vector<std::int64_t>> pitches_;
 };
 

@@ -15,6 +15,7 @@ struct Candidate {
     Placement placement;
     double cost = 0;  ///< prediction_cost
     double rank = 0;  ///< the cost and what speaks against the candidate, in bits per byte
+    double hope = 0;  ///< what its placement is expected to add to the rank
 };
 
 /// Candidates in order, the best first. They point into `fits`, which holds the codings that were

@@ -103,8 +103,8 @@ def dump_of(photographs, case, number):
         values = values * numpy.array([rng.uniform(0.5, 0.9), 1, rng.uniform(0.4, 0.8)])
     blocks = []
     for index in range(frames):
-        moved = numpy.roll(values, (3 * index, 5 * index), (0, 1))
-        blocks.append(writer.frame(pictures.exposed(moved, rng, noise), dump.stride))
+        later = values * (1 - 0.02 * index)  # light that changes
+        blocks.append(writer.frame(pictures.exposed(later, rng, noise), dump.stride))
     if extra == "chunk":
         dump.gap = int(rng.choice([32, 64, 96, 128, 1024]))
         blocks = [block + metadata(rng, dump.gap) for block in blocks]
