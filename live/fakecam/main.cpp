@@ -193,6 +193,7 @@ void serve(const Options& options) {
     std::fflush(stdout);
     int signal = 0;
     sigwait(&signals, &signal);
+    g_clear_object(&camera);  // ends the thread that uses what is destroyed next
 }
 
 }  // namespace
