@@ -11,7 +11,8 @@ namespace {
 constexpr const char* kRaw = "video/x-raw";
 constexpr const char* kBayer = "video/x-bayer";
 constexpr const char* kPfnc = "video/x-pfnc";
-constexpr const char* kSize = "width=(int)[1,max],height=(int)[1,max],framerate=(fraction)[0/1,max]";
+// No frame rate: dumps have none.
+constexpr const char* kSize = "width=(int)[1,max],height=(int)[1,max]";
 
 constexpr auto kGray16 =
     G_BYTE_ORDER == G_LITTLE_ENDIAN ? GST_VIDEO_FORMAT_GRAY16_LE : GST_VIDEO_FORMAT_GRAY16_BE;
@@ -88,12 +89,24 @@ GstCaps* caps_of_outputs(std::span<const Output> outputs) {
     return caps_with_formats(kRaw, formats);
 }
 
-/// Gives every structure of `to` the geometry of `from`.
+/// Gives every structure of `to` the geometry and rate of `from`.
 GstCaps* with_geometry_of(const GstStructure* from, GstCaps* to) {
     for (const char* field : {"width", "height", "framerate", "pixel-aspect-ratio"})
         if (const GValue* value = gst_structure_get_value(from, field))
             gst_caps_set_value(to, field, value);
     return to;
+}
+
+constexpr const char* kAnyRate = "video/x-raw,framerate=(fraction)[0/1,max]";
+
+/// Whether the rate may be any, which caps without one do not satisfy.
+bool has_any_rate(const GstStructure* caps) {
+    GstStructure* any = gst_structure_from_string(kAnyRate, nullptr);
+    const GValue* rate = gst_structure_get_value(caps, "framerate");
+    const bool is_any =
+        rate && gst_value_compare(rate, gst_structure_get_value(any, "framerate")) == GST_VALUE_EQUAL;
+    gst_structure_free(any);
+    return is_any;
 }
 
 const char* format_name(const GstStructure* caps, const std::string& pixel_format) {
@@ -172,10 +185,23 @@ GstCaps* sink_template() {
 GstCaps* source_template() { return caps_of_outputs(kGreyOutputs); }
 
 GstCaps* output_caps(const GstStructure* caps, const std::string& pixel_format) {
-    return with_geometry_of(caps, caps_of_outputs(outputs_of(caps, pixel_format)));
+    GstCaps* outputs = caps_of_outputs(outputs_of(caps, pixel_format));
+    if (!gst_structure_has_field(caps, "framerate")) {
+        // Raw video has a rate, 0/1 where it is not known.
+        GstStructure* any = gst_structure_from_string(kAnyRate, nullptr);
+        gst_caps_set_value(outputs, "framerate", gst_structure_get_value(any, "framerate"));
+        gst_structure_free(any);
+    }
+    return with_geometry_of(caps, outputs);
 }
 
-GstCaps* input_caps(const GstStructure* caps) { return with_geometry_of(caps, sink_template()); }
+GstCaps* input_caps(const GstStructure* caps) {
+    GstCaps* inputs = with_geometry_of(caps, sink_template());
+    if (has_any_rate(caps))
+        for (guint i = 0; i < gst_caps_get_size(inputs); ++i)
+            gst_structure_remove_field(gst_caps_get_structure(inputs, i), "framerate");
+    return inputs;
+}
 
 bool describe_frame(const GstStructure* caps, const std::string& pixel_format, Range range,
                     imgcnv_frame& frame, std::string& why) {

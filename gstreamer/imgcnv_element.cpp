@@ -52,12 +52,12 @@ struct State {
 
 }  // namespace
 
-struct _ImgcnvElement {
+struct _GstImgcnv {
     GstBaseTransform parent;
     State state;
 };
 
-G_DEFINE_TYPE(ImgcnvElement, imgcnv_element, GST_TYPE_BASE_TRANSFORM)
+G_DEFINE_TYPE(GstImgcnv, gst_imgcnv, GST_TYPE_BASE_TRANSFORM)
 
 namespace {
 
@@ -94,7 +94,7 @@ GType range_type() {
     return type;
 }
 
-State& state_of(gpointer element) { return IMGCNV_ELEMENT(element)->state; }
+State& state_of(gpointer element) { return GST_IMGCNV(element)->state; }
 
 double* level_of(Settings& settings, guint property) {
     switch (property) {
@@ -158,7 +158,7 @@ void get_property(GObject* object, guint property, GValue* value, GParamSpec* sp
 
 void finalize(GObject* object) {
     state_of(object).~State();
-    G_OBJECT_CLASS(imgcnv_element_parent_class)->finalize(object);
+    G_OBJECT_CLASS(gst_imgcnv_parent_class)->finalize(object);
 }
 
 std::string wanted_pixel_format(GstBaseTransform* transform) {
@@ -228,7 +228,7 @@ gboolean transform_size(GstBaseTransform*, GstPadDirection, GstCaps*, gsize size
 }
 
 /// Describes the frame and the picture anew. False: an error was posted.
-bool describe(ImgcnvElement* self, GstCaps* input) {
+bool describe(GstImgcnv* self, GstCaps* input) {
     State& state = self->state;
     state.pipeline.reset();
     state.is_measured = false;
@@ -267,14 +267,14 @@ bool take_settings(State& state) {
 }
 
 gboolean set_caps(GstBaseTransform* transform, GstCaps* input, GstCaps* output) {
-    ImgcnvElement* self = IMGCNV_ELEMENT(transform);
+    GstImgcnv* self = GST_IMGCNV(transform);
     take_settings(self->state);
     if (!gst_video_info_from_caps(&self->state.output, output)) return FALSE;
     return describe(self, input);
 }
 
 /// Opens the pipeline for these strides, unless the one at hand is for them.
-bool prepare(ImgcnvElement* self, std::int64_t input_stride, std::int64_t output_stride,
+bool prepare(GstImgcnv* self, std::int64_t input_stride, std::int64_t output_stride,
              const void* source, gsize source_bytes) {
     State& state = self->state;
     if (state.pipeline && state.frame.stride == input_stride &&
@@ -301,7 +301,7 @@ bool prepare(ImgcnvElement* self, std::int64_t input_stride, std::int64_t output
     return false;
 }
 
-GstFlowReturn convert(ImgcnvElement* self, const std::uint8_t* source, gsize source_bytes,
+GstFlowReturn convert(GstImgcnv* self, const std::uint8_t* source, gsize source_bytes,
                       const GstVideoMeta* meta, GstVideoFrame& picture) {
     std::int64_t stride = 0;
     std::string why;
@@ -325,7 +325,7 @@ GstFlowReturn convert(ImgcnvElement* self, const std::uint8_t* source, gsize sou
 }
 
 GstFlowReturn transform(GstBaseTransform* base, GstBuffer* input, GstBuffer* output) {
-    ImgcnvElement* self = IMGCNV_ELEMENT(base);
+    GstImgcnv* self = GST_IMGCNV(base);
     if (take_settings(self->state)) {
         GstCaps* caps = gst_pad_get_current_caps(GST_BASE_TRANSFORM_SINK_PAD(base));
         const bool is_described = caps != nullptr && describe(self, caps);
@@ -354,7 +354,7 @@ GstFlowReturn transform(GstBaseTransform* base, GstBuffer* input, GstBuffer* out
 /// Upstream may pad rows if it says how.
 gboolean propose_allocation(GstBaseTransform* transform, GstQuery* decided, GstQuery* query) {
     gst_query_add_allocation_meta(query, GST_VIDEO_META_API_TYPE, nullptr);
-    return GST_BASE_TRANSFORM_CLASS(imgcnv_element_parent_class)
+    return GST_BASE_TRANSFORM_CLASS(gst_imgcnv_parent_class)
         ->propose_allocation(transform, decided, query);
 }
 
@@ -383,7 +383,7 @@ gboolean decide_allocation(GstBaseTransform* transform, GstQuery* query) {
     else
         gst_query_add_allocation_pool(query, pool, size, least, most);
     gst_object_unref(pool);
-    return GST_BASE_TRANSFORM_CLASS(imgcnv_element_parent_class)
+    return GST_BASE_TRANSFORM_CLASS(gst_imgcnv_parent_class)
         ->decide_allocation(transform, query);
 }
 
@@ -438,7 +438,7 @@ void add_pad_template(GstElementClass* element, const char* name, GstPadDirectio
 
 }  // namespace
 
-static void imgcnv_element_class_init(ImgcnvElementClass* klass) {
+static void gst_imgcnv_class_init(GstImgcnvClass* klass) {
     GST_DEBUG_CATEGORY_INIT(imgcnv_debug, "imgcnv", 0, "raw camera frames to pictures");
     auto* object = G_OBJECT_CLASS(klass);
     object->set_property = set_property;
@@ -467,7 +467,7 @@ static void imgcnv_element_class_init(ImgcnvElementClass* klass) {
     base->stop = stop;
 }
 
-static void imgcnv_element_init(ImgcnvElement* self) {
+static void gst_imgcnv_init(GstImgcnv* self) {
     new (&self->state) State;
     self->state.wanted.levels.red_gain = 1;
     self->state.wanted.levels.green_gain = 1;

@@ -4,7 +4,7 @@
 
 G_BEGIN_DECLS
 
-#define IMGCNV_TYPE_ELEMENT (imgcnv_element_get_type())
-G_DECLARE_FINAL_TYPE(ImgcnvElement, imgcnv_element, IMGCNV, ELEMENT, GstBaseTransform)
+#define GST_TYPE_IMGCNV (gst_imgcnv_get_type())
+G_DECLARE_FINAL_TYPE(GstImgcnv, gst_imgcnv, GST, IMGCNV, GstBaseTransform)
 
 G_END_DECLS

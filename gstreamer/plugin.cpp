@@ -6,7 +6,7 @@
 
 static gboolean register_element(GstPlugin* plugin) {
     // RANK_NONE: nothing plugs the element by itself; bayer2rgb keeps its place.
-    return gst_element_register(plugin, "imgcnv", GST_RANK_NONE, IMGCNV_TYPE_ELEMENT);
+    return gst_element_register(plugin, "imgcnv", GST_RANK_NONE, GST_TYPE_IMGCNV);
 }
 
 GST_PLUGIN_DEFINE(GST_VERSION_MAJOR, GST_VERSION_MINOR, imgcnv, "Raw camera frames to pictures",

@@ -4,7 +4,7 @@
 
 namespace live {
 
-Converter::Converter(int demosaic, int threads, bool for_window) : for_window_(for_window) {
+Converter::Converter(int demosaic, int threads, int kind) : kind_(kind) {
     target_.demosaic = demosaic;
     target_.threads = threads;
 }
@@ -34,7 +34,7 @@ double Converter::convert(const imgcnv_frame& frame, const void* data, std::size
 }
 
 void Converter::open(const imgcnv_frame& frame, const void* data, std::size_t bytes) {
-    target_.kind = for_window_                          ? IMGCNV_TARGET_BGRA32
+    target_.kind = kind_ != 0                           ? kind_
                    : format_info(frame.format).is_color ? IMGCNV_TARGET_RGB24
                                                         : IMGCNV_TARGET_MONO8;
     target_.levels = nullptr;

@@ -9,7 +9,7 @@
 
 namespace live {
 
-/// An 8-bit picture, rows without gaps: grey, RGB, or BGRA for windows.
+/// An 8-bit picture, rows without gaps: grey, RGB or BGRA.
 struct Picture {
     std::int64_t width = 0, height = 0;
     int channels = 0;
@@ -21,13 +21,13 @@ struct Picture {
 /// Converts frames, whose format and size may change from one to the next.
 class Converter {
 public:
-    /// `for_window`: always BGRA; else grey for grey formats and RGB for others.
-    Converter(int demosaic, int threads, bool for_window);
+    /// `kind`: imgcnv_target_kind; 0: grey for grey formats and RGB for others.
+    Converter(int demosaic, int threads, int kind);
 
     /// The time it took in milliseconds. Throws Failure.
     double convert(const imgcnv_frame& frame, const void* data, std::size_t bytes);
 
-    const Picture& picture() const { return picture_; }
+    Picture& picture() { return picture_; }
 
     /// Takes effect with the next frame.
     void next_demosaic();
@@ -39,7 +39,7 @@ private:
     imgcnv_frame frame_ = IMGCNV_FRAME_INIT;
     imgcnv_target target_ = IMGCNV_TARGET_INIT;
     imgcnv_levels levels_ = IMGCNV_LEVELS_INIT;
-    bool for_window_;
+    int kind_;
     bool auto_levels_ = false;
     Pipeline pipeline_;
     Picture picture_;

@@ -54,7 +54,7 @@ public:
     Session(const live::Options& options, std::unique_ptr<live::View> view)
         : options_(options),
           view_(std::move(view)),
-          converter_(options.demosaic, options.threads, view_ != nullptr),
+          converter_(options.demosaic, options.threads, view_ ? view_->target_kind() : 0),
           recorder_(options.record),
           status_(view_ == nullptr) {}
 
@@ -173,10 +173,12 @@ private:
 };
 
 std::string quoted(const std::string& text) {
+    g_autofree char* valid = g_utf8_make_valid(text.c_str(), -1);
     std::string out = "\"";
-    for (const unsigned char c : text) {
-        char escape[8];
-        std::snprintf(escape, sizeof escape, c < 0x20 || c >= 0x7f || c == '"' || c == '\\' ? "\\u%04x" : "%c", c);
+    for (const char* c = valid; *c; ++c) {
+        char escape[8] = {*c, 0};
+        if (static_cast<unsigned char>(*c) < 0x20 || *c == '"' || *c == '\\')
+            std::snprintf(escape, sizeof escape, "\\u%04x", static_cast<unsigned>(*c));
         out += escape;
     }
     return out + '"';

@@ -32,6 +32,8 @@ public:
         std::fflush(stdout);
     }
 
+    int target_kind() const override { return IMGCNV_TARGET_RGB24; }
+
     Wish next_wish() override {
         pollfd input{STDIN_FILENO, POLLIN, 0};
         char key = 0;
@@ -46,7 +48,7 @@ public:
         }
     }
 
-    void show(const Picture& picture, const std::string& title) override {
+    void show(Picture& picture, const std::string& title) override {
         const auto now = std::chrono::steady_clock::now();
         if (now - shown_ < kBetweenPictures) return;
         shown_ = now;
@@ -54,14 +56,14 @@ public:
         if (ioctl(STDOUT_FILENO, TIOCGWINSZ, &size) != 0 || size.ws_col == 0) size = {24, 80, 0, 0};
         const auto [width, height] =
             tool::fitted(picture.width, picture.height, size.ws_col, 2 * (size.ws_row - 2));
-        const auto text = tool::half_blocks(tool::scaled(tool_picture(picture), width, height));
+        const auto text = tool::halfBlocks(tool::scaled(
+            {picture.width, picture.height, IMGCNV_PIXEL_RGB8_PACKED, picture.pixels.data()}, width,
+            height));
         std::printf("\033[H%s\033[K%s", text.c_str(), title.c_str());
         std::fflush(stdout);
     }
 
 private:
-    static tool::Picture tool_picture(const Picture& picture);
-
     termios before_{};
     std::chrono::steady_clock::time_point shown_;
 };

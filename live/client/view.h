@@ -14,9 +14,11 @@ enum class Wish { kNothing, kPause, kSave, kAutoLevels, kNextDemosaic, kQuit };
 class View {
 public:
     virtual ~View() = default;
+    /// imgcnv_target_kind of the pictures it shows.
+    virtual int target_kind() const = 0;
     /// Takes the next wish; zooming and redrawing are the view's own affair.
     virtual Wish next_wish() = 0;
-    virtual void show(const Picture& picture, const std::string& title) = 0;
+    virtual void show(Picture& picture, const std::string& title) = 0;
 };
 
 /// A window, or the terminal where there is no display. Throws Failure when there is neither.

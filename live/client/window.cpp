@@ -33,6 +33,8 @@ public:
         SDL_QuitSubSystem(SDL_INIT_VIDEO);
     }
 
+    int target_kind() const override { return IMGCNV_TARGET_BGRA32; }
+
     Wish next_wish() override {
         SDL_Event event;
         while (SDL_PollEvent(&event)) {
@@ -45,7 +47,7 @@ public:
         return Wish::kNothing;
     }
 
-    void show(const Picture& picture, const std::string& title) override {
+    void show(Picture& picture, const std::string& title) override {
         if (picture.width != width_ || picture.height != height_) resize(picture);
         SDL_UpdateTexture(texture_.get(), nullptr, picture.pixels.data(),
                           static_cast<int>(picture.row_bytes()));
