@@ -128,6 +128,13 @@ imgcnv_format_info info_of(const imgcnv_frame& frame) {
     return info;
 }
 
+imgcnv_frame_sizes sizes_of(const imgcnv_frame& frame) {
+    imgcnv_frame_sizes sizes{};
+    sizes.struct_size = sizeof sizes;
+    imgcnv_frame_measure(&frame, &sizes, nullptr, 0);
+    return sizes;
+}
+
 bool is_yuv(const imgcnv_format_info& info) {
     return info.layout >= IMGCNV_LAYOUT_UYYVYY && info.layout <= IMGCNV_LAYOUT_UYV;
 }
@@ -243,14 +250,13 @@ bool find_stride(imgcnv_frame frame, gsize buffer_bytes, std::int64_t& stride, s
     }
     const auto bytes = static_cast<std::int64_t>(buffer_bytes);
     const auto round_up_4 = [](std::int64_t value) { return (value + 3) / 4 * 4; };
+    const auto row_bytes = imgcnv_row_bytes(frame.format, frame.width);
     // Cameras pad nothing. GStreamer pads rows to 4 bytes, and rows of mosaics of more than 8 bits
     // to 4 pixels. Caps do not tell which; the length of the buffer does.
-    for (const auto candidate : {std::int64_t{0}, round_up_4(imgcnv_row_bytes(frame.format, frame.width)),
+    for (const auto candidate : {std::int64_t{0}, row_bytes, round_up_4(row_bytes),
                                  imgcnv_row_bytes(frame.format, round_up_4(frame.width))}) {
         frame.stride = candidate;
-        imgcnv_frame_sizes sizes{};
-        sizes.struct_size = sizeof sizes;
-        if (imgcnv_frame_measure(&frame, &sizes, nullptr, 0) != IMGCNV_OK) continue;
+        const auto sizes = sizes_of(frame);
         if (bytes != sizes.frame_bytes && bytes != sizes.needed_bytes) continue;
         stride = candidate;
         return true;
@@ -259,11 +265,13 @@ bool find_stride(imgcnv_frame frame, gsize buffer_bytes, std::int64_t& stride, s
     imgcnv_file_fit fit{};
     fit.struct_size = sizeof fit;
     char text[IMGCNV_TEXT_BYTES] = "";
+    imgcnv_frame_describe(&frame, text, sizeof text);
+    why = "the buffer has " + std::to_string(bytes) + " bytes, expected " +
+          std::to_string(sizes_of(frame).frame_bytes) + " for " + text + "\n";
     imgcnv_file_measure(&frame, bytes, &fit, text, sizeof text);
-    why = text;
-    if (why.empty())
-        why = "a buffer of " + std::to_string(bytes) + " bytes holds " +
-              std::to_string(fit.frames) + " frames: each must come in a buffer of its own";
+    why += *text ? text
+                 : "it holds " + std::to_string(fit.frames) +
+                       " frames: each must come in a buffer of its own";
     return false;
 }
 

@@ -114,9 +114,14 @@ Harness element(const std::string& launch, const std::string& caps, const std::s
     return harness;
 }
 
+/// The picture made; null when none was.
+Buffer push(const Harness& harness, GstBuffer* buffer) {
+    gst_harness_push(harness.get(), buffer);
+    return Buffer(gst_harness_try_pull(harness.get()));
+}
+
 Buffer push(const Harness& harness, const Bytes& source) {
-    GstBuffer* buffer = gst_buffer_new_memdup(source.data(), source.size());
-    return Buffer(gst_harness_push_and_pull(harness.get(), buffer));
+    return push(harness, gst_buffer_new_memdup(source.data(), source.size()));
 }
 
 /// The rows of a picture without what lies between them.
@@ -191,6 +196,7 @@ TEST(Element, EveryFormatBecomesWhatTheEngineMakes) {
             const auto source = noise_for(frame);
             for (const auto& output : kOutputs) {
                 if (info.is_color && output.kind == IMGCNV_TARGET_RAW16) continue;
+                if (media != "video/x-pfnc" && &output != kOutputs) continue;
                 SCOPED_TRACE(media + " " + name + " to " + output.name);
                 auto harness = element("imgcnv range=full", caps_of(media, name, kWidth, kHeight),
                                        output.name);
@@ -237,7 +243,7 @@ TEST(Element, StridesAreToldApart) {
                                                offsets, strides);
             }
             // Rows of Mono10p that begin with a byte are told from a stream of bits by their length.
-            ASSERT_EQ(rows_of(harness, Buffer(gst_harness_push_and_pull(harness.get(), buffer))),
+            ASSERT_EQ(rows_of(harness, push(harness, buffer)),
                       expected(padded, source, kOutputs[0]));
         }
     }
