@@ -104,7 +104,7 @@ private:
         while (!has_ended()) {
             obey_wishes();
             if (auto camera = connect(id)) {
-                say("camera is back");
+                is_awaited_ = true;
                 return camera;
             }
             std::this_thread::sleep_for(100ms);  // looking for it takes up to a second already
@@ -124,6 +124,7 @@ private:
             grabbed.has_image() && (grabbed.is_complete() || options_.incomplete);
         if (!grabbed.is_complete()) report_.add_incomplete();
         if (!is_usable) return;
+        if (std::exchange(is_awaited_, false)) say("camera is back");
         const auto frame = grabbed.frame();
         std::size_t bytes = 0;
         const void* data = grabbed.data(bytes);
@@ -168,6 +169,7 @@ private:
     std::uint64_t missing_ended_ = 0;
     std::string why_;
     int saved_ = 0;
+    bool is_awaited_ = false;
     bool is_paused_ = false;
     bool wants_to_quit_ = false;
 };

@@ -64,6 +64,22 @@ void add_options(CLI::App& app, Options& options) {
         ->capture_default_str();
 }
 
+/// Aravis shares the port with whoever has it; two cameras would each get some of the commands.
+void refuse_unusable_address(const std::string& text) {
+    constexpr guint16 kControlPort = 3956;  // of GigE Vision
+    g_autoptr(GInetAddress) address = g_inet_address_new_from_string(text.c_str());
+    g_autoptr(GError) error = nullptr;
+    if (!address) throw Failure("--address: expected such as 127.0.0.1, given " + text);
+    g_autoptr(GSocketAddress) place = g_inet_socket_address_new(address, kControlPort);
+    g_autoptr(GSocket) socket = g_socket_new(g_inet_address_get_family(address),
+                                             G_SOCKET_TYPE_DATAGRAM, G_SOCKET_PROTOCOL_UDP, &error);
+    if (socket && g_socket_bind(socket, place, FALSE, &error)) return;
+    if (g_error_matches(error, G_IO_ERROR, G_IO_ERROR_ADDRESS_IN_USE))
+        throw Failure("another camera program answers at " + text +
+                      " already: end it, or take another --address");
+    throw Failure("no camera can answer at " + text + ": " + error->message);
+}
+
 /// A file with the camera's description, as long as it lives.
 class XmlFile {
 public:
@@ -168,6 +184,7 @@ void serve(const Options& options) {
     frame.gap = options.gap;
     refuse_what_cannot_be_sent(frame);
     live::DumpFrames frames(frame, options.dumps, options.loop);
+    refuse_unusable_address(options.address);
     const XmlFile xml(live::camera_xml(frame));
 
     sigset_t signals;
@@ -178,8 +195,7 @@ void serve(const Options& options) {
     g_autoptr(ArvGvFakeCamera) camera =
         arv_gv_fake_camera_new_full(options.address.c_str(), options.serial.c_str(), xml.path());
     if (!arv_gv_fake_camera_is_running(camera))
-        throw Failure("no camera can answer at " + options.address +
-                      ": this is no address of this computer, or another camera program has it");
+        throw Failure("the camera at " + options.address + " did not start");
     ArvFakeCamera* registers = arv_gv_fake_camera_get_fake_camera(camera);
     set_up(registers, frame, options.fps);
     refuse_odd_payload(registers, frame);
