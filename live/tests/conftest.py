@@ -1,11 +1,8 @@
 """A camera on the loopback device of an own network, and its client."""
-import fcntl
 import json
 import os
 import pathlib
 import select
-import socket
-import struct
 import subprocess
 import time
 
@@ -15,16 +12,6 @@ from PIL import Image
 
 LIVE, FAKECAM, TOOL = (os.environ["IMGCNV_" + name] for name in ("LIVE", "FAKECAM", "TOOL"))
 SAMPLES = pathlib.Path(os.environ["IMGCNV_SOURCE"]) / "samples"
-
-
-def pytest_configure(config):
-    """A new network's loopback device is down."""
-    get_flags, set_flags, up = 0x8913, 0x8914, 1
-    with socket.socket(socket.AF_INET, socket.SOCK_DGRAM) as any_socket:
-        request = struct.pack("16sh14x", b"lo", 0)
-        flags = struct.unpack("16sh14x", fcntl.ioctl(any_socket, get_flags, request))[1]
-        if not flags & up:
-            fcntl.ioctl(any_socket, set_flags, struct.pack("16sh14x", b"lo", flags | up))
 
 
 @pytest.fixture

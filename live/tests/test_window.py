@@ -25,9 +25,9 @@ class Screen:
             ["Xvfb", "-displayfd", str(write_end), "-screen", "0", "1000x800x24", "-fbdir", folder,
              "-nolisten", "tcp"], pass_fds=[write_end], stderr=subprocess.DEVNULL)
         os.close(write_end)
-        self.display = ":" + os.read(read_end, 16).decode().strip()
-        os.close(read_end)
-        self.environment = {**os.environ, "DISPLAY": self.display, "SDL_VIDEODRIVER": "x11"}
+        with os.fdopen(read_end) as told:
+            display = ":" + told.readline().strip()
+        self.environment = {**os.environ, "DISPLAY": display, "SDL_VIDEODRIVER": "x11"}
 
     def picture(self):
         """The framebuffer, a file in XWD format."""
@@ -43,8 +43,13 @@ class Screen:
 
     def window(self):
         """Its place on the screen."""
-        ids = self.xdotool("search", "--sync", "--onlyvisible", "--name", "missing packets")
-        self.id = ids.split()[0]
+        def find():
+            done = subprocess.run(["xdotool", "search", "--onlyvisible", "--name", "missing packets"],
+                                  env=self.environment, capture_output=True, text=True, timeout=20)
+            return done.stdout.split()
+
+        eventually(find)
+        self.id = find()[0]
         told = dict(line.split("=") for line in
                     self.xdotool("getwindowgeometry", "--shell", self.id).split())
         return tuple(int(told[key]) for key in ("X", "Y", "WIDTH", "HEIGHT"))
