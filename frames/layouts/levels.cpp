@@ -22,13 +22,6 @@ constexpr Level kLevels[] = {
 #endif
 };
 
-/// RGB and its kin are rows of bytes or words.
-SampleLayout sample_layout(const Format& format, bool big_endian) {
-    auto layout = static_cast<imgcnv_layout>(format.layout);
-    if (is_rgb(format)) layout = format.depth == 8 ? IMGCNV_LAYOUT_BYTES : IMGCNV_LAYOUT_WORDS;
-    return {layout, format.depth, big_endian && layout == IMGCNV_LAYOUT_WORDS};
-}
-
 }  // namespace
 
 std::span<const Level> levels() { return kLevels; }
@@ -38,6 +31,12 @@ const KernelTable& best_kernels() {
     for (const Level& level : kLevels)
         if (level.runs_here()) best = level.kernels;
     return *best;
+}
+
+SampleLayout sample_layout(const Format& format, bool big_endian) {
+    auto layout = static_cast<imgcnv_layout>(format.layout);
+    if (is_rgb(format)) layout = format.depth == 8 ? IMGCNV_LAYOUT_BYTES : IMGCNV_LAYOUT_WORDS;
+    return {layout, format.depth, big_endian && layout == IMGCNV_LAYOUT_WORDS};
 }
 
 const LayoutKernels& layout_kernels(const Format& format, bool big_endian) {

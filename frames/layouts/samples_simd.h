@@ -159,7 +159,8 @@ void full_range_row(const uint8_t* source, uint8_t* out, size_t bytes, imgcnv_la
     run_blocks<V>(FullRangeBody<V>(layout), source, bytes, out, bytes);
 }
 
-/// Lanes of which 12 bytes count: what is stored beyond them is written again.
+/// Lanes of which 12 bytes count: what is stored beyond them is written again. Where those bytes
+/// stay as they are, the row may be its own target.
 template <class V, size_t kLaneIn>
 struct ShuffleTwelveBody {
     static constexpr size_t kIn = kLaneIn * V::kLanes, kOut = 12 * V::kLanes;
@@ -181,7 +182,7 @@ void drop_alpha8_row(const uint8_t* source, uint8_t* out, size_t pixels, bool ex
 
 template <class V>
 void exchange16_row(const uint16_t* source, uint16_t* out, size_t pixels) {
-    static constexpr LaneBytes kExchange = {{4, 5, 2, 3, 0, 1, 10, 11, 8, 9, 6, 7}};
+    static constexpr LaneBytes kExchange = {{4, 5, 2, 3, 0, 1, 10, 11, 8, 9, 6, 7, 12, 13, 14, 15}};
     run_blocks<V>(ShuffleTwelveBody<V, 12>{V::broadcast(kExchange.at)},
                   reinterpret_cast<const uint8_t*>(source), 6 * pixels,
                   reinterpret_cast<uint8_t*>(out), 6 * pixels);

@@ -186,6 +186,32 @@ TEST(Samples, EqualPlainWithinTheirBuffers) {
     }
 }
 
+TEST(Samples, RowsMayBeTheirOwnTarget) {
+    std::mt19937 random(8);
+    for (const Level& level : levels_here())
+        for (const std::size_t pixels : {1, 2, 7, 16, 33, 100, 641}) {
+            std::vector<std::uint16_t> source(3 * pixels), expected(3 * pixels);
+            for (auto& word : source) word = static_cast<std::uint16_t>(random());
+            const auto& kernels = level.kernels->samples;
+            const auto check = [&](auto run) {
+                auto row = source;
+                run(source.data(), expected.data());
+                run(row.data(), row.data());
+                EXPECT_EQ(row, expected) << level.name << " " << pixels;
+            };
+            check([&](auto* in, auto* out) { kernels.exchange16(in, out, pixels); });
+            check([&](auto* in, auto* out) { kernels.full_scale(in, out, 3 * pixels, 12); });
+            check([&](auto* in, auto* out) {
+                kernels.levels_to16(in, out, 3 * pixels, kLevelRows[1], 3);
+            });
+            check([&](auto* in, auto* out) {
+                kernels.full_range(reinterpret_cast<const std::uint8_t*>(in),
+                                   reinterpret_cast<std::uint8_t*>(out), 6 * pixels,
+                                   IMGCNV_LAYOUT_UYV);
+            });
+        }
+}
+
 TEST(Samples, VideoRangeIsRoundedToNearest) {
     for (int value = 0; value < 256; ++value) {
         const double y = std::clamp((value - 16) * 255.0 / 219.0, 0.0, 255.0);
