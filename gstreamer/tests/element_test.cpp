@@ -208,9 +208,9 @@ TEST(Element, EveryFormatBecomesWhatTheEngineMakes) {
 
 TEST(Element, ListsOfPointsHaveAnyLength) {
     const auto frame = frame_of("Mono1C", 64, 48);
-    const Bytes none;
-    const Bytes points{9, 0x30, 0x05, 0x00};
-    for (const auto& source : {points, Bytes(400)}) {
+    const Bytes one{9, 0x00, 0x30, 0x05};  // a value, row 3, column 5
+    const Bytes two{9, 0x00, 0x30, 0x05, 200, 0x03, 0x00, 0x40};
+    for (const auto& source : {one, two}) {
         auto harness = element("imgcnv", caps_of("video/x-pfnc", "Mono1C", 64, 48), "GRAY8");
         ASSERT_EQ(rows_of(harness, push(harness, source)), expected(frame, source, kOutputs[6]));
     }
