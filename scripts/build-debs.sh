@@ -1,6 +1,6 @@
 #!/bin/sh
-# Builds the Debian packages of this source tree into build/debs: libimgcnv1, libimgcnv-dev and
-# imgcnv-tools. Tests are left to scripts/test.sh.
+# Builds the Debian packages of this source tree into build/debs: those that packaging/debian/control
+# names. Tests are left to scripts/test.sh.
 set -eu
 root=$(cd "$(dirname "$0")/.." && pwd)
 . "$root/scripts/lib/common.sh"
