@@ -1,4 +1,4 @@
-# What `cmake --install` puts where. Three components: "runtime" (the libraries and the command),
+# What `cmake --install` puts where. Four components: "libraries", "runtime" (the command),
 # "development" (headers, link names, CMake and pkg-config files) and "python" (the NumPy module).
 #
 # The installed tree may be moved: no file in it holds the prefix it was installed to, except the
@@ -12,7 +12,7 @@ set_target_properties(imgcnv_frames PROPERTIES EXPORT_NAME frames INSTALL_RPATH 
 install(TARGETS imgcnv imgcnv_frames
         EXPORT imgcnv-targets
         LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR}
-                COMPONENT runtime
+                COMPONENT libraries
                 NAMELINK_COMPONENT development
         ARCHIVE DESTINATION ${CMAKE_INSTALL_LIBDIR} COMPONENT development
         INCLUDES DESTINATION ${CMAKE_INSTALL_INCLUDEDIR})
