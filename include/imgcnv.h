@@ -1,7 +1,7 @@
 /*
  * imgcnv.h - raw machine-vision frames to 8-bit grey, RGB or BGR.
  *
- * Usable from C99 and C++ alike.
+ * Usable from C99 and from C++11 on.
  *
  * A conversion takes one frame in a camera's native pixel format, described by
  * a tagIMGCNV_SOpenParam record, and writes it as Mono8, RGB24, BGR24, RGBA32

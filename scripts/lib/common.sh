@@ -30,7 +30,7 @@ build_packages='cmake ninja-build g++ libcli11-dev libpng-dev libtiff-dev'
 test_packages="$build_packages libgtest-dev pkg-config qemu-user
     git python3 python3-pytest python3-numpy python3-pil python3-build python3-setuptools python3-wheel mypy"
 clang_packages='clang libclang-rt-dev'
-debs_packages="$build_packages build-essential debhelper dh-python fakeroot lintian python3-all python3-setuptools"
+debs_packages="build-essential debhelper dh-python fakeroot lintian python3"
 abi_packages="$build_packages abigail-tools"
 bench_packages="$build_packages libbenchmark-dev pkg-config"
 pictures_packages="$build_packages python3 python3-numpy python3-pil"
