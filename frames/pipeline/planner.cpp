@@ -241,7 +241,7 @@ void Planner::plan_last_columns(const Rows& slab, Job& job) {
     // Of an odd width libimgcnv leaves the last column open; the adaptive method looks at it from
     // two columns before it. Narrow strips are quicker, by column.
     const std::int64_t columns = wish_.method == IMGCNV_ADAPTIVE ? 3 : 1;
-    const std::int64_t around = wish_.method == IMGCNV_ADAPTIVE   ? 5
+    const std::int64_t around = wish_.method == IMGCNV_ADAPTIVE ? 5 : 2;
     const auto last = slab.last;
     for (auto row = slab.first; row < last; row += kColumnRows) {
         const Rectangle keep{row, std::min(row + kColumnRows, last), frame_.width - columns,
