@@ -12,7 +12,8 @@ consteval KernelTable vector_kernels() {
     KernelTable table{};
     [&]<size_t... kIndex>(std::index_sequence<kIndex...>) {
         ((table.unpack[kIndex] = {Unpack<V, kSampleLayouts[kIndex]>::to8,
-                                  Unpack<V, kSampleLayouts[kIndex]>::to16}),
+                                  Unpack<V, kSampleLayouts[kIndex]>::to16,
+                                  Unpack<V, kSampleLayouts[kIndex]>::to8_levels}),
          ...);
     }
     (std::make_index_sequence<std::size(kSampleLayouts)>());
