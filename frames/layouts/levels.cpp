@@ -57,7 +57,8 @@ const LayoutKernels& layout_kernels(const Format& format, bool big_endian) {
 FixedLevels fixed_levels(const LevelRow& levels, int depth) {
     const int up = 16 - depth;
     double largest = 0;
-    for (const float scale : levels.scale) largest = std::max(largest, std::ldexp(double{scale}, -up));
+    for (const float scale : levels.scale)
+        largest = std::max(largest, std::ldexp(double{scale}, -up));
     // The largest factor has all of 16 bits, but for room to round: 255 * 2^8. Factors less than
     // that of gain 1 keep its places.
     int places = 24;

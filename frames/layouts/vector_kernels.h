@@ -24,7 +24,8 @@ consteval KernelTable vector_kernels() {
                      full_scale_row<V>,
                      full_range_row<V>,
                      curve_row};
-    table.demosaic = {kVectorBytes<V> / 2, nearest16_row<V>, bilinear16_row<V>};
+    table.demosaic = {kVectorBytes<V> / 2, nearest16_row<V>, bilinear16_row<V>,
+                      adaptive16_green_row<V>, adaptive16_color_row<V>};
     return table;
 }
 
