@@ -28,7 +28,7 @@ struct Means {
 
 /// Words of a where the place in a lane is odd (kOdd) or even, else of b.
 template <class V, bool kOdd>
-Words<V> blend_sites(Words<V> a, Words<V> b) {
+[[gnu::always_inline]] inline Words<V> blend_sites(Words<V> a, Words<V> b) {
     return [&]<size_t... kIndex>(std::index_sequence<kIndex...>) {
         constexpr size_t kCount = sizeof...(kIndex);
         return __builtin_shufflevector(a, b, (kIndex % 2 == kOdd ? kIndex : kIndex + kCount)...);
@@ -53,7 +53,7 @@ inline constexpr LaneBytes kSpreadWords = [] {
 
 /// Words of c[g % 3] for g from 8 * kOutput on.
 template <class V, size_t kOutput>
-Words<V> blend_channels(Words<V> c0, Words<V> c1, Words<V> c2) {
+[[gnu::always_inline]] inline Words<V> blend_channels(Words<V> c0, Words<V> c1, Words<V> c2) {
     return [&]<size_t... kIndex>(std::index_sequence<kIndex...>) {
         constexpr size_t kCount = sizeof...(kIndex);
         const Words<V> two = __builtin_shufflevector(
@@ -65,7 +65,7 @@ Words<V> blend_channels(Words<V> c0, Words<V> c1, Words<V> c2) {
 }
 
 template <class V>
-void store_pixels(uint16_t* out, Words<V> c0, Words<V> c1, Words<V> c2) {
+[[gnu::always_inline]] inline void store_pixels(uint16_t* out, Words<V> c0, Words<V> c1, Words<V> c2) {
     c0 = (Words<V>)shuffle<V>((Bytes<V>)c0, kSpreadWords<0>);
     c1 = (Words<V>)shuffle<V>((Bytes<V>)c1, kSpreadWords<1>);
     c2 = (Words<V>)shuffle<V>((Bytes<V>)c2, kSpreadWords<2>);
@@ -232,7 +232,7 @@ void with_row_kind(Demosaic16Row row, F f) {
 }
 
 template <class V>
-void nearest16_row(const uint16_t* line, const uint16_t* across, uint16_t* out, size_t pixels,
+[[gnu::flatten]] void nearest16_row(const uint16_t* line, const uint16_t* across, uint16_t* out, size_t pixels,
                    Demosaic16Row row) {
     with_row_kind<V>(row, [&](auto rows) {
         if (row.depth <= 14) return rows.template nearest<true>(line, across, out, pixels);
@@ -243,7 +243,7 @@ void nearest16_row(const uint16_t* line, const uint16_t* across, uint16_t* out, 
 /// Blocks begin where the lines of a picture may begin, but for the first and the last. Pixels at
 /// odd columns are of the other kind of site.
 template <class V, bool kColorFirst, bool kOwnFirst, bool kUpTo14>
-void bilinear16_blocks(const uint16_t* above, const uint16_t* line, const uint16_t* below,
+[[gnu::flatten]] void bilinear16_blocks(const uint16_t* above, const uint16_t* line, const uint16_t* below,
                        uint16_t* out, size_t width) {
     constexpr size_t kBlock = kVectorBytes<V> / 2;
     const auto odd_block = [&](size_t x) {
@@ -259,7 +259,7 @@ void bilinear16_blocks(const uint16_t* above, const uint16_t* line, const uint16
 }
 
 template <class V>
-void bilinear16_row(const uint16_t* above, const uint16_t* line, const uint16_t* below,
+[[gnu::flatten]] void bilinear16_row(const uint16_t* above, const uint16_t* line, const uint16_t* below,
                     uint16_t* out, size_t width, Demosaic16Row row) {
     const auto run =
         [&]<bool kColorFirst, bool kOwnFirst>(Demosaic16Rows<V, kColorFirst, kOwnFirst>) {
@@ -272,7 +272,7 @@ void bilinear16_row(const uint16_t* above, const uint16_t* line, const uint16_t*
 }
 
 template <class V>
-void adaptive16_green_row(const uint16_t* const* rows, ptrdiff_t column, uint16_t* green,
+[[gnu::flatten]] void adaptive16_green_row(const uint16_t* const* rows, ptrdiff_t column, uint16_t* green,
                           int32_t* differences, size_t pixels, Demosaic16Row row) {
     with_row_kind<V>(row, [&](auto rows_of_kind) {
         rows_of_kind.adaptive_green(rows, column, green, differences, pixels, largest16(row));
@@ -280,7 +280,7 @@ void adaptive16_green_row(const uint16_t* const* rows, ptrdiff_t column, uint16_
 }
 
 template <class V>
-void adaptive16_color_row(const uint16_t* line, const uint16_t* green,
+[[gnu::flatten]] void adaptive16_color_row(const uint16_t* line, const uint16_t* green,
                           const int32_t* const* differences, uint16_t* out, size_t pixels,
                           Demosaic16Row row) {
     with_row_kind<V>(row, [&](auto rows_of_kind) {
