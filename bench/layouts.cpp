@@ -17,7 +17,7 @@ namespace {
 struct Size {
     std::size_t width, height;
 };
-constexpr Size kSizes[] = {{640, 480}};
+constexpr Size kSizes[] = {{640, 480}, {1920, 1200}};
 
 std::vector<std::uint8_t> source(1920 * 1200 * 8, 0x5A);
 alignas(64) std::uint8_t target[1920 * 1200 * 6 + 64];

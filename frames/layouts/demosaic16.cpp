@@ -4,56 +4,144 @@
 namespace frames {
 namespace {
 
-/// A row of which kernels do all that is not an edge.
-class RowsOfBand {
+/// Rows of a picture: kernels make all that is not an edge, the plain definition the edges.
+class RowMaker {
   public:
-    RowsOfBand(const Demosaic16Kernels& kernels, const Mosaic16& mosaic, const Demosaic16& job,
-               std::int64_t width_out)
+    RowMaker(const Demosaic16Kernels& kernels, const Mosaic16& mosaic, const Demosaic16& job,
+             std::int64_t width_out)
         : kernels_(kernels), m_(mosaic), job_(job), width_out_(width_out) {}
 
-    void make(std::int64_t y, std::uint16_t* out) const {
-        std::int64_t from = 0, to = 0;
-        if (job_.method == IMGCNV_NEAREST) {
-            to = width_out_ & ~std::int64_t{1};
-            if (!has_kernels_for(to)) return plain(y, 0, width_out_, out);
-            kernels_.nearest(m_.row(y), m_.row(y ^ 1), out, static_cast<std::size_t>(to),
-                             row(y, 0));
-        } else if (job_.method == IMGCNV_BILINEAR && y != 0 && y != m_.last_y()) {
-            from = 1;
-            to = m_.last_x();
-            if (!has_kernels_for(to - from)) return plain(y, 0, width_out_, out);
-            // Blocks begin where the picture's lines may begin, but for the first and the last.
-            const auto block = static_cast<std::int64_t>(kernels_.least_pixels);
-            const std::int64_t middle = (to - block) / block * block;
-            bilinear(y, from, block, out);
-            if (middle > 0) bilinear(y, block, middle, out);
-            if (block + middle < to) bilinear(y, to - block, block, out);
-        }
-        plain(y, 0, from, out);
-        plain(y, to, width_out_, out + 3 * to);
-    }
-
-  private:
-    void bilinear(std::int64_t y, std::int64_t x, std::int64_t pixels, std::uint16_t* out) const {
-        kernels_.bilinear(m_.row(y - 1) + x, m_.row(y) + x, m_.row(y + 1) + x, out + 3 * x,
-                          static_cast<std::size_t>(pixels), row(y, x));
-    }
     bool has_kernels_for(std::int64_t pixels) const {
         return kernels_.nearest != nullptr &&
                pixels >= static_cast<std::int64_t>(kernels_.least_pixels);
     }
-    Demosaic16Row row(std::int64_t y, std::int64_t x) const {
+    const Demosaic16Kernels& kernels() const { return kernels_; }
+    const Mosaic16& mosaic() const { return m_; }
+    const Demosaic16& job() const { return job_; }
+
+    Demosaic16Row kind(std::int64_t y, std::int64_t x) const {
         return {m_.is_color_site(y, x), m_.has_red(y) != job_.blue_first, job_.depth};
     }
+    /// Pixels from..to of row y, which begins at `out`.
     void plain(std::int64_t y, std::int64_t from, std::int64_t to, std::uint16_t* out) const {
-        demosaic16_pixels_plain(m_, job_, y, from, to, out);
+        if (from < to) demosaic16_pixels_plain(m_, job_, y, from, to, out + 3 * from);
     }
+    void plain_row(std::int64_t y, std::uint16_t* out) const { plain(y, 0, width_out_, out); }
 
+    void nearest(std::int64_t y, std::uint16_t* out) const {
+        const std::int64_t whole = width_out_ & ~std::int64_t{1};
+        if (!has_kernels_for(whole)) return plain_row(y, out);
+        kernels_.nearest(m_.row(y), m_.row(y ^ 1), out, static_cast<std::size_t>(whole),
+                         kind(y, 0));
+        plain(y, whole, width_out_, out);
+    }
+    void bilinear(std::int64_t y, std::uint16_t* out) const {
+        const bool is_inner = y != 0 && y != m_.last_y();
+        if (!is_inner || !has_kernels_for(job_.width - 2)) return plain_row(y, out);
+        kernels_.bilinear(m_.row(y - 1), m_.row(y), m_.row(y + 1), out,
+                          static_cast<std::size_t>(job_.width), kind(y, 0));
+        plain(y, 0, 1, out);
+        plain(y, m_.last_x(), width_out_, out);
+    }
+    std::int64_t width_out() const { return width_out_; }
+
+  private:
     const Demosaic16Kernels& kernels_;
     const Mosaic16& m_;
     const Demosaic16& job_;
     const std::int64_t width_out_;
 };
+
+/// The adaptive method: green runs a row ahead of colour, in strips of columns whose lines fit into
+/// the first caches. Two columns and rows along each edge are plain.
+class AdaptiveStrip {
+  public:
+    static constexpr std::int64_t kColumns = 512;
+
+    /// Columns from..to, even and at least two from the edges.
+    AdaptiveStrip(const RowMaker& maker, std::int64_t from, std::int64_t to)
+        : maker_(maker), m_(maker.mosaic()), from_(from), to_(to) {}
+
+    /// Of rows first_row..last_row, the first of which begins at `out`, those that are no edges.
+    void make(std::int64_t first_row, std::int64_t last_row, std::uint16_t* out,
+              std::int64_t stride) {
+        const std::int64_t first = std::max<std::int64_t>(first_row, 2);
+        const std::int64_t last = std::min(last_row, m_.last_y() - 1);
+        if (first >= last) return;
+        make_green(first - 1);
+        make_green(first);
+        for (std::int64_t y = first; y < last; ++y) {
+            make_green(y + 1);
+            const std::int32_t* const differences[3] = {
+                differences_of(y - 1) + 2, differences_of(y) + 2, differences_of(y + 1) + 2};
+            maker_.kernels().adaptive_color(m_.row(y) + from_, green_of(y) + 2, differences,
+                                            out + (y - first_row) * stride + 3 * from_,
+                                            static_cast<std::size_t>(to_ - from_),
+                                            maker_.kind(y, from_));
+        }
+    }
+
+  private:
+    static constexpr std::int64_t kLine = kColumns + 4;  // two columns more on either side
+
+    std::uint16_t* green_of(std::int64_t y) { return green_[y % 4]; }
+    std::int32_t* differences_of(std::int64_t y) { return differences_[y % 4]; }
+
+    void make_green(std::int64_t y) {
+        const bool is_inner = y >= 2 && y + 2 <= m_.last_y();
+        const std::int64_t begin = from_ - 2, end = to_ + 2;
+        const std::int64_t inner_begin = is_inner ? std::max<std::int64_t>(begin, 2) : end;
+        const std::int64_t inner_end = is_inner ? std::min(end, m_.last_x() - 1) : end;
+        make_plain_green(y, begin, inner_begin);
+        make_plain_green(y, inner_end, end);
+        if (!is_inner) return;
+        const std::uint16_t* const rows[5] = {m_.row(y - 2), m_.row(y - 1), m_.row(y),
+                                              m_.row(y + 1), m_.row(y + 2)};
+        const std::int64_t at = inner_begin - begin;
+        maker_.kernels().adaptive_green(rows, inner_begin, green_of(y) + at, differences_of(y) + at,
+                                        static_cast<std::size_t>(inner_end - inner_begin),
+                                        maker_.kind(y, inner_begin));
+    }
+    void make_plain_green(std::int64_t y, std::int64_t from, std::int64_t to) {
+        const Adaptive16 adaptive(m_, maker_.job().order == IMGCNV_ORDER_RG);
+        for (std::int64_t x = from; x < to; ++x) {
+            const int green = m_.is_color_site(y, x) ? adaptive.green_of(y, x) : m_.at(y, x);
+            green_of(y)[x - from_ + 2] = static_cast<std::uint16_t>(green);
+            differences_of(y)[x - from_ + 2] = m_.at(y, x) - green;
+        }
+    }
+
+    const RowMaker& maker_;
+    const Mosaic16& m_;
+    const std::int64_t from_, to_;
+    std::uint16_t green_[4][kLine];
+    std::int32_t differences_[4][kLine];
+};
+
+void make_adaptive(const RowMaker& maker, std::int64_t first, std::int64_t last, std::uint16_t* out,
+                   std::int64_t stride) {
+    const Mosaic16& m = maker.mosaic();
+    const std::int64_t begin = 2, end = m.last_x() - 1;
+    const bool has_kernels = maker.has_kernels_for(end - begin);
+    for (std::int64_t y = first; y < last; ++y) {
+        std::uint16_t* row = out + (y - first) * stride;
+        if (!has_kernels || y < 2 || y + 2 > m.last_y()) {
+            maker.plain_row(y, row);
+        } else {
+            maker.plain(y, 0, begin, row);
+            maker.plain(y, end, maker.width_out(), row);
+        }
+    }
+    if (!has_kernels) return;
+    for (std::int64_t x = begin; x < end; x += AdaptiveStrip::kColumns) {
+        // The last strip ends with the row and has room for a block.
+        const std::int64_t to = std::min(x + AdaptiveStrip::kColumns, end);
+        const auto block = static_cast<std::int64_t>(maker.kernels().least_pixels);
+        const std::int64_t from = std::min(x, to - block);
+        AdaptiveStrip strip(maker, from, to);
+        strip.make(first, last, out, stride);
+    }
+}
 
 }  // namespace
 
@@ -61,8 +149,15 @@ void demosaic16(const Demosaic16Kernels& kernels, const Demosaic16& job,
                 const std::uint16_t* const* rows, std::int64_t first, std::int64_t count,
                 std::uint16_t* out, std::int64_t out_stride_words, std::int64_t width_out) {
     const Mosaic16 mosaic(job, rows, first);
-    const RowsOfBand band(kernels, mosaic, job, width_out);
-    for (std::int64_t y = first; y < first + count; ++y, out += out_stride_words) band.make(y, out);
+    const RowMaker maker(kernels, mosaic, job, width_out);
+    if (job.method == IMGCNV_ADAPTIVE)
+        return make_adaptive(maker, first, first + count, out, out_stride_words);
+    for (std::int64_t y = first; y < first + count; ++y, out += out_stride_words) {
+        if (job.method == IMGCNV_NEAREST)
+            maker.nearest(y, out);
+        else
+            maker.bilinear(y, out);
+    }
 }
 
 void demosaic16(const Demosaic16& job, const std::uint16_t* const* rows, std::int64_t first,

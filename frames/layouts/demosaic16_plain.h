@@ -142,6 +142,11 @@ class Adaptive16 {
         return {own, green, other};
     }
 
+    /// Green of row y of the frame, whichever way up.
+    int green_of(std::int64_t frame_y, std::int64_t x) const {
+        return green_at(upside_down_ ? m_.last_y() - frame_y : frame_y, x);
+    }
+
   private:
     int at(std::int64_t y, std::int64_t x) const {
         return m_.at(upside_down_ ? m_.last_y() - y : y, x);

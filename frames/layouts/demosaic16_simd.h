@@ -28,7 +28,7 @@ struct Means {
 
 /// Words of a where the place in a lane is odd (kOdd) or even, else of b.
 template <class V, bool kOdd>
-Words<V> blend_sites(Words<V> a, Words<V> b) {
+[[gnu::always_inline]] inline Words<V> blend_sites(Words<V> a, Words<V> b) {
     return [&]<size_t... kIndex>(std::index_sequence<kIndex...>) {
         constexpr size_t kCount = sizeof...(kIndex);
         return __builtin_shufflevector(a, b, (kIndex % 2 == kOdd ? kIndex : kIndex + kCount)...);
@@ -53,7 +53,7 @@ inline constexpr LaneBytes kSpreadWords = [] {
 
 /// Words of c[g % 3] for g from 8 * kOutput on.
 template <class V, size_t kOutput>
-Words<V> blend_channels(Words<V> c0, Words<V> c1, Words<V> c2) {
+[[gnu::always_inline]] inline Words<V> blend_channels(Words<V> c0, Words<V> c1, Words<V> c2) {
     return [&]<size_t... kIndex>(std::index_sequence<kIndex...>) {
         constexpr size_t kCount = sizeof...(kIndex);
         const Words<V> two = __builtin_shufflevector(
@@ -65,7 +65,7 @@ Words<V> blend_channels(Words<V> c0, Words<V> c1, Words<V> c2) {
 }
 
 template <class V>
-void store_pixels(uint16_t* out, Words<V> c0, Words<V> c1, Words<V> c2) {
+[[gnu::always_inline]] inline void store_pixels(uint16_t* out, Words<V> c0, Words<V> c1, Words<V> c2) {
     c0 = (Words<V>)shuffle<V>((Bytes<V>)c0, kSpreadWords<0>);
     c1 = (Words<V>)shuffle<V>((Bytes<V>)c1, kSpreadWords<1>);
     c2 = (Words<V>)shuffle<V>((Bytes<V>)c2, kSpreadWords<2>);
@@ -119,21 +119,102 @@ struct Demosaic16Rows {
     }
 
     template <bool kUpTo14>
-    static void bilinear(const uint16_t* above, const uint16_t* line, const uint16_t* below,
-                         uint16_t* out, size_t pixels) {
+    static void bilinear_block(const uint16_t* u, const uint16_t* s, const uint16_t* d,
+                               uint16_t* out) {
         using Mean = Means<V, kUpTo14>;
         constexpr size_t kColor = kColorFirst ? 0 : 1;
+        const Words<V> left = load(s - 1), own = load(s), right = load(s + 1);
+        const Words<V> up = load(u), down = load(d);
+        const Words<V> cross = Mean::of4(left, right, up, down);
+        const Words<V> corners = Mean::of4(load(u - 1), load(u + 1), load(d - 1), load(d + 1));
+        store_own_green_other<V, kOwnFirst>(out,
+                                            blend_sites<V, kColor>(own, Mean::of2(left, right)),
+                                            blend_sites<V, kColor>(cross, own),
+                                            blend_sites<V, kColor>(corners, Mean::of2(up, down)));
+    }
+
+    /// Green and, of colour sites, the difference to it.
+    static void adaptive_green(const uint16_t* const* rows, ptrdiff_t column, uint16_t* green,
+                               int32_t* differences, size_t pixels, uint16_t largest) {
+        constexpr size_t kColor = kColorFirst ? 0 : 1;
+        const uint16_t *r0 = rows[0] + column, *r1 = rows[1] + column, *r2 = rows[2] + column,
+                       *r3 = rows[3] + column, *r4 = rows[4] + column;
         for_each_block<V>(pixels, [&](size_t x) {
-            const uint16_t *u = above + x, *s = line + x, *d = below + x;
-            const Words<V> left = load(s - 1), own = load(s), right = load(s + 1);
-            const Words<V> up = load(u), down = load(d);
-            const Words<V> cross = Mean::of4(left, right, up, down);
-            const Words<V> corners = Mean::of4(load(u - 1), load(u + 1), load(d - 1), load(d + 1));
-            store_own_green_other<V, kOwnFirst>(
-                out + 3 * x, blend_sites<V, kColor>(own, Mean::of2(left, right)),
-                blend_sites<V, kColor>(cross, own),
-                blend_sites<V, kColor>(corners, Mean::of2(up, down)));
+            const Words<V> own = load(r2 + x);
+            const Words<V> across[] = {load(r2 + x - 2), load(r2 + x - 1), load(r2 + x + 1),
+                                       load(r2 + x + 2)};
+            const Words<V> along[] = {load(r0 + x), load(r1 + x), load(r3 + x), load(r4 + x)};
+            const Words<V> estimate = V::smaller(
+                V::pack_dwords(green_of<0>(own, across, along), green_of<1>(own, across, along)),
+                Words<V>{} + largest);
+            const Words<V> result = blend_sites<V, kColor>(estimate, own);
+            store_vector<V>(green + x, result);
+            store_half<0>(differences + x, widen_words<V, 0>(own) - widen_words<V, 0>(result));
+            store_half<1>(differences + x, widen_words<V, 1>(own) - widen_words<V, 1>(result));
         });
+    }
+
+    static void adaptive_color(const uint16_t* line, const uint16_t* green,
+                               const int32_t* const* differences, uint16_t* out, size_t pixels,
+                               uint16_t largest) {
+        constexpr size_t kColor = kColorFirst ? 0 : 1;
+        for_each_block<V>(pixels, [&](size_t x) {
+            const int32_t *above = differences[0] + x, *own = differences[1] + x,
+                          *below = differences[2] + x;
+            const Words<V> s = load(line + x), g = load(green + x);
+            // Below 0 is clamped by packing.
+            const auto corrected = [&](auto mean) {
+                return V::smaller(V::pack_dwords(widen_words<V, 0>(g) + mean(LaneHalf<0>()),
+                                                 widen_words<V, 1>(g) + mean(LaneHalf<1>())),
+                                  Words<V>{} + largest);
+            };
+            const Words<V> from_row =
+                corrected([&](auto half) { return (half.of(own - 1) + half.of(own + 1)) >> 1; });
+            const Words<V> from_column =
+                corrected([&](auto half) { return (half.of(above) + half.of(below)) >> 1; });
+            const Words<V> from_corners = corrected([&](auto half) {
+                return (half.of(above - 1) + half.of(above + 1) + half.of(below - 1) +
+                        half.of(below + 1)) >>
+                       2;
+            });
+            store_own_green_other<V, kOwnFirst>(out + 3 * x, blend_sites<V, kColor>(s, from_row), g,
+                                                blend_sites<V, kColor>(from_corners, from_column));
+        });
+    }
+
+  private:
+    /// The low or high four dwords of what is 8 in each lane of words.
+    template <int kHalf>
+    struct LaneHalf {
+        static Dwords<V> of(const int32_t* p) {
+            return (Dwords<V>)V::load_lanes(reinterpret_cast<const uint8_t*>(p + 4 * kHalf), 32);
+        }
+    };
+    template <int kHalf>
+    static void store_half(int32_t* p, Dwords<V> a) {
+        V::store_lanes(reinterpret_cast<uint8_t*>(p + 4 * kHalf), 32, (Bytes<V>)a);
+    }
+    static Dwords<V> absolute(Dwords<V> a) {
+        const Dwords<V> sign = a >> 31;
+        return (a ^ sign) - sign;
+    }
+    /// Neighbours two before, one before, one behind, two behind: in the row, and in the column.
+    template <int kHalf>
+    static Dwords<V> green_of(Words<V> own, const Words<V> (&across)[4],
+                              const Words<V> (&along)[4]) {
+        const auto wide = [](Words<V> a) { return widen_words<V, kHalf>(a); };
+        const Dwords<V> twice = wide(own) << 1;
+        const auto laplacian = [&](const Words<V>(&line)[4]) {
+            return twice - wide(line[0]) - wide(line[3]);
+        };
+        const Dwords<V> laplacian_h = laplacian(across), laplacian_v = laplacian(along);
+        const Dwords<V> left = wide(across[1]), right = wide(across[2]);
+        const Dwords<V> up = wide(along[1]), down = wide(along[2]);
+        const Dwords<V> is_h = absolute(laplacian_h) + absolute(left - right) <
+                               absolute(laplacian_v) + absolute(up - down);
+        const Dwords<V> green_h = ((left + right) >> 1) + (laplacian_h >> 2);
+        const Dwords<V> green_v = ((up + down) >> 1) + (laplacian_v >> 2);
+        return (green_h & is_h) | (green_v & ~is_h);
     }
 };
 
@@ -146,8 +227,12 @@ void with_row_kind(Demosaic16Row row, F f) {
     f(Demosaic16Rows<V, false, false>());
 }
 
+[[gnu::always_inline]] inline uint16_t largest16(Demosaic16Row row) {
+    return static_cast<uint16_t>((1U << row.depth) - 1);
+}
+
 template <class V>
-void nearest16_row(const uint16_t* line, const uint16_t* across, uint16_t* out, size_t pixels,
+[[gnu::flatten]] void nearest16_row(const uint16_t* line, const uint16_t* across, uint16_t* out, size_t pixels,
                    Demosaic16Row row) {
     with_row_kind<V>(row, [&](auto rows) {
         if (row.depth <= 14) return rows.template nearest<true>(line, across, out, pixels);
@@ -155,12 +240,51 @@ void nearest16_row(const uint16_t* line, const uint16_t* across, uint16_t* out, 
     });
 }
 
+/// Blocks begin where the lines of a picture may begin, but for the first and the last. Pixels at
+/// odd columns are of the other kind of site.
+template <class V, bool kColorFirst, bool kOwnFirst, bool kUpTo14>
+[[gnu::flatten]] void bilinear16_blocks(const uint16_t* above, const uint16_t* line, const uint16_t* below,
+                       uint16_t* out, size_t width) {
+    constexpr size_t kBlock = kVectorBytes<V> / 2;
+    const auto odd_block = [&](size_t x) {
+        Demosaic16Rows<V, !kColorFirst, kOwnFirst>::template bilinear_block<kUpTo14>(
+            above + x, line + x, below + x, out + 3 * x);
+    };
+    odd_block(1);
+    size_t x = kBlock;
+    for (; x + kBlock < width; x += kBlock)
+        Demosaic16Rows<V, kColorFirst, kOwnFirst>::template bilinear_block<kUpTo14>(
+            above + x, line + x, below + x, out + 3 * x);
+    if (x + 1 < width) odd_block(width - 1 - kBlock);
+}
+
 template <class V>
-void bilinear16_row(const uint16_t* above, const uint16_t* line, const uint16_t* below,
-                    uint16_t* out, size_t pixels, Demosaic16Row row) {
-    with_row_kind<V>(row, [&](auto rows) {
-        if (row.depth <= 14) return rows.template bilinear<true>(above, line, below, out, pixels);
-        rows.template bilinear<false>(above, line, below, out, pixels);
+[[gnu::flatten]] void bilinear16_row(const uint16_t* above, const uint16_t* line, const uint16_t* below,
+                    uint16_t* out, size_t width, Demosaic16Row row) {
+    const auto run =
+        [&]<bool kColorFirst, bool kOwnFirst>(Demosaic16Rows<V, kColorFirst, kOwnFirst>) {
+            if (row.depth <= 14)
+                bilinear16_blocks<V, kColorFirst, kOwnFirst, true>(above, line, below, out, width);
+            else
+                bilinear16_blocks<V, kColorFirst, kOwnFirst, false>(above, line, below, out, width);
+        };
+    with_row_kind<V>(row, run);
+}
+
+template <class V>
+[[gnu::flatten]] void adaptive16_green_row(const uint16_t* const* rows, ptrdiff_t column, uint16_t* green,
+                          int32_t* differences, size_t pixels, Demosaic16Row row) {
+    with_row_kind<V>(row, [&](auto rows_of_kind) {
+        rows_of_kind.adaptive_green(rows, column, green, differences, pixels, largest16(row));
+    });
+}
+
+template <class V>
+[[gnu::flatten]] void adaptive16_color_row(const uint16_t* line, const uint16_t* green,
+                          const int32_t* const* differences, uint16_t* out, size_t pixels,
+                          Demosaic16Row row) {
+    with_row_kind<V>(row, [&](auto rows_of_kind) {
+        rows_of_kind.adaptive_color(line, green, differences, out, pixels, largest16(row));
     });
 }
 

@@ -20,16 +20,24 @@ struct Demosaic16Row {
     int depth;
 };
 
-/// Rows from edge to edge of what they are given, at least `least_pixels` of them. The bilinear one
-/// looks one sample beyond either end.
+/// Null functions: the plain level. Rows are `least_pixels` long at least.
 struct Demosaic16Kernels {
     std::size_t least_pixels;
-    /// `across` is the other row of the cell, of which rows hold whole ones.
+    /// `across` is the other row of the cell.
     void (*nearest)(const std::uint16_t* line, const std::uint16_t* across, std::uint16_t* out,
                     std::size_t pixels, Demosaic16Row row);
+    /// Whole rows, of which all but the first and the last pixel are made: 2 pixels more.
     void (*bilinear)(const std::uint16_t* above, const std::uint16_t* line,
-                     const std::uint16_t* below, std::uint16_t* out, std::size_t pixels,
+                     const std::uint16_t* below, std::uint16_t* out, std::size_t width,
                      Demosaic16Row row);
+    /// Rows y - 2 to y + 2, of which two samples more are looked at on either side.
+    void (*adaptive_green)(const std::uint16_t* const* rows, std::ptrdiff_t column,
+                           std::uint16_t* green, std::int32_t* differences, std::size_t pixels,
+                           Demosaic16Row row);
+    /// Differences of rows y - 1 to y + 1, of which one more is looked at on either side.
+    void (*adaptive_color)(const std::uint16_t* line, const std::uint16_t* green,
+                           const std::int32_t* const* differences, std::uint16_t* out,
+                           std::size_t pixels, Demosaic16Row row);
 };
 
 /// demosaic16() with the kernels of a level.

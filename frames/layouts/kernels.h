@@ -15,6 +15,17 @@ struct LevelRow {
     float scale[3];
 };
 
+/// The same to 8 bits in steps of a 65536th of the range, for words: see level8_plain().
+struct FixedLevels {
+    std::uint16_t factor[3];
+    std::uint16_t black;
+    std::uint16_t most;  // what `more` leaves room for
+    std::uint16_t up;    // bits that samples are moved up: 16 - depth
+    std::uint16_t more;  // bits that what is above black is moved up
+    std::uint16_t down;  // bits that the product is moved down
+};
+FixedLevels fixed_levels(const LevelRow& levels, int depth);
+
 /// Row functions over whole rows of samples. None reads or writes a byte outside its samples.
 /// `source` points to the first byte of a group; `count` is in samples.
 struct LayoutKernels {
@@ -24,6 +35,10 @@ struct LayoutKernels {
     void (*to8)(const std::uint8_t* source, std::uint8_t* samples, std::size_t count);
     /// Each sample at its own value; what words have above their depth does not count.
     void (*to16)(const std::uint8_t* source, std::uint16_t* samples, std::size_t count);
+    /// Levels on the way to 8 bits, where each sample still has its full depth. `period` as with
+    /// levels_to16: 1, 2, and 3 for BYTES and WORDS only.
+    void (*to8_levels)(const std::uint8_t* source, std::uint8_t* samples, std::size_t count,
+                       const FixedLevels& levels, int period);
 };
 
 /// For formats of one sample per pixel, and RGB bytes and words (3 or 4 samples per pixel), on the

@@ -43,6 +43,12 @@ struct Avx2 {
     static Floats<Avx2> smaller(Floats<Avx2> a, Floats<Avx2> b) {
         return (Floats<Avx2>)_mm256_min_ps((__m256)a, (__m256)b);
     }
+    static Words smaller(Words a, Words b) {
+        return (Words)_mm256_min_epu16((__m256i)a, (__m256i)b);
+    }
+    static Words subtract(Words a, Words b) {
+        return (Words)_mm256_subs_epu16((__m256i)a, (__m256i)b);
+    }
 };
 
 extern const KernelTable kAvx2Kernels;

@@ -48,6 +48,12 @@ struct Avx512 {
     static Floats<Avx512> smaller(Floats<Avx512> a, Floats<Avx512> b) {
         return (Floats<Avx512>)_mm512_min_ps((__m512)a, (__m512)b);
     }
+    static Words smaller(Words a, Words b) {
+        return (Words)_mm512_min_epu16((__m512i)a, (__m512i)b);
+    }
+    static Words subtract(Words a, Words b) {
+        return (Words)_mm512_subs_epu16((__m512i)a, (__m512i)b);
+    }
 };
 
 extern const KernelTable kAvx512Kernels;

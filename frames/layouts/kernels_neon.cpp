@@ -38,6 +38,12 @@ struct Neon {
     static Floats<Neon> smaller(Floats<Neon> a, Floats<Neon> b) {
         return (Floats<Neon>)vminq_f32((float32x4_t)a, (float32x4_t)b);
     }
+    static Words smaller(Words a, Words b) {
+        return (Words)vminq_u16((uint16x8_t)a, (uint16x8_t)b);
+    }
+    static Words subtract(Words a, Words b) {
+        return (Words)vqsubq_u16((uint16x8_t)a, (uint16x8_t)b);
+    }
 };
 
 extern const KernelTable kNeonKernels;

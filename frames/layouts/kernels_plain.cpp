@@ -21,7 +21,8 @@ constexpr KernelTable plain_kernels() {
     KernelTable table{};
     [&]<std::size_t... kIndex>(std::index_sequence<kIndex...>) {
         ((table.unpack[kIndex] = {UnpackPlain<kSampleLayouts[kIndex]>::to8,
-                                  UnpackPlain<kSampleLayouts[kIndex]>::to16}),
+                                  UnpackPlain<kSampleLayouts[kIndex]>::to16,
+                                  UnpackPlain<kSampleLayouts[kIndex]>::to8_levels}),
          ...);
     }
     (std::make_index_sequence<std::size(kSampleLayouts)>());

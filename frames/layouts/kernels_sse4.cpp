@@ -41,6 +41,10 @@ struct Sse4 {
     static Floats<Sse4> smaller(Floats<Sse4> a, Floats<Sse4> b) {
         return (Floats<Sse4>)_mm_min_ps((__m128)a, (__m128)b);
     }
+    static Words smaller(Words a, Words b) { return (Words)_mm_min_epu16((__m128i)a, (__m128i)b); }
+    static Words subtract(Words a, Words b) {
+        return (Words)_mm_subs_epu16((__m128i)a, (__m128i)b);
+    }
 };
 
 extern const KernelTable kSse4Kernels;

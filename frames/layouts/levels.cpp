@@ -2,6 +2,9 @@
 
 #include "layouts/kernel_table.h"
 
+#include <algorithm>
+#include <cmath>
+
 namespace frames {
 
 extern const KernelTable kPlainKernels, kSse4Kernels, kAvx2Kernels, kAvx512Kernels, kNeonKernels;
@@ -22,6 +25,10 @@ constexpr Level kLevels[] = {
 #endif
 };
 
+std::uint16_t to_word(double value) {
+    return static_cast<std::uint16_t>(std::lround(std::clamp(value, 0.0, 65535.0)));
+}
+
 }  // namespace
 
 std::span<const Level> levels() { return kLevels; }
@@ -40,11 +47,33 @@ SampleLayout sample_layout(const Format& format, bool big_endian) {
 }
 
 const LayoutKernels& layout_kernels(const Format& format, bool big_endian) {
-    static constexpr LayoutKernels kNone = {nullptr, nullptr};
+    static constexpr LayoutKernels kNone = {nullptr, nullptr, nullptr};
     const SampleLayout wanted = sample_layout(format, big_endian);
     for (std::size_t i = 0; i < std::size(kSampleLayouts); ++i)
         if (kSampleLayouts[i] == wanted) return best_kernels().unpack[i];
     return kNone;
+}
+
+FixedLevels fixed_levels(const LevelRow& levels, int depth) {
+    const int up = 16 - depth;
+    double largest = 0;
+    for (const float scale : levels.scale)
+        largest = std::max(largest, std::ldexp(double{scale}, -up));
+    // The largest factor has all of 16 bits, but for room to round: 255 * 2^8. Factors less than
+    // that of gain 1 keep its places.
+    int places = 24;
+    while (places > 0 && largest * std::ldexp(1.0, places) > 65280) --places;
+    // Of the product, at least 4 places are rounded.
+    const int more = std::max(0, 20 - places);
+    FixedLevels fixed{};
+    for (std::size_t i = 0; i < 3; ++i)
+        fixed.factor[i] = to_word(std::max(0.0F, levels.scale[i]) * std::ldexp(1.0, places - up));
+    fixed.black = to_word(std::ldexp(double{levels.black}, up));
+    fixed.most = static_cast<std::uint16_t>(65535 >> more);
+    fixed.up = static_cast<std::uint16_t>(up);
+    fixed.more = static_cast<std::uint16_t>(more);
+    fixed.down = static_cast<std::uint16_t>(places - 16 + more);
+    return fixed;
 }
 
 const SampleKernels& sample_kernels() { return best_kernels().samples; }

@@ -24,6 +24,17 @@ void levels_plain(const std::uint16_t* source, Out* out, std::size_t count, cons
                                   levels.scale[i % static_cast<std::size_t>(period)]);
 }
 
+/// (sample - black) * factor / 2^k with k bits in all moved down, clamped to 0..255 and rounded;
+/// the product keeps its upper 16 bits.
+inline std::uint8_t level8_plain(unsigned sample, const FixedLevels& levels, std::size_t channel) {
+    const unsigned full = sample << levels.up;
+    const unsigned above = full < levels.black ? 0 : full - levels.black;
+    const unsigned product =
+        (std::min<unsigned>(above, levels.most) << levels.more) * levels.factor[channel] >> 16;
+    const unsigned half = 1U << levels.down >> 1;
+    return static_cast<std::uint8_t>(std::min((product + half) >> levels.down, 255U));
+}
+
 /// The sample's bits, repeated until 16 bits are full: the largest sample becomes 65535.
 inline std::uint16_t full_scale_plain(unsigned sample, int depth) {
     unsigned value = sample << (16 - depth);

@@ -6,23 +6,6 @@
 
 namespace frames {
 
-/// Bytes that repeat every 6 items of `kItem` bytes, as a constant: a vector of what stands from an
-/// item on is loaded from it. 16 items further is 4 items further, 8 items further is 2.
-template <class V, size_t kItem>
-struct Repeated {
-    uint8_t bytes[(5 + 3 * 4) * kItem + 16];
-
-    template <class F>
-    constexpr explicit Repeated(F byte_of) : bytes() {
-        for (size_t i = 0; i < sizeof bytes; ++i)
-            bytes[i] = static_cast<uint8_t>(byte_of(i / kItem % 6, i % kItem));
-    }
-    /// Lanes that begin at item `first`, and every `lane_step` further.
-    Bytes<V> at(size_t first, size_t lane_step) const {
-        return V::load_lanes(bytes + first % 6 * kItem, lane_step % 6 * kItem);
-    }
-};
-
 /// Blocks are of three vectors: every period begins anew with them.
 template <class V, class Out>
 class LevelsBody {

@@ -18,6 +18,7 @@
 #pragma once
 
 #include "layouts/sample_layout.h"
+#include "layouts/samples_plain.h"
 
 #include <cstddef>
 #include <cstdint>
@@ -81,6 +82,12 @@ struct UnpackPlain {
     }
     static void to16(const std::uint8_t* source, std::uint16_t* samples, std::size_t count) {
         for (std::size_t i = 0; i < count; ++i) samples[i] = sample_plain(kLayout, source, i);
+    }
+    static void to8_levels(const std::uint8_t* source, std::uint8_t* samples, std::size_t count,
+                           const FixedLevels& levels, int period) {
+        for (std::size_t i = 0; i < count; ++i)
+            samples[i] = level8_plain(sample_plain(kLayout, source, i), levels,
+                                      i % static_cast<std::size_t>(period));
     }
 };
 

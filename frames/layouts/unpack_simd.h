@@ -5,6 +5,7 @@
 // their place was, and a shift to the right drops what stood below.
 #pragma once
 
+#include "layouts/kernels.h"
 #include "layouts/sample_layout.h"
 #include "layouts/vector_ops.h"
 
@@ -181,6 +182,66 @@ struct Unpack {
                                           V::load_lanes(source + kLaneBytes, 2 * kLaneBytes)));
         }
     };
+
+    /// Blocks of one vector, or of three where three channels take turns.
+    template <int kPeriod>
+    struct To8Levels {
+        static constexpr size_t kVectors = kPeriod == 3 ? 3 : 1;
+        static constexpr size_t kIn = V::kLanes * 2 * kLaneBytes * kVectors;
+        static constexpr size_t kOut = kVectorBytes<V> * kVectors;
+        static constexpr size_t kReads = kIn - kLaneBytes + 16, kWrites = kOut;
+
+        explicit To8Levels(const FixedLevels& levels)
+            : black_(Words<V>{} + levels.black),
+              most_(Words<V>{} + levels.most),
+              half_(Words<V>{} + static_cast<uint16_t>(1U << levels.down >> 1)),
+              up_(levels.up),
+              more_(levels.more),
+              down_(levels.down) {
+            static_assert(sizeof levels == 16);
+            static constexpr Repeated<V, 2> kFactors(
+                [](size_t i, size_t byte) { return i % kPeriod * 2 + byte; });
+            for (size_t i = 0; i < 2 * kVectors; ++i)
+                factors_[i] = (Words<V>)V::shuffle(
+                    V::broadcast(&levels), kFactors.at(i / 2 * kVectorBytes<V> + i % 2 * 8, 16));
+        }
+        void block(const uint8_t* source, uint8_t* out) const {
+#pragma GCC unroll 3
+            for (size_t i = 0; i < kVectors; ++i) {
+                const Words<V> first = samples(V::load_lanes(source, 2 * kLaneBytes));
+                const Words<V> second = samples(V::load_lanes(source + kLaneBytes, 2 * kLaneBytes));
+                store_vector<V>(out, V::pack_words(level(first, factors_[2 * i]),
+                                                   level(second, factors_[2 * i + 1])));
+                source += V::kLanes * 2 * kLaneBytes;
+                out += kVectorBytes<V>;
+            }
+        }
+
+      private:
+        /// Packing clamps to 255.
+        Words<V> level(Words<V> samples, Words<V> factors) const {
+            const Words<V> above = V::smaller(V::subtract(samples << up_, black_), most_);
+            return (V::multiply_high(above << more_, factors) + half_) >> down_;
+        }
+
+        Words<V> black_, most_, half_, factors_[2 * kVectors];
+        int up_, more_, down_;
+    };
+
+    static void to8_levels(const uint8_t* source, uint8_t* samples, size_t count,
+                           const FixedLevels& levels, int period) {
+        const size_t bytes = sample_bytes(kLayout, count);
+        if constexpr (kWords || kBytes) {
+            if (period == 3) {
+                run_blocks<V>(To8Levels<3>(levels), source, bytes, samples, count);
+                return;
+            }
+        }
+        if (period == 2)
+            run_blocks<V>(To8Levels<2>(levels), source, bytes, samples, count);
+        else
+            run_blocks<V>(To8Levels<1>(levels), source, bytes, samples, count);
+    }
 
     static void to8(const uint8_t* source, uint8_t* samples, size_t count) {
         if constexpr (kBytes) {

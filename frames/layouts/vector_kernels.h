@@ -12,7 +12,8 @@ consteval KernelTable vector_kernels() {
     KernelTable table{};
     [&]<size_t... kIndex>(std::index_sequence<kIndex...>) {
         ((table.unpack[kIndex] = {Unpack<V, kSampleLayouts[kIndex]>::to8,
-                                  Unpack<V, kSampleLayouts[kIndex]>::to16}),
+                                  Unpack<V, kSampleLayouts[kIndex]>::to16,
+                                  Unpack<V, kSampleLayouts[kIndex]>::to8_levels}),
          ...);
     }
     (std::make_index_sequence<std::size(kSampleLayouts)>());
@@ -23,7 +24,8 @@ consteval KernelTable vector_kernels() {
                      full_scale_row<V>,
                      full_range_row<V>,
                      curve_row};
-    table.demosaic = {kVectorBytes<V> / 2, nearest16_row<V>, bilinear16_row<V>};
+    table.demosaic = {kVectorBytes<V> / 2, nearest16_row<V>, bilinear16_row<V>,
+                      adaptive16_green_row<V>, adaptive16_color_row<V>};
     return table;
 }
 

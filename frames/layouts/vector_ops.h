@@ -9,7 +9,8 @@
 //   pack_words(a, b)     within lanes: 8 words of a, 8 of b as bytes; words are at most 255
 //   pack_dwords(a, b)    the same from signed dwords to words, clamped to 0..65535
 //   multiply_high(a, b)  the upper halves of the products of words
-//   smaller(a, b)        of floats
+//   smaller(a, b)        of floats, of unsigned words
+//   subtract(a, b)       of unsigned words, 0 where b is larger
 //
 // All else is arithmetic on the compilers' vector types, the same text for every width. Every
 // function here is a template over V, so that each level has its own copies.
@@ -72,6 +73,23 @@ template <class V>
 inline Bytes<V> shuffle(Bytes<V> a, const LaneBytes& indices) {
     return V::shuffle(a, V::broadcast(indices.at));
 }
+
+/// Bytes that repeat every 6 items of `kItem` bytes, as a constant: a vector of what stands from an
+/// item on is loaded from it. 16 items further is 4 items further, 8 items further is 2.
+template <class V, size_t kItem>
+struct Repeated {
+    uint8_t bytes[(5 + 3 * 4) * kItem + 16];
+
+    template <class F>
+    constexpr explicit Repeated(F byte_of) : bytes() {
+        for (size_t i = 0; i < sizeof bytes; ++i)
+            bytes[i] = static_cast<uint8_t>(byte_of(i / kItem % 6, i % kItem));
+    }
+    /// Lanes that begin at item `first`, and every `lane_step` further.
+    Bytes<V> at(size_t first, size_t lane_step) const {
+        return V::load_lanes(bytes + first % 6 * kItem, lane_step % 6 * kItem);
+    }
+};
 
 /// Lanes of 16 bits as the low or high four of each 16-byte lane, widened to 32.
 template <class V, int kHalf>

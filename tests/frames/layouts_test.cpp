@@ -130,6 +130,27 @@ TEST(Samples, LevelsOfEverySample) {
             }
 }
 
+TEST(Layouts, FixedLevelsAreNearlyExact) {
+    for (const int depth : {8, 10, 12, 14, 16})
+        for (const double black : {0.0, 0.013, 0.25})
+            for (const double white : {0.27, 0.5, 1.0})
+                for (const double gain : {0.5, 1.0, 1.7, 4.0, 64.0}) {
+                    const double full = (1 << depth) - 1;
+                    const double scale = 255 / (full * (white - black)) * gain;
+                    const auto levels = fixed_levels(
+                        {static_cast<float>(black * full), {static_cast<float>(scale), 0, 0}},
+                        depth);
+                    for (unsigned sample = 0; sample <= full; ++sample) {
+                        const double exact =
+                            std::clamp((sample - black * full) * scale, 0.0, 255.0);
+                        const double rough = std::max(0.03, scale / (2 << (16 - depth)) + 0.07);
+                        ASSERT_NEAR(level8_plain(sample, levels, 0), exact, 0.5 + rough)
+                            << depth << " bits, black " << black << " white " << white << " gain "
+                            << gain << " sample " << sample;
+                    }
+                }
+}
+
 TEST(Samples, LevelsAreWhatTheyAreSaidToBe) {
     const std::uint16_t samples[] = {0, 99, 100, 101, 102, 355, 356, 65535};
     const LevelRow row = {100.0F, {0.5F, 1.0F, 0.0F}};
