@@ -126,8 +126,9 @@ typedef struct tagIMGCNV_SOpenParam {
     int width;      /* pixels a row, >= 1. Bayer frames of two and more rows take
                        their row length from dataSize, height and rowPadding. */
     int height;     /* rows, >= 1 */
-    int rowPadding; /* bytes after the pixels of each source row, skipped; not
-                       checked. Ignored by Mono1p, Mono4p and Mono1C, by one-row
+    int rowPadding; /* bytes after the pixels of each source row; not checked.
+                       They have no effect, but up to 16 pixels of them may be
+                       read. Ignored by Mono1p, Mono4p and Mono1C, by one-row
                        Bayer frames and by the flips and rotations. */
     int reserved;   /* no effect */
     int dataSize;   /* bytes of the source buffer, >= 1. A Bayer row begins every

@@ -18,7 +18,7 @@ next-row|src/bayer/lanes_simd.h|s/if (kOnceALine .*) return;/return;/|Bayer|640x
 flip-short-rows|src/api/flip_simd.h|s/kShort = 1024/kShort = 0/|Mono8 Flip|640x480
 copy-large|src/mono/mono_simd.h|s/kLong = 4096/kLong = ~size_t{0}/|Mono8 mono8|640x480 1920x1200
 streaming|src/converter/kernels_for_frame.h|s/size_t{[0-9]*} << 20/~size_t{0}/||5120x3840
-gathered-rotation|src/api/rotate_simd.h|s/src_step % bad == 0 .. dst_step % bad == 0/false/|Rotation|2048x1088 1280x1024
+gathered-rotation|src/api/rotate_simd.h|s/src_step % conflict == 0 .. dst_step % conflict == 0/false/|Rotation|2048x1088 1280x1024
 slp|src/CMakeLists.txt|s/COMPILE_OPTIONS -fno-tree-slp-vectorize/COMPILE_OPTIONS -DNDEBUG/|Bayer|640x480
 END
 }

@@ -135,13 +135,20 @@ struct Vec64 : VecCommon<Vec64<Level>, 64> {
         memcpy(&bits, p, sizeof bits);
         return _mm512_movm_epi8(bits);
     }
+    // Bytes of r0, r1, r2 where i mod 3 is 0, 1, 2. Clang must not see the masks: it would merge
+    // these blends into permutations of two registers, twice as many of the slowest instructions.
+    static Reg mix3(Reg r0, Reg r1, Reg r2) {
+        __mmask64 second = 0x2492492492492492, third = 0x4924924924924924;
+#if defined(__clang__)
+        __asm__("" : "+k"(second), "+k"(third));
+#endif
+        return _mm512_mask_blend_epi8(third, _mm512_mask_blend_epi8(second, r0, r1), r2);
+    }
     static void load3(const uint8_t* p, Reg& a, Reg& b, Reg& c) {
         const Reg v0 = load(p), v1 = load(p + 64), v2 = load(p + 128);
         const auto pick = [&](const ByteTable<64>& gather, Reg r0, Reg r1, Reg r2) {
             // r0, r1, r2: the outputs that hold the channel at i mod 3 = 0, 1, 2
-            const Reg mixed =
-                _mm512_mask_blend_epi8(kThird2, _mm512_mask_blend_epi8(kThird1, r0, r1), r2);
-            return _mm512_permutexvar_epi8(table(gather), mixed);
+            return _mm512_permutexvar_epi8(table(gather), mix3(r0, r1, r2));
         };
         a = pick(Interleave3<64>::gather(0), v0, v2, v1);
         b = pick(Interleave3<64>::gather(1), v1, v0, v2);
@@ -162,19 +169,13 @@ struct Vec64 : VecCommon<Vec64<Level>, 64> {
         hi = _mm512_permutex2var_epi64(head, _mm512_setr_epi64(1, 2, 4, 5, 7, 8, 10, 11), tail);
     }
 
-    static constexpr __mmask64 kThird1 = 0x2492492492492492;  // i mod 3 == 1
-    static constexpr __mmask64 kThird2 = 0x4924924924924924;  // i mod 3 == 2
-
     static void store3(uint8_t* p, Reg a, Reg b, Reg c) {
         a = _mm512_permutexvar_epi8(table(Interleave3<64>::spread(0)), a);
         b = _mm512_permutexvar_epi8(table(Interleave3<64>::spread(1)), b);
         c = _mm512_permutexvar_epi8(table(Interleave3<64>::spread(2)), c);
-        const auto mix = [](Reg r0, Reg r1, Reg r2) {
-            return _mm512_mask_blend_epi8(kThird2, _mm512_mask_blend_epi8(kThird1, r0, r1), r2);
-        };
-        store(p, mix(a, b, c));
-        store(p + 64, mix(b, c, a));
-        store(p + 128, mix(c, a, b));
+        store(p, mix3(a, b, c));
+        store(p + 64, mix3(b, c, a));
+        store(p + 128, mix3(c, a, b));
     }
     static void store3_grey(uint8_t* p, Reg g) {
         store(p, _mm512_permutexvar_epi8(table(Interleave3<64>::grey(0)), g));
