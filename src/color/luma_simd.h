@@ -37,11 +37,11 @@ consteval ByteTable<32> lower_greys() {
 }
 alignas(32) inline constexpr ByteTable<32> kLowerGreys = lower_greys();
 
-// Bit red + 256 green: whether the double sum of the tie with this red and green falls below the
-// integer. (57 x 193 = 1 modulo 500, so that blue is what makes 299 R + 587 G + 114 B = 0 modulo
-// 1000. Blues beyond 255 are no colours, and odd remainders no ties.)
+// Bit red + 256 green of the bytes: whether the double sum of the tie with this red and green falls
+// below the integer. (57 x 193 = 1 modulo 500, so that blue is what makes 299 R + 587 G + 114 B = 0
+// modulo 1000. Blues beyond 255 are no colours, and odd remainders no ties.)
 struct LowerTies {
-    uint32_t words[65536 / 32];
+    uint8_t bytes[65536 / 8];
 };
 consteval LowerTies lower_ties() {
     LowerTies ties{};
@@ -53,7 +53,7 @@ consteval LowerTies lower_ties() {
             const int tie = (299 * red + 587 * green + 114 * blue) / 1000;
             const double sum = (0.299 * red + 0.587 * green) + 0.114 * blue;
             const unsigned at = static_cast<unsigned>(red + 256 * green);
-            if (static_cast<int>(sum) != tie) ties.words[at / 32] |= 1u << at % 32;
+            if (static_cast<int>(sum) != tie) ties.bytes[at / 8] |= 1u << at % 8;
         }
     }
     return ties;
@@ -77,10 +77,6 @@ struct LastTies {
 // Ties of a block that are looked up one by one.
 inline constexpr int kFewTies = 4;
 
-inline uint64_t comes_out_lower(uint32_t red_and_green) {
-    return kLowerTies.words[red_and_green / 32] >> red_and_green % 32 & 1;
-}
-
 // 1 for the pixels of a few ties that come out lower.
 template <class V>
 static __attribute__((noinline, cold)) typename V::Reg lower_of_few(typename V::Reg r,
@@ -93,46 +89,39 @@ static __attribute__((noinline, cold)) typename V::Reg lower_of_few(typename V::
     auto lower = V::zero();
     for (; bits != 0; bits &= bits - 1) {
         const int i = __builtin_ctzll(bits);
-        if (comes_out_lower(red[i] | green[i] << 8) == 0) continue;
+        const int at = red[i] | green[i] << 8;
+        if ((kLowerTies.bytes[at / 8] >> at % 8 & 1) == 0) continue;
         const auto same = V::and_(V::equal8(r, V::set8(red[i])), V::equal8(g, V::set8(green[i])));
         lower = V::or_(lower, V::and_(tie, same));
     }
     return V::and_(lower, V::set8(1));
 }
 
-// 1 for every pixel that comes out lower if it is a tie: all are looked up, without a branch.
+// 0xFF for every pixel that comes out lower if it is a tie: all are looked up, without a branch.
 template <class V>
-static __attribute__((noinline, cold)) typename V::Reg lower_of_many(typename V::Reg r,
-                                                                     typename V::Reg g) {
-    constexpr size_t kLanes = V::kBytes / 2;
+static inline typename V::Reg lower_of_many(typename V::Reg r, typename V::Reg g) {
     const auto low = V::set16(0x00FF);
-    alignas(V::kBytes) uint16_t even[kLanes], odd[kLanes];
-    V::store(reinterpret_cast<uint8_t*>(even), V::bit_select(low, r, V::template shl16<8>(g)));
-    V::store(reinterpret_cast<uint8_t*>(odd), V::bit_select(low, V::template shr16<8>(r), g));
-    alignas(V::kBytes) uint64_t bytes[V::kBytes / 8];
-    for (size_t i = 0; i < kLanes; i += 4) {
-        uint64_t eight = 0;
-#pragma GCC unroll 4
-        for (size_t k = 0; k < 4; ++k) {
-            eight |= comes_out_lower(even[i + k]) << 16 * k | comes_out_lower(odd[i + k])
-                                                                  << (16 * k + 8);
-        }
-        bytes[i / 4] = eight;
+    // Of the pixels at even and at odd columns, where their bytes are in the table.
+    alignas(V::kBytes) uint16_t even[V::kBytes / 2], odd[V::kBytes / 2];
+    const auto store_places = [](uint16_t* places, typename V::Reg red_and_green) {
+        V::store(reinterpret_cast<uint8_t*>(places), V::template shr16<3>(red_and_green));
+    };
+    store_places(even, V::bit_select(low, r, V::template shl16<8>(g)));
+    store_places(odd, V::bit_select(low, V::template shr16<8>(r), g));
+    alignas(V::kBytes) uint8_t bytes[V::kBytes];
+#pragma GCC unroll 8
+    for (size_t i = 0; i < V::kBytes / 2; ++i) {
+        bytes[2 * i] = kLowerTies.bytes[even[i]];
+        bytes[2 * i + 1] = kLowerTies.bytes[odd[i]];
     }
-    return V::load(reinterpret_cast<const uint8_t*>(bytes));
+    const auto bit = V::bit_in_byte(r);
+    return V::equal8(V::and_(V::load(bytes), bit), bit);
 }
 
 template <class V>
-static __attribute__((noinline, cold)) typename V::Reg luma_of_ties(
+static __attribute__((noinline, cold)) typename V::Reg luma_of_new_ties(
     typename V::Reg r, typename V::Reg g, typename V::Reg b, typename V::Reg quotient,
     typename V::Reg tie, LastTies<V>& last) {
-    if (last.known) {
-        const auto same = last.mask_of(r, g, b);
-        quotient = V::bit_select(same, last.grey, quotient);
-        tie = V::andnot(same, tie);
-        if (V::top_bits(tie) == 0) return quotient;
-        last.known = false;
-    }
     const auto grey = V::and_(V::equal8(r, g), V::equal8(g, b));
     const auto lower = V::and_(V::and_(tie, grey), V::bitmap_contains(kLowerGreys, g));
     quotient = V::sub8(quotient, V::and_(lower, V::set8(1)));
@@ -143,9 +132,26 @@ static __attribute__((noinline, cold)) typename V::Reg luma_of_ties(
     uint64_t many = bits;
     for (int k = 0; k < kFewTies; ++k) many &= many - 1;
     if (many == 0) return V::sub8(quotient, lower_of_few<V>(r, g, rest, bits));
-    quotient = V::sub8(quotient, V::and_(rest, lower_of_many<V>(r, g)));
+    quotient = V::sub8(quotient, V::and_(V::set8(1), V::and_(rest, lower_of_many<V>(r, g))));
     last = {true, r, g, b, quotient};
     return quotient;
+}
+
+// A function of its own, which needs no stack.
+template <class V>
+static __attribute__((noinline, cold)) typename V::Reg luma_of_ties(typename V::Reg r, typename V::Reg g,
+                                                              typename V::Reg b,
+                                                              typename V::Reg quotient,
+                                                              typename V::Reg tie,
+                                                              LastTies<V>& last) {
+    if (last.known) {
+        const auto same = last.mask_of(r, g, b);
+        quotient = V::bit_select(same, last.grey, quotient);
+        tie = V::andnot(same, tie);
+        if (V::top_bits(tie) == 0) return quotient;
+        last.known = false;
+    }
+    return luma_of_new_ties<V>(r, g, b, quotient, tie, last);
 }
 
 enum Channel : int { kRed, kGreen, kBlue };
