@@ -62,7 +62,7 @@ constexpr KernelTable table_of(const char* name, const KernelTable* streaming = 
     for_each_index<kPhases>([&](auto phase) {
         constexpr auto kPhase = static_cast<Phase>(phase.value);
         t.adaptive_green[kPhase] = Kernels::template adaptive_green<kPhase>;
-        t.cell_green[kPhase] = Kernels::template cell_green<kPhase>;
+        t.block_green[kPhase] = Kernels::template block_green<kPhase>;
     });
     for_each_index<kPixelSizes>([&](auto size) {
         constexpr auto kSize = static_cast<PixelSize>(size.value);

@@ -45,8 +45,8 @@ struct VectorKernels {
         return kNarrow->bilinear_edge[kGreen][kPhase][kSink];
     }
     template <Phase kPhase>
-    static CellGreenKernel narrow_cell_green() {
-        return kNarrow->cell_green[kPhase];
+    static BlockGreenKernel narrow_block_green() {
+        return kNarrow->block_green[kPhase];
     }
     template <AdaptiveRow kRow, Phase kPhase, TripleSink kSink>
     static AdaptiveColorKernel narrow_adaptive_color() {
@@ -72,11 +72,11 @@ struct VectorKernels {
     template <Phase kPhase>
     static constexpr AdaptiveGreenKernel adaptive_green = adaptive_green_row<V, kPhase>;
     template <Phase kPhase>
-    static constexpr CellGreenKernel cell_green = [] {
+    static constexpr BlockGreenKernel block_green = [] {
         if constexpr (kNarrow == nullptr) {
-            return cell_green_rows<V, kPhase>;
+            return block_green_row<V, kPhase>;
         } else {
-            return Forward<narrow_cell_green<kPhase>>::run;
+            return Forward<narrow_block_green<kPhase>>::run;
         }
     }();
     template <AdaptiveRow kRow, Phase kPhase, TripleSink kSink>

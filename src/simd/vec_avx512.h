@@ -203,20 +203,12 @@ struct Vec64 : VecCommon<Vec64<Level>, 64> {
         const Reg bytes = _mm512_broadcast_i64x4(_mm256_load_si256((const __m256i*)bitmap.at));
         const Reg row =
             _mm512_permutexvar_epi8(and_(Common::template shr16<3>(x), set8(0x1F)), bytes);
-        const Reg bit = _mm512_shuffle_epi8(
-            table([](size_t i) { return i % 16 < 8 ? 1u << i % 8 : 0; }), and_(x, set8(7)));
-        return _mm512_movm_epi8(_mm512_test_epi8_mask(row, bit));
+        return _mm512_movm_epi8(_mm512_test_epi8_mask(row, bit_in_byte(x)));
     }
-    static constexpr size_t kLumaPixels = 8;
-    static void store_luma(const uint8_t* r, const uint8_t* g, const uint8_t* b, uint8_t* luma) {
-        const auto doubles = [](const uint8_t* p) {
-            return _mm512_cvtepi32_pd(_mm256_cvtepu8_epi32(_mm_loadl_epi64((const __m128i*)p)));
-        };
-        const __m512d sum =
-            _mm512_add_pd(_mm512_add_pd(_mm512_mul_pd(doubles(r), _mm512_set1_pd(0.299)),
-                                        _mm512_mul_pd(doubles(g), _mm512_set1_pd(0.587))),
-                          _mm512_mul_pd(doubles(b), _mm512_set1_pd(0.114)));
-        _mm_storel_epi64((__m128i*)luma, _mm256_cvtepi32_epi8(_mm512_cvttpd_epi32(sum)));
+    // 1 << x % 8
+    static Reg bit_in_byte(Reg x) {
+        return _mm512_shuffle_epi8(table([](size_t i) { return i % 16 < 8 ? 1u << i % 8 : 0; }),
+                                   and_(x, set8(7)));
     }
 
     // 64 three-byte pixels in reverse order.

@@ -95,23 +95,13 @@ struct Vec16Neon : LaneVec<Vec16Neon<Level>, 16> {
     // 0xFF for every byte value x whose bit is set in the 256-bit table.
     static Reg bitmap_contains(const ByteTable<32>& bitmap, Reg x) {
         const uint8x16x2_t bytes = vld1q_u8_x2(bitmap.at);
-        const Reg bit = table([](size_t i) { return i < 8 ? 1u << i : 0; });
         const uint8x16_t row = vqtbl2q_u8(bytes, vshrq_n_u8(u8(x), 3));
-        return (Reg)vtstq_u8(row, vqtbl1q_u8(u8(bit), vandq_u8(u8(x), vdupq_n_u8(7))));
+        return (Reg)vtstq_u8(row, u8(bit_in_byte(x)));
     }
-    static constexpr size_t kLumaPixels = 2;
-    static void store_luma(const uint8_t* r, const uint8_t* g, const uint8_t* b, uint8_t* luma) {
-        const auto doubles = [](const uint8_t* p) {
-            const float64x2_t two = {static_cast<double>(p[0]), static_cast<double>(p[1])};
-            return two;
-        };
-        // Products are rounded before they are added: no fused multiply-add.
-        const float64x2_t sum = vaddq_f64(vaddq_f64(vmulq_f64(doubles(r), vdupq_n_f64(0.299)),
-                                                    vmulq_f64(doubles(g), vdupq_n_f64(0.587))),
-                                          vmulq_f64(doubles(b), vdupq_n_f64(0.114)));
-        const uint64x2_t whole = vcvtq_u64_f64(sum);
-        luma[0] = static_cast<uint8_t>(vgetq_lane_u64(whole, 0));
-        luma[1] = static_cast<uint8_t>(vgetq_lane_u64(whole, 1));
+    // 1 << x % 8
+    static Reg bit_in_byte(Reg x) {
+        const Reg bit = table([](size_t i) { return i < 8 ? 1u << i : 0; });
+        return (Reg)vqtbl1q_u8(u8(bit), vandq_u8(u8(x), vdupq_n_u8(7)));
     }
 
     // 16 three-byte pixels in reverse order.
