@@ -1,6 +1,6 @@
 #include "cli/common_options.h"
+#include "cli/messages.h"
 #include "cli/size_option.h"
-#include "cli/talk.h"
 #include "commands.h"
 #include "convert/progress.h"
 #include "errors.h"
@@ -29,8 +29,8 @@ struct Row {
     std::int64_t bytes;
     std::int64_t pixels;
 
-    double nanosecondsPerPixel() const { return seconds * 1e9 / static_cast<double>(pixels); }
-    double megabytesPerSecond() const { return static_cast<double>(bytes) / seconds / 1e6; }
+    double nanoseconds_per_pixel() const { return seconds * 1e9 / static_cast<double>(pixels); }
+    double megabytes_per_second() const { return static_cast<double>(bytes) / seconds / 1e6; }
 };
 
 constexpr std::pair<const char*, IMGCNV_EPixelFormat> kKinds[]{
@@ -45,13 +45,13 @@ constexpr std::pair<IMGCNV_EBayerDemosaic, const char*> kMethods[]{
     {IMGCNV_DEMOSAIC_BILINEAR, "bilinear"},
     {IMGCNV_DEMOSAIC_ADAPTIVE, "adaptive"}};
 
-std::string kindName(IMGCNV_EPixelFormat kind) {
+std::string kind_name(IMGCNV_EPixelFormat kind) {
     for (const auto& [name, value] : kKinds)
         if (value == kind) return name;
     return "";
 }
 
-std::string cpuName() {
+std::string cpu_name() {
     std::ifstream file("/proc/cpuinfo");
     for (std::string line; std::getline(file, line);)
         if (line.starts_with("model name")) return line.substr(line.find(':') + 2);
@@ -59,7 +59,7 @@ std::string cpuName() {
 }
 
 /// The instruction sets by which the library chooses its level, best first.
-const char* cpuLevel() {
+const char* cpu_level() {
     if (__builtin_cpu_supports("avx512vbmi") && __builtin_cpu_supports("avx512bw") &&
         __builtin_cpu_supports("avx512vl") && __builtin_cpu_supports("avx512dq"))
         return "avx512";
@@ -69,7 +69,7 @@ const char* cpuLevel() {
 }
 
 /// Noise, the same in every run: no branch of a conversion may be predicted from it.
-std::vector<std::uint8_t> noiseFrame(const FrameShape& shape) {
+std::vector<std::uint8_t> noise_frame(const FrameShape& shape) {
     if (shape.format->layout == Layout::Points) {
         std::vector<std::uint8_t> points;
         for (std::int64_t y = 1; y <= shape.height; ++y)
@@ -90,14 +90,14 @@ std::vector<std::uint8_t> noiseFrame(const FrameShape& shape) {
 }
 
 Row measured(const FrameShape& shape, IMGCNV_EPixelFormat kind, IMGCNV_EBayerDemosaic method,
-             const char* methodName, double atLeast) {
-    auto frame = noiseFrame(shape);
+             const char* method_name, double at_least) {
+    auto frame = noise_frame(shape);
     FrameConverter converter(shape, kind, method, {});
     std::vector<double> times;
     converter.convert(frame);  // touches the memory
     Picture picture;
     for (const auto start = Clock::now();
-         times.size() < 5 || Clock::now() - start < std::chrono::duration<double>(atLeast);) {
+         times.size() < 5 || Clock::now() - start < std::chrono::duration<double>(at_least);) {
         const auto before = Clock::now();
         picture = converter.convert(frame);
         times.push_back(std::chrono::duration<double>(Clock::now() - before).count());
@@ -105,41 +105,42 @@ Row measured(const FrameShape& shape, IMGCNV_EPixelFormat kind, IMGCNV_EBayerDem
     const auto middle = times.begin() + static_cast<std::ptrdiff_t>(times.size() / 2);
     std::nth_element(times.begin(), middle, times.end());
     return {shape.format,
-            methodName,
+            method_name,
             kind,
             *middle,
             static_cast<std::int64_t>(frame.size()) + picture.bytes(),
             picture.width * picture.height};
 }
 
-void printJsonRow(const Row& row, bool first) {
+void print_json_row(const Row& row, bool first) {
     std::printf(
         "%s  {\"format\": %s, \"method\": %s, \"to\": \"%s\", \"ns_per_pixel\": %.4f, "
         "\"megabytes_per_second\": %.1f, \"frames_per_second\": %.1f}",
-        first ? "\n" : ",\n", jsonString(row.format->name).c_str(),
-        row.method != nullptr ? jsonString(row.method).c_str() : "null", kindName(row.kind).c_str(),
-        row.nanosecondsPerPixel(), row.megabytesPerSecond(), 1 / row.seconds);
+        first ? "\n" : ",\n", json_string(row.format->name).c_str(),
+        row.method != nullptr ? json_string(row.method).c_str() : "null",
+        kind_name(row.kind).c_str(), row.nanoseconds_per_pixel(), row.megabytes_per_second(),
+        1 / row.seconds);
 }
 
-void printRow(const Row& row) {
+void print_row(const Row& row) {
     std::printf("%-19s %-9s %-7s %9.3f %9.0f %11.0f\n", std::string(row.format->name).c_str(),
-                row.method != nullptr ? row.method : "", kindName(row.kind).c_str(),
-                row.nanosecondsPerPixel(), row.megabytesPerSecond(), 1 / row.seconds);
+                row.method != nullptr ? row.method : "", kind_name(row.kind).c_str(),
+                row.nanoseconds_per_pixel(), row.megabytes_per_second(), 1 / row.seconds);
 }
 
 void bench(const BenchOptions& options) {
-    const auto size = *requestedSize(options.size);
+    const auto size = *requested_size(options.size);
     const auto* only = options.format.empty() ? nullptr : &formatNamed(options.format);
     if (options.json) {
         std::printf(
             "{\"cpu\": %s, \"level\": \"%s\", \"width\": %lld, \"height\": %lld, \"rows\": [",
-            jsonString(cpuName()).c_str(), cpuLevel(), static_cast<long long>(size.first),
+            json_string(cpu_name()).c_str(), cpu_level(), static_cast<long long>(size.first),
             static_cast<long long>(size.second));
     } else {
         std::printf(
             "%s, level %s, one thread, frames of %lldx%lld\n\n%-19s %-9s %-7s %9s %9s "
             "%11s\n",
-            cpuName().c_str(), cpuLevel(), static_cast<long long>(size.first),
+            cpu_name().c_str(), cpu_level(), static_cast<long long>(size.first),
             static_cast<long long>(size.second), "Format", "Method", "To", "ns/pixel", "MB/s",
             "frames/s");
     }
@@ -155,11 +156,11 @@ void bench(const BenchOptions& options) {
                 (options.to.empty() &&
                  kind == (format.isGrey() ? IMGCNV_PIXEL_MONO8 : IMGCNV_PIXEL_RGB8_PACKED));
             if (!wanted) continue;
-            for (const auto& [method, methodName] : kMethods) {
+            for (const auto& [method, method_name] : kMethods) {
                 if (!format.isBayer() && method != IMGCNV_DEMOSAIC_BILINEAR) continue;
-                const auto row = measured(shape, kind, method,
-                                          format.isBayer() ? methodName : nullptr, options.seconds);
-                options.json ? printJsonRow(row, first) : printRow(row);
+                const auto row = measured(
+                    shape, kind, method, format.isBayer() ? method_name : nullptr, options.seconds);
+                options.json ? print_json_row(row, first) : print_row(row);
                 std::fflush(stdout);
                 first = false;
             }
@@ -173,7 +174,7 @@ void bench(const BenchOptions& options) {
 
 }  // namespace
 
-void addBench(CLI::App& app) {
+void add_bench(CLI::App& app) {
     auto* command = app.add_subcommand("bench", "Measure every conversion on this machine");
     auto options = std::make_shared<BenchOptions>();
     command->add_option("-f,--format", options->format, "Only this format. Default: all")

@@ -25,47 +25,47 @@ struct Arguments {
 
 }  // namespace
 
-void addConvert(CLI::App& app) {
+void add_convert(CLI::App& app) {
     auto* command = app.add_subcommand("convert", "Convert raw frames to pictures");
     auto arguments = std::make_shared<Arguments>();
     auto& options = arguments->options;
     command->add_option("IN", options.inputs, "Files of raw frames; - is standard input")
         ->required();
-    addSourceOptions(*command, options.source);
+    add_source_options(*command, options.source);
     command
         ->add_option("--frames", arguments->frames,
                      "Frames of each file, counted from 0: all, one number, or first-last. "
                      "Default: each file is one frame")
         ->type_name("all|K|A-B");
-    oneOf(command->add_option("-m,--method", arguments->method,
-                              "How a Bayer mosaic becomes colour. Default: bilinear"),
-          {"nearest", "bilinear", "adaptive"});
-    oneOf(command->add_option(
-              "--to", arguments->to,
-              "Pixels of the picture. Default: mono8 for grey formats, rgb24 for colour"),
-          {"mono8", "rgb24", "bgr24", "rgba32", "bgra32"});
-    oneOf(command->add_option("--rotate", arguments->rotate, "Turn clockwise"),
-          {"90", "180", "270"});
-    oneOf(command->add_option("--flip", arguments->flip,
-                              "Mirror left to right (h) or top to bottom (v), after turning"),
-          {"h", "v"});
+    one_of(command->add_option("-m,--method", arguments->method,
+                               "How a Bayer mosaic becomes colour. Default: bilinear"),
+           {"nearest", "bilinear", "adaptive"});
+    one_of(command->add_option(
+               "--to", arguments->to,
+               "Pixels of the picture. Default: mono8 for grey formats, rgb24 for colour"),
+           {"mono8", "rgb24", "bgr24", "rgba32", "bgra32"});
+    one_of(command->add_option("--rotate", arguments->rotate, "Turn clockwise"),
+           {"90", "180", "270"});
+    one_of(command->add_option("--flip", arguments->flip,
+                               "Mirror left to right (h) or top to bottom (v), after turning"),
+           {"h", "v"});
     command
         ->add_option("-o,--output", options.output,
                      "File, name_%04d.png, folder/ or - for standard output. Default: beside the "
                      "input, ending .png")
         ->type_name("OUT");
-    oneOf(command->add_option("--output-format", options.outputFormat,
-                              "Kind of file. Default: as the ending of OUT says, or png"),
-          {"png", "pnm", "pgm", "ppm", "tiff", "tif", "bmp", "raw"});
-    inRange(command->add_option("--png-level", options.pngLevel,
-                                "PNG compression: 0 is none, 1 fast (the default), 9 small"),
-            0, 9);
-    inRange(command->add_option("-j,--jobs", options.workers,
-                                "Worker threads. Default: one for each processor"),
-            1, 1024);
+    one_of(command->add_option("--output-format", options.output_format,
+                               "Kind of file. Default: as the ending of OUT says, or png"),
+           {"png", "pnm", "pgm", "ppm", "tiff", "tif", "bmp", "raw"});
+    in_range(command->add_option("--png-level", options.png_level,
+                                 "PNG compression: 0 is none, 1 fast (the default), 9 small"),
+             0, 9);
+    in_range(command->add_option("-j,--jobs", options.workers,
+                                 "Worker threads. Default: one for each processor"),
+             1, 1024);
     command->add_flag("--stats", options.stats, "Say where the time went");
     command->add_flag("--json", options.json, "A line of JSON for each picture on standard output");
-    addQuiet(*command);
+    add_quiet(*command);
     command->callback([arguments] {
         auto& all = arguments->options;
         all.demosaic = kMethods.at(arguments->method);
@@ -73,8 +73,8 @@ void addConvert(CLI::App& app) {
         if (!arguments->rotate.empty()) all.turn.degrees = std::stoi(arguments->rotate);
         if (!arguments->flip.empty())
             all.turn.flip = arguments->flip == "h" ? Flip::Horizontal : Flip::Vertical;
-        if (!arguments->frames.empty()) all.frames = parseFrames(arguments->frames);
-        throw ExitRequest{runConvert(all)};
+        if (!arguments->frames.empty()) all.frames = parse_frames(arguments->frames);
+        throw ExitRequest{run_convert(all)};
     });
 }
 

@@ -1,4 +1,4 @@
-#include "cli/talk.h"
+#include "cli/messages.h"
 #include "commands.h"
 #include "formats/format.h"
 #include "frame/frame_shape.h"
@@ -11,13 +11,13 @@
 namespace tool {
 namespace {
 
-std::string jsonList(std::string_view names) {
+std::string json_list(std::string_view names) {
     std::string list;
-    for (const auto& name : words(names)) list += (list.empty() ? "" : ", ") + jsonString(name);
+    for (const auto& name : words(names)) list += (list.empty() ? "" : ", ") + json_string(name);
     return "[" + list + "]";
 }
 
-void printJson() {
+void print_json() {
     std::printf("{\"formats\": [");
     const char* separator = "\n";
     for (const auto& format : sourceFormats()) {
@@ -26,28 +26,28 @@ void printJson() {
             "\"bits\": %d, \"depth\": %d, \"layout\": %s, \"order\": %s, \"color\": %s,\n"
             "   \"names\": {\"pfnc\": %s, \"gstreamer\": %s, \"v4l2\": %s, \"ffmpeg\": %s, "
             "\"ros\": %s}}",
-            separator, jsonString(format.name).c_str(), jsonString(format.enumerator).c_str(),
+            separator, json_string(format.name).c_str(), json_string(format.enumerator).c_str(),
             hexCode(format.code).c_str(),
             hexCode(static_cast<std::uint32_t>(format.libraryFormat)).c_str(), format.bits,
-            format.depth, jsonString(layoutName(format.layout)).c_str(),
-            format.isBayer() ? jsonString(orderName(format.order)).c_str() : "null",
-            format.isGrey() ? "false" : "true", jsonList(format.pfnc).c_str(),
-            jsonList(format.gstreamer).c_str(), jsonList(format.v4l2).c_str(),
-            jsonList(format.ffmpeg).c_str(), jsonList(format.ros).c_str());
+            format.depth, json_string(layoutName(format.layout)).c_str(),
+            format.isBayer() ? json_string(orderName(format.order)).c_str() : "null",
+            format.isGrey() ? "false" : "true", json_list(format.pfnc).c_str(),
+            json_list(format.gstreamer).c_str(), json_list(format.v4l2).c_str(),
+            json_list(format.ffmpeg).c_str(), json_list(format.ros).c_str());
         separator = ",\n";
     }
     std::printf("\n ],\n \"foreign\": [");
     separator = "\n";
     for (const auto& foreign : foreignFormats()) {
         std::printf("%s  {\"names\": %s,\n   \"meaning\": %s,\n   \"advice\": %s}", separator,
-                    jsonList(foreign.names).c_str(), jsonString(foreign.meaning).c_str(),
-                    jsonString(foreign.advice).c_str());
+                    json_list(foreign.names).c_str(), json_string(foreign.meaning).c_str(),
+                    json_string(foreign.advice).c_str());
         separator = ",\n";
     }
     std::printf("\n ]}\n");
 }
 
-void printTable() {
+void print_table() {
     std::printf("%-19s %-10s %4s %5s %12s  %s\n", "Format", "Code", "Bits", "Depth", "640x480",
                 "Layout");
     for (const auto& format : sourceFormats()) {
@@ -81,13 +81,13 @@ void printTable() {
 
 }  // namespace
 
-void addFormats(CLI::App& app) {
+void add_formats(CLI::App& app) {
     auto* command = app.add_subcommand("formats", "List the source formats and their names");
     auto json = std::make_shared<bool>(false);
     command->add_flag("--json", *json,
                       "For programs: every format, every name, and the foreign "
                       "layouts that are refused");
-    command->callback([json] { *json ? printJson() : printTable(); });
+    command->callback([json] { *json ? print_json() : print_table(); });
 }
 
 }  // namespace tool

@@ -1,6 +1,6 @@
 #include "cli/common_options.h"
+#include "cli/messages.h"
 #include "cli/size_option.h"
-#include "cli/talk.h"
 #include "commands.h"
 #include "errors.h"
 #include "guess/guess_frame.h"
@@ -16,7 +16,7 @@ struct GuessOptions : DumpOptions {
     std::size_t answers = 8;
 };
 
-std::string convertCommand(const GuessOptions& options, const GuessedShape& answer) {
+std::string convert_command(const GuessOptions& options, const GuessedShape& answer) {
     const auto& shape = answer.shape;
     auto text = "imgcnv convert " + options.file + " -f " + std::string(shape.format->name) +
                 " -s " + std::to_string(shape.width) + "x" + std::to_string(shape.height);
@@ -27,7 +27,7 @@ std::string convertCommand(const GuessOptions& options, const GuessedShape& answ
     return text;
 }
 
-void printTable(const GuessOptions& options, const Guess& guess) {
+void print_table(const GuessOptions& options, const Guess& guess) {
     std::printf("%5s  %-19s %-11s %7s %7s %7s %10s\n", "Score", "Format", "Size", "Stride",
                 "Frames", "Behind", "Bits/byte");
     for (const auto& answer : guess.answers) {
@@ -43,12 +43,12 @@ void printTable(const GuessOptions& options, const Guess& guess) {
     std::printf("  whether the best answer is right: look at it, or at all of them with\n");
     std::printf("    imgcnv sheet %s\n", options.file.c_str());
     std::printf("Try the first with\n    %s\n",
-                convertCommand(options, guess.answers.front()).c_str());
+                convert_command(options, guess.answers.front()).c_str());
 }
 
-void printJson(const GuessOptions& options, const Guess& guess) {
+void print_json(const GuessOptions& options, const Guess& guess) {
     std::printf("{\"file\": %s, \"plain_bits_per_byte\": %.4f, \"answers\": [",
-                jsonString(options.file).c_str(), guess.plainBitsPerByte);
+                json_string(options.file).c_str(), guess.plainBitsPerByte);
     const char* separator = "\n";
     for (const auto& answer : guess.answers) {
         const auto& shape = answer.shape;
@@ -56,7 +56,7 @@ void printJson(const GuessOptions& options, const Guess& guess) {
             "%s  {\"score\": %.2f, \"format\": %s, \"width\": %lld, \"height\": %lld, "
             "\"stride\": %lld, \"frames\": %lld, \"bytes_behind\": %lld, "
             "\"bits_per_byte\": %.4f}",
-            separator, answer.score, jsonString(shape.format->name).c_str(),
+            separator, answer.score, json_string(shape.format->name).c_str(),
             static_cast<long long>(shape.width), static_cast<long long>(shape.height),
             static_cast<long long>(shape.rowPitch()), static_cast<long long>(answer.frames),
             static_cast<long long>(answer.bytesBehind), answer.bitsPerByte);
@@ -65,15 +65,15 @@ void printJson(const GuessOptions& options, const Guess& guess) {
     std::printf("],\n \"cannot_be_known\": [");
     separator = "";
     for (const auto& open : guess.unknowns) {
-        std::printf("%s%s", separator, jsonString(open).c_str());
+        std::printf("%s%s", separator, json_string(open).c_str());
         separator = ", ";
     }
     std::printf("]}\n");
 }
 
 void guess(const GuessOptions& options) {
-    const auto size = requestedSize(options.size);
-    const auto bytes = readBytes(options.file, options.skip);
+    const auto size = requested_size(options.size);
+    const auto bytes = read_bytes(options.file, options.skip);
     auto guess = guessFrame(bytes, size);
     if (guess.answers.empty())
         throw Failure(options.file + ": no format of this size fits into its " +
@@ -87,16 +87,16 @@ void guess(const GuessOptions& options) {
                       "likely cause: compressed data, a picture of noise or of one colour, or a "
                       "frame of a few rows");
     if (guess.answers.size() > options.answers) guess.answers.resize(options.answers);
-    options.json ? printJson(options, guess) : printTable(options, guess);
+    options.json ? print_json(options, guess) : print_table(options, guess);
 }
 
 }  // namespace
 
-void addGuess(CLI::App& app) {
+void add_guess(CLI::App& app) {
     auto* command =
         app.add_subcommand("guess", "Rank the formats, sizes and strides that a raw dump may have");
     auto options = std::make_shared<GuessOptions>();
-    addDumpOptions(*command, *options);
+    add_dump_options(*command, *options);
     command->add_option("-n,--answers", options->answers, "Most answers to give. Default: 8")
         ->type_name("N")
         ->check(CLI::PositiveNumber);

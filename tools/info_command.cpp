@@ -1,6 +1,6 @@
 #include "cli/common_options.h"
+#include "cli/messages.h"
 #include "cli/size_option.h"
-#include "cli/talk.h"
 #include "commands.h"
 #include "convert/name_hints.h"
 #include "errors.h"
@@ -19,7 +19,7 @@ namespace {
 constexpr std::size_t kShownFits = 16;
 
 /// BayerRG8, BayerGB8 and the others of a depth are one word: Bayer*8.
-std::string namesOf(const LengthFit& fit) {
+std::string names_of(const LengthFit& fit) {
     std::vector<std::string> names;
     for (const auto* format : fit.formats) {
         std::string name(format->name);
@@ -31,7 +31,7 @@ std::string namesOf(const LengthFit& fit) {
     return text;
 }
 
-void printFits(const char* title, std::vector<LengthFit> fits) {
+void print_fits(const char* title, std::vector<LengthFit> fits) {
     if (fits.empty()) return;
     std::printf("\n%s:\n  %-11s %7s %8s  %s\n", title, "Size", "Frames", "Padding", "Formats");
     const auto hidden = fits.size() - std::min(fits.size(), kShownFits);
@@ -39,18 +39,18 @@ void printFits(const char* title, std::vector<LengthFit> fits) {
     for (const auto& fit : fits) {
         const auto size = std::to_string(fit.width) + "x" + std::to_string(fit.height);
         std::printf("  %-11s %7lld %8lld  %s\n", size.c_str(), static_cast<long long>(fit.frames),
-                    static_cast<long long>(fit.padding), namesOf(fit).c_str());
+                    static_cast<long long>(fit.padding), names_of(fit).c_str());
     }
     if (hidden > 0) std::printf("  and %zu with more frames; --json lists them\n", hidden);
 }
 
-void printJsonFits(const char* key, const std::vector<LengthFit>& fits) {
+void print_json_fits(const char* key, const std::vector<LengthFit>& fits) {
     std::printf(",\n \"%s\": [", key);
     const char* separator = "\n";
     for (const auto& fit : fits) {
         std::string names;
         for (const auto* format : fit.formats)
-            names += (names.empty() ? "" : ", ") + jsonString(format->name);
+            names += (names.empty() ? "" : ", ") + json_string(format->name);
         std::printf(
             "%s  {\"width\": %lld, \"height\": %lld, \"frames\": %lld, \"padding\": %lld, "
             "\"formats\": [%s]}",
@@ -62,26 +62,27 @@ void printJsonFits(const char* key, const std::vector<LengthFit>& fits) {
 }
 
 void info(const DumpOptions& options) {
-    const auto size = requestedSize(options.size);
-    const auto content = readBytes(options.file, options.skip);
+    const auto size = requested_size(options.size);
+    const auto content = read_bytes(options.file, options.skip);
     const auto bytes = static_cast<std::int64_t>(content.size());
-    const auto hints = hintsInName(options.file);
+    const auto hints = hints_in_name(options.file);
     const auto points = findPointList(content);
-    const auto known = size ? std::vector<LengthFit>{} : knownSizeFits(bytes);
-    const auto sized = size ? sizeFits(bytes, size->first, size->second) : std::vector<LengthFit>{};
-    const auto others = size ? std::vector<LengthFit>{} : proportionFits(bytes);
+    const auto known = size ? std::vector<LengthFit>{} : known_size_fits(bytes);
+    const auto sized =
+        size ? size_fits(bytes, size->first, size->second) : std::vector<LengthFit>{};
+    const auto others = size ? std::vector<LengthFit>{} : proportion_fits(bytes);
     if (options.json) {
         std::printf(
             "{\"file\": %s, \"bytes\": %lld, \"name_says\": {\"format\": %s, \"width\": "
             "%s, \"height\": %s}, \"mono1c\": %s",
-            jsonString(options.file).c_str(), static_cast<long long>(bytes),
-            hints.format != nullptr ? jsonString(hints.format->name).c_str() : "null",
+            json_string(options.file).c_str(), static_cast<long long>(bytes),
+            hints.format != nullptr ? json_string(hints.format->name).c_str() : "null",
             hints.size ? std::to_string(hints.size->first).c_str() : "null",
             hints.size ? std::to_string(hints.size->second).c_str() : "null",
             points ? "true" : "false");
-        printJsonFits("this_size", sized);
-        printJsonFits("known_sizes", known);
-        printJsonFits("proportions", others);
+        print_json_fits("this_size", sized);
+        print_json_fits("known_sizes", known);
+        print_json_fits("proportions", others);
         std::printf("}\n");
         return;
     }
@@ -95,9 +96,9 @@ void info(const DumpOptions& options) {
     if (points)
         std::printf("it is a valid Mono1C list of points within %lldx%lld\n",
                     static_cast<long long>(points->columns), static_cast<long long>(points->rows));
-    printFits("This size fits with", sized);
-    printFits("Known camera sizes that fit", known);
-    printFits("Common proportions that fit one frame", others);
+    print_fits("This size fits with", sized);
+    print_fits("Known camera sizes that fit", known);
+    print_fits("Common proportions that fit one frame", others);
     if (sized.empty() && known.empty() && others.empty() && !points)
         std::printf(
             "\nno %s fits whole frames: a header or chunk data, padded rows, an unusual "
@@ -108,11 +109,11 @@ void info(const DumpOptions& options) {
 
 }  // namespace
 
-void addInfo(CLI::App& app) {
+void add_info(CLI::App& app) {
     auto* command =
         app.add_subcommand("info", "List the formats and sizes that fit the length of a raw dump");
     auto options = std::make_shared<DumpOptions>();
-    addDumpOptions(*command, *options);
+    add_dump_options(*command, *options);
     command->callback([options] { info(*options); });
 }
 

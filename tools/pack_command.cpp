@@ -1,5 +1,5 @@
 #include "cli/common_options.h"
-#include "cli/talk.h"
+#include "cli/messages.h"
 #include "commands.h"
 #include "errors.h"
 #include "frame/pack_frame.h"
@@ -19,7 +19,7 @@ struct PackOptions {
 void pack(const PackOptions& options) {
     FrameShape shape;
     shape.format = &formatNamed(options.format);
-    const auto picture = readPng(options.picture);
+    const auto picture = read_png(options.picture);
     shape.width = picture.width;
     shape.height = picture.height;
     shape.stride = options.stride;
@@ -28,13 +28,13 @@ void pack(const PackOptions& options) {
     OutputFile file(options.output);
     for (int i = 0; i < options.frames; ++i) file.write(frame);
     file.commit();
-    sayNote(options.output + ": " + shape.text() + ", " + std::to_string(frame.size()) + " bytes" +
-            (options.frames > 1 ? " a frame" : ""));
+    say_note(options.output + ": " + shape.text() + ", " + std::to_string(frame.size()) + " bytes" +
+             (options.frames > 1 ? " a frame" : ""));
 }
 
 }  // namespace
 
-void addPack(CLI::App& app) {
+void add_pack(CLI::App& app) {
     auto* command = app.add_subcommand("pack", "Make a raw frame of any source format from a PNG");
     auto options = std::make_shared<PackOptions>();
     command->add_option("PICTURE", options->picture, "PNG file; - is standard input")->required();
@@ -44,14 +44,14 @@ void addPack(CLI::App& app) {
     command->add_option("-o,--output", options->output, "Raw frame; - is standard output")
         ->type_name("OUT")
         ->required();
-    atLeast(command->add_option("--padding", options->padding,
-                                "Zero bytes behind the pixels of each row"),
-            0);
-    atLeast(command->add_option("--stride", options->stride,
-                                "Bytes from one row's start to the next one's"),
-            1);
-    atLeast(command->add_option("--frames", options->frames, "Write the frame so many times"), 1);
-    addQuiet(*command);
+    at_least(command->add_option("--padding", options->padding,
+                                 "Zero bytes behind the pixels of each row"),
+             0);
+    at_least(command->add_option("--stride", options->stride,
+                                 "Bytes from one row's start to the next one's"),
+             1);
+    at_least(command->add_option("--frames", options->frames, "Write the frame so many times"), 1);
+    add_quiet(*command);
     command->callback([options] { pack(*options); });
 }
 

@@ -29,17 +29,17 @@ struct TextSize {
     std::int64_t columns, lines;
 };
 
-TextSize room(std::int64_t askedColumns) {
+TextSize room(std::int64_t asked_columns) {
     constexpr std::int64_t kAnyLines = 1 << 20;
-    if (askedColumns > 0) return {askedColumns, kAnyLines};
+    if (asked_columns > 0) return {asked_columns, kAnyLines};
     winsize size{};
     if (ioctl(STDOUT_FILENO, TIOCGWINSZ, &size) == 0 && size.ws_col > 0)
         return {size.ws_col, std::max(1, size.ws_row - 1)};  // a line for the prompt
     return {80, kAnyLines};
 }
 
-std::span<std::uint8_t> wantedFrame(const PreviewOptions& options, const FrameShape& shape,
-                                    std::vector<std::uint8_t>& bytes) {
+std::span<std::uint8_t> wanted_frame(const PreviewOptions& options, const FrameShape& shape,
+                                     std::vector<std::uint8_t>& bytes) {
     if (shape.format->layout == Layout::Points) return bytes;
     const auto frame = shape.frameBytes();
     const auto have = static_cast<std::int64_t>(bytes.size());
@@ -53,27 +53,27 @@ std::span<std::uint8_t> wantedFrame(const PreviewOptions& options, const FrameSh
 }
 
 void preview(const PreviewOptions& options) {
-    const auto shape = options.source.shapeFor(options.file);
-    auto bytes = readBytes(options.file, options.source.skip);
+    const auto shape = options.source.shape_for(options.file);
+    auto bytes = read_bytes(options.file, options.source.skip);
     FrameConverter converter(shape, IMGCNV_PIXEL_RGB8_PACKED, kMethods.at(options.method), {});
-    const auto picture = converter.convert(wantedFrame(options, shape, bytes));
+    const auto picture = converter.convert(wanted_frame(options, shape, bytes));
     const auto [columns, lines] = room(options.width);
     const auto [width, height] = fitted(picture.width, picture.height, columns, 2 * lines);
     const auto small = scaled(picture, width, height);
-    const char* noColor = std::getenv("NO_COLOR");
-    const bool plain = noColor != nullptr && *noColor != '\0';
-    const auto text = plain ? letters(small) : halfBlocks(small);
+    const char* no_color = std::getenv("NO_COLOR");
+    const bool plain = no_color != nullptr && *no_color != '\0';
+    const auto text = plain ? letters(small) : half_blocks(small);
     std::fwrite(text.data(), 1, text.size(), stdout);
 }
 
 }  // namespace
 
-void addPreview(CLI::App& app) {
+void add_preview(CLI::App& app) {
     auto* command = app.add_subcommand("preview", "Show a raw frame in the terminal");
     auto options = std::make_shared<PreviewOptions>();
     command->add_option("FILE", options->file, "File of raw frames; - is standard input")
         ->required();
-    addSourceOptions(*command, options->source);
+    add_source_options(*command, options->source);
     command->add_option("--frame", options->frame, "Which frame of the file. Default: 0")
         ->type_name("K")
         ->check(CLI::NonNegativeNumber);
@@ -87,7 +87,7 @@ void addPreview(CLI::App& app) {
                      "Columns to use. Default: what fits the terminal, 80 when there is none")
         ->type_name("N")
         ->check(CLI::Range(1, 10000));
-    addQuiet(*command);
+    add_quiet(*command);
     command->callback([options] { preview(*options); });
 }
 

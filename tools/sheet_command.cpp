@@ -1,6 +1,6 @@
 #include "cli/common_options.h"
+#include "cli/messages.h"
 #include "cli/size_option.h"
-#include "cli/talk.h"
 #include "commands.h"
 #include "convert/name_hints.h"
 #include "errors.h"
@@ -20,7 +20,7 @@ namespace {
 struct SheetOptions {
     SourceOptions source;
     std::string file, kind, output = "sheet.png";
-    std::int64_t columns = 0, cellWidth = 320;
+    std::int64_t columns = 0, cell_width = 320;
     std::size_t cells = 12;
 };
 
@@ -34,22 +34,22 @@ class Sheet {
     Sheet(const SheetOptions& options, std::vector<std::uint8_t> bytes)
         : options_(options), bytes_(std::move(bytes)) {}
 
-    void addThumbnail(const FrameShape& shape, const std::string& title,
-                      const std::string& detail) {
+    void add_thumbnail(const FrameShape& shape, const std::string& title,
+                       const std::string& detail) {
         FrameConverter converter(shape, IMGCNV_PIXEL_RGB8_PACKED, IMGCNV_DEMOSAIC_BILINEAR, {});
         const auto picture = converter.convert(frame(shape));
         const auto [width, height] =
-            fitted(picture.width, picture.height, options_.cellWidth, options_.cellWidth);
+            fitted(picture.width, picture.height, options_.cell_width, options_.cell_width);
         cells_.push_back({scaled(picture, width, height), title, detail});
     }
 
     /// The middle of the picture, each pixel doubled: methods differ by pixels.
-    void addDetail(const FrameShape& shape, IMGCNV_EBayerDemosaic method,
-                   const std::string& title) {
+    void add_detail(const FrameShape& shape, IMGCNV_EBayerDemosaic method,
+                    const std::string& title) {
         FrameConverter converter(shape, IMGCNV_PIXEL_RGB8_PACKED, method, {});
         auto picture = converter.convert(frame(shape));
         const auto width =
-            std::min(picture.width, std::max<std::int64_t>(1, options_.cellWidth / 2));
+            std::min(picture.width, std::max<std::int64_t>(1, options_.cell_width / 2));
         const auto height = std::min(picture.height, std::max<std::int64_t>(1, width * 3 / 4));
         const auto left = (picture.width - width) / 2, top = (picture.height - height) / 2;
         RgbPicture doubled(width * 2, height * 2);
@@ -63,8 +63,8 @@ class Sheet {
                               std::to_string(left) + "," + std::to_string(top) + ", twice"});
     }
 
-    void addGuesses() {
-        const auto guess = guessFrame(bytes_, requestedSize(options_.source.size));
+    void add_guesses() {
+        const auto guess = guessFrame(bytes_, requested_size(options_.source.size));
         if (!guess.hasStructure())
             throw Failure(options_.file +
                           ": no reading as rows of pixels explains the bytes; give --format and "
@@ -74,21 +74,21 @@ class Sheet {
             char score[24];
             std::snprintf(score, sizeof score, "%.0f  ", answer.score);
             const auto& shape = answer.shape;
-            addThumbnail(shape, score + std::string(shape.format->name),
-                         std::to_string(shape.width) + "x" + std::to_string(shape.height) +
-                             " stride " + std::to_string(shape.rowPitch()));
+            add_thumbnail(shape, score + std::string(shape.format->name),
+                          std::to_string(shape.width) + "x" + std::to_string(shape.height) +
+                              " stride " + std::to_string(shape.rowPitch()));
         }
-        sayNote("the numbers are scores of `imgcnv guess`; none of this is certain");
+        say_note("the numbers are scores of `imgcnv guess`; none of this is certain");
     }
 
-    void addOrders(FrameShape shape) {
+    void add_orders(FrameShape shape) {
         for (const auto& format : sourceFormats()) {
             const bool same = format.isBayer() && format.layout == shape.format->layout &&
                               format.depth == shape.format->depth;
             if (!same) continue;
             auto other = shape;
             other.format = &format;
-            addThumbnail(other, std::string(format.name), std::string(orderName(format.order)));
+            add_thumbnail(other, std::string(format.name), std::string(orderName(format.order)));
         }
     }
 
@@ -98,15 +98,15 @@ class Sheet {
                              : cells_.size() < 3         ? static_cast<std::int64_t>(cells_.size())
                              : cells_.size() == 4        ? 2
                                                          : 3;
-        auto sheet = contactSheet(cells_, columns);
+        auto sheet = contact_sheet(cells_, columns);
         std::vector<std::uint8_t> png;
-        encodePng({sheet.width, sheet.height, IMGCNV_PIXEL_RGB8_PACKED, sheet.pixels.data()}, 6,
-                  png);
+        encode_png({sheet.width, sheet.height, IMGCNV_PIXEL_RGB8_PACKED, sheet.pixels.data()}, 6,
+                   png);
         OutputFile file(options_.output);
         file.write(png);
         file.commit();
-        sayNote(options_.output + ": " + std::to_string(cells_.size()) + " pictures, " +
-                std::to_string(sheet.width) + "x" + std::to_string(sheet.height));
+        say_note(options_.output + ": " + std::to_string(cells_.size()) + " pictures, " +
+                 std::to_string(sheet.width) + "x" + std::to_string(sheet.height));
     }
 
   private:
@@ -131,37 +131,37 @@ class Sheet {
 
 void sheet(SheetOptions options) {
     const bool named =
-        !options.source.format.empty() || hintsInName(options.file).format != nullptr;
+        !options.source.format.empty() || hints_in_name(options.file).format != nullptr;
     if (options.kind.empty()) options.kind = named ? "orders" : "formats";
-    Sheet sheet(options, readBytes(options.file, options.source.skip));
+    Sheet sheet(options, read_bytes(options.file, options.source.skip));
     if (options.kind == "formats") {
         if (options.source.stride || options.source.padding || !options.source.format.empty())
             throw UsageError(
                 "--of formats finds format and stride itself: leave out --format, "
                 "--stride and --padding, or use --of orders or --of methods");
-        sheet.addGuesses();
+        sheet.add_guesses();
     } else {
-        const auto shape = options.source.shapeFor(options.file);
+        const auto shape = options.source.shape_for(options.file);
         if (!shape.format->isBayer())
             throw UsageError("--of " + options.kind + " needs a Bayer format, " +
                              std::string(shape.format->name) + " is none");
-        if (options.kind == "orders") sheet.addOrders(shape);
+        if (options.kind == "orders") sheet.add_orders(shape);
         if (options.kind == "methods")
             for (const auto& [method, name] : kMethods)
-                sheet.addDetail(shape, method, std::string(shape.format->name) + " " + name);
+                sheet.add_detail(shape, method, std::string(shape.format->name) + " " + name);
     }
     sheet.write();
 }
 
 }  // namespace
 
-void addSheet(CLI::App& app) {
+void add_sheet(CLI::App& app) {
     auto* command = app.add_subcommand(
         "sheet", "One PNG of labelled pictures: a dump as several formats, orders or methods");
     auto options = std::make_shared<SheetOptions>();
     command->add_option("FILE", options->file, "File of raw frames; - is standard input")
         ->required();
-    addSourceOptions(*command, options->source);
+    add_source_options(*command, options->source);
     command
         ->add_option("--of", options->kind,
                      "What to compare: formats as `imgcnv guess` ranks them, the orders of a "
@@ -172,7 +172,7 @@ void addSheet(CLI::App& app) {
     command->add_option("--columns", options->columns, "Pictures side by side. Default: 2 or 3")
         ->type_name("N")
         ->check(CLI::Range(1, 100));
-    command->add_option("--cell", options->cellWidth, "Pixels a picture may take. Default: 320")
+    command->add_option("--cell", options->cell_width, "Pixels a picture may take. Default: 320")
         ->type_name("N")
         ->check(CLI::Range(64, 4096));
     command->add_option("-n,--answers", options->cells, "Most formats to show. Default: 12")
@@ -182,7 +182,7 @@ void addSheet(CLI::App& app) {
         ->add_option("-o,--output", options->output,
                      "PNG file; - is standard output. Default: sheet.png")
         ->type_name("OUT");
-    addQuiet(*command);
+    add_quiet(*command);
     command->callback([options] { sheet(*options); });
 }
 

@@ -1,6 +1,6 @@
 #include "cli/common_options.h"
 
-#include "cli/talk.h"
+#include "cli/messages.h"
 
 #include <algorithm>
 #include <limits>
@@ -19,7 +19,7 @@ void between(CLI::Option* option, long least, long most, const std::string& expe
 
 }  // namespace
 
-void oneOf(CLI::Option* option, const std::vector<std::string>& values) {
+void one_of(CLI::Option* option, const std::vector<std::string>& values) {
     std::string all;
     for (const auto& value : values) all += (all.empty() ? "" : "|") + value;
     option->type_name(all)->check([=](const std::string& text) {
@@ -28,19 +28,19 @@ void oneOf(CLI::Option* option, const std::vector<std::string>& values) {
     });
 }
 
-void inRange(CLI::Option* option, long least, long most) {
+void in_range(CLI::Option* option, long least, long most) {
     const auto range = std::to_string(least) + "-" + std::to_string(most);
     option->type_name(range);
     between(option, least, most, range);
 }
 
-void atLeast(CLI::Option* option, long least) {
+void at_least(CLI::Option* option, long least) {
     option->type_name("N");
     between(option, least, std::numeric_limits<long>::max(),
             "a number from " + std::to_string(least) + " on");
 }
 
-void addSourceOptions(CLI::App& command, SourceOptions& options) {
+void add_source_options(CLI::App& command, SourceOptions& options) {
     command
         .add_option("-f,--format", options.format,
                     "Format of the frames: a name or code that `imgcnv formats` lists. "
@@ -50,22 +50,22 @@ void addSourceOptions(CLI::App& command, SourceOptions& options) {
         .add_option("-s,--size", options.size,
                     "Width and height in pixels. Default: as the file name says")
         ->type_name("WxH");
-    atLeast(command.add_option("--padding", options.padding, "Bytes behind the pixels of each row"),
-            0);
-    atLeast(command.add_option("--stride", options.stride,
-                               "Bytes from one row's start to the next one's"),
-            1);
-    atLeast(command.add_option("--skip", options.skip,
-                               "Bytes before the first frame, such as a header"),
-            0);
+    at_least(
+        command.add_option("--padding", options.padding, "Bytes behind the pixels of each row"), 0);
+    at_least(command.add_option("--stride", options.stride,
+                                "Bytes from one row's start to the next one's"),
+             1);
+    at_least(command.add_option("--skip", options.skip,
+                                "Bytes before the first frame, such as a header"),
+             0);
 }
 
-void addQuiet(CLI::App& command) {
+void add_quiet(CLI::App& command) {
     command.add_flag_callback(
-        "-q,--quiet", [] { setQuiet(true); }, "Say nothing but errors");
+        "-q,--quiet", [] { set_quiet(true); }, "Say nothing but errors");
 }
 
-void addDumpOptions(CLI::App& command, DumpOptions& options) {
+void add_dump_options(CLI::App& command, DumpOptions& options) {
     command.add_option("FILE", options.file, "File of raw frames; - is standard input")->required();
     command.add_option("-s,--size", options.size, "Width and height in pixels, when known")
         ->type_name("WxH");
@@ -73,7 +73,7 @@ void addDumpOptions(CLI::App& command, DumpOptions& options) {
         ->type_name("N")
         ->check(CLI::NonNegativeNumber);
     command.add_flag("--json", options.json, "For programs");
-    addQuiet(command);
+    add_quiet(command);
 }
 
 }  // namespace tool

@@ -11,8 +11,8 @@ namespace tool {
 
 /// --format, --size, --padding, --stride and --skip, as every subcommand that reads frames has
 /// them.
-void addSourceOptions(CLI::App& command, SourceOptions& options);
-void addQuiet(CLI::App& command);
+void add_source_options(CLI::App& command, SourceOptions& options);
+void add_quiet(CLI::App& command);
 
 /// Of subcommands that tell what a dump may be.
 struct DumpOptions {
@@ -21,11 +21,11 @@ struct DumpOptions {
     bool json = false;
 };
 /// FILE, --size, --skip, --json and --quiet.
-void addDumpOptions(CLI::App& command, DumpOptions& options);
+void add_dump_options(CLI::App& command, DumpOptions& options);
 
 // What an option takes, in its help and when it is parsed.
-void oneOf(CLI::Option* option, const std::vector<std::string>& values);
-void inRange(CLI::Option* option, long least, long most);
-void atLeast(CLI::Option* option, long least);
+void one_of(CLI::Option* option, const std::vector<std::string>& values);
+void in_range(CLI::Option* option, long least, long most);
+void at_least(CLI::Option* option, long least);
 
 }  // namespace tool

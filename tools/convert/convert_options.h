@@ -25,7 +25,7 @@ struct SourceOptions {
     std::int64_t skip = 0;
 
     /// The shape of the frames in this input; says what it took from the name.
-    FrameShape shapeFor(const std::string& input) const;
+    FrameShape shape_for(const std::string& input) const;
 };
 
 struct ConvertOptions {
@@ -35,17 +35,17 @@ struct ConvertOptions {
     IMGCNV_EBayerDemosaic demosaic = IMGCNV_DEMOSAIC_BILINEAR;
     std::optional<IMGCNV_EPixelFormat> to;  ///< absent: grey stays grey, colour becomes RGB24
     Turn turn;
-    std::string output, outputFormat;
-    int pngLevel = 1;
+    std::string output, output_format;
+    int png_level = 1;
     int workers = 0;  ///< 0: one for each processor
     bool stats = false;
     bool json = false;
 };
 
 /// "all", "K" or "A-B"; throws UsageError.
-FrameRange parseFrames(const std::string& text);
+FrameRange parse_frames(const std::string& text);
 
 /// Converts everything; the exit code. Throws UsageError before anything is written.
-int runConvert(const ConvertOptions& options);
+int run_convert(const ConvertOptions& options);
 
 }  // namespace tool

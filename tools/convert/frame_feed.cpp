@@ -12,7 +12,7 @@ struct FrameFeed::Dump {
     FrameShape shape;
     std::int64_t next = 0;  ///< frame to hand out
     std::int64_t end = 0;   ///< first frame not to hand out
-    std::int64_t pointBytes = 0;
+    std::int64_t point_bytes = 0;
 
     explicit Dump(const std::string& path) : file(path) {}
 };
@@ -24,15 +24,15 @@ constexpr std::int64_t kMaxInt = std::numeric_limits<std::int32_t>::max();
 
 std::string number(std::int64_t value) { return std::to_string(value); }
 
-bool isPoints(const FrameShape& shape) { return shape.format->layout == Layout::Points; }
+bool is_points(const FrameShape& shape) { return shape.format->layout == Layout::Points; }
 
 /// Frames in so many bytes; the last one needs no row padding at its end.
-std::int64_t framesIn(const FrameShape& shape, std::int64_t bytes) {
+std::int64_t frames_in(const FrameShape& shape, std::int64_t bytes) {
     return bytes < shape.neededBytes() ? 0 : (bytes - shape.neededBytes()) / shape.frameBytes() + 1;
 }
 
-[[noreturn]] void failLength(const std::string& name, const FrameShape& shape, std::int64_t skip,
-                             std::int64_t bytes) {
+[[noreturn]] void fail_length(const std::string& name, const FrameShape& shape, std::int64_t skip,
+                              std::int64_t bytes) {
     throw Failure(name + ": expected " + number(shape.frameBytes()) + " bytes (" + shape.text() +
                   "), given " + number(bytes) +
                   (skip > 0 ? " behind the " + number(skip) + " skipped" : "") +
@@ -41,21 +41,21 @@ std::int64_t framesIn(const FrameShape& shape, std::int64_t bytes) {
 
 }  // namespace
 
-void FrameFeed::countFrames(Dump& dump) const {
+void FrameFeed::count_frames(Dump& dump) const {
     const auto& range = options_.frames;
     const auto& name = dump.file.name();
     const auto bytes = std::max<std::int64_t>(*dump.file.size() - options_.source.skip, 0);
-    if (isPoints(dump.shape)) {
+    if (is_points(dump.shape)) {
         if (bytes == 0) throw Failure(name + " is empty");
         if (bytes > kMaxInt) throw Failure(name + ": a list of points of 2 GiB or more");
-        dump.pointBytes = bytes;
+        dump.point_bytes = bytes;
         return;
     }
-    const auto held = framesIn(dump.shape, bytes);
+    const auto held = frames_in(dump.shape, bytes);
     const auto rest = bytes - held * dump.shape.frameBytes();
     if (!range.given && (held != 1 || rest > 0))
-        failLength(name, dump.shape, options_.source.skip, bytes);
-    if (held == 0) failLength(name, dump.shape, options_.source.skip, bytes);
+        fail_length(name, dump.shape, options_.source.skip, bytes);
+    if (held == 0) fail_length(name, dump.shape, options_.source.skip, bytes);
     if (range.given && !range.last && rest > 0)
         throw Failure(name + ": expected whole frames of " + number(dump.shape.frameBytes()) +
                       " bytes (" + dump.shape.text() + "), given " + number(held) +
@@ -67,16 +67,16 @@ void FrameFeed::countFrames(Dump& dump) const {
     if (!range.last) dump.end = held;
 }
 
-void FrameFeed::openNext() {
-    const auto& path = options_.inputs[nextInput_++];
+void FrameFeed::open_next() {
+    const auto& path = options_.inputs[next_input_++];
     const auto& range = options_.frames;
-    const auto shape = options_.source.shapeFor(path);
+    const auto shape = options_.source.shape_for(path);
     auto dump = std::make_shared<Dump>(path);
     dump->shape = shape;
     dump->next = range.first;
     dump->end = range.last ? *range.last + 1 : kNoEnd;
     if (dump->file.size()) {
-        countFrames(*dump);
+        count_frames(*dump);
     } else {
         const auto frame = shape.frameBytes();
         if (frame > 0 && range.first > (kNoEnd - options_.source.skip) / frame)
@@ -87,14 +87,14 @@ void FrameFeed::openNext() {
     dump_ = std::move(dump);
 }
 
-bool FrameFeed::readStream(FrameJob& job, std::vector<std::uint8_t>& buffer) {
+bool FrameFeed::read_stream(FrameJob& job, std::vector<std::uint8_t>& buffer) {
     const auto& shape = dump_->shape;
     const auto& name = dump_->file.name();
-    if (isPoints(shape)) {
+    if (is_points(shape)) {
         std::size_t used = 0;
         while (true) {
             buffer.resize(std::max<std::size_t>(buffer.size(), used + (1 << 20)));
-            const auto count = dump_->file.readOn(std::span(buffer).subspan(used));
+            const auto count = dump_->file.read_on(std::span(buffer).subspan(used));
             used += count;
             if (used > static_cast<std::size_t>(kMaxInt))
                 throw Failure(name + ": a list of points of 2 GiB or more");
@@ -106,7 +106,7 @@ bool FrameFeed::readStream(FrameJob& job, std::vector<std::uint8_t>& buffer) {
     }
     const auto frame = static_cast<std::size_t>(shape.frameBytes());
     buffer.resize(std::max(buffer.size(), frame));
-    const auto count = dump_->file.readOn(std::span(buffer).first(frame));
+    const auto count = dump_->file.read_on(std::span(buffer).first(frame));
     if (count == 0 && dump_->next > options_.frames.first && dump_->end == kNoEnd) return false;
     if (count < static_cast<std::size_t>(shape.neededBytes()))
         throw Failure(name + " ends within frame " + number(dump_->next) + ": expected " +
@@ -115,7 +115,7 @@ bool FrameFeed::readStream(FrameJob& job, std::vector<std::uint8_t>& buffer) {
                       explainLength(shape, static_cast<std::int64_t>(count)));
     job.bytes = std::span(buffer).first(frame);
     std::uint8_t more = 0;
-    if (!options_.frames.given && count == frame && dump_->file.readOn({&more, 1}) != 0)
+    if (!options_.frames.given && count == frame && dump_->file.read_on({&more, 1}) != 0)
         throw Failure(name + ": expected " + number(shape.frameBytes()) + " bytes (" +
                       shape.text() +
                       "), given more\n  several frames: --frames all; anything "
@@ -130,16 +130,16 @@ bool FrameFeed::next(FrameJob& job, std::vector<std::uint8_t>& buffer) {
         while (true) {
             if (dump_ && dump_->next >= dump_->end) dump_.reset();
             if (!dump_) {
-                if (nextInput_ == options_.inputs.size()) return false;
-                openNext();
+                if (next_input_ == options_.inputs.size()) return false;
+                open_next();
             }
-            job.input = nextInput_ - 1;
+            job.input = next_input_ - 1;
             job.frame = dump_->next;
             job.shape = dump_->shape;
             if (!dump_->file.size()) {
                 bool read = false;
                 try {
-                    read = readStream(job, buffer);
+                    read = read_stream(job, buffer);
                 } catch (...) {
                     dump_.reset();
                     throw;
@@ -153,18 +153,18 @@ bool FrameFeed::next(FrameJob& job, std::vector<std::uint8_t>& buffer) {
             ++dump_->next;
             break;
         }
-        job.sequence = handedOut_++;
+        job.sequence = handed_out_++;
     }
     if (!dump->file.size()) return true;
 
-    const auto frame = isPoints(dump->shape) ? dump->pointBytes : dump->shape.frameBytes();
+    const auto frame = is_points(dump->shape) ? dump->point_bytes : dump->shape.frameBytes();
     buffer.resize(std::max(buffer.size(), static_cast<std::size_t>(frame)));
     job.bytes = std::span(buffer).first(static_cast<std::size_t>(frame));
-    const auto needed = isPoints(dump->shape) ? frame : dump->shape.neededBytes();
+    const auto needed = is_points(dump->shape) ? frame : dump->shape.neededBytes();
     // The frame has its number already: faults are reported through it, so that nobody waits for
     // it.
     try {
-        const auto count = dump->file.readAt(options_.source.skip + job.frame * frame, job.bytes);
+        const auto count = dump->file.read_at(options_.source.skip + job.frame * frame, job.bytes);
         if (static_cast<std::int64_t>(count) < needed)
             job.fault = dump->file.name() + " became shorter while it was read";
     } catch (const Failure& failure) {
@@ -173,16 +173,16 @@ bool FrameFeed::next(FrameJob& job, std::vector<std::uint8_t>& buffer) {
     return true;
 }
 
-std::optional<std::int64_t> FrameFeed::expectedFrames() const {
+std::optional<std::int64_t> FrameFeed::expected_frames() const {
     const auto& range = options_.frames;
     if (range.last)
         return static_cast<std::int64_t>(options_.inputs.size()) * (*range.last - range.first + 1);
     std::int64_t total = 0;
     for (const auto& input : options_.inputs) {
-        const auto size = regularFileSize(input);
+        const auto size = regular_file_size(input);
         if (!size) return std::nullopt;
-        const auto shape = options_.source.shapeFor(input);
-        if (!isPoints(shape)) total += framesIn(shape, *size - options_.source.skip);
+        const auto shape = options_.source.shape_for(input);
+        if (!is_points(shape)) total += frames_in(shape, *size - options_.source.skip);
     }
     return total;
 }

@@ -33,19 +33,19 @@ class FrameFeed {
     bool next(FrameJob& job, std::vector<std::uint8_t>& buffer);
 
     /// Frames there will be when no input is at fault; absent when a stream does not tell.
-    std::optional<std::int64_t> expectedFrames() const;
+    std::optional<std::int64_t> expected_frames() const;
 
   private:
     struct Dump;
-    bool takePlace(FrameJob& job);
-    void openNext();
-    void countFrames(Dump& dump) const;
-    bool readStream(FrameJob& job, std::vector<std::uint8_t>& buffer);
+    bool take_place(FrameJob& job);
+    void open_next();
+    void count_frames(Dump& dump) const;
+    bool read_stream(FrameJob& job, std::vector<std::uint8_t>& buffer);
 
     const ConvertOptions& options_;
     std::mutex lock_;
-    std::size_t nextInput_ = 0;
-    std::int64_t handedOut_ = 0;
+    std::size_t next_input_ = 0;
+    std::int64_t handed_out_ = 0;
     std::shared_ptr<Dump> dump_;
 };
 

@@ -6,7 +6,7 @@
 
 namespace tool {
 
-std::optional<std::pair<std::int64_t, std::int64_t>> parseSize(std::string_view text) {
+std::optional<std::pair<std::int64_t, std::int64_t>> parse_size(std::string_view text) {
     std::int64_t width = 0;
     std::int64_t height = 0;
     const char* const end = text.data() + text.size();
@@ -18,7 +18,7 @@ std::optional<std::pair<std::int64_t, std::int64_t>> parseSize(std::string_view 
     return std::pair{width, height};
 }
 
-NameHints hintsInName(std::string_view path) {
+NameHints hints_in_name(std::string_view path) {
     path.remove_prefix(path.rfind('/') + 1);
     path = path.substr(0, path.rfind('.'));
     std::vector<std::string_view> parts;
@@ -29,7 +29,7 @@ NameHints hintsInName(std::string_view path) {
     }
     NameHints hints;
     for (const auto part : parts)
-        if (const auto size = parseSize(part)) hints.size = size;
+        if (const auto size = parse_size(part)) hints.size = size;
     // Names may contain underscores themselves: the longest run of parts that is one wins.
     for (std::size_t length = 4; length > 0 && hints.format == nullptr; --length)
         for (std::size_t at = 0; at + length <= parts.size() && hints.format == nullptr; ++at) {

@@ -13,7 +13,7 @@ namespace fs = std::filesystem;
 
 const std::regex kNumberField("%0?([0-9]?)d");
 
-bool isSame(const std::string& output, const std::string& input) {
+bool is_same(const std::string& output, const std::string& input) {
     std::error_code ignored;
     return fs::equivalent(output, input, ignored);
 }
@@ -27,22 +27,22 @@ OutputPlan::OutputPlan(const ConvertOptions& options, std::optional<std::int64_t
         frames ? *frames > 1 : options.frames.several() || options.inputs.size() > 1;
 
     const auto ending = fs::path(output).extension().string();
-    auto kind = fileKindNamed(options.outputFormat);
-    if (!options.outputFormat.empty()) {
+    auto kind = file_kind_named(options.output_format);
+    if (!options.output_format.empty()) {
         if (!kind)
-            throw UsageError("--output-format " + options.outputFormat +
+            throw UsageError("--output-format " + options.output_format +
                              ": expected png, pnm, tiff, bmp or raw");
-        ending_ = "." + options.outputFormat;
+        ending_ = "." + options.output_format;
     }
 
-    const bool toFolder =
+    const bool to_folder =
         !output.empty() && output != "-" && (output.ends_with('/') || fs::is_directory(output));
-    if (toFolder) {
+    if (to_folder) {
         folder_ = output;
     } else if (output == "-") {
         single_ = output;
     } else if (!output.empty()) {
-        if (!kind && !ending.empty()) kind = fileKindNamed(ending);
+        if (!kind && !ending.empty()) kind = file_kind_named(ending);
         if (!kind)
             throw UsageError(
                 "-o " + output +
@@ -50,7 +50,7 @@ OutputPlan::OutputPlan(const ConvertOptions& options, std::optional<std::int64_t
                 ".tiff, .tif, .bmp or .raw, a folder ending with /, or "
                 "--output-format");
         if (output.find('%') != std::string::npos)
-            checkPattern(output);
+            check_pattern(output);
         else
             single_ = output;
     } else {
@@ -59,11 +59,11 @@ OutputPlan::OutputPlan(const ConvertOptions& options, std::optional<std::int64_t
     }
     kind_ = kind.value_or(FileKind::Png);
 
-    if (single_ && several && !canFollow(kind_))
+    if (single_ && several && !can_follow(kind_))
         throw UsageError(
             "several pictures do not go into one file of this kind\n  what to do: -o "
             "name_%04d.png, -o folder/, or raw or PNM");
-    checkNames();
+    check_names();
     if (folder_) {
         std::error_code error;
         fs::create_directories(*folder_, error);
@@ -71,7 +71,7 @@ OutputPlan::OutputPlan(const ConvertOptions& options, std::optional<std::int64_t
     }
 }
 
-void OutputPlan::checkPattern(const std::string& output) {
+void OutputPlan::check_pattern(const std::string& output) {
     const auto fields = std::distance(
         std::sregex_iterator(output.begin(), output.end(), kNumberField), std::sregex_iterator());
     const auto percents = std::count(output.begin(), output.end(), '%');
@@ -82,12 +82,12 @@ void OutputPlan::checkPattern(const std::string& output) {
     pattern_ = output;
 }
 
-void OutputPlan::checkNames() const {
+void OutputPlan::check_names() const {
     std::map<std::string, std::string> taken;
     for (std::size_t i = 0; i < options_.inputs.size(); ++i) {
         const auto& input = options_.inputs[i];
-        const auto path = single_ ? *single_ : pathFor(i, options_.frames.first, 0);
-        if (input != "-" && path != "-" && isSame(path, input))
+        const auto path = single_ ? *single_ : path_for(i, options_.frames.first, 0);
+        if (input != "-" && path != "-" && is_same(path, input))
             throw UsageError(input + " would be replaced by its own picture: give another -o");
         if (single_ || pattern_) continue;
         const auto [other, fresh] = taken.emplace(path, input);
@@ -97,7 +97,7 @@ void OutputPlan::checkNames() const {
     }
 }
 
-std::string OutputPlan::folderPath(std::size_t input, std::int64_t frame) const {
+std::string OutputPlan::folder_path(std::size_t input, std::int64_t frame) const {
     const auto& name = options_.inputs[input];
     const fs::path source = name == "-" ? "stdin" : name;
     auto file = source.stem().string();
@@ -109,10 +109,10 @@ std::string OutputPlan::folderPath(std::size_t input, std::int64_t frame) const 
     return ((folder_ ? fs::path(*folder_) : source.parent_path()) / (file + ending_)).string();
 }
 
-std::string OutputPlan::pathFor(std::size_t input, std::int64_t frame,
-                                std::int64_t sequence) const {
+std::string OutputPlan::path_for(std::size_t input, std::int64_t frame,
+                                 std::int64_t sequence) const {
     if (single_) return *single_;
-    if (!pattern_) return folderPath(input, frame);
+    if (!pattern_) return folder_path(input, frame);
     std::smatch field;
     std::regex_search(*pattern_, field, kNumberField);
     auto digits = std::to_string(options_.inputs.size() == 1 ? frame : sequence);

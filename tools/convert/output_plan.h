@@ -17,12 +17,12 @@ class OutputPlan {
     FileKind kind() const { return kind_; }
     /// The one file, or "-", that takes everything in order; absent when each picture has its own.
     const std::optional<std::string>& single() const { return single_; }
-    std::string pathFor(std::size_t input, std::int64_t frame, std::int64_t sequence) const;
+    std::string path_for(std::size_t input, std::int64_t frame, std::int64_t sequence) const;
 
   private:
-    std::string folderPath(std::size_t input, std::int64_t frame) const;
-    void checkPattern(const std::string& output);
-    void checkNames() const;
+    std::string folder_path(std::size_t input, std::int64_t frame) const;
+    void check_pattern(const std::string& output);
+    void check_names() const;
 
     const ConvertOptions& options_;
     FileKind kind_ = FileKind::Png;

@@ -1,4 +1,4 @@
-#include "cli/talk.h"
+#include "cli/messages.h"
 #include "convert/convert_options.h"
 #include "convert/frame_feed.h"
 #include "convert/output_plan.h"
@@ -56,12 +56,12 @@ class Conversion {
     explicit Conversion(const ConvertOptions& options)
         : options_(options),
           feed_(options),
-          expected_(feed_.expectedFrames()),
+          expected_(feed_.expected_frames()),
           plan_(options, expected_),
           progress_(expected_) {
         if (options.json && plan_.single() == "-")
             throw UsageError("--json and -o - both write to standard output");
-        for (const auto& input : options.inputs) checkShape(options.source.shapeFor(input));
+        for (const auto& input : options.inputs) check_shape(options.source.shape_for(input));
         if (plan_.single()) ordered_.emplace(*plan_.single());
     }
 
@@ -79,15 +79,15 @@ class Conversion {
     }
 
   private:
-    IMGCNV_EPixelFormat kindFor(const FrameShape& shape) const {
+    IMGCNV_EPixelFormat kind_for(const FrameShape& shape) const {
         const auto asked = options_.to.value_or(shape.format->isGrey() ? IMGCNV_PIXEL_MONO8
                                                                        : IMGCNV_PIXEL_RGB8_PACKED);
-        return storedKind(plan_.kind(), asked);
+        return stored_kind(plan_.kind(), asked);
     }
 
     /// What cannot work for any data is said before anything is read or written.
-    void checkShape(const FrameShape& shape) const {
-        kindFor(shape);
+    void check_shape(const FrameShape& shape) const {
+        kind_for(shape);
         if (shape.format->layout == Layout::Points && options_.frames.given)
             throw UsageError("--frames: a Mono1C list is one frame, as long as its file");
     }
@@ -100,7 +100,7 @@ class Conversion {
         while (!stopped_) {
             FrameJob job;
             StageTimes times;
-            bool owesTurn = false;  // others wait until this frame is written or given up
+            bool owes_turn = false;  // others wait until this frame is written or given up
             try {
                 auto start = Clock::now();
                 const auto lap = [&start] {
@@ -108,23 +108,23 @@ class Conversion {
                     return std::chrono::duration<double>(start - begun).count();
                 };
                 if (!feed_.next(job, buffer)) return;
-                owesTurn = ordered_.has_value();
+                owes_turn = ordered_.has_value();
                 if (!job.fault.empty()) throw Failure(job.fault);
                 times.read = lap();
                 if (!converter || shape != job.shape) {
                     converter.reset();
                     shape = job.shape;
-                    converter.emplace(shape, kindFor(shape), options_.demosaic, options_.turn);
+                    converter.emplace(shape, kind_for(shape), options_.demosaic, options_.turn);
                 }
                 const auto picture = convert(*converter, job);
                 times.convert = lap();
-                encode(picture, plan_.kind(), options_.pngLevel, encoded);
+                encode(picture, plan_.kind(), options_.png_level, encoded);
                 times.encode = lap();
-                write(job, encoded, picture, owesTurn);
+                write(job, encoded, picture, owes_turn);
                 times.write = lap();
                 times.frames = 1;
-                times.bytesIn = static_cast<std::int64_t>(job.bytes.size());
-                times.bytesOut = static_cast<std::int64_t>(encoded.bytes());
+                times.bytes_in = static_cast<std::int64_t>(job.bytes.size());
+                times.bytes_out = static_cast<std::int64_t>(encoded.bytes());
                 progress_.add(times);
                 continue;
             } catch (const std::bad_alloc&) {
@@ -132,7 +132,7 @@ class Conversion {
             } catch (const std::exception& error) {
                 fail(error.what());
             }
-            if (owesTurn) ordered_->write(job.sequence, nullptr);
+            if (owes_turn) ordered_->write(job.sequence, nullptr);
         }
     }
 
@@ -145,11 +145,11 @@ class Conversion {
     }
 
     void write(const FrameJob& job, const EncodedFile& encoded, const Picture& picture,
-               bool& owesTurn) {
-        const auto path = plan_.pathFor(job.input, job.frame, job.sequence);
+               bool& owes_turn) {
+        const auto path = plan_.path_for(job.input, job.frame, job.sequence);
         try {
             if (ordered_) {
-                owesTurn = false;
+                owes_turn = false;
                 ordered_->write(job.sequence, &encoded);
             } else {
                 OutputFile file(path);
@@ -162,16 +162,16 @@ class Conversion {
             throw;
         }
         if (options_.json) report(job, path, picture);
-        const std::lock_guard lock(lastLock_);
+        const std::lock_guard lock(last_lock_);
         last_ = path + ": " + std::to_string(picture.width) + "x" + std::to_string(picture.height) +
                 " pixels";
     }
 
     void report(const FrameJob& job, const std::string& path, const Picture& picture) {
-        const auto line = "{\"input\": " + jsonString(options_.inputs[job.input]) +
+        const auto line = "{\"input\": " + json_string(options_.inputs[job.input]) +
                           ", \"frame\": " + std::to_string(job.frame) + ", \"format\": \"" +
                           std::string(job.shape.format->name) +
-                          "\", \"output\": " + jsonString(path) +
+                          "\", \"output\": " + json_string(path) +
                           ", \"width\": " + std::to_string(picture.width) +
                           ", \"height\": " + std::to_string(picture.height) + "}\n";
         std::fwrite(line.data(), 1, line.size(), stdout);
@@ -179,12 +179,12 @@ class Conversion {
 
     void fail(const std::string& text) {
         ++failures_;
-        sayError(text);
+        say_error(text);
     }
 
     void finish(int workers) {
         const auto total = progress_.total();
-        showStatus("");
+        show_status("");
         try {
             // A file that lacks a frame is not left behind.
             if (ordered_ && (failures_ == 0 || plan_.single() == "-")) ordered_->commit();
@@ -193,15 +193,16 @@ class Conversion {
         }
         const auto seconds = std::max(progress_.seconds(), 1e-9);
         if (options_.json && options_.stats)
-            std::printf("{\"stats\": %s}\n", statsJson(total, seconds, workers).c_str());
+            std::printf("{\"stats\": %s}\n", stats_json(total, seconds, workers).c_str());
         else if (options_.stats)
-            std::fprintf(stderr, "%s\n", statsText(total, seconds, workers).c_str());
+            std::fprintf(stderr, "%s\n", stats_text(total, seconds, workers).c_str());
         if (failures_ > 1)
-            sayNote(std::to_string(failures_) + " failures, " + std::to_string(total.frames) +
-                    " pictures written");
+            say_note(std::to_string(failures_) + " failures, " + std::to_string(total.frames) +
+                     " pictures written");
         else if (failures_ == 0 && total.frames > 0 && plan_.single() != "-")
-            sayNote((total.frames > 1 ? std::to_string(total.frames) + " pictures, such as " : "") +
-                    last_);
+            say_note(
+                (total.frames > 1 ? std::to_string(total.frames) + " pictures, such as " : "") +
+                last_);
     }
 
     const ConvertOptions& options_;
@@ -210,7 +211,7 @@ class Conversion {
     OutputPlan plan_;
     Progress progress_;
     std::optional<OrderedFile> ordered_;
-    std::mutex lastLock_;
+    std::mutex last_lock_;
     std::string last_;  ///< picture written
     std::atomic<bool> stopped_ = false;
     std::atomic<int> failures_ = 0;
@@ -218,7 +219,7 @@ class Conversion {
 
 }  // namespace
 
-int runConvert(const ConvertOptions& options) {
+int run_convert(const ConvertOptions& options) {
     Conversion conversion(options);
     return conversion.run();
 }

@@ -1,4 +1,4 @@
-#include "cli/talk.h"
+#include "cli/messages.h"
 #include "convert/convert_options.h"
 #include "convert/name_hints.h"
 #include "errors.h"
@@ -9,7 +9,7 @@
 namespace tool {
 namespace {
 
-std::optional<std::int64_t> wholeNumber(std::string_view text) {
+std::optional<std::int64_t> whole_number(std::string_view text) {
     std::int64_t value = 0;
     const auto result = std::from_chars(text.data(), text.data() + text.size(), value);
     if (result.ec != std::errc() || result.ptr != text.data() + text.size() || value < 0)
@@ -17,18 +17,18 @@ std::optional<std::int64_t> wholeNumber(std::string_view text) {
     return value;
 }
 
-void sayOnce(const std::string& text) {
+void say_once(const std::string& text) {
     static std::mutex lock;
     static std::string said;
     const std::lock_guard guard(lock);
-    if (said != text) sayNote(text);
+    if (said != text) say_note(text);
     said = text;
 }
 
 }  // namespace
 
-FrameShape SourceOptions::shapeFor(const std::string& input) const {
-    const auto hints = hintsInName(input);
+FrameShape SourceOptions::shape_for(const std::string& input) const {
+    const auto hints = hints_in_name(input);
     FrameShape shape;
     std::string taken;
     if (!format.empty()) {
@@ -42,7 +42,7 @@ FrameShape SourceOptions::shapeFor(const std::string& input) const {
                          "BayerRG8; `imgcnv formats` lists them");
     }
     if (!size.empty()) {
-        const auto parsed = parseSize(size);
+        const auto parsed = parse_size(size);
         if (!parsed)
             throw UsageError("--size " + size + ": expected WIDTHxHEIGHT, for example 1920x1080");
         std::tie(shape.width, shape.height) = *parsed;
@@ -57,18 +57,18 @@ FrameShape SourceOptions::shapeFor(const std::string& input) const {
     }
     shape.stride = stride;
     shape = validated(shape, padding);
-    if (!taken.empty()) sayOnce("taken from the file name: " + taken);
+    if (!taken.empty()) say_once("taken from the file name: " + taken);
     if (shape.format->order == Order::GR && shape.height > 1)
-        sayOnce("GR order: read as BG from the second row on, the picture has " +
-                std::to_string(shape.height - 1) + " rows");
+        say_once("GR order: read as BG from the second row on, the picture has " +
+                 std::to_string(shape.height - 1) + " rows");
     return shape;
 }
 
-FrameRange parseFrames(const std::string& text) {
+FrameRange parse_frames(const std::string& text) {
     if (text == "all") return {true, 0, std::nullopt};
     const auto dash = text.find('-');
-    const auto first = wholeNumber(text.substr(0, dash));
-    const auto last = dash == std::string::npos ? first : wholeNumber(text.substr(dash + 1));
+    const auto first = whole_number(text.substr(0, dash));
+    const auto last = dash == std::string::npos ? first : whole_number(text.substr(dash + 1));
     if (!first || !last || *last < *first)
         throw UsageError("--frames " + text +
                          ": expected all, one number, or first-last; frames count from 0");

@@ -33,7 +33,7 @@ void InputFile::fail(const char* doing) const {
     throw Failure(std::string(doing) + " " + name_ + ": " + std::strerror(errno));
 }
 
-std::size_t InputFile::readAt(std::int64_t offset, std::span<std::uint8_t> into) const {
+std::size_t InputFile::read_at(std::int64_t offset, std::span<std::uint8_t> into) const {
     std::size_t done = 0;
     while (done < into.size()) {
         const auto count = pread(descriptor_, into.data() + done, into.size() - done,
@@ -46,7 +46,7 @@ std::size_t InputFile::readAt(std::int64_t offset, std::span<std::uint8_t> into)
     return done;
 }
 
-std::size_t InputFile::readOn(std::span<std::uint8_t> into) const {
+std::size_t InputFile::read_on(std::span<std::uint8_t> into) const {
     std::size_t done = 0;
     while (done < into.size()) {
         const auto count = read(descriptor_, into.data() + done, into.size() - done);
@@ -63,14 +63,14 @@ bool InputFile::skip(std::int64_t bytes) const {
         static_cast<std::size_t>(std::min<std::int64_t>(bytes, 1 << 16)));
     while (bytes > 0) {
         const auto part = std::min<std::int64_t>(bytes, static_cast<std::int64_t>(sink.size()));
-        const auto count = readOn(std::span(sink).first(static_cast<std::size_t>(part)));
+        const auto count = read_on(std::span(sink).first(static_cast<std::size_t>(part)));
         bytes -= static_cast<std::int64_t>(count);
         if (count < static_cast<std::size_t>(part)) return false;
     }
     return true;
 }
 
-std::optional<std::int64_t> regularFileSize(const std::string& path) {
+std::optional<std::int64_t> regular_file_size(const std::string& path) {
     struct stat status {};
     if (path == "-" || stat(path.c_str(), &status) != 0 || !S_ISREG(status.st_mode))
         return std::nullopt;

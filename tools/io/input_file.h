@@ -20,8 +20,8 @@ class InputFile {
     std::optional<std::int64_t> size() const { return size_; }
 
     /// Reads as much as there is, up to the span; says how much that was.
-    std::size_t readAt(std::int64_t offset, std::span<std::uint8_t> into) const;
-    std::size_t readOn(std::span<std::uint8_t> into) const;
+    std::size_t read_at(std::int64_t offset, std::span<std::uint8_t> into) const;
+    std::size_t read_on(std::span<std::uint8_t> into) const;
     /// Reads past `bytes` bytes of a stream; false when it ends before.
     bool skip(std::int64_t bytes) const;
 
@@ -37,6 +37,6 @@ class InputFile {
 };
 
 /// The size of a regular file without opening it; absent for all else.
-std::optional<std::int64_t> regularFileSize(const std::string& path);
+std::optional<std::int64_t> regular_file_size(const std::string& path);
 
 }  // namespace tool

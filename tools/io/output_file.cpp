@@ -19,10 +19,10 @@ namespace {
 
 // Held while hidden files come and go, and for ever by the thread that ends the process, so that
 // none appears after it has removed them.
-std::mutex hiddenFilesLock;
-std::set<std::string> hiddenFiles;
+std::mutex hidden_files_lock;
+std::set<std::string> hidden_files;
 
-mode_t currentUmask() {
+mode_t current_umask() {
     static const mode_t mask = [] {
         const mode_t old = umask(077);
         umask(old);
@@ -56,22 +56,22 @@ OutputFile::OutputFile(const std::string& path) : path_(path) {
         if (!ignored) path_ = target.string();
     }
     const auto slash = path_.rfind('/');
-    const auto nameAt = slash == std::string::npos ? 0 : slash + 1;
-    currentUmask();
-    const std::lock_guard lock(hiddenFilesLock);
-    hidden_ = path_.substr(0, nameAt) + ".imgcnv-XXXXXX";
+    const auto name_at = slash == std::string::npos ? 0 : slash + 1;
+    current_umask();
+    const std::lock_guard lock(hidden_files_lock);
+    hidden_ = path_.substr(0, name_at) + ".imgcnv-XXXXXX";
     descriptor_ = mkostemp(hidden_.data(), O_CLOEXEC);
     if (descriptor_ < 0) fail("cannot create");
-    hiddenFiles.insert(hidden_);
-    fchmod(descriptor_, 0666 & ~currentUmask());
+    hidden_files.insert(hidden_);
+    fchmod(descriptor_, 0666 & ~current_umask());
 }
 
 OutputFile::~OutputFile() {
     if (descriptor_ >= 0 && descriptor_ != STDOUT_FILENO) close(descriptor_);
     if (hidden_.empty()) return;
-    const std::lock_guard lock(hiddenFilesLock);
+    const std::lock_guard lock(hidden_files_lock);
     unlink(hidden_.c_str());
-    hiddenFiles.erase(hidden_);
+    hidden_files.erase(hidden_);
 }
 
 void OutputFile::fail(const char* doing) const {
@@ -94,13 +94,13 @@ void OutputFile::commit() {
         if (result != 0) fail("cannot write");
     }
     if (hidden_.empty()) return;
-    const std::lock_guard lock(hiddenFilesLock);
+    const std::lock_guard lock(hidden_files_lock);
     if (std::rename(hidden_.c_str(), path_.c_str()) != 0) fail("cannot name");
-    hiddenFiles.erase(hidden_);
+    hidden_files.erase(hidden_);
     hidden_.clear();
 }
 
-void removeHiddenFilesOnSignals() {
+void remove_hidden_files_on_signals() {
     sigset_t signals;
     sigemptyset(&signals);
     for (const int signal : {SIGINT, SIGTERM, SIGHUP}) {
@@ -114,8 +114,8 @@ void removeHiddenFilesOnSignals() {
     std::thread([signals] {
         int signal = 0;
         if (sigwait(&signals, &signal) != 0) return;
-        hiddenFilesLock.lock();
-        for (const auto& file : hiddenFiles) unlink(file.c_str());
+        hidden_files_lock.lock();
+        for (const auto& file : hidden_files) unlink(file.c_str());
         std::signal(signal, SIG_DFL);
         pthread_sigmask(SIG_UNBLOCK, &signals, nullptr);
         raise(signal);

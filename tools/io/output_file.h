@@ -28,6 +28,6 @@ class OutputFile {
 
 /// Blocks SIGINT, SIGTERM and SIGHUP for all threads made later; a thread of its own waits for
 /// them, removes the hidden files and ends the process by the signal. Call before any thread.
-void removeHiddenFilesOnSignals();
+void remove_hidden_files_on_signals();
 
 }  // namespace tool

@@ -7,18 +7,18 @@
 
 namespace tool {
 
-std::vector<std::uint8_t> readBytes(const std::string& path, std::int64_t skip) {
+std::vector<std::uint8_t> read_bytes(const std::string& path, std::int64_t skip) {
     const InputFile file(path);
     std::vector<std::uint8_t> bytes;
     if (file.size()) {
         bytes.resize(static_cast<std::size_t>(std::max<std::int64_t>(0, *file.size() - skip)));
-        bytes.resize(file.readAt(skip, bytes));
+        bytes.resize(file.read_at(skip, bytes));
     } else if (file.skip(skip)) {
         constexpr std::size_t kPiece = 1 << 20;
         for (std::size_t read = kPiece; read == kPiece;) {
             const auto end = bytes.size();
             bytes.resize(end + kPiece);
-            read = file.readOn(std::span(bytes).subspan(end));
+            read = file.read_on(std::span(bytes).subspan(end));
             bytes.resize(end + read);
         }
     }

@@ -19,6 +19,6 @@ struct DeepPicture {
 };
 
 /// Any PNG: grey becomes RGB, alpha is dropped. "-" is standard input. Throws Failure.
-DeepPicture readPng(const std::string& path);
+DeepPicture read_png(const std::string& path);
 
 }  // namespace tool

@@ -8,18 +8,19 @@
 namespace tool {
 namespace {
 
-void makeOpaque(const Picture& picture) {
+void make_opaque(const Picture& picture) {
     auto* alpha = picture.pixels + 3;
     for (std::int64_t i = 0, n = picture.width * picture.height; i < n; ++i) alpha[4 * i] = 255;
 }
 
 }  // namespace
 
-std::optional<FileKind> fileKindNamed(std::string_view endingOrName) {
-    const auto dot = endingOrName.rfind('.');
-    if (dot != std::string_view::npos) endingOrName.remove_prefix(dot + 1);
+std::optional<FileKind> file_kind_named(std::string_view ending_or_name) {
+    const auto dot = ending_or_name.rfind('.');
+    if (dot != std::string_view::npos) ending_or_name.remove_prefix(dot + 1);
     std::string name;
-    for (const char c : endingOrName) name += static_cast<char>(c >= 'A' && c <= 'Z' ? c + 32 : c);
+    for (const char c : ending_or_name)
+        name += static_cast<char>(c >= 'A' && c <= 'Z' ? c + 32 : c);
     if (name == "png") return FileKind::Png;
     if (name == "pnm" || name == "pgm" || name == "ppm") return FileKind::Pnm;
     if (name == "tiff" || name == "tif") return FileKind::Tiff;
@@ -28,7 +29,7 @@ std::optional<FileKind> fileKindNamed(std::string_view endingOrName) {
     return std::nullopt;
 }
 
-IMGCNV_EPixelFormat storedKind(FileKind file, IMGCNV_EPixelFormat asked) {
+IMGCNV_EPixelFormat stored_kind(FileKind file, IMGCNV_EPixelFormat asked) {
     if (file == FileKind::Raw || asked == IMGCNV_PIXEL_MONO8) return asked;
     const bool alpha = bytesPerPixel(asked) == 4;
     if (alpha && file == FileKind::Pnm)
@@ -37,19 +38,19 @@ IMGCNV_EPixelFormat storedKind(FileKind file, IMGCNV_EPixelFormat asked) {
     return alpha ? IMGCNV_PIXEL_RGBA8_PACKED : IMGCNV_PIXEL_RGB8_PACKED;
 }
 
-void encode(Picture picture, FileKind file, int pngLevel, EncodedFile& out) {
+void encode(Picture picture, FileKind file, int png_level, EncodedFile& out) {
     out.head.clear();
     out.body = {};
-    if (file != FileKind::Raw && bytesPerPixel(picture.kind) == 4) makeOpaque(picture);
+    if (file != FileKind::Raw && bytesPerPixel(picture.kind) == 4) make_opaque(picture);
     switch (file) {
         case FileKind::Png:
-            encodePng(picture, pngLevel, out.head);
+            encode_png(picture, png_level, out.head);
             break;
         case FileKind::Tiff:
-            encodeTiff(picture, out.head);
+            encode_tiff(picture, out.head);
             break;
         case FileKind::Bmp:
-            encodeBmp(picture, out.head);
+            encode_bmp(picture, out.head);
             break;
         case FileKind::Pnm: {
             const auto text = std::string(picture.kind == IMGCNV_PIXEL_MONO8 ? "P5\n" : "P6\n") +

@@ -18,13 +18,13 @@ struct Reading {
     char message[160] = "";
 };
 
-void onError(png_structp png, png_const_charp message) {
+void on_error(png_structp png, png_const_charp message) {
     auto* reading = static_cast<Reading*>(png_get_error_ptr(png));
     std::snprintf(reading->message, sizeof reading->message, "%s", message);
     std::longjmp(png_jmpbuf(png), 1);
 }
 
-void onWarning(png_structp, png_const_charp) {}
+void on_warning(png_structp, png_const_charp) {}
 
 bool allocate(Reading& reading, png_uint_32 width, png_uint_32 height) {
     try {
@@ -60,13 +60,13 @@ bool read(png_structp png, png_infop info, Reading& reading) {
 
 }  // namespace
 
-DeepPicture readPng(const std::string& path) {
-    const bool standardInput = path == "-";
+DeepPicture read_png(const std::string& path) {
+    const bool standard_input = path == "-";
     const std::unique_ptr<std::FILE, int (*)(std::FILE*)> file(
-        standardInput ? stdin : std::fopen(path.c_str(), "rb"), std::fclose);
+        standard_input ? stdin : std::fopen(path.c_str(), "rb"), std::fclose);
     if (!file) throw Failure("cannot open " + path + ": " + std::strerror(errno));
     Reading reading;
-    auto* png = png_create_read_struct(PNG_LIBPNG_VER_STRING, &reading, onError, onWarning);
+    auto* png = png_create_read_struct(PNG_LIBPNG_VER_STRING, &reading, on_error, on_warning);
     auto* info = png != nullptr ? png_create_info_struct(png) : nullptr;
     if (info == nullptr) {
         png_destroy_read_struct(&png, nullptr, nullptr);
@@ -76,7 +76,7 @@ DeepPicture readPng(const std::string& path) {
     const bool complete = read(png, info, reading);
     png_destroy_read_struct(&png, &info, nullptr);
     if (!complete)
-        throw Failure((standardInput ? "standard input" : path) +
+        throw Failure((standard_input ? "standard input" : path) +
                       ": no readable PNG: " + reading.message);
     return std::move(reading.picture);
 }

@@ -15,15 +15,15 @@ struct Sink {
     char message[160] = "";
 };
 
-void onError(png_structp png, png_const_charp message) {
+void on_error(png_structp png, png_const_charp message) {
     auto* sink = static_cast<Sink*>(png_get_error_ptr(png));
     std::snprintf(sink->message, sizeof sink->message, "%s", message);
     std::longjmp(png_jmpbuf(png), 1);
 }
 
-void onWarning(png_structp, png_const_charp) {}
+void on_warning(png_structp, png_const_charp) {}
 
-void onWrite(png_structp png, png_bytep data, std::size_t size) {
+void on_write(png_structp png, png_bytep data, std::size_t size) {
     auto* bytes = static_cast<Sink*>(png_get_io_ptr(png))->bytes;
     bool full = false;
     try {
@@ -34,9 +34,9 @@ void onWrite(png_structp png, png_bytep data, std::size_t size) {
     if (full) png_error(png, "not enough memory");
 }
 
-void onFlush(png_structp) {}
+void on_flush(png_structp) {}
 
-int colorType(IMGCNV_EPixelFormat kind) {
+int color_type(IMGCNV_EPixelFormat kind) {
     switch (bytesPerPixel(kind)) {
         case 1:
             return PNG_COLOR_TYPE_GRAY;
@@ -53,7 +53,7 @@ bool write(png_structp png, png_infop info, const Picture& picture, int level) {
     // Frames are larger than libpng's limit of a million pixels a row may be.
     png_set_user_limits(png, 0x7FFFFFFF, 0x7FFFFFFF);
     png_set_IHDR(png, info, static_cast<png_uint_32>(picture.width),
-                 static_cast<png_uint_32>(picture.height), 8, colorType(picture.kind),
+                 static_cast<png_uint_32>(picture.height), 8, color_type(picture.kind),
                  PNG_INTERLACE_NONE, PNG_COMPRESSION_TYPE_DEFAULT, PNG_FILTER_TYPE_DEFAULT);
     png_set_compression_level(png, level);
     png_set_compression_buffer_size(png, 1 << 16);
@@ -74,15 +74,15 @@ bool write(png_structp png, png_infop info, const Picture& picture, int level) {
 
 }  // namespace
 
-void encodePng(const Picture& picture, int level, std::vector<std::uint8_t>& out) {
+void encode_png(const Picture& picture, int level, std::vector<std::uint8_t>& out) {
     Sink sink{&out};
-    auto* png = png_create_write_struct(PNG_LIBPNG_VER_STRING, &sink, onError, onWarning);
+    auto* png = png_create_write_struct(PNG_LIBPNG_VER_STRING, &sink, on_error, on_warning);
     auto* info = png != nullptr ? png_create_info_struct(png) : nullptr;
     if (info == nullptr) {
         png_destroy_write_struct(&png, nullptr);
         throw std::bad_alloc();
     }
-    png_set_write_fn(png, &sink, onWrite, onFlush);
+    png_set_write_fn(png, &sink, on_write, on_flush);
     const bool written = write(png, info, picture, level);
     png_destroy_write_struct(&png, &info);
     if (!written) throw Failure(std::string("PNG: ") + sink.message);

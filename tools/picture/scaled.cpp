@@ -31,13 +31,13 @@ RgbPicture scaled(const Picture& picture, std::int64_t width, std::int64_t heigh
     return out;
 }
 
-std::array<std::int64_t, 2> fitted(std::int64_t width, std::int64_t height, std::int64_t boxWidth,
-                                   std::int64_t boxHeight) {
-    if (width <= boxWidth && height <= boxHeight) return {width, height};
+std::array<std::int64_t, 2> fitted(std::int64_t width, std::int64_t height, std::int64_t box_width,
+                                   std::int64_t box_height) {
+    if (width <= box_width && height <= box_height) return {width, height};
     // Compared crosswise, so that nothing is lost to rounding.
-    if (width * boxHeight >= height * boxWidth)
-        return {boxWidth, std::max<std::int64_t>(1, height * boxWidth / width)};
-    return {std::max<std::int64_t>(1, width * boxHeight / height), boxHeight};
+    if (width * box_height >= height * box_width)
+        return {box_width, std::max<std::int64_t>(1, height * box_width / width)};
+    return {std::max<std::int64_t>(1, width * box_height / height), box_height};
 }
 
 }  // namespace tool

@@ -17,7 +17,7 @@ struct MemoryFile {
 
 MemoryFile& file(thandle_t handle) { return *static_cast<MemoryFile*>(handle); }
 
-tmsize_t readBytes(thandle_t handle, void* data, tmsize_t size) {
+tmsize_t read_bytes(thandle_t handle, void* data, tmsize_t size) {
     auto& f = file(handle);
     const auto left = f.bytes.size() - std::min(f.at, f.bytes.size());
     const auto count = std::min(left, static_cast<std::size_t>(size));
@@ -26,7 +26,7 @@ tmsize_t readBytes(thandle_t handle, void* data, tmsize_t size) {
     return static_cast<tmsize_t>(count);
 }
 
-tmsize_t writeBytes(thandle_t handle, void* data, tmsize_t size) {
+tmsize_t write_bytes(thandle_t handle, void* data, tmsize_t size) {
     auto& f = file(handle);
     const auto end = f.at + static_cast<std::size_t>(size);
     try {
@@ -46,20 +46,20 @@ toff_t seek(thandle_t handle, toff_t offset, int whence) {
     return f.at;
 }
 
-toff_t sizeOf(thandle_t handle) { return file(handle).bytes.size(); }
-int closeNothing(thandle_t) { return 0; }
+toff_t size_of(thandle_t handle) { return file(handle).bytes.size(); }
+int close_nothing(thandle_t) { return 0; }
 
 constexpr std::int64_t kClassicLimit = 0xF0000000;  // 32-bit offsets, with room for the directory
 
 }  // namespace
 
-void encodeTiff(const Picture& picture, std::vector<std::uint8_t>& out) {
+void encode_tiff(const Picture& picture, std::vector<std::uint8_t>& out) {
     MemoryFile memory{out};
     TIFFSetErrorHandler(nullptr);
     TIFFSetWarningHandler(nullptr);
     const std::unique_ptr<TIFF, void (*)(TIFF*)> tiff(
         TIFFClientOpen("picture", picture.bytes() > kClassicLimit ? "w8m" : "wm", &memory,
-                       readBytes, writeBytes, seek, closeNothing, sizeOf, nullptr, nullptr),
+                       read_bytes, write_bytes, seek, close_nothing, size_of, nullptr, nullptr),
         TIFFClose);
     if (!tiff) throw Failure("TIFF: the encoder does not start");
     auto* t = tiff.get();

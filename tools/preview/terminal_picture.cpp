@@ -14,23 +14,24 @@ std::string color(const char* kind, const std::uint8_t* rgb) {
 
 }  // namespace
 
-std::string halfBlocks(const RgbPicture& picture) {
+std::string half_blocks(const RgbPicture& picture) {
     std::string text;
     for (std::int64_t y = 0; y < picture.height; y += 2) {
         const std::uint8_t *top = nullptr, *bottom = nullptr;
         for (std::int64_t x = 0; x < picture.width; ++x) {
-            const auto* newTop = picture.at(x, y);
-            const auto* newBottom = y + 1 < picture.height ? picture.at(x, y + 1) : nullptr;
+            const auto* new_top = picture.at(x, y);
+            const auto* new_bottom = y + 1 < picture.height ? picture.at(x, y + 1) : nullptr;
             // Colours stay until they change: a third of the bytes in even areas.
             std::string change;
-            if (top == nullptr || !std::equal(top, top + 3, newTop)) change = color("38;2", newTop);
-            if (newBottom != nullptr &&
-                (bottom == nullptr || !std::equal(bottom, bottom + 3, newBottom)))
-                change += (change.empty() ? "" : ";") + color("48;2", newBottom);
+            if (top == nullptr || !std::equal(top, top + 3, new_top))
+                change = color("38;2", new_top);
+            if (new_bottom != nullptr &&
+                (bottom == nullptr || !std::equal(bottom, bottom + 3, new_bottom)))
+                change += (change.empty() ? "" : ";") + color("48;2", new_bottom);
             if (!change.empty()) text += "\033[" + change + "m";
             text += "\u2580";
-            top = newTop;
-            bottom = newBottom;
+            top = new_top;
+            bottom = new_bottom;
         }
         text += "\033[0m\n";
     }

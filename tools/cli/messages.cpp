@@ -1,4 +1,4 @@
-#include "cli/talk.h"
+#include "cli/messages.h"
 
 #include <unistd.h>
 #include <cstdio>
@@ -10,36 +10,36 @@ namespace {
 
 std::mutex talking;
 bool quietly = false;
-bool statusShown = false;
+bool status_shown = false;
 
-bool onTerminal() {
+bool on_terminal() {
     static const bool terminal = isatty(STDERR_FILENO) == 1;
     return terminal;
 }
 
-bool inColor() {
-    const char* noColor = std::getenv("NO_COLOR");
+bool in_color() {
+    const char* no_color = std::getenv("NO_COLOR");
     const char* terminal = std::getenv("TERM");
-    return onTerminal() && (noColor == nullptr || *noColor == '\0') && terminal != nullptr &&
+    return on_terminal() && (no_color == nullptr || *no_color == '\0') && terminal != nullptr &&
            std::string_view(terminal) != "dumb";
 }
 
 void say(std::string_view label, std::string_view color, std::string_view text) {
     const std::lock_guard lock(talking);
     std::string line;
-    if (statusShown) line += "\r\033[K";
-    statusShown = false;
+    if (status_shown) line += "\r\033[K";
+    status_shown = false;
     line += "imgcnv: ";
-    if (inColor()) line += color;
+    if (in_color()) line += color;
     line += label;
-    if (inColor()) line += "\033[0m";
+    if (in_color()) line += "\033[0m";
     line += text;
     line += '\n';
     std::fwrite(line.data(), 1, line.size(), stderr);
 }
 
 /// Bytes of the UTF-8 sequence at the start of the text; 0 when it is malformed.
-std::size_t sequenceLength(std::string_view text) {
+std::size_t sequence_length(std::string_view text) {
     const auto lead = static_cast<unsigned char>(text[0]);
     const std::size_t length = lead < 0x80                   ? 1
                                : lead >= 0xC2 && lead < 0xE0 ? 2
@@ -54,29 +54,29 @@ std::size_t sequenceLength(std::string_view text) {
 
 }  // namespace
 
-void setQuiet(bool quiet) { quietly = quiet; }
-bool isQuiet() { return quietly; }
+void set_quiet(bool quiet) { quietly = quiet; }
+bool is_quiet() { return quietly; }
 
-void sayError(std::string_view text) { say("error: ", "\033[1;31m", text); }
+void say_error(std::string_view text) { say("error: ", "\033[1;31m", text); }
 
-void sayNote(std::string_view text) {
+void say_note(std::string_view text) {
     if (!quietly) say("", "", text);
 }
 
-bool statusVisible() { return onTerminal() && !quietly; }
+bool status_visible() { return on_terminal() && !quietly; }
 
-void showStatus(std::string_view text) {
-    if (!statusVisible()) return;
+void show_status(std::string_view text) {
+    if (!status_visible()) return;
     const std::lock_guard lock(talking);
-    statusShown = !text.empty();
+    status_shown = !text.empty();
     std::fprintf(stderr, "\r\033[K%.*s", static_cast<int>(text.size()), text.data());
     std::fflush(stderr);
 }
 
-std::string jsonString(std::string_view text) {
+std::string json_string(std::string_view text) {
     std::string out = "\"";
     while (!text.empty()) {
-        const auto length = sequenceLength(text);
+        const auto length = sequence_length(text);
         const char c = text[0];
         if (length == 0) {
             out += "\\ufffd";

@@ -6,19 +6,19 @@
 // Everything the command says to people goes to stderr, through here.
 namespace tool {
 
-void setQuiet(bool quiet);
-bool isQuiet();
+void set_quiet(bool quiet);
+bool is_quiet();
 
-void sayError(std::string_view text);
+void say_error(std::string_view text);
 /// Silent with --quiet, as are status lines.
-void sayNote(std::string_view text);
+void say_note(std::string_view text);
 
 /// Replaces the one line at the bottom of a terminal; empty text removes it. Nothing is said when
 /// stderr is no terminal.
-void showStatus(std::string_view text);
-bool statusVisible();
+void show_status(std::string_view text);
+bool status_visible();
 
 /// Text as a JSON string, quotes included. Bytes that are no UTF-8 become U+FFFD.
-std::string jsonString(std::string_view text);
+std::string json_string(std::string_view text);
 
 }  // namespace tool
