@@ -24,7 +24,7 @@ struct BenchOptions {
 struct Row {
     const SourceFormat* format;
     const char* method;
-    IMGCNV_EPixelFormat kind;
+    PixelKind kind;
     double seconds;  ///< a frame, median
     std::int64_t bytes;
     std::int64_t pixels;
@@ -33,19 +33,18 @@ struct Row {
     double megabytes_per_second() const { return static_cast<double>(bytes) / seconds / 1e6; }
 };
 
-constexpr std::pair<const char*, IMGCNV_EPixelFormat> kKinds[]{
-    {"mono8", IMGCNV_PIXEL_MONO8},
-    {"rgb24", IMGCNV_PIXEL_RGB8_PACKED},
-    {"bgr24", IMGCNV_PIXEL_BGR8_PACKED},
-    {"rgba32", IMGCNV_PIXEL_RGBA8_PACKED},
-    {"bgra32", IMGCNV_PIXEL_BGRA8_PACKED}};
+constexpr std::pair<const char*, PixelKind> kKinds[]{{"mono8", kMono8},
+                                                     {"rgb24", kRgb24},
+                                                     {"bgr24", kBgr24},
+                                                     {"rgba32", kRgba32},
+                                                     {"bgra32", kBgra32}};
 
 constexpr std::pair<IMGCNV_EBayerDemosaic, const char*> kMethods[]{
     {IMGCNV_DEMOSAIC_NEAREST, "nearest"},
     {IMGCNV_DEMOSAIC_BILINEAR, "bilinear"},
     {IMGCNV_DEMOSAIC_ADAPTIVE, "adaptive"}};
 
-std::string kind_name(IMGCNV_EPixelFormat kind) {
+std::string kind_name(PixelKind kind) {
     for (const auto& [name, value] : kKinds)
         if (value == kind) return name;
     return "";
@@ -89,7 +88,7 @@ std::vector<std::uint8_t> noise_frame(const FrameShape& shape) {
     return frame;
 }
 
-Row measured(const FrameShape& shape, IMGCNV_EPixelFormat kind, IMGCNV_EBayerDemosaic method,
+Row measured(const FrameShape& shape, PixelKind kind, IMGCNV_EBayerDemosaic method,
              const char* method_name, double at_least) {
     auto frame = noise_frame(shape);
     FrameConverter converter(shape, kind, method, {});
@@ -151,10 +150,8 @@ void bench(const BenchOptions& options) {
         if (format.layout == Layout::Points && (size.first > 4095 || size.second > 4095)) continue;
         const auto shape = validated({&format, size.first, size.second, std::nullopt}, {});
         for (const auto& [name, kind] : kKinds) {
-            const bool wanted =
-                options.to == name || options.to == "all" ||
-                (options.to.empty() &&
-                 kind == (format.isGrey() ? IMGCNV_PIXEL_MONO8 : IMGCNV_PIXEL_RGB8_PACKED));
+            const bool wanted = options.to == name || options.to == "all" ||
+                                (options.to.empty() && kind == (format.isGrey() ? kMono8 : kRgb24));
             if (!wanted) continue;
             for (const auto& [method, method_name] : kMethods) {
                 if (!format.isBayer() && method != IMGCNV_DEMOSAIC_BILINEAR) continue;

@@ -11,16 +11,19 @@ const std::map<std::string, IMGCNV_EBayerDemosaic> kMethods{{"nearest", IMGCNV_D
                                                             {"bilinear", IMGCNV_DEMOSAIC_BILINEAR},
                                                             {"adaptive", IMGCNV_DEMOSAIC_ADAPTIVE}};
 
-const std::map<std::string, IMGCNV_EPixelFormat> kDestinations{
-    {"mono8", IMGCNV_PIXEL_MONO8},
-    {"rgb24", IMGCNV_PIXEL_RGB8_PACKED},
-    {"bgr24", IMGCNV_PIXEL_BGR8_PACKED},
-    {"rgba32", IMGCNV_PIXEL_RGBA8_PACKED},
-    {"bgra32", IMGCNV_PIXEL_BGRA8_PACKED}};
+const std::map<std::string, PixelKind> kDestinations{{"mono8", kMono8},
+                                                     {"rgb24", kRgb24},
+                                                     {"bgr24", kBgr24},
+                                                     {"rgba32", kRgba32},
+                                                     {"bgra32", kBgra32}};
+
+const std::map<std::string, TiffCompression> kCompressions{{"none", TiffCompression::None},
+                                                           {"deflate", TiffCompression::Deflate},
+                                                           {"zstd", TiffCompression::Zstd}};
 
 struct Arguments {
     ConvertOptions options;
-    std::string method = "bilinear", to, rotate, flip, frames;
+    std::string method = "bilinear", to, rotate, flip, frames, compression;
 };
 
 }  // namespace
@@ -56,10 +59,17 @@ void add_convert(CLI::App& app) {
         ->type_name("OUT");
     one_of(command->add_option("--output-format", options.output_format,
                                "Kind of file. Default: as the ending of OUT says, or png"),
-           {"png", "pnm", "pgm", "ppm", "tiff", "tif", "bmp", "raw"});
-    in_range(command->add_option("--png-level", options.png_level,
-                                 "PNG compression: 0 is none, 1 fast (the default), 9 small"),
-             0, 9);
+           {"png", "jpg", "tiff", "tif", "bmp", "pnm", "pgm", "ppm", "npy", "raw"});
+    in_range(command->add_option("--level,--png-level", options.encode.level,
+                                 "Compression of PNG and TIFF: 0 is none, 1 fast (the default), "
+                                 "12 small"),
+             0, 12);
+    in_range(
+        command->add_option("--quality", options.encode.quality, "Quality of JPEG. Default: 90"), 1,
+        100);
+    one_of(command->add_option("--compression", arguments->compression,
+                               "Compression of TIFF. Default: none"),
+           {"none", "deflate", "zstd"});
     in_range(command->add_option("-j,--jobs", options.workers,
                                  "Worker threads. Default: one for each processor"),
              1, 1024);
@@ -70,6 +80,8 @@ void add_convert(CLI::App& app) {
         auto& all = arguments->options;
         all.demosaic = kMethods.at(arguments->method);
         if (!arguments->to.empty()) all.to = kDestinations.at(arguments->to);
+        if (!arguments->compression.empty())
+            all.encode.compression = kCompressions.at(arguments->compression);
         if (!arguments->rotate.empty()) all.turn.degrees = std::stoi(arguments->rotate);
         if (!arguments->flip.empty())
             all.turn.flip = arguments->flip == "h" ? Flip::Horizontal : Flip::Vertical;

@@ -55,7 +55,7 @@ std::span<std::uint8_t> wanted_frame(const PreviewOptions& options, const FrameS
 void preview(const PreviewOptions& options) {
     const auto shape = options.source.shape_for(options.file);
     auto bytes = read_bytes(options.file, options.source.skip);
-    FrameConverter converter(shape, IMGCNV_PIXEL_RGB8_PACKED, kMethods.at(options.method), {});
+    FrameConverter converter(shape, kRgb24, kMethods.at(options.method), {});
     const auto picture = converter.convert(wanted_frame(options, shape, bytes));
     const auto [columns, lines] = room(options.width);
     const auto [width, height] = fitted(picture.width, picture.height, columns, 2 * lines);

@@ -36,7 +36,7 @@ class Sheet {
 
     void add_thumbnail(const FrameShape& shape, const std::string& title,
                        const std::string& detail) {
-        FrameConverter converter(shape, IMGCNV_PIXEL_RGB8_PACKED, IMGCNV_DEMOSAIC_BILINEAR, {});
+        FrameConverter converter(shape, kRgb24, IMGCNV_DEMOSAIC_BILINEAR, {});
         const auto picture = converter.convert(frame(shape));
         const auto [width, height] =
             fitted(picture.width, picture.height, options_.cell_width, options_.cell_width);
@@ -46,7 +46,7 @@ class Sheet {
     /// The middle of the picture, each pixel doubled: methods differ by pixels.
     void add_detail(const FrameShape& shape, IMGCNV_EBayerDemosaic method,
                     const std::string& title) {
-        FrameConverter converter(shape, IMGCNV_PIXEL_RGB8_PACKED, method, {});
+        FrameConverter converter(shape, kRgb24, method, {});
         auto picture = converter.convert(frame(shape));
         const auto width =
             std::min(picture.width, std::max<std::int64_t>(1, options_.cell_width / 2));
@@ -55,9 +55,7 @@ class Sheet {
         RgbPicture doubled(width * 2, height * 2);
         for (std::int64_t y = 0; y < doubled.height; ++y)
             for (std::int64_t x = 0; x < doubled.width; ++x)
-                std::copy_n(
-                    picture.pixels + (top + y / 2) * picture.rowBytes() + (left + x / 2) * 3, 3,
-                    doubled.at(x, y));
+                std::copy_n(picture.row(top + y / 2) + (left + x / 2) * 3, 3, doubled.at(x, y));
         cells_.push_back({std::move(doubled), title,
                           std::to_string(width) + "x" + std::to_string(height) + " at " +
                               std::to_string(left) + "," + std::to_string(top) + ", twice"});
@@ -100,8 +98,7 @@ class Sheet {
                                                          : 3;
         auto sheet = contact_sheet(cells_, columns);
         std::vector<std::uint8_t> png;
-        encode_png({sheet.width, sheet.height, IMGCNV_PIXEL_RGB8_PACKED, sheet.pixels.data()}, 6,
-                   png);
+        encode_png({sheet.width, sheet.height, kRgb24, sheet.pixels.data()}, 6, png);
         OutputFile file(options_.output);
         file.write(png);
         file.commit();

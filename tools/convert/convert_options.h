@@ -1,6 +1,7 @@
 #pragma once
 
 #include "frame/frame_converter.h"
+#include "picture/encode.h"
 
 #include <cstdint>
 #include <optional>
@@ -33,11 +34,11 @@ struct ConvertOptions {
     SourceOptions source;
     FrameRange frames;
     IMGCNV_EBayerDemosaic demosaic = IMGCNV_DEMOSAIC_BILINEAR;
-    std::optional<IMGCNV_EPixelFormat> to;  ///< absent: grey stays grey, colour becomes RGB24
+    std::optional<PixelKind> to;  ///< absent: grey stays grey, colour becomes RGB24
     Turn turn;
     std::string output, output_format;
-    int png_level = 1;
-    int workers = 0;  ///< 0: one for each processor
+    EncodeOptions encode;  ///< its kind is that of the output
+    int workers = 0;       ///< 0: one for each processor
     bool stats = false;
     bool json = false;
 };

@@ -31,7 +31,7 @@ OutputPlan::OutputPlan(const ConvertOptions& options, std::optional<std::int64_t
     if (!options.output_format.empty()) {
         if (!kind)
             throw UsageError("--output-format " + options.output_format +
-                             ": expected png, pnm, tiff, bmp or raw");
+                             ": expected png, jpg, tiff, bmp, pnm, npy or raw");
         ending_ = "." + options.output_format;
     }
 
@@ -44,11 +44,9 @@ OutputPlan::OutputPlan(const ConvertOptions& options, std::optional<std::int64_t
     } else if (!output.empty()) {
         if (!kind && !ending.empty()) kind = file_kind_named(ending);
         if (!kind)
-            throw UsageError(
-                "-o " + output +
-                ": the ending says no kind of file\n  expected .png, .pnm, .pgm, .ppm, "
-                ".tiff, .tif, .bmp or .raw, a folder ending with /, or "
-                "--output-format");
+            throw UsageError("-o " + output + ": the ending says no kind of file\n  expected " +
+                             std::string(kEndings) +
+                             ", a folder ending with /, or --output-format");
         if (output.find('%') != std::string::npos)
             check_pattern(output);
         else

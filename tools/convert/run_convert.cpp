@@ -58,7 +58,9 @@ class Conversion {
           feed_(options),
           expected_(feed_.expected_frames()),
           plan_(options, expected_),
+          encode_options_(options.encode),
           progress_(expected_) {
+        encode_options_.kind = plan_.kind();
         if (options.json && plan_.single() == "-")
             throw UsageError("--json and -o - both write to standard output");
         for (const auto& input : options.inputs) check_shape(options.source.shape_for(input));
@@ -79,10 +81,8 @@ class Conversion {
     }
 
   private:
-    IMGCNV_EPixelFormat kind_for(const FrameShape& shape) const {
-        const auto asked = options_.to.value_or(shape.format->isGrey() ? IMGCNV_PIXEL_MONO8
-                                                                       : IMGCNV_PIXEL_RGB8_PACKED);
-        return stored_kind(plan_.kind(), asked);
+    PixelKind kind_for(const FrameShape& shape) const {
+        return stored_kind(plan_.kind(), options_.to, shape.format->isGrey());
     }
 
     /// What cannot work for any data is said before anything is read or written.
@@ -118,7 +118,7 @@ class Conversion {
                 }
                 const auto picture = convert(*converter, job);
                 times.convert = lap();
-                encode(picture, plan_.kind(), options_.png_level, encoded);
+                encode(picture, encode_options_, encoded);
                 times.encode = lap();
                 write(job, encoded, picture, owes_turn);
                 times.write = lap();
@@ -209,6 +209,7 @@ class Conversion {
     FrameFeed feed_;
     std::optional<std::int64_t> expected_;
     OutputPlan plan_;
+    EncodeOptions encode_options_;
     Progress progress_;
     std::optional<OrderedFile> ordered_;
     std::mutex last_lock_;

@@ -24,11 +24,24 @@ void check(int status, const FrameShape& shape) {
                   std::to_string(status));
 }
 
+IMGCNV_EPixelFormat libraryKind(PixelKind kind) {
+    if (kind == kMono8) return IMGCNV_PIXEL_MONO8;
+    if (kind == kRgb24) return IMGCNV_PIXEL_RGB8_PACKED;
+    if (kind == kBgr24) return IMGCNV_PIXEL_BGR8_PACKED;
+    return kind == kRgba32 ? IMGCNV_PIXEL_RGBA8_PACKED : IMGCNV_PIXEL_BGRA8_PACKED;
+}
+
 }  // namespace
 
-FrameConverter::FrameConverter(const FrameShape& shape, IMGCNV_EPixelFormat kind,
+FrameConverter::FrameConverter(const FrameShape& shape, PixelKind wanted,
                                IMGCNV_EBayerDemosaic demosaic, Turn turn)
-    : shape_(shape), kind_(kind), firstKind_(kind), demosaic_(demosaic), turn_(turn) {
+    : shape_(shape),
+      wanted_(wanted),
+      kind_(libraryKind(wanted)),
+      firstKind_(kind_),
+      demosaic_(demosaic),
+      turn_(turn) {
+    const auto kind = kind_;
     const auto& format = *shape.format;
     const bool greyOnly = format.layout == Layout::Bits || format.layout == Layout::Points;
     // Four bytes a pixel cannot be turned, and the adaptive method leaves some alpha bytes alone.
@@ -164,7 +177,7 @@ Picture FrameConverter::convert(std::span<std::uint8_t> frame) {
     crop();
     turn();
     expand();
-    return picture_;
+    return {picture_.width, picture_.height, wanted_, picture_.pixels};
 }
 
 void FrameConverter::crop() {
@@ -204,7 +217,7 @@ void FrameConverter::expand() {
     param.height = static_cast<int>(picture_.height);
     param.dataSize = 1;  // not read by conversions to another kind
     param.pixelFormat = picture_.kind;
-    Picture expanded{picture_.width, picture_.height, kind_, nullptr};
+    LibraryPicture expanded{picture_.width, picture_.height, kind_, nullptr};
     spare_.resize(std::max(spare_.size(), static_cast<std::size_t>(expanded.bytes())));
     IMGCNV_HANDLE handle = nullptr;
     int bytes = 0;

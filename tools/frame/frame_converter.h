@@ -1,6 +1,7 @@
 #pragma once
 
 #include "frame/frame_shape.h"
+#include "imgcnv.h"
 #include "picture/picture.h"
 
 #include <memory>
@@ -8,6 +9,29 @@
 #include <vector>
 
 namespace tool {
+
+constexpr int bytesPerPixel(IMGCNV_EPixelFormat kind) {
+    switch (kind) {
+        case IMGCNV_PIXEL_MONO8:
+            return 1;
+        case IMGCNV_PIXEL_RGB8_PACKED:
+        case IMGCNV_PIXEL_BGR8_PACKED:
+            return 3;
+        default:
+            return 4;
+    }
+}
+
+/// A picture as the library describes its pixels.
+struct LibraryPicture {
+    std::int64_t width = 0;
+    std::int64_t height = 0;
+    IMGCNV_EPixelFormat kind = IMGCNV_PIXEL_MONO8;
+    std::uint8_t* pixels = nullptr;
+
+    std::int64_t rowBytes() const { return width * bytesPerPixel(kind); }
+    std::int64_t bytes() const { return rowBytes() * height; }
+};
 
 enum class Flip { None, Horizontal, Vertical };
 
@@ -38,7 +62,7 @@ struct Turn {
 /// One converter serves one thread.
 class FrameConverter {
   public:
-    FrameConverter(const FrameShape& shape, IMGCNV_EPixelFormat kind,
+    FrameConverter(const FrameShape& shape, PixelKind kind,
                    IMGCNV_EBayerDemosaic demosaic, Turn turn);
     ~FrameConverter();
     FrameConverter(const FrameConverter&) = delete;
@@ -58,6 +82,7 @@ class FrameConverter {
     void expand();
 
     FrameShape shape_;
+    PixelKind wanted_;
     IMGCNV_EPixelFormat kind_;       ///< of the picture
     IMGCNV_EPixelFormat firstKind_;  ///< of the first conversion
     IMGCNV_EBayerDemosaic demosaic_;
@@ -72,7 +97,7 @@ class FrameConverter {
     IMGCNV_SOpenParam param_{};
     IMGCNV_HANDLE handle_ = nullptr;
     std::vector<std::uint8_t> arranged_, pixels_, spare_;
-    Picture picture_;
+    LibraryPicture picture_;
 };
 
 }  // namespace tool
