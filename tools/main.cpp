@@ -49,9 +49,9 @@ int run(int argc, char** argv) {
 }  // namespace
 
 int main(int argc, char** argv) {
-    tool::remove_hidden_files_on_signals();
     int code = tool::kExitFine;
     try {
+        tool::remove_hidden_files_on_signals();
         code = run(argc, argv);
     } catch (const tool::ExitRequest& request) {
         code = request.code;

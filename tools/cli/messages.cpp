@@ -24,6 +24,22 @@ bool in_color() {
            std::string_view(terminal) != "dumb";
 }
 
+/// Control characters as \x1b, except those that are kept.
+std::string without_controls(std::string_view text, std::string_view kept) {
+    std::string out;
+    for (const char c : text) {
+        const auto code = static_cast<unsigned char>(c);
+        if ((code >= 0x20 && code != 0x7F) || kept.find(c) != std::string_view::npos) {
+            out += c;
+            continue;
+        }
+        char escape[8];
+        std::snprintf(escape, sizeof escape, "\\x%02x", code);
+        out += escape;
+    }
+    return out;
+}
+
 void say(std::string_view label, std::string_view color, std::string_view text) {
     const std::lock_guard lock(talking);
     std::string line;
@@ -33,7 +49,7 @@ void say(std::string_view label, std::string_view color, std::string_view text) 
     if (in_color()) line += color;
     line += label;
     if (in_color()) line += "\033[0m";
-    line += text;
+    line += without_controls(text, "\n");
     line += '\n';
     std::fwrite(line.data(), 1, line.size(), stderr);
 }
@@ -71,6 +87,22 @@ void show_status(std::string_view text) {
     status_shown = !text.empty();
     std::fprintf(stderr, "\r\033[K%.*s", static_cast<int>(text.size()), text.data());
     std::fflush(stderr);
+}
+
+std::string shown(std::string_view name) { return without_controls(name, ""); }
+
+std::string shell_word(std::string_view word) {
+    constexpr std::string_view kPlain =
+        "abcdefghijklmnopqrstuvwxyzABCDEFGHIJKLMNOPQRSTUVWXYZ0123456789_@%+=:,./-";
+    if (word.size() > 1 && word[0] == '-') return shell_word("./" + std::string(word));
+    if (!word.empty() && word.find_first_not_of(kPlain) == std::string_view::npos)
+        return std::string(word);
+    const auto escaped = without_controls(word, "");
+    const bool controls = escaped != word;
+    std::string quoted = controls ? "$'" : "'";
+    for (const char c : controls ? std::string_view(escaped) : word)
+        quoted += c == '\'' ? (controls ? "\\'" : "'\\''") : std::string(1, c);
+    return quoted + "'";
 }
 
 std::string json_string(std::string_view text) {

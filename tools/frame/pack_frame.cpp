@@ -43,7 +43,7 @@ Yuv yuvOf(double red, double green, double blue) {
 
 class Packer {
   public:
-    Packer(const DeepPicture& picture, const FrameShape& shape)
+    Packer(const Picture16& picture, const FrameShape& shape)
         : picture_(picture), shape_(shape), format_(*shape.format) {}
 
     std::vector<std::uint8_t> pack() {
@@ -174,14 +174,14 @@ class Packer {
         return list;
     }
 
-    const DeepPicture& picture_;
+    const Picture16& picture_;
     const FrameShape& shape_;
     const SourceFormat& format_;
 };
 
 }  // namespace
 
-std::vector<std::uint8_t> packFrame(const DeepPicture& picture, const FrameShape& shape) {
+std::vector<std::uint8_t> packFrame(const Picture16& picture, const FrameShape& shape) {
     return Packer(picture, shape).pack();
 }
 

@@ -1,7 +1,7 @@
 #pragma once
 
 #include "frame/frame_shape.h"
-#include "picture/deep_picture.h"
+#include "picture/picture16.h"
 
 #include <cstdint>
 #include <vector>
@@ -16,6 +16,6 @@ namespace tool {
 ///   YUV      full-range BT.601, chroma of the mean colour of a group; groups that reach over the
 ///            right edge repeat the last pixel
 ///   Mono1C   a point for every pixel that is not black, then the four zero bytes
-std::vector<std::uint8_t> packFrame(const DeepPicture& picture, const FrameShape& shape);
+std::vector<std::uint8_t> packFrame(const Picture16& picture, const FrameShape& shape);
 
 }  // namespace tool

@@ -1,5 +1,6 @@
 #include "io/input_file.h"
 
+#include "cli/messages.h"
 #include "errors.h"
 
 #include <fcntl.h>
@@ -12,7 +13,7 @@
 
 namespace tool {
 
-InputFile::InputFile(const std::string& path) : name_(path == "-" ? "standard input" : path) {
+InputFile::InputFile(const std::string& path) : name_(path == "-" ? "standard input" : shown(path)) {
     descriptor_ = path == "-" ? STDIN_FILENO : open(path.c_str(), O_RDONLY | O_CLOEXEC);
     if (descriptor_ < 0) fail("cannot open");
     struct stat status {};
@@ -68,6 +69,18 @@ bool InputFile::skip(std::int64_t bytes) const {
         if (count < static_cast<std::size_t>(part)) return false;
     }
     return true;
+}
+
+std::vector<std::uint8_t> read_all(const InputFile& file) {
+    std::vector<std::uint8_t> bytes;
+    constexpr std::size_t kPiece = 1 << 20;
+    for (std::size_t read = kPiece; read == kPiece;) {
+        const auto end = bytes.size();
+        bytes.resize(end + kPiece);
+        read = file.read_on(std::span(bytes).subspan(end));
+        bytes.resize(end + read);
+    }
+    return bytes;
 }
 
 std::optional<std::int64_t> regular_file_size(const std::string& path) {

@@ -4,6 +4,7 @@
 #include <optional>
 #include <span>
 #include <string>
+#include <vector>
 
 namespace tool {
 
@@ -35,6 +36,9 @@ class InputFile {
     int descriptor_ = -1;
     std::optional<std::int64_t> size_;
 };
+
+/// Everything from where the file stands; for streams, to their end.
+std::vector<std::uint8_t> read_all(const InputFile& file);
 
 /// The size of a regular file without opening it; absent for all else.
 std::optional<std::int64_t> regular_file_size(const std::string& path);

@@ -1,5 +1,6 @@
 #include "io/output_file.h"
 
+#include "cli/messages.h"
 #include "errors.h"
 
 #include <fcntl.h>
@@ -9,9 +10,11 @@
 #include <cerrno>
 #include <csignal>
 #include <cstring>
+#include <cstdio>
 #include <filesystem>
 #include <mutex>
 #include <set>
+#include <system_error>
 #include <thread>
 
 namespace tool {
@@ -31,39 +34,68 @@ mode_t current_umask() {
     return mask;
 }
 
+/// Where symbolic links lead, whether or not something is there.
+std::string target_of_links(std::string path) {
+    namespace fs = std::filesystem;
+    constexpr int kMostLinks = 40;  // more are a circle, which opening it reports
+    std::error_code error;
+    for (int i = 0; i < kMostLinks; ++i) {
+        const auto target = fs::read_symlink(path, error);
+        if (error) break;
+        path = (fs::path(path).parent_path() / target).string();
+    }
+    return path;
+}
+
+/// Not every file system has renames that refuse to replace; links always refuse.
+bool name_without_replacing(const char* hidden, const char* path) {
+    if (renameat2(AT_FDCWD, hidden, AT_FDCWD, path, RENAME_NOREPLACE) == 0) return true;
+    if (errno != EINVAL && errno != ENOSYS) return false;
+    if (link(hidden, path) != 0) return false;
+    unlink(hidden);
+    return true;
+}
+
 }  // namespace
 
-OutputFile::OutputFile(const std::string& path) : path_(path) {
+OutputFile::OutputFile(const std::string& path, Existing existing)
+    : path_(path), existing_(existing) {
     if (path == "-") {
         path_ = "standard output";
         descriptor_ = STDOUT_FILENO;
         return;
     }
+    path_ = target_of_links(path);
     struct stat status {};
-    if (stat(path.c_str(), &status) == 0) {
-        if (S_ISDIR(status.st_mode)) {
-            errno = EISDIR;
+    if (stat(path_.c_str(), &status) != 0) {
+        create_hidden(0666 & ~current_umask());
+    } else if (S_ISDIR(status.st_mode)) {
+        errno = EISDIR;
+        fail("cannot write");
+    } else if (!S_ISREG(status.st_mode)) {
+        descriptor_ = open(path_.c_str(), O_WRONLY | O_CLOEXEC);
+        if (descriptor_ < 0) fail("cannot open");
+    } else {
+        if (existing == Existing::Refuse) {
+            errno = EEXIST;
             fail("cannot write");
         }
-        if (!S_ISREG(status.st_mode)) {
-            descriptor_ = open(path.c_str(), O_WRONLY | O_CLOEXEC);
-            if (descriptor_ < 0) fail("cannot open");
-            return;
-        }
-        // A symbolic link stays one: the file it leads to is replaced.
-        std::error_code ignored;
-        const auto target = std::filesystem::canonical(path, ignored);
-        if (!ignored) path_ = target.string();
+        create_hidden(status.st_mode & 07777);
     }
+}
+
+void OutputFile::create_hidden(mode_t mode) {
     const auto slash = path_.rfind('/');
     const auto name_at = slash == std::string::npos ? 0 : slash + 1;
-    current_umask();
     const std::lock_guard lock(hidden_files_lock);
     hidden_ = path_.substr(0, name_at) + ".imgcnv-XXXXXX";
     descriptor_ = mkostemp(hidden_.data(), O_CLOEXEC);
-    if (descriptor_ < 0) fail("cannot create");
+    if (descriptor_ < 0) {
+        hidden_.clear();
+        fail("cannot create");
+    }
     hidden_files.insert(hidden_);
-    fchmod(descriptor_, 0666 & ~current_umask());
+    fchmod(descriptor_, mode);
 }
 
 OutputFile::~OutputFile() {
@@ -75,7 +107,7 @@ OutputFile::~OutputFile() {
 }
 
 void OutputFile::fail(const char* doing) const {
-    throw Failure(std::string(doing) + " " + path_ + ": " + std::strerror(errno));
+    throw Failure(std::string(doing) + " " + shown(path_) + ": " + std::strerror(errno));
 }
 
 void OutputFile::write(std::span<const std::uint8_t> bytes) {
@@ -95,7 +127,10 @@ void OutputFile::commit() {
     }
     if (hidden_.empty()) return;
     const std::lock_guard lock(hidden_files_lock);
-    if (std::rename(hidden_.c_str(), path_.c_str()) != 0) fail("cannot name");
+    const bool named = existing_ == Existing::Refuse
+                           ? name_without_replacing(hidden_.c_str(), path_.c_str())
+                           : std::rename(hidden_.c_str(), path_.c_str()) == 0;
+    if (!named) fail("cannot name");
     hidden_files.erase(hidden_);
     hidden_.clear();
 }
@@ -109,9 +144,10 @@ void remove_hidden_files_on_signals() {
         sigaction(signal, nullptr, &action);
         if (action.sa_handler != SIG_IGN) sigaddset(&signals, signal);
     }
-    std::signal(SIGPIPE, SIG_IGN);  // a closed pipe is an error of write()
+    std::signal(SIGPIPE, SIG_IGN);
+    std::signal(SIGXFSZ, SIG_IGN);
     pthread_sigmask(SIG_BLOCK, &signals, nullptr);
-    std::thread([signals] {
+    const auto clean_up_and_end = [signals] {
         int signal = 0;
         if (sigwait(&signals, &signal) != 0) return;
         hidden_files_lock.lock();
@@ -119,7 +155,13 @@ void remove_hidden_files_on_signals() {
         std::signal(signal, SIG_DFL);
         pthread_sigmask(SIG_UNBLOCK, &signals, nullptr);
         raise(signal);
-    }).detach();
+    };
+    try {
+        std::thread(clean_up_and_end).detach();
+    } catch (const std::system_error&) {
+        // Without the memory for a thread, signals end the command as they end any other.
+        pthread_sigmask(SIG_UNBLOCK, &signals, nullptr);
+    }
 }
 
 }  // namespace tool
