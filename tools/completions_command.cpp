@@ -1,5 +1,5 @@
 #include "commands.h"
-#include "formats/format.h"
+#include "engine/frame.h"
 
 #include <algorithm>
 #include <CLI/CLI.hpp>
@@ -33,7 +33,7 @@ std::vector<std::string> values_of(const CLI::Option& option) {
     std::string type = option.get_type_name();
     std::vector<std::string> values;
     if (type == "FORMAT")
-        for (const auto& format : sourceFormats()) values.emplace_back(format.name);
+        for (const auto& format : all_formats()) values.emplace_back(format.name);
     const bool is_list =
         type.find('|') != std::string::npos &&
         std::none_of(type.begin(), type.end(), [](char c) { return c >= 'A' && c <= 'Z'; });
@@ -71,8 +71,17 @@ std::string summary(const std::string& description) {
 void print_bash(const CLI::App& app) {
     std::printf(
         "# bash completion for imgcnv\n_imgcnv() {\n"
-        "    local cur prev words cword\n"
-        "    _init_completion || return\n"
+        "    local cur prev words cword split\n"
+        "    _init_completion -s || return\n"
+        "    _imgcnv_words() {  # any case, as the command takes them\n"
+        "        local IFS=$'\\n' restore=$(shopt -p nocasematch)\n"
+        "        local list=(${1// /$'\\n'}) word\n"
+        "        shopt -s nocasematch\n"
+        "        for word in \"${list[@]}\"; do\n"
+        "            [[ $word == \"$cur\"* ]] && COMPREPLY+=(\"$word\")\n"
+        "        done\n"
+        "        eval \"$restore\"\n"
+        "    }\n"
         "    local command=${words[1]} options=\"\"\n"
         "    if [ \"$cword\" = 1 ]; then\n"
         "        COMPREPLY=($(compgen -W \"");
@@ -91,8 +100,8 @@ void print_bash(const CLI::App& app) {
             for (std::size_t i = 1; i < names.size(); ++i) pattern += "|" + names[i];
             const auto values = values_of(*option);
             if (!values.empty())
-                std::printf("        %s) COMPREPLY=($(compgen -W \"%s\" -- \"$cur\")); return ;;\n",
-                            pattern.c_str(), joined(values).c_str());
+                std::printf("        %s) _imgcnv_words \"%s\"; return ;;\n", pattern.c_str(),
+                            joined(values).c_str());
             else
                 std::printf("        %s) %sreturn ;;\n", pattern.c_str(),
                             takes_file(*option) ? "_filedir; " : "");

@@ -7,7 +7,6 @@
 #include "guess/point_list.h"
 #include "info/length_fits.h"
 #include "io/input_file.h"
-#include "io/read_bytes.h"
 
 #include <algorithm>
 #include <cstdio>
@@ -17,13 +16,15 @@ namespace tool {
 namespace {
 
 constexpr std::size_t kShownFits = 16;
+/// A list of points shows itself in its beginning.
+constexpr std::int64_t kPointBytes = 1 << 20;
 
 /// BayerRG8, BayerGB8 and the others of a depth are one word: Bayer*8.
 std::string names_of(const LengthFit& fit) {
     std::vector<std::string> names;
     for (const auto* format : fit.formats) {
         std::string name(format->name);
-        if (format->isBayer()) name.replace(5, 2, "*");
+        if (is_mosaic(*format)) name.replace(5, 2, "*");
         if (std::find(names.begin(), names.end(), name) == names.end()) names.push_back(name);
     }
     std::string text;
@@ -63,10 +64,16 @@ void print_json_fits(const char* key, const std::vector<LengthFit>& fits) {
 
 void info(const DumpOptions& options) {
     const auto size = requested_size(options.size);
-    const auto content = read_bytes(options.file, options.skip);
-    const auto bytes = static_cast<std::int64_t>(content.size());
+    const auto file = seekable(options.file);
+    const auto bytes = *file->size() - options.skip;
+    if (bytes <= 0)
+        throw Failure(file->name() +
+                      (*file->size() == 0
+                           ? ": the file is empty"
+                           : ": nothing is left after the first " + std::to_string(options.skip) +
+                                 " of its " + std::to_string(*file->size()) + " bytes"));
     const auto hints = hints_in_name(options.file);
-    const auto points = findPointList(content);
+    const auto points = frames::find_point_list(file->read_part(options.skip, kPointBytes));
     const auto known = size ? std::vector<LengthFit>{} : known_size_fits(bytes);
     const auto sized =
         size ? size_fits(bytes, size->first, size->second) : std::vector<LengthFit>{};
@@ -76,7 +83,7 @@ void info(const DumpOptions& options) {
             "{\"file\": %s, \"bytes\": %lld, \"name_says\": {\"format\": %s, \"width\": "
             "%s, \"height\": %s}, \"mono1c\": %s",
             json_string(options.file).c_str(), static_cast<long long>(bytes),
-            hints.format != nullptr ? json_string(hints.format->name).c_str() : "null",
+            hints.format ? json_string(hints.format->name).c_str() : "null",
             hints.size ? std::to_string(hints.size->first).c_str() : "null",
             hints.size ? std::to_string(hints.size->second).c_str() : "null",
             points ? "true" : "false");
@@ -86,15 +93,14 @@ void info(const DumpOptions& options) {
         std::printf("}\n");
         return;
     }
-    std::printf("%s: %lld bytes%s\n", options.file.c_str(), static_cast<long long>(bytes),
-                options.skip > 0 ? " behind those skipped" : "");
-    if (hints.format != nullptr)
-        std::printf("its name says format %s\n", std::string(hints.format->name).c_str());
+    std::printf("%s: %lld bytes%s\n", shown(options.file).c_str(), static_cast<long long>(bytes),
+                options.skip > 0 ? " after those skipped" : "");
+    if (hints.format) std::printf("its name says format %s\n", hints.format->name);
     if (hints.size)
         std::printf("its name says size %lldx%lld\n", static_cast<long long>(hints.size->first),
                     static_cast<long long>(hints.size->second));
     if (points)
-        std::printf("it is a valid Mono1C list of points within %lldx%lld\n",
+        std::printf("it begins as a Mono1C list of points within %lldx%lld\n",
                     static_cast<long long>(points->columns), static_cast<long long>(points->rows));
     print_fits("This size fits with", sized);
     print_fits("Known camera sizes that fit", known);
@@ -104,7 +110,10 @@ void info(const DumpOptions& options) {
             "\nno %s fits whole frames: a header or chunk data, padded rows, an unusual "
             "size, or a file cut short\n",
             size ? "format of this size" : "known size");
-    std::printf("\nThe length alone decides nothing: `imgcnv guess` looks at the bytes.\n");
+    std::printf(
+        "\nThe length alone decides nothing: `imgcnv guess` looks at the bytes:\n"
+        "    imgcnv guess %s\n",
+        shell_word(options.file).c_str());
 }
 
 }  // namespace

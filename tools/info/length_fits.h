@@ -1,6 +1,6 @@
 #pragma once
 
-#include "formats/format.h"
+#include "engine/frame.h"
 
 #include <cstdint>
 #include <vector>
@@ -12,7 +12,7 @@ struct LengthFit {
     std::int64_t width = 0, height = 0;
     std::int64_t frames = 1;
     std::int64_t padding = 0;  ///< bytes behind each row
-    std::vector<const SourceFormat*> formats;
+    std::vector<const Format*> formats;
 };
 
 /// Known camera sizes of which the file holds a whole number of frames, few frames first.

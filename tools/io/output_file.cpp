@@ -9,8 +9,8 @@
 #include <unistd.h>
 #include <cerrno>
 #include <csignal>
-#include <cstring>
 #include <cstdio>
+#include <cstring>
 #include <filesystem>
 #include <mutex>
 #include <set>
@@ -107,6 +107,7 @@ OutputFile::~OutputFile() {
 }
 
 void OutputFile::fail(const char* doing) const {
+    if (errno == EEXIST) throw AlreadyThere(shown(path_) + " is there already (--no-clobber)");
     throw Failure(std::string(doing) + " " + shown(path_) + ": " + std::strerror(errno));
 }
 

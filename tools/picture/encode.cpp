@@ -1,5 +1,6 @@
 #include "picture/encode.h"
 
+#include "engine/converter.h"
 #include "errors.h"
 
 #include <bit>
@@ -15,11 +16,6 @@ constexpr std::pair<std::string_view, FileKind> kKinds[]{
     {"tif", FileKind::Tiff}, {"tiff", FileKind::Tiff}, {"bmp", FileKind::Bmp},
     {"pnm", FileKind::Pnm},  {"pgm", FileKind::Pgm},   {"ppm", FileKind::Ppm},
     {"npy", FileKind::Npy},  {"raw", FileKind::Raw},   {"bin", FileKind::Raw}};
-
-void make_opaque(const Picture& picture) {
-    auto* alpha = picture.pixels + 3;
-    for (std::int64_t i = 0, n = picture.width * picture.height; i < n; ++i) alpha[4 * i] = 255;
-}
 
 /// Samples of 16 bits in the order of bytes that the kind of file prescribes.
 void order_bytes(const Picture& picture, FileKind file) {
@@ -67,11 +63,13 @@ std::optional<FileKind> file_kind_named(std::string_view ending_or_name) {
     return std::nullopt;
 }
 
-PixelKind stored_kind(FileKind file, std::optional<PixelKind> asked, bool grey_source) {
-    if (!asked && file == FileKind::Pgm) return kMono8;
-    if (!asked && file == FileKind::Ppm) return kRgb24;
-    auto kind = asked.value_or(grey_source ? kMono8 : kRgb24);
-    if (file == FileKind::Raw || file == FileKind::Npy) return kind;
+int stored_target(FileKind file, std::optional<int> asked, const Format& source) {
+    if (!asked && file == FileKind::Pgm) return IMGCNV_TARGET_MONO8;
+    if (!asked && file == FileKind::Ppm) return IMGCNV_TARGET_RGB24;
+    const int target =
+        asked.value_or(source.is_color != 0 ? IMGCNV_TARGET_RGB24 : IMGCNV_TARGET_MONO8);
+    if (file == FileKind::Raw || file == FileKind::Npy) return target;
+    const auto kind = pixel_kind(target, source);
     if (file == FileKind::Pgm && kind.is_color())
         throw UsageError(".pgm holds grey pictures: use .ppm, or --to mono8");
     if (file == FileKind::Ppm && !kind.is_color())
@@ -84,15 +82,25 @@ PixelKind stored_kind(FileKind file, std::optional<PixelKind> asked, bool grey_s
     if (kind.is_deep() && (file == FileKind::Jpeg || file == FileKind::Bmp))
         throw UsageError(std::string(file == FileKind::Jpeg ? "JPEG" : "BMP") +
                          " holds 8 bits per sample: use PNG, TIFF, PNM or .npy, or an 8-bit --to");
-    kind.blue_first = file == FileKind::Bmp && kind.is_color();
-    return kind;
+    const bool blue_first = file == FileKind::Bmp;
+    switch (target) {
+        case IMGCNV_TARGET_RGB24:
+        case IMGCNV_TARGET_BGR24:
+            return blue_first ? IMGCNV_TARGET_BGR24 : IMGCNV_TARGET_RGB24;
+        case IMGCNV_TARGET_RGBA32:
+        case IMGCNV_TARGET_BGRA32:
+            return blue_first ? IMGCNV_TARGET_BGRA32 : IMGCNV_TARGET_RGBA32;
+        case IMGCNV_TARGET_BGR48:
+            return IMGCNV_TARGET_RGB48;
+        default:
+            return target;
+    }
 }
 
 void encode(Picture picture, const EncodeOptions& options, EncodedFile& out) {
     out.head.clear();
     out.body = {};
     const auto file = options.kind;
-    if (file != FileKind::Raw && picture.kind.has_alpha()) make_opaque(picture);
     if (picture.kind.is_deep()) order_bytes(picture, file);
     const auto put_head = [&](const std::string& text) {
         out.head.assign(text.begin(), text.end());

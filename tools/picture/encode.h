@@ -1,5 +1,6 @@
 #pragma once
 
+#include "engine/frame.h"
 #include "picture/picture.h"
 
 #include <cstdint>
@@ -28,10 +29,10 @@ std::optional<FileKind> file_kind_named(std::string_view ending_or_name);
 constexpr std::string_view kEndings =
     ".png, .jpg, .jpeg, .tiff, .tif, .bmp, .pnm, .pgm, .ppm, .npy or .raw";
 
-/// What a file of this kind stores when `asked` was asked for, or, when nothing was, for a grey or
-/// a coloured source. RGB and BGR are the same picture in a file: each kind of file has its own
-/// order. Throws UsageError for what the kind cannot hold.
-PixelKind stored_kind(FileKind file, std::optional<PixelKind> asked, bool grey_source);
+/// The target (imgcnv_target_kind) whose pixels a file of this kind stores when `asked` was asked
+/// for, or, when nothing was, for a source of this format. RGB and BGR are the same picture in a
+/// file: each kind of file has its own order. Throws UsageError for what the kind cannot hold.
+int stored_target(FileKind file, std::optional<int> asked, const Format& source);
 
 /// Whether several pictures may follow each other in one file.
 constexpr bool can_follow(FileKind file) {
@@ -48,8 +49,8 @@ struct EncodedFile {
     std::size_t bytes() const { return head.size() + body.size(); }
 };
 
-/// Encodes the picture, whose kind must be stored_kind(). Alpha becomes opaque, and 16-bit samples
-/// get the order of bytes of the kind of file, in place. Throws Failure.
+/// Encodes the picture, whose kind must be that of stored_target(). 16-bit samples get
+/// the order of bytes of the kind of file, in place. Throws Failure.
 void encode(Picture picture, const EncodeOptions& options, EncodedFile& out);
 
 // Each appends the complete file to `out`.

@@ -1,7 +1,5 @@
 #pragma once
 
-#include "imgcnv.h"
-
 #include <cstddef>
 #include <cstdint>
 

@@ -61,7 +61,8 @@ bool allocate(Reading& reading, png_uint_32 width, png_uint_32 height) {
 bool read(png_structp png, png_infop info, Reading& reading) {
     if (setjmp(png_jmpbuf(png)) != 0) return false;
     png_read_info(png, info);
-    if (!can_hold(reading.file.size(), png_get_rowbytes(png, info), png_get_image_height(png, info)))
+    if (!can_hold(reading.file.size(), png_get_rowbytes(png, info),
+                  png_get_image_height(png, info)))
         png_error(png, "it claims a size that its few bytes cannot hold");
     png_set_expand_16(png);
     png_set_gray_to_rgb(png);
