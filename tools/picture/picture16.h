@@ -1,14 +1,13 @@
 #pragma once
 
-#include <array>
 #include <cstdint>
 #include <string>
 #include <vector>
 
 namespace tool {
 
-/// RGB at 16 bits a channel; an 8-bit value v is v * 257, so that its top bits are v again.
-struct DeepPicture {
+/// RGB at 16 bits per channel; an 8-bit value v is v * 257, so that its top bits are v again.
+struct Picture16 {
     std::int64_t width = 0;
     std::int64_t height = 0;
     std::vector<std::uint16_t> samples;
@@ -19,6 +18,6 @@ struct DeepPicture {
 };
 
 /// Any PNG: grey becomes RGB, alpha is dropped. "-" is standard input. Throws Failure.
-DeepPicture readPng(const std::string& path);
+Picture16 read_png(const std::string& path);
 
 }  // namespace tool
