@@ -48,14 +48,15 @@ template <PipelinedBody Body>
 inline void run_blocks(const RowPointers<Body>& row, size_t pixels) {
     const auto at = [&row](size_t pixel) { return pointers_at<Body>(row, pixel); };
     const size_t last = pixels - Body::kPixels;
-    // Far enough for a source from memory to arrive while so much is computed.
+    // Far enough for a source from memory to arrive while so much is computed. (The narrowest
+    // vectors compute long enough for the hardware prefetcher to follow.)
     constexpr ptrdiff_t kAhead = 1024;
     typename Body::Memory memory;
     typename Body::Loaded loaded = Body::load(at(0).in);
     size_t i = 0;
     while (i != last) {
         const size_t next = i + Body::kPixels < last ? i + Body::kPixels : last;
-        if constexpr (Body::kInputs == 1) {
+        if constexpr (Body::kInputs == 1 && !Body::Vector::kNarrowest) {
             for (size_t k = 0; k < Body::kSrcBytes; k += kCacheLine) {
                 prefetch<typename Body::Vector>(at(next).in[0] + k, kAhead);
             }
