@@ -139,11 +139,9 @@ static __attribute__((noinline, cold)) typename V::Reg luma_of_new_ties(
 
 // A function of its own, which needs no stack.
 template <class V>
-static __attribute__((noinline, cold)) typename V::Reg luma_of_ties(typename V::Reg r, typename V::Reg g,
-                                                              typename V::Reg b,
-                                                              typename V::Reg quotient,
-                                                              typename V::Reg tie,
-                                                              LastTies<V>& last) {
+static __attribute__((noinline, cold)) typename V::Reg luma_of_ties(
+    typename V::Reg r, typename V::Reg g, typename V::Reg b, typename V::Reg quotient,
+    typename V::Reg tie, LastTies<V>& last) {
     if (last.known) {
         const auto same = last.mask_of(r, g, b);
         quotient = V::bit_select(same, last.grey, quotient);
