@@ -2,6 +2,8 @@
 #
 # imgcnv_options is linked privately by each target. Floating-point contraction
 # is off everywhere: a fused multiply-add changes the luma.
+include(CheckCXXCompilerFlag)
+
 add_library(imgcnv_options INTERFACE)
 target_compile_features(imgcnv_options INTERFACE cxx_std_20)
 target_compile_options(imgcnv_options INTERFACE -Wall -Wextra -ffp-contract=off)
@@ -14,8 +16,42 @@ endif()
 set(CMAKE_CXX_FLAGS_RELEASE "-O2 -DNDEBUG")
 set(CMAKE_C_FLAGS_RELEASE "-O2 -DNDEBUG")
 
+# For programs, which read files that anybody may have made: an overflow, a jump through a broken
+# pointer or a stack that grows into something else ends the program. The libraries' files have
+# flags of their own, where each instruction counts.
+add_library(imgcnv_hardening INTERFACE)
+if(NOT IMGCNV_SANITIZE AND NOT EMSCRIPTEN)
+  target_compile_options(imgcnv_hardening INTERFACE
+    -fstack-protector-strong
+    $<$<CONFIG:Release,RelWithDebInfo>:-U_FORTIFY_SOURCE>
+    $<$<CONFIG:Release,RelWithDebInfo>:-D_FORTIFY_SOURCE=2>)
+  target_compile_definitions(imgcnv_hardening INTERFACE _GLIBCXX_ASSERTIONS)
+  if(CMAKE_SYSTEM_PROCESSOR MATCHES "^(x86_64|AMD64)$")
+    target_compile_options(imgcnv_hardening INTERFACE -fcf-protection -fstack-clash-protection)
+  elseif(CMAKE_SYSTEM_PROCESSOR MATCHES "^(aarch64|arm64)$")
+    target_compile_options(imgcnv_hardening INTERFACE -mbranch-protection=standard)
+  endif()
+  target_link_options(imgcnv_hardening INTERFACE -Wl,-z,relro -Wl,-z,now)
+endif()
+
 # IMGCNV_SANITIZE: a comma list for -fsanitize=, set by the sanitizer presets.
 if(IMGCNV_SANITIZE)
   add_compile_options(-fsanitize=${IMGCNV_SANITIZE} -fno-omit-frame-pointer -fno-sanitize-recover=all)
   add_link_options(-fsanitize=${IMGCNV_SANITIZE})
+endif()
+
+# Hardening, where the compiler has it: checked calls of the C library, guarded return addresses
+# and stack buffers, probes of every stack page, and addresses that are read-only after loading.
+if(NOT EMSCRIPTEN AND NOT IMGCNV_SANITIZE)
+  foreach(flag -fstack-protector-strong -fstack-clash-protection -fcf-protection
+               -mbranch-protection=standard)
+    string(MAKE_C_IDENTIFIER "IMGCNV_HAS${flag}" has)
+    check_cxx_compiler_flag(${flag} ${has})
+    if(${has})
+      target_compile_options(imgcnv_options INTERFACE ${flag})
+    endif()
+  endforeach()
+  target_compile_options(imgcnv_options INTERFACE
+    $<$<CONFIG:Release,RelWithDebInfo>:-U_FORTIFY_SOURCE> $<$<CONFIG:Release,RelWithDebInfo>:-D_FORTIFY_SOURCE=2>)
+  target_link_options(imgcnv_options INTERFACE -Wl,-z,relro -Wl,-z,now)
 endif()

@@ -1,18 +1,22 @@
-# What `cmake --install` puts where. Two components: "runtime" (the library and the command) and
-# "development" (headers, link name, CMake and pkg-config files).
+# What `cmake --install` puts where. Four components: "libraries", "runtime" (the command),
+# "development" (headers, link names, CMake and pkg-config files) and "python" (the NumPy module).
 #
-# The installed tree may be moved: no file in it holds the prefix it was installed to.
+# The installed tree may be moved: no file in it holds the prefix it was installed to, except the
+# pkg-config files of the folders that compilers search anyway.
 include(CMakePackageConfigHelpers)
 
 set(package_dir ${CMAKE_INSTALL_LIBDIR}/cmake/imgcnv)
 
-install(TARGETS imgcnv
+# The frames library finds the other one beside it, wherever the tree is moved.
+set_target_properties(imgcnv_frames PROPERTIES EXPORT_NAME frames INSTALL_RPATH "$ORIGIN")
+install(TARGETS imgcnv imgcnv_frames
         EXPORT imgcnv-targets
         LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR}
-                COMPONENT runtime
+                COMPONENT libraries
                 NAMELINK_COMPONENT development
+        ARCHIVE DESTINATION ${CMAKE_INSTALL_LIBDIR} COMPONENT development
         INCLUDES DESTINATION ${CMAKE_INSTALL_INCLUDEDIR})
-install(FILES include/imgcnv.h include/imgcnv.hpp
+install(FILES include/imgcnv.h include/imgcnv.hpp include/imgcnv_frames.h
         DESTINATION ${CMAKE_INSTALL_INCLUDEDIR} COMPONENT development)
 
 install(EXPORT imgcnv-targets NAMESPACE imgcnv::
@@ -25,27 +29,28 @@ install(FILES ${CMAKE_CURRENT_BINARY_DIR}/imgcnv-config.cmake
               ${CMAKE_CURRENT_BINARY_DIR}/imgcnv-config-version.cmake
         DESTINATION ${package_dir} COMPONENT development)
 
-# pkg-config finds the prefix from the place of the .pc file, unless a directory was given
-# absolute and so does not move with it.
-cmake_path(IS_ABSOLUTE CMAKE_INSTALL_LIBDIR libdir_is_absolute)
-if(libdir_is_absolute)
-  set(pc_prefix ${CMAKE_INSTALL_PREFIX})
-else()
-  cmake_path(RELATIVE_PATH CMAKE_INSTALL_PREFIX
-             BASE_DIRECTORY ${CMAKE_INSTALL_PREFIX}/${CMAKE_INSTALL_LIBDIR}/pkgconfig
-             OUTPUT_VARIABLE up)
-  string(REGEX REPLACE "/$" "" pc_prefix "\${pcfiledir}/${up}")
-endif()
-cmake_path(APPEND pc_libdir "\${prefix}" ${CMAKE_INSTALL_LIBDIR})
-cmake_path(APPEND pc_includedir "\${prefix}" ${CMAKE_INSTALL_INCLUDEDIR})
-configure_file(cmake/imgcnv.pc.in imgcnv.pc @ONLY)
-install(FILES ${CMAKE_CURRENT_BINARY_DIR}/imgcnv.pc
+# The .pc files are written when the prefix is known. That is at installation.
+set(pc_settings ${CMAKE_CURRENT_BINARY_DIR}/pkg_config_settings.cmake)
+file(WRITE ${pc_settings} "
+set(pc_sources [[${PROJECT_SOURCE_DIR}/cmake]])
+set(pc_made [[${CMAKE_CURRENT_BINARY_DIR}]])
+set(pc_version [[${PROJECT_VERSION}]])
+set(pc_description [[${PROJECT_DESCRIPTION}]])
+set(pc_libdir [[${CMAKE_INSTALL_LIBDIR}]])
+set(pc_includedir [[${CMAKE_INSTALL_INCLUDEDIR}]])
+set(pc_architecture [[${CMAKE_LIBRARY_ARCHITECTURE}]])
+set(pc_shared [[${BUILD_SHARED_LIBS}]])
+include([[${PROJECT_SOURCE_DIR}/cmake/pkg_config.cmake]])
+")
+install(SCRIPT ${pc_settings} COMPONENT development)
+install(FILES ${CMAKE_CURRENT_BINARY_DIR}/imgcnv.pc ${CMAKE_CURRENT_BINARY_DIR}/imgcnv-frames.pc
         DESTINATION ${CMAKE_INSTALL_LIBDIR}/pkgconfig COMPONENT development)
 
+cmake_path(RELATIVE_PATH CMAKE_INSTALL_FULL_LIBDIR
+           BASE_DIRECTORY ${CMAKE_INSTALL_FULL_BINDIR} OUTPUT_VARIABLE libdir_from_bindir)
 if(TARGET imgcnv_tool)
-  # The command finds the library beside it, wherever the tree is moved.
-  cmake_path(RELATIVE_PATH CMAKE_INSTALL_FULL_LIBDIR
-             BASE_DIRECTORY ${CMAKE_INSTALL_FULL_BINDIR} OUTPUT_VARIABLE libdir_from_bindir)
   set_target_properties(imgcnv_tool PROPERTIES INSTALL_RPATH "$ORIGIN/${libdir_from_bindir}")
   install(TARGETS imgcnv_tool DESTINATION ${CMAKE_INSTALL_BINDIR} COMPONENT runtime)
 endif()
+
+include(cmake/install_python.cmake)

@@ -1,7 +1,7 @@
 /*
  * imgcnv.h - raw machine-vision frames to 8-bit grey, RGB or BGR.
  *
- * Usable from C99 and C++ alike.
+ * Usable from C99 and from C++11 on.
  *
  * A conversion takes one frame in a camera's native pixel format, described by
  * a tagIMGCNV_SOpenParam record, and writes it as Mono8, RGB24, BGR24, RGBA32
@@ -126,8 +126,9 @@ typedef struct tagIMGCNV_SOpenParam {
     int width;      /* pixels a row, >= 1. Bayer frames of two and more rows take
                        their row length from dataSize, height and rowPadding. */
     int height;     /* rows, >= 1 */
-    int rowPadding; /* bytes after the pixels of each source row, skipped; not
-                       checked. Ignored by Mono1p, Mono4p and Mono1C, by one-row
+    int rowPadding; /* bytes after the pixels of each source row; not checked.
+                       They have no effect, but up to 16 pixels of them may be
+                       read. Ignored by Mono1p, Mono4p and Mono1C, by one-row
                        Bayer frames and by the flips and rotations. */
     int reserved;   /* no effect */
     int dataSize;   /* bytes of the source buffer, >= 1. A Bayer row begins every

@@ -23,6 +23,10 @@
 #ifndef IMGCNV_HPP
 #define IMGCNV_HPP
 
+#if __cplusplus < 202002L
+#error "imgcnv.hpp needs C++20: compile with -std=c++20 or newer, or use imgcnv.h, which is C99 and C++11"
+#endif
+
 #include <array>
 #include <cstddef>
 #include <cstdint>

@@ -1,14 +1,14 @@
 #!/bin/sh
-# Compares the library's binary interface (functions, types, layouts, virtual functions) with that of
-# the release line, tests/abi/libimgcnv.abi. Needs a POSIX shell and apt; what else is missing is
+# Compares the libraries' binary interfaces (functions, types, layouts, virtual functions) with those
+# of the release line, tests/abi/*.abi. Needs a POSIX shell and apt; what else is missing is
 # installed from Debian.
 set -eu
 root=$(cd "$(dirname "$0")/.." && pwd)
 . "$root/scripts/lib/common.sh"
 
 usage="usage: scripts/abi.sh [--update]
-  --update  makes today's interface the one to compare with: with a new major version only, or when
-            something was added"
+  --update  makes today's interfaces the ones to compare with: with a new major version only, or
+            when something was added"
 
 case ${1-} in
     '' | --update) ;;
@@ -24,20 +24,22 @@ mkdir -p build
 say "Building with debug information in build/abi"
 quietly build/abi-configure.log cmake -S . -B build/abi -G Ninja -DCMAKE_BUILD_TYPE=RelWithDebInfo \
     -DIMGCNV_BUILD_TOOLS=OFF -DIMGCNV_BUILD_TESTS=OFF
-quietly build/abi-build.log cmake --build build/abi --target imgcnv
-library=build/abi/src/libimgcnv.so
-baseline=tests/abi/libimgcnv.abi
+quietly build/abi-build.log cmake --build build/abi --target imgcnv imgcnv_frames
 
-if [ "${1-}" = --update ]; then
-    abidw --no-corpus-path --no-comp-dir-path --no-show-locs --exported-interfaces-only \
-        --out-file $baseline $library
-    say "Written: $baseline"
-    exit 0
-fi
-if ! abidiff --no-show-locs --exported-interfaces-only $baseline $library >build/abi-diff.log 2>&1; then
-    cat build/abi-diff.log >&2
-    die "the binary interface has changed: programs built with the release line may break.
+for library in build/abi/src/libimgcnv.so build/abi/frames/libimgcnv_frames.so; do
+    name=$(basename $library .so)
+    baseline=tests/abi/$name.abi
+    if [ "${1-}" = --update ]; then
+        abidw --no-corpus-path --no-comp-dir-path --no-show-locs --exported-interfaces-only \
+            --headers-dir include --drop-private-types --out-file "$baseline" $library
+        say "Written: $baseline"
+    elif ! abidiff --no-show-locs --exported-interfaces-only --headers-dir2 include \
+        --drop-private-types "$baseline" $library >"build/abi-$name.log" 2>&1; then
+        cat "build/abi-$name.log" >&2
+        die "the binary interface of $name has changed: programs built with the release line may break.
 Undo the change; or, when it only adds to the interface or comes with a new major version,
 run scripts/abi.sh --update."
-fi
-say "The binary interface is that of the release line."
+    else
+        say "The binary interface of $name is that of the release line."
+    fi
+done

@@ -1,12 +1,15 @@
 #!/bin/sh
-# Builds the Debian packages of this source tree into build/debs: libimgcnv1, libimgcnv-dev and
-# imgcnv-tools. Tests are left to scripts/test.sh.
+# Builds the Debian packages of this source tree into build/debs: those that packaging/debian/control
+# names. Tests are left to scripts/test.sh.
 set -eu
 root=$(cd "$(dirname "$0")/.." && pwd)
 . "$root/scripts/lib/common.sh"
 
+# What packaging/debian/control builds with, but for the names that stand for debhelper and dh-python.
+needed=$(sed -n '/^Build-Depends:/,/^[A-Z]/s/^ \([a-z0-9.+-]*\).*/\1/p' "$root/packaging/debian/control" |
+    grep -v -e '^debhelper-compat$' -e '^dh-sequence-')
 # shellcheck disable=SC2086 # a list of words
-ensure_packages $debs_packages
+ensure_packages $debs_packages $needed
 
 version=$(version_in <"$root/include/imgcnv.h")
 out=$root/build/debs

@@ -13,7 +13,7 @@ configure_and_build
 made=build/pictures
 rm -rf "$made"
 mkdir "$made"
-/usr/bin/python3 tests/docs/format_tables.py build/release/tools/imgcnv docs/formats.md README.md
+/usr/bin/python3 tests/docs/format_tables.py build/release/frames/libimgcnv_frames.so docs/formats.md README.md
 /usr/bin/python3 docs/pictures/make_pictures.py build/release/tools/imgcnv \
     build/release/src/libimgcnv.so "$made" >build/pictures.log
 "$root/bench/quality.sh" "$made"

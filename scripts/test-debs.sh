@@ -16,8 +16,9 @@ esac
 machine=$root/build/clean-machine
 clean_root_make "$machine"
 mkdir "$machine/debs" "$machine/use"
-cp "$root"/build/debs/libimgcnv1_*.deb "$root"/build/debs/libimgcnv-dev_*.deb \
-    "$root"/build/debs/imgcnv-tools_*.deb "$machine/debs"
+for deb in "$root"/build/debs/*.deb; do
+    case $deb in *-dbgsym_*) ;; *) cp "$deb" "$machine/debs" ;; esac
+done
 cp -r "$root/samples" "$root/tests/consumer" "$root/scripts/lib/use_debs.sh" "$machine/use"
 clean_root_run "$machine" sh /use/use_debs.sh || die "failed (the system is left in $machine)"
 clean_root_remove "$machine"

@@ -3,6 +3,8 @@
 // the converters that failed one-shot calls keep.
 #include "support/allocations.h"
 
+#include <sys/resource.h>
+
 #include "support/frame.h"
 #include "support/one_shot.h"
 
@@ -220,6 +222,32 @@ TEST(Allocations, ScratchOfFramesOfUnusualSize) {
         EXPECT_EQ(recorder.all()[2].size, c.block);
         EXPECT_EQ(dst[0], 77);
         recorder.free_rest();
+    }
+}
+
+// The row tables of a frame that converts nothing are taken, but their memory is not touched:
+// it would be 1 GiB for the highest frame there is.
+TEST(Allocations, TablesOfFramesThatConvertNothingAreNotFilled) {
+    const int rows = 1 << 20;
+    for (int method : {0, 1, 2, 7}) {
+        // No whole cell in a row; or no such method.
+        const int stride = method == 7 ? 2 : 0;
+        std::vector<uint8_t> src(4 + stride * rows), dst(4 + stride * rows);
+        const Handle handle({4, rows, 0, 0, 4 + stride * rows, IMGCNV_PIXEL_BAYER_RG8},
+                            IMGCNV_PIXEL_MONO8, method);
+        const auto page_faults = [] {
+            rusage usage;
+            getrusage(RUSAGE_SELF, &usage);
+            return usage.ru_minflt;
+        };
+        AllocationRecorder recorder;
+        const long before = page_faults();
+        EXPECT_EQ(IMGCNV_convert(handle, src.data(), dst.data()), IMGCNV_SUCCESS);
+        const long faults = page_faults() - before;
+        recorder.stop();
+        EXPECT_GE(recorder.all().size(), 2u);
+        EXPECT_EQ(recorder.all()[0].size, rows * sizeof(void*));
+        EXPECT_LT(faults, 200) << "method " << method;  // a filled table has 2048 pages
     }
 }
 

@@ -39,6 +39,8 @@ ptrdiff_t difference(std::span<const uint8_t> a, std::span<const uint8_t> b) {
     return at == a.end() && other == b.end() ? -1 : at - a.begin();
 }
 
+#if defined(__x86_64__)
+
 // Whether the upper halves of vector registers are in use (XGETBV with ECX = 1).
 // A function that returns so makes its caller's SSE code several times slower.
 bool upper_halves_in_use() {
@@ -58,6 +60,14 @@ bool cpu_tells_of_upper_halves() {
     clear_upper_halves();
     return !upper_halves_in_use();
 }
+
+#else  // no such halves
+
+bool upper_halves_in_use() { return false; }
+void clear_upper_halves() {}
+bool cpu_tells_of_upper_halves() { return false; }
+
+#endif
 
 class Levels : public ::testing::Test {
   protected:

@@ -1,5 +1,7 @@
 // Exact ranges: which bytes a conversion reads, which it writes, which of the
 // destination's it leaves alone, on widths around vector blocks.
+#include <memory>
+
 #include "support/frame.h"
 
 namespace imgcnv::testing {
@@ -133,6 +135,80 @@ TEST(Ranges, MosaicRowsMayOverlap) {
                     ASSERT_TRUE(std::equal(dst.begin(), dst.end(), wanted.begin()))
                         << s.name << " width " << width << " stride " << stride << " to "
                         << std::hex << destination << " method " << method;
+                }
+            }
+        }
+    }
+}
+
+// The rows of a mosaic follow from dataSize / height: what the division leaves over lies behind
+// the last row.
+TEST(Ranges, BytesBehindTheLastRowDoNotMoveTheOthers) {
+    std::mt19937 random(run_seed());
+    for (const SourceFormat& s : kSources) {
+        if (!is_bayer(s)) continue;
+        for (int height : {2, 7, 63, 64, 65, 66, 100, 129}) {
+            const Frame exact = random_frame(s, 6, height, random() % 3, random);
+            Frame longer = exact;
+            longer.record.dataSize += 1 + static_cast<int>(random() % (height - 1));
+            longer.bytes.resize(longer.record.dataSize, 0x5A);
+            for (Demosaic method : kMethods) {
+                ASSERT_EQ(converted(longer, IMGCNV_PIXEL_RGB8_PACKED, method),
+                          converted(exact, IMGCNV_PIXEL_RGB8_PACKED, method))
+                    << s.name << " of " << height << " rows, method " << method;
+            }
+        }
+    }
+}
+
+// Points far from the origin, whose rows and columns have all bits of their fields.
+TEST(Ranges, Mono1CPointsReachTheLastRowsAndColumns) {
+    const int width = 4095, height = 4095;
+    Bytes points;
+    std::vector<size_t> places;
+    for (int row : {1, 1023, 1024, 2047, 2048, 2049, 3000, 4095}) {
+        for (int column : {1, 1023, 1024, 1025, 2047, 2048, 4095}) {
+            const uint32_t place = static_cast<uint32_t>(row) << 12 | static_cast<uint32_t>(column);
+            points.insert(
+                points.end(),
+                {static_cast<uint8_t>(places.size() + 1), static_cast<uint8_t>(place >> 16),
+                 static_cast<uint8_t>(place >> 8), static_cast<uint8_t>(place)});
+            places.push_back(static_cast<size_t>(row - 1) * width + column - 1);
+        }
+    }
+    Bytes expected(static_cast<size_t>(width) * height);
+    for (size_t i = 0; i < places.size(); ++i) expected[places[i]] = static_cast<uint8_t>(i + 1);
+    const Record record{width, height, 0, 0, static_cast<int>(points.size()), IMGCNV_PIXEL_MONO1C};
+    EXPECT_TRUE(converted(record, points, IMGCNV_PIXEL_MONO8, 0, expected.size()) == expected);
+}
+
+// Padding may be memory that nobody wrote to: no branch depends on it (a memory checker that
+// runs this test reports it), and no pixel.
+TEST(Ranges, PaddingMayBeUninitialised) {
+    std::mt19937 random(run_seed());
+    for (const SourceFormat& s : kSources) {
+        if (is_stream(s) || s.code == IMGCNV_PIXEL_MONO1C) continue;
+        for (int width : {2, 5, 6, 17, 34, 131}) {
+            const int height = 7, row = row_bytes(s, width), padding = 5;
+            const Frame dense = random_frame(s, width, height, 0, random);
+            const std::unique_ptr<uint8_t[]> padded(new uint8_t[(row + padding) * height]);
+            for (int y = 0; y < height; ++y) {
+                std::copy_n(&dense.bytes[y * row], row, &padded[y * (row + padding)]);
+            }
+            Record record = dense.record;
+            record.rowPadding = padding;
+            record.dataSize = (row + padding) * height;
+            for (PixelFormat destination : kDestinations) {
+                if (destination == s.code || is_triples(s)) continue;
+                for (Demosaic method : kMethods) {
+                    if (!is_bayer(s) && method != IMGCNV_DEMOSAIC_BILINEAR) continue;
+                    const Bytes wanted = converted(dense, destination, method);
+                    Bytes result(wanted.size(), 0xA5);
+                    ASSERT_EQ(convert(record, destination, method, padded.get(), result.data()),
+                              IMGCNV_SUCCESS);
+                    ASSERT_TRUE(result == wanted)
+                        << s.name << " " << width << " wide to " << std::hex << destination
+                        << " method " << method;
                 }
             }
         }

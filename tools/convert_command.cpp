@@ -1,5 +1,7 @@
 #include "cli/common_options.h"
 #include "commands.h"
+#include "convert/convert_options.h"
+#include "errors.h"
 
 #include <map>
 #include <memory>
@@ -7,74 +9,145 @@
 namespace tool {
 namespace {
 
-const std::map<std::string, IMGCNV_EBayerDemosaic> kMethods{{"nearest", IMGCNV_DEMOSAIC_NEAREST},
-                                                            {"bilinear", IMGCNV_DEMOSAIC_BILINEAR},
-                                                            {"adaptive", IMGCNV_DEMOSAIC_ADAPTIVE}};
-
-const std::map<std::string, IMGCNV_EPixelFormat> kDestinations{
-    {"mono8", IMGCNV_PIXEL_MONO8},
-    {"rgb24", IMGCNV_PIXEL_RGB8_PACKED},
-    {"bgr24", IMGCNV_PIXEL_BGR8_PACKED},
-    {"rgba32", IMGCNV_PIXEL_RGBA8_PACKED},
-    {"bgra32", IMGCNV_PIXEL_BGRA8_PACKED}};
+const std::map<std::string, TiffCompression> kCompressions{{"none", TiffCompression::None},
+                                                           {"deflate", TiffCompression::Deflate},
+                                                           {"zstd", TiffCompression::Zstd}};
 
 struct Arguments {
     ConvertOptions options;
-    std::string method = "bilinear", to, rotate, flip, frames;
+    std::string to, rotate, flip, frames, compression, part;
+    bool no_clobber = false, full_scale = false;
 };
+
+std::vector<std::string> target_names() {
+    std::vector<std::string> names;
+    for (int kind = IMGCNV_TARGET_MONO8; kind <= IMGCNV_TARGET_BGR48; ++kind)
+        names.emplace_back(imgcnv_target_name(kind));
+    return names;
+}
+
+void add_picture_options(CLI::App& command, Arguments& arguments) {
+    auto& options = arguments.options;
+    add_method(command, options.target.demosaic);
+    one_of(command.add_option("--to", arguments.to,
+                              "Pixels of the picture; raw16 keeps samples as they are. Default: "
+                              "mono8 for grey formats, rgb24 for colour"),
+           target_names());
+    command.add_flag("--full-scale", arguments.full_scale,
+                     "16-bit pictures: the largest sample of the format becomes 65535");
+    one_of(command.add_option("--rotate", arguments.rotate, "Turn clockwise"),
+           {"90", "180", "270"});
+    one_of(command.add_option("--flip", arguments.flip,
+                              "Mirror left to right (h) or top to bottom (v), after turning"),
+           {"h", "v"});
+    auto& levels = options.levels;
+    command.add_option("--black", levels.black, "Sample that becomes black. Default: 0")
+        ->type_name("V");
+    command.add_option("--white", levels.white, "Sample that becomes white. Default: the largest")
+        ->type_name("V");
+    command
+        .add_option("--gain", levels.gain, "Factor of the samples, or those of red, green and blue")
+        ->type_name("G|R,G,B");
+    command.add_option("--gamma", levels.gamma, "Gamma of the curve. Default: 1")->type_name("G");
+    command.add_option("--contrast", levels.contrast, "Slope about the middle. Default: 1")
+        ->type_name("C");
+    command.add_flag("--auto", levels.automatic,
+                     "Black, white and gains from the first frame, for all of them");
+}
+
+void add_output_options(CLI::App& command, Arguments& arguments) {
+    auto& options = arguments.options;
+    command
+        .add_option("-o,--output", options.output,
+                    "File, name_%04d.png, folder/ or - for standard output. Default: beside the "
+                    "input, ending .png")
+        ->type_name("OUT");
+    one_of(command.add_option("--output-format", options.output_format,
+                              "Kind of file. Default: as the ending of OUT says, or png"),
+           {"png", "jpg", "jpeg", "tiff", "tif", "bmp", "pnm", "pgm", "ppm", "npy", "raw"});
+    in_range(command.add_option("--level,--png-level", options.encode.level,
+                                "Compression of PNG and TIFF: 0 is none, 1 fast (the default), "
+                                "12 small"),
+             0, 12);
+    in_range(
+        command.add_option("--quality", options.encode.quality, "Quality of JPEG. Default: 90"), 1,
+        100);
+    one_of(command.add_option("--compression", arguments.compression,
+                              "Compression of TIFF. Default: none"),
+           {"none", "deflate", "zstd"});
+    auto* skip = command.add_flag("--skip-existing", options.skip_existing,
+                                  "Leave out pictures that are there already");
+    command.add_flag("--no-clobber", arguments.no_clobber, "Replace no file: it is an error")
+        ->excludes(skip);
+}
+
+void add_batch_options(CLI::App& command, Arguments& arguments) {
+    auto& options = arguments.options;
+    command
+        .add_option("--frames", arguments.frames,
+                    "Frames of each file, counted from 0: all, one number, or first-last. "
+                    "Default: each file is one frame")
+        ->type_name("all|K|A-B");
+    command
+        .add_option("--part", arguments.part,
+                    "Every N-th picture, from the I-th on: the share of one of N processes")
+        ->type_name("I/N");
+    command.add_flag("--best-effort", options.best_effort,
+                     "Complete a last frame that is cut short with zeros");
+    in_range(command.add_option("-j,--jobs", options.workers,
+                                "Frames converted at once. Default: one for each processor"),
+             1, 1024);
+    in_range(command.add_option_function<int>(
+                 "--threads",
+                 [&options](int threads) {
+                     options.target.threads = threads;
+                     options.threads_given = true;
+                 },
+                 "Threads for each frame. Default: one, for a single frame as many as pay"),
+             1, 256);
+    command.add_flag("--stats", options.stats, "Say where the time went");
+    command.add_flag("--json", options.json,
+                     "A line of JSON for each picture and each failure on standard output");
+}
+
+ConvertOptions finished(const Arguments& arguments) {
+    auto options = arguments.options;
+    if (!arguments.to.empty()) {
+        int kind = 0;
+        char text[IMGCNV_TEXT_BYTES];
+        check(imgcnv_find_target(arguments.to.c_str(), &kind, text, sizeof text), text);
+        options.to = kind;
+    }
+    if (!arguments.rotate.empty()) options.target.rotation = std::stoi(arguments.rotate);
+    if (!arguments.flip.empty())
+        options.target.flags |=
+            arguments.flip == "h" ? IMGCNV_TARGET_FLIP_HORIZONTAL : IMGCNV_TARGET_FLIP_VERTICAL;
+    if (arguments.full_scale) options.target.flags |= IMGCNV_TARGET_FULL_SCALE;
+    if (!arguments.compression.empty())
+        options.encode.compression = kCompressions.at(arguments.compression);
+    if (arguments.no_clobber) options.existing = Existing::Refuse;
+    if (!arguments.frames.empty()) options.frames = parse_frames(arguments.frames);
+    if (!arguments.part.empty()) options.part = parse_part(arguments.part);
+    return options;
+}
 
 }  // namespace
 
-void addConvert(CLI::App& app) {
+void add_convert(CLI::App& app) {
     auto* command = app.add_subcommand("convert", "Convert raw frames to pictures");
     auto arguments = std::make_shared<Arguments>();
-    auto& options = arguments->options;
-    command->add_option("IN", options.inputs, "Files of raw frames; - is standard input")
+    command
+        ->add_option("IN", arguments->options.inputs,
+                     "Files of raw frames, or folders of them; - is standard input")
         ->required();
-    addSourceOptions(*command, options.source);
-    command
-        ->add_option("--frames", arguments->frames,
-                     "Frames of each file, counted from 0: all, one number, or first-last. "
-                     "Default: each file is one frame")
-        ->type_name("all|K|A-B");
-    oneOf(command->add_option("-m,--method", arguments->method,
-                              "How a Bayer mosaic becomes colour. Default: bilinear"),
-          {"nearest", "bilinear", "adaptive"});
-    oneOf(command->add_option(
-              "--to", arguments->to,
-              "Pixels of the picture. Default: mono8 for grey formats, rgb24 for colour"),
-          {"mono8", "rgb24", "bgr24", "rgba32", "bgra32"});
-    oneOf(command->add_option("--rotate", arguments->rotate, "Turn clockwise"),
-          {"90", "180", "270"});
-    oneOf(command->add_option("--flip", arguments->flip,
-                              "Mirror left to right (h) or top to bottom (v), after turning"),
-          {"h", "v"});
-    command
-        ->add_option("-o,--output", options.output,
-                     "File, name_%04d.png, folder/ or - for standard output. Default: beside the "
-                     "input, ending .png")
-        ->type_name("OUT");
-    oneOf(command->add_option("--output-format", options.outputFormat,
-                              "Kind of file. Default: as the ending of OUT says, or png"),
-          {"png", "pnm", "pgm", "ppm", "tiff", "tif", "bmp", "raw"});
-    inRange(command->add_option("--png-level", options.pngLevel,
-                                "PNG compression: 0 is none, 1 fast (the default), 9 small"),
-            0, 9);
-    inRange(command->add_option("-j,--jobs", options.workers,
-                                "Worker threads. Default: one for each processor"),
-            1, 1024);
-    command->add_flag("--stats", options.stats, "Say where the time went");
-    command->add_flag("--json", options.json, "A line of JSON for each picture on standard output");
-    addQuiet(*command);
+    add_source_options(*command, arguments->options.source);
+    add_batch_options(*command, *arguments);
+    add_picture_options(*command, *arguments);
+    add_output_options(*command, *arguments);
+    add_quiet(*command);
     command->callback([arguments] {
-        auto& all = arguments->options;
-        all.demosaic = kMethods.at(arguments->method);
-        if (!arguments->to.empty()) all.to = kDestinations.at(arguments->to);
-        if (!arguments->rotate.empty()) all.turn.degrees = std::stoi(arguments->rotate);
-        if (!arguments->flip.empty())
-            all.turn.flip = arguments->flip == "h" ? Flip::Horizontal : Flip::Vertical;
-        if (!arguments->frames.empty()) all.frames = parseFrames(arguments->frames);
-        throw ExitRequest{runConvert(all)};
+        const auto options = finished(*arguments);
+        throw ExitRequest{run_convert(options)};
     });
 }
 

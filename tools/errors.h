@@ -19,4 +19,9 @@ struct Failure : std::runtime_error {
     using std::runtime_error::runtime_error;
 };
 
+/// A file is there that must not be replaced.
+struct AlreadyThere : Failure {
+    using Failure::Failure;
+};
+
 }  // namespace tool

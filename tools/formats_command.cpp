@@ -1,7 +1,6 @@
-#include "cli/talk.h"
+#include "cli/messages.h"
 #include "commands.h"
-#include "formats/format.h"
-#include "frame/frame_shape.h"
+#include "engine/frame.h"
 
 #include <CLI/CLI.hpp>
 #include <cstdio>
@@ -11,83 +10,92 @@
 namespace tool {
 namespace {
 
-std::string jsonList(std::string_view names) {
+/// The names a format has elsewhere, family by family.
+constexpr std::pair<const char*, const char * Format::*> kFamilies[]{
+    {"PFNC", &Format::pfnc}, {"GStreamer", &Format::gstreamer},
+    {"V4L2", &Format::v4l2}, {"ffmpeg", &Format::ffmpeg},
+    {"ROS", &Format::ros},   {"OpenCV", &Format::opencv}};
+
+constexpr const char* kOrders[] = {"", "RG", "GB", "BG", "GR"};
+
+std::string json_list(std::string_view names) {
     std::string list;
-    for (const auto& name : words(names)) list += (list.empty() ? "" : ", ") + jsonString(name);
+    for (const auto& name : words(names)) list += (list.empty() ? "" : ", ") + json_string(name);
     return "[" + list + "]";
 }
 
-void printJson() {
+std::string json_names(const Format& format) {
+    std::string text;
+    for (const auto& [family, names] : kFamilies) {
+        std::string key;
+        for (const char* c = family; *c != '\0'; ++c)
+            key += static_cast<char>(*c >= 'A' && *c <= 'Z' ? *c + 32 : *c);
+        text += (text.empty() ? "" : ", ") + json_string(key) + ": " + json_list(format.*names);
+    }
+    return "{" + text + "}";
+}
+
+void print_json() {
     std::printf("{\"formats\": [");
     const char* separator = "\n";
-    for (const auto& format : sourceFormats()) {
+    for (const auto& format : all_formats()) {
         std::printf(
-            "%s  {\"name\": %s, \"enumerator\": %s, \"code\": \"%s\", \"library_code\": \"%s\", "
-            "\"bits\": %d, \"depth\": %d, \"layout\": %s, \"order\": %s, \"color\": %s,\n"
-            "   \"names\": {\"pfnc\": %s, \"gstreamer\": %s, \"v4l2\": %s, \"ffmpeg\": %s, "
-            "\"ros\": %s}}",
-            separator, jsonString(format.name).c_str(), jsonString(format.enumerator).c_str(),
-            hexCode(format.code).c_str(),
-            hexCode(static_cast<std::uint32_t>(format.libraryFormat)).c_str(), format.bits,
-            format.depth, jsonString(layoutName(format.layout)).c_str(),
-            format.isBayer() ? jsonString(orderName(format.order)).c_str() : "null",
-            format.isGrey() ? "false" : "true", jsonList(format.pfnc).c_str(),
-            jsonList(format.gstreamer).c_str(), jsonList(format.v4l2).c_str(),
-            jsonList(format.ffmpeg).c_str(), jsonList(format.ros).c_str());
+            "%s  {\"name\": %s, \"code\": \"%s\", \"bits\": %d, \"depth\": %d, \"layout\": %s, "
+            "\"order\": %s, \"color\": %s,\n   \"names\": %s}",
+            separator, json_string(format.name).c_str(), hex_code(format.code).c_str(),
+            format.bits_per_pixel, format.depth, json_string(format.layout_text).c_str(),
+            is_mosaic(format) ? json_string(kOrders[format.order]).c_str() : "null",
+            format.is_color != 0 ? "true" : "false", json_names(format).c_str());
         separator = ",\n";
     }
     std::printf("\n ],\n \"foreign\": [");
     separator = "\n";
-    for (const auto& foreign : foreignFormats()) {
+    for (int i = 0; i < imgcnv_foreign_format_count(); ++i) {
+        imgcnv_foreign_format foreign{};
+        foreign.struct_size = sizeof foreign;
+        if (imgcnv_foreign_format_at(i, &foreign) != IMGCNV_OK) continue;
         std::printf("%s  {\"names\": %s,\n   \"meaning\": %s,\n   \"advice\": %s}", separator,
-                    jsonList(foreign.names).c_str(), jsonString(foreign.meaning).c_str(),
-                    jsonString(foreign.advice).c_str());
+                    json_list(foreign.names).c_str(), json_string(foreign.meaning).c_str(),
+                    json_string(foreign.advice).c_str());
         separator = ",\n";
     }
     std::printf("\n ]}\n");
 }
 
-void printTable() {
+std::string frame_bytes(const Format& format) {
+    if (is_points(format)) return "4 a point";
+    return std::to_string(imgcnv_row_bytes(format.code, 640) * 480);
+}
+
+void print_table() {
     std::printf("%-19s %-10s %4s %5s %12s  %s\n", "Format", "Code", "Bits", "Depth", "640x480",
                 "Layout");
-    for (const auto& format : sourceFormats()) {
-        const FrameShape shape{&format, 640, 480, std::nullopt};
-        const auto bytes =
-            shape.frameBytes() != 0 ? std::to_string(shape.frameBytes()) : "4 a point";
-        std::printf("%-19s %-10s %4d %5d %12s  %s%s\n", std::string(format.name).c_str(),
-                    hexCode(format.code).c_str(), format.bits, format.depth, bytes.c_str(),
-                    std::string(layoutName(format.layout)).c_str(),
-                    format.order == Order::GR ? "; read from the second row on" : "");
-    }
+    for (const auto& format : all_formats())
+        std::printf("%-19s %-10s %4d %5d %12s  %s\n", format.name, hex_code(format.code).c_str(),
+                    format.bits_per_pixel, format.depth, frame_bytes(format).c_str(),
+                    format.layout_text);
     std::printf("\nOther names of the same formats; case and underscores do not matter:\n\n");
-    for (const auto& format : sourceFormats()) {
+    for (const auto& format : all_formats()) {
         std::string line;
-        const auto add = [&line](const char* family, std::string_view names) {
-            if (!names.empty())
-                line += (line.empty() ? "" : "; ") + std::string(family) + " " + std::string(names);
-        };
-        add("PFNC", format.pfnc);
-        add("GStreamer", format.gstreamer);
-        add("V4L2", format.v4l2);
-        add("ffmpeg", format.ffmpeg);
-        add("ROS", format.ros);
-        if (!line.empty())
-            std::printf("%-19s %s\n", std::string(format.name).c_str(), line.c_str());
+        for (const auto& [family, names] : kFamilies)
+            if (*(format.*names) != '\0')
+                line += (line.empty() ? "" : "; ") + std::string(family) + " " + format.*names;
+        if (!line.empty()) std::printf("%-19s %s\n", format.name, line.c_str());
     }
     std::printf(
-        "\nBits are a pixel's in the buffer, depth a sample's; 640x480 is a frame's size in "
-        "bytes.\n");
+        "\nBits are those of a pixel in the buffer, depth those of a sample; 640x480 is the size "
+        "of such a frame in bytes.\n");
 }
 
 }  // namespace
 
-void addFormats(CLI::App& app) {
+void add_formats(CLI::App& app) {
     auto* command = app.add_subcommand("formats", "List the source formats and their names");
     auto json = std::make_shared<bool>(false);
     command->add_flag("--json", *json,
                       "For programs: every format, every name, and the foreign "
                       "layouts that are refused");
-    command->callback([json] { *json ? printJson() : printTable(); });
+    command->callback([json] { *json ? print_json() : print_table(); });
 }
 
 }  // namespace tool

@@ -1,10 +1,9 @@
 #include "cli/common_options.h"
+#include "cli/messages.h"
 #include "cli/size_option.h"
-#include "cli/talk.h"
 #include "commands.h"
+#include "engine/guess.h"
 #include "errors.h"
-#include "guess/guess_frame.h"
-#include "io/read_bytes.h"
 
 #include <cstdio>
 #include <memory>
@@ -16,90 +15,88 @@ struct GuessOptions : DumpOptions {
     std::size_t answers = 8;
 };
 
-std::string convertCommand(const GuessOptions& options, const GuessedShape& answer) {
-    const auto& shape = answer.shape;
-    auto text = "imgcnv convert " + options.file + " -f " + std::string(shape.format->name) +
-                " -s " + std::to_string(shape.width) + "x" + std::to_string(shape.height);
-    if (shape.stride) text += " --stride " + std::to_string(*shape.stride);
-    if (options.skip > 0) text += " --skip " + std::to_string(options.skip);
-    if (answer.frames > 1) text += " --frames all";
-    if (answer.frames == 1 && answer.bytesBehind > 0) text += " --frames 0";
-    return text;
+std::string size_text(const imgcnv_frame& frame) {
+    return std::to_string(frame.width) + "x" + std::to_string(frame.height);
 }
 
-void printTable(const GuessOptions& options, const Guess& guess) {
-    std::printf("%5s  %-19s %-11s %7s %7s %7s %10s\n", "Score", "Format", "Size", "Stride",
-                "Frames", "Behind", "Bits/byte");
-    for (const auto& answer : guess.answers) {
-        const auto& shape = answer.shape;
-        const auto size = std::to_string(shape.width) + "x" + std::to_string(shape.height);
-        std::printf("%5.1f  %-19s %-11s %7lld %7lld %7lld %10.3f\n", answer.score,
-                    std::string(shape.format->name).c_str(), size.c_str(),
-                    static_cast<long long>(shape.rowPitch()), static_cast<long long>(answer.frames),
-                    static_cast<long long>(answer.bytesBehind), answer.bitsPerByte);
+std::string convert_command(const GuessOptions& options, const imgcnv_reading& answer) {
+    const auto frame = measured(answer.frame);
+    const auto& given = frame.given;
+    auto text = "imgcnv convert " + shell_word(options.file) + " -f " + frame.format.name + " -s " +
+                size_text(given);
+    const auto add = [&text](const char* option, std::int64_t value) {
+        if (value > 0) text += std::string(option) + std::to_string(value);
+    };
+    add(" --stride ", given.stride);
+    add(" --skip ", given.skip);
+    add(" --gap ", given.gap);
+    if ((given.flags & IMGCNV_FRAME_BIG_ENDIAN) != 0) text += " --big-endian";
+    if ((given.flags & IMGCNV_FRAME_VIDEO_RANGE) != 0) text += " --range video";
+    return text + (answer.frames > 1 ? " --frames all" : " --frames 0");
+}
+
+void print_table(const GuessOptions& options, const Guess& guess) {
+    std::printf("%5s  %-19s %-11s %7s %7s %7s %7s\n", "Score", "Format", "Size", "Stride", "Skip",
+                "Gap", "Frames");
+    for (const auto& answer : guess.readings) {
+        const auto frame = measured(answer.frame);
+        std::printf("%5.2f  %-19s %-11s %7lld %7lld %7lld %7lld\n", answer.score, frame.format.name,
+                    size_text(frame.given).c_str(), static_cast<long long>(frame.sizes.stride),
+                    static_cast<long long>(frame.given.skip),
+                    static_cast<long long>(frame.given.gap), static_cast<long long>(answer.frames));
     }
-    std::printf("\nCannot be known from the bytes:\n");
-    for (const auto& open : guess.unknowns) std::printf("  %s\n", open.c_str());
-    std::printf("  whether the best answer is right: look at it, or at all of them with\n");
-    std::printf("    imgcnv sheet %s\n", options.file.c_str());
-    std::printf("Try the first with\n    %s\n",
-                convertCommand(options, guess.answers.front()).c_str());
+    const auto& best = guess.readings.front();
+    if (!guess.text.empty()) std::printf("\n%s\n", guess.text.c_str());
+    std::printf("\nThe bytes do not say:\n");
+    if (best.unknown[0] != '\0') std::printf("  %s\n", best.unknown);
+    std::printf(
+        "  whether the best answer is right: look at all of them with\n    imgcnv sheet %s\n",
+        shell_word(options.file).c_str());
+    std::printf("Try the first with\n    %s\n", convert_command(options, best).c_str());
 }
 
-void printJson(const GuessOptions& options, const Guess& guess) {
-    std::printf("{\"file\": %s, \"plain_bits_per_byte\": %.4f, \"answers\": [",
-                jsonString(options.file).c_str(), guess.plainBitsPerByte);
+void print_json(const GuessOptions& options, const Guess& guess) {
+    std::printf("{\"file\": %s, \"answers\": [", json_string(options.file).c_str());
     const char* separator = "\n";
-    for (const auto& answer : guess.answers) {
-        const auto& shape = answer.shape;
+    for (const auto& answer : guess.readings) {
+        const auto frame = measured(answer.frame);
+        const auto& given = frame.given;
         std::printf(
-            "%s  {\"score\": %.2f, \"format\": %s, \"width\": %lld, \"height\": %lld, "
-            "\"stride\": %lld, \"frames\": %lld, \"bytes_behind\": %lld, "
-            "\"bits_per_byte\": %.4f}",
-            separator, answer.score, jsonString(shape.format->name).c_str(),
-            static_cast<long long>(shape.width), static_cast<long long>(shape.height),
-            static_cast<long long>(shape.rowPitch()), static_cast<long long>(answer.frames),
-            static_cast<long long>(answer.bytesBehind), answer.bitsPerByte);
+            "%s  {\"score\": %.4f, \"format\": %s, \"width\": %lld, \"height\": %lld, "
+            "\"stride\": %lld, \"skip\": %lld, \"gap\": %lld, \"frames\": %lld, "
+            "\"big_endian\": %s, \"unknown\": %s, \"command\": %s}",
+            separator, answer.score, json_string(frame.format.name).c_str(),
+            static_cast<long long>(given.width), static_cast<long long>(given.height),
+            static_cast<long long>(frame.sizes.stride), static_cast<long long>(given.skip),
+            static_cast<long long>(given.gap), static_cast<long long>(answer.frames),
+            (given.flags & IMGCNV_FRAME_BIG_ENDIAN) != 0 ? "true" : "false",
+            json_string(answer.unknown).c_str(),
+            json_string(convert_command(options, answer)).c_str());
         separator = ",\n";
     }
-    std::printf("],\n \"cannot_be_known\": [");
-    separator = "";
-    for (const auto& open : guess.unknowns) {
-        std::printf("%s%s", separator, jsonString(open).c_str());
-        separator = ", ";
-    }
-    std::printf("]}\n");
+    std::printf("],\n \"else\": %s}\n", json_string(guess.text).c_str());
 }
 
 void guess(const GuessOptions& options) {
-    const auto size = requestedSize(options.size);
-    const auto bytes = readBytes(options.file, options.skip);
-    auto guess = guessFrame(bytes, size);
-    if (guess.answers.empty())
-        throw Failure(options.file + ": no format of this size fits into its " +
-                      std::to_string(bytes.size()) +
-                      " bytes\n  what to do: leave out --size, or see which sizes fit with "
-                      "`imgcnv info " +
-                      options.file + "`");
-    if (!guess.hasStructure())
-        throw Failure(options.file +
-                      ": no reading as rows of pixels explains the bytes better than chance\n  the "
-                      "likely cause: compressed data, a picture of noise or of one colour, or a "
-                      "frame of a few rows");
-    if (guess.answers.size() > options.answers) guess.answers.resize(options.answers);
-    options.json ? printJson(options, guess) : printTable(options, guess);
+    imgcnv_frame known = IMGCNV_FRAME_INIT;
+    if (const auto size = requested_size(options.size)) std::tie(known.width, known.height) = *size;
+    known.skip = options.skip > 0 ? options.skip : -1;
+    known.gap = -1;
+    const auto file = seekable(options.file);
+    const auto guess = guess_file(*file, known, options.file, options.answers);
+    options.json ? print_json(options, guess) : print_table(options, guess);
 }
 
 }  // namespace
 
-void addGuess(CLI::App& app) {
+void add_guess(CLI::App& app) {
     auto* command =
         app.add_subcommand("guess", "Rank the formats, sizes and strides that a raw dump may have");
     auto options = std::make_shared<GuessOptions>();
-    addDumpOptions(*command, *options);
-    command->add_option("-n,--answers", options->answers, "Most answers to give. Default: 8")
-        ->type_name("N")
-        ->check(CLI::PositiveNumber);
+    add_dump_options(*command, *options);
+    in_range(
+        command->add_option("-n,--answers", options->answers, "Most answers to give. Default: 8"),
+        1, 1000);
     command->callback([options] { guess(*options); });
 }
 

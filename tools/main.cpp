@@ -1,4 +1,4 @@
-#include "cli/talk.h"
+#include "cli/messages.h"
 #include "commands.h"
 #include "errors.h"
 #include "imgcnv.h"
@@ -21,22 +21,22 @@ int run(int argc, char** argv) {
     app.set_version_flag("--version", version());
     app.require_subcommand(0, 1);  // an unknown word is named; none at all gets the help
     app.get_formatter()->column_width(34);
-    tool::addConvert(app);
-    tool::addPack(app);
-    tool::addFormats(app);
-    tool::addInfo(app);
-    tool::addGuess(app);
-    tool::addSheet(app);
-    tool::addPreview(app);
-    tool::addBench(app);
-    tool::addCompletions(app);
+    tool::add_convert(app);
+    tool::add_pack(app);
+    tool::add_formats(app);
+    tool::add_info(app);
+    tool::add_guess(app);
+    tool::add_sheet(app);
+    tool::add_preview(app);
+    tool::add_bench(app);
+    tool::add_completions(app);
     try {
         app.parse(argc, argv);
     } catch (const CLI::Success& success) {
         return app.exit(success);
     } catch (const CLI::ParseError& error) {
-        tool::sayError(error.what());
-        tool::sayNote("--help lists what there is");
+        tool::say_error(error.what());
+        tool::say_note("--help lists what there is");
         return tool::kExitUsage;
     }
     if (app.get_subcommands().empty()) {
@@ -49,25 +49,25 @@ int run(int argc, char** argv) {
 }  // namespace
 
 int main(int argc, char** argv) {
-    tool::removeHiddenFilesOnSignals();
     int code = tool::kExitFine;
     try {
+        tool::remove_hidden_files_on_signals();
         code = run(argc, argv);
     } catch (const tool::ExitRequest& request) {
         code = request.code;
     } catch (const tool::UsageError& error) {
-        tool::sayError(error.what());
+        tool::say_error(error.what());
         return tool::kExitUsage;
     } catch (const std::bad_alloc&) {
-        tool::sayError("not enough memory");
+        tool::say_error("not enough memory");
         return tool::kExitFailed;
     } catch (const std::exception& error) {
-        tool::sayError(error.what());
+        tool::say_error(error.what());
         return tool::kExitFailed;
     }
     // Text that a full disk or a closed pipe has swallowed is a failure, too.
     if (std::fflush(stdout) != 0 || std::ferror(stdout) != 0) {
-        tool::sayError("cannot write standard output");
+        tool::say_error("cannot write standard output");
         return tool::kExitFailed;
     }
     return code;

@@ -83,17 +83,22 @@ Match search_code(std::uint32_t code) {
     return search([&](std::string_view word) { return marked_code(word) == code; });
 }
 
-/// Exactly as written first: pGAA and pgAA are two formats. Then with its prefix, by which some
-/// software has another format than everybody else, then without.
-Match search_name(std::string_view name, std::string_view plain) {
+/// Exactly as written first, since pGAA and pgAA are two formats.
+Match search_spelling(std::string_view name, std::string_view plain) {
     if (auto match = search([&](std::string_view word) { return word == name; })) return match;
     if (plain.empty()) return {};
-    for (const auto wanted : {plain, without_prefix(plain)})
-        if (auto match =
-                search([&](std::string_view word) { return PlainName(word).view() == wanted; }))
-            return match;
+    return search([&](std::string_view word) { return PlainName(word).view() == plain; });
+}
+
+/// With its prefix first, by which some software has another format than everybody else.
+Match search_name(std::string_view name, std::string_view plain) {
+    if (auto match = search_spelling(name, plain)) return match;
+    const auto bare = without_prefix(plain);
+    const auto prefix = plain.size() - bare.size();
+    if (prefix > 0)
+        if (auto match = search_spelling(without_letters(name, prefix), bare)) return match;
     Match match;
-    match.found.format = format_of(meaning_of(without_prefix(plain)));
+    match.found.format = format_of(meaning_of(bare));
     return match;
 }
 

@@ -1,10 +1,15 @@
 #include "formats/names.h"
 
 namespace frames {
+namespace {
+
+bool is_separator(char c) { return std::string_view("_- .:\t").find(c) != std::string_view::npos; }
+
+}  // namespace
 
 PlainName::PlainName(std::string_view name) {
     for (const char c : name) {
-        if (std::string_view("_- .:\t").find(c) != std::string_view::npos) continue;
+        if (is_separator(c)) continue;
         if (length_ == sizeof text_) {
             length_ = 0;
             return;
@@ -20,6 +25,14 @@ std::string_view without_prefix(std::string_view plain) {
         if (plain.starts_with(prefix) && plain.size() > prefix.size())
             return plain.substr(prefix.size());
     return plain;
+}
+
+std::string_view without_letters(std::string_view name, std::size_t count) {
+    while (!name.empty() && (count > 0 || is_separator(name[0]))) {
+        if (!is_separator(name[0])) --count;
+        name.remove_prefix(1);
+    }
+    return name;
 }
 
 void write_quoted(std::string_view name, Text& text) {

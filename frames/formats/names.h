@@ -22,6 +22,9 @@ class PlainName {
 /// The name without what other software puts before it, such as "v4l2pixfmt".
 std::string_view without_prefix(std::string_view plain);
 
+/// `name` without its first `count` characters that are no separators.
+std::string_view without_letters(std::string_view name, std::size_t count);
+
 /// Calls `visit` for each word of a list until one returns true.
 template <class Visit>
 bool any_word(std::string_view list, Visit&& visit) {

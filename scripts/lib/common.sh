@@ -26,18 +26,18 @@ quietly() {
 
 # What each part needs, as Debian packages. The names are those of Debian 12, Debian 13 and
 # Ubuntu 24.04 alike; scripts/package-names.sh asks apt whether a system knows all of them.
-build_packages='cmake ninja-build g++ libcli11-dev libpng-dev libtiff-dev'
-test_packages="$build_packages libgtest-dev pkg-config qemu-user
+build_packages='cmake ninja-build g++ pkg-config libcli11-dev libdeflate-dev libjpeg-dev libpng-dev libtiff-dev'
+test_packages="$build_packages libgtest-dev qemu-user
     git python3 python3-pytest python3-numpy python3-pil python3-build python3-setuptools python3-wheel mypy"
 clang_packages='clang libclang-rt-dev'
-debs_packages="$build_packages build-essential debhelper dh-python fakeroot lintian python3-all python3-setuptools"
+debs_packages="build-essential debhelper dh-python fakeroot lintian python3"
 abi_packages="$build_packages abigail-tools"
 bench_packages="$build_packages libbenchmark-dev pkg-config"
 pictures_packages="$build_packages python3 python3-numpy python3-pil"
 quality_packages="$pictures_packages python3-opencv python3-skimage python3-scipy libjxl-testdata"
 bench_peers_packages='libopencv-dev libyuv-dev libswscale-dev libdc1394-dev'
-gstreamer_packages=
-live_packages=
+gstreamer_packages='libgstreamer1.0-dev libgstreamer-plugins-base1.0-dev gstreamer1.0-tools gstreamer1.0-plugins-base gstreamer1.0-plugins-good gstreamer1.0-plugins-bad python3-gi gir1.2-gst-plugins-base-1.0'
+live_packages='libaravis-dev libusb-1.0-0-dev libsdl2-dev xvfb xdotool'
 clusters_packages=
 web_packages=
 arm_packages=

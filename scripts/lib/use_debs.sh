@@ -29,15 +29,51 @@ for frame in /use/samples/*_Mono12Packed.raw; do
 done
 [ "$(head -c 4 /use/picture.png | tail -c 3)" = PNG ]
 echo "Using the library"
-# shellcheck disable=SC2046 # flags are words
-gcc -std=c99 /use/consumer/consumer.c $(pkg-config --cflags --libs imgcnv) -o /use/consumer_c
-/use/consumer_c
-cmake -S /use/consumer/find_package -B /use/build >/use/cmake.log
-cmake --build /use/build >>/use/cmake.log
-(cd /use/build && ctest --output-on-failure --no-tests=error | tail -n 3)
+use_libraries() {
+    for pair in imgcnv:consumer imgcnv-frames:frames; do
+        flags=$(pkg-config --cflags --libs "${pair%:*}")
+        case $flags in *-I* | *-L*) echo "pkg-config names system folders: $flags" >&2 && exit 1 ;; esac
+        # shellcheck disable=SC2086 # flags are words
+        gcc -std=c99 "/use/consumer/${pair#*:}.c" $flags -o /use/consumer_c
+        /use/consumer_c
+    done
+    rm -rf /use/build
+    cmake -S /use/consumer/find_package -B /use/build >/use/cmake.log
+    cmake --build /use/build >>/use/cmake.log
+    (cd /use/build && ctest --output-on-failure --no-tests=error | tail -n 3)
+}
+use_libraries
+echo "Using the Python module"
+python3 -c "
+import imgcnv
+assert imgcnv.__version__ == '$(dpkg-query -W -f '${source:Upstream-Version}' python3-imgcnv)', imgcnv.__version__
+print(imgcnv.convert(b'\\x80\\x10\\x80\\x20', 2, 1, 'uyvy').tolist())"
+
+echo "Upgrading each library alone"
+for library in libimgcnv libimgcnv_frames; do
+    package=$(dpkg-query -S "/usr/lib/*/$library.so.1" | cut -d: -f1)
+    dpkg-deb -R /debs/"$package"_*.deb /use/newer
+    sed -i 's/^Version: .*/Version: 1.999.0-1/' /use/newer/DEBIAN/control
+    for file in /use/newer/usr/lib/*/"$library".so.1.*; do
+        mv "$file" "${file%.so.*}.so.1.999.0"
+        ln -sf "$library.so.1.999.0" "${file%.so.*}.so.1"
+    done
+    sed -i '\|/usr/lib/|d' /use/newer/DEBIAN/md5sums
+    rm -rf /use/newer/usr/share/doc # shared with packages of the same version
+    dpkg-deb -b /use/newer "/use/$package.deb" >/dev/null
+    rm -rf /use/newer
+    apt install "/use/$package.deb"
+done
+dpkg-query -W -f '${Package} ${Version} ${db:Status-Status}\n' '*imgcnv*'
+for package in libimgcnv-dev python3-imgcnv imgcnv-tools; do
+    [ "$(dpkg-query -W -f '${db:Status-Status}' $package)" = installed ]
+done
+use_libraries
 
 echo "Purging"
-apt purge --autoremove libimgcnv1 libimgcnv-dev imgcnv-tools
+installed=$(for deb in /debs/*.deb; do dpkg-deb -f "$deb" Package; done)
+# shellcheck disable=SC2086 # a list of words
+apt purge --autoremove $installed
 list_files >/use/after
 if ! diff /use/before /use/after; then
     echo "the packages left these files behind (>) or took those away (<)" >&2

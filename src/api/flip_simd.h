@@ -21,8 +21,8 @@ inline void reverse_block(const uint8_t* src, uint8_t* dst) {
     }
 }
 
-// From both ends: nothing is loaded from where, a multiple of 4096 away, something was
-// stored a moment ago, which CPUs take for the same place. pixels >= V::kBytes
+// From both ends towards the middle. This avoids 4K aliasing: a load that lies a multiple of 4096
+// bytes from a recent store is falsely ordered after that store. pixels >= V::kBytes
 template <class V>
 inline void reverse_short_row(const uint8_t* src, uint8_t* dst, size_t pixels) {
     constexpr size_t kPixels = V::kBytes, kBlocks = 2, kStep = kBlocks * kPixels;
@@ -60,10 +60,10 @@ inline void reverse_row(const uint8_t* src, uint8_t* dst, size_t pixels) {
     const size_t last = pixels - kPixels;
     size_t i = 0;
     if constexpr (kPixelBytes == 1) {
-        // Measured at 640x480: .75 of the time; at 5120x3840 1.05 to 1.15.
+        // Longer rows lose by it.
         constexpr size_t kShort = 1024;
         if (pixels <= kShort) return reverse_short_row<V>(src, dst, pixels);
-        // Several loads, then as many stores: .75 to .9 of the time at 5120x3840.
+        // Several loads, then as many stores: fewer loads wait for a store.
         constexpr size_t kBlocks = 4;
         for (; i + kBlocks * kPixels <= last; i += kBlocks * kPixels) {
             typename V::Reg blocks[kBlocks];
@@ -81,7 +81,7 @@ inline void reverse_row(const uint8_t* src, uint8_t* dst, size_t pixels) {
     reverse_block<V, kPixelBytes>(src, dst + last * kPixelBytes);
 }
 
-// next: what will be wanted after `src`, as a distance in bytes
+// next: the distance in bytes from this row to what is read after it
 template <class V, size_t kPixelBytes>
 inline void stream_reversed_row(const uint8_t* src, uint8_t* dst, size_t pixels, ptrdiff_t next) {
     constexpr size_t kSpan = kCacheLine, kSpanBytes = kSpan * kPixelBytes;
@@ -101,9 +101,8 @@ inline void stream_reversed_row(const uint8_t* src, uint8_t* dst, size_t pixels,
     reverse_row<V, kPixelBytes>(src, dst + i * kPixelBytes, pixels - i);
 }
 
-// Streaming, CPUs do not see the next row coming, which lies behind the end of this
-// one. Measured at 5120x3840: .65 of the time of ordinary stores (1 byte a pixel), .8
-// (3 bytes); of a whole picture in reverse, .85 and .8.
+// The hardware prefetcher does not follow rows that are read backwards: it expects what lies behind
+// the end of this row, not the end of the next one. Streaming therefore fetches the next row.
 template <class V, size_t kPixelBytes>
 __attribute__((flatten)) void flip_h(const uint8_t* src, uint8_t* dst, ImageSize source) {
     const size_t bytes = source.width * kPixelBytes;
@@ -130,8 +129,8 @@ inline void stream_copied_row(const uint8_t* src, uint8_t* dst, size_t bytes, pt
     memcpy(dst + i, src + i, bytes - i);
 }
 
-// Streaming, CPUs do not see rows coming that lie before the last one. Measured at
-// 5120x3840: .5 of the time (.65 if whole rows are fetched at once).
+// The hardware prefetcher does not follow rows that are read from the last one up. Streaming
+// therefore fetches the row above, line by line; whole rows at once gain less.
 template <class V>
 __attribute__((flatten)) void flip_v(const uint8_t* src, uint8_t* dst, ImageSize source) {
     const size_t bytes = source.width;

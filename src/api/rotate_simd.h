@@ -1,10 +1,10 @@
-// Quarter turns, the vector bodies.
+// Rotations by 90 and 270 degrees, the vector kernels.
 //
-// A quarter turn is a transposition with the rows of the source (90 degrees) or
+// A rotation is a transposition with the rows of the source (90 degrees) or
 // of the destination (270) taken from the bottom. It goes tile by tile: a tile's
-// rows are read, transposed in registers and written as rows. Edges that are no
-// whole tile are covered by tiles that overlap the one before; pictures smaller
-// than a tile go pixel by pixel.
+// rows are read, transposed in registers and written as rows. Where the
+// edges leave less than a tile, a tile overlaps the one before it; pictures smaller than
+// a tile go pixel by pixel.
 #pragma once
 
 #include <stddef.h>
@@ -80,14 +80,12 @@ inline void gather_rows(const uint8_t* src, ptrdiff_t src_step, size_t row_bytes
     }
 }
 
-// Rows at such distances share few lines of the first-level cache (those of a picture beyond
-// the caches come late in any case).
-inline constexpr ptrdiff_t kBadDistance = 1024, kBadDistanceOfLarge = 2048;
+// Rows whose distance is a multiple of this fall into few sets of the first-level cache and evict
+// one another. (Pictures that the caches do not hold wait for memory more often than for that.)
+inline constexpr ptrdiff_t kConflictStep = 1024, kConflictStepOfLarge = 2048;
 
-// For pictures whose rows are at a bad distance: blocks are gathered in the cache first, and
-// written some lines a row. Measured against tiles straight from the picture, mean of both
-// orientations: 2048x1088 .2 to .4 of the time, 2448x2048 .5 to .9, 1280x1024 .6 to .9; at other
-// distances 1.1 to 1.5.
+// For pictures whose rows conflict in the cache: blocks are copied to a dense buffer first, and
+// written some lines per row. At other distances of rows the copy is a loss.
 template <class V, size_t kPixelBytes>
 __attribute__((noinline, flatten)) void transpose_gathered(const uint8_t* src, ptrdiff_t src_step,
                                                            uint8_t* dst, ptrdiff_t dst_step,
@@ -112,7 +110,7 @@ __attribute__((noinline, flatten)) void transpose_gathered(const uint8_t* src, p
             const size_t rows = size_of(top, height, kRows);
             const uint8_t* from = src + static_cast<ptrdiff_t>(top) * src_step + left * kPixelBytes;
             gather_rows<V, kRowBytes>(from, src_step, columns * kPixelBytes, rows, block);
-            // Measured beyond the caches: .8 to .95 of the time; within them 1.05 to 1.2.
+            // A gain for what comes from memory, a loss for what is in the caches.
             if (large && row + 2 * kRows <= height) {
                 prefetch_rows<V, kRows>(from + static_cast<ptrdiff_t>(rows) * src_step, src_step,
                                         columns * kPixelBytes);
@@ -146,16 +144,15 @@ inline void transpose(const uint8_t* src, ptrdiff_t src_step, uint8_t* dst, ptrd
     }
     const size_t bytes = width * height * kPixelBytes;
     const bool beyond_caches = bytes > size_t{8} << 20;
-    const ptrdiff_t bad = beyond_caches ? kBadDistanceOfLarge : kBadDistance;
-    if (src_step % bad == 0 || dst_step % bad == 0) {
+    const ptrdiff_t conflict = beyond_caches ? kConflictStepOfLarge : kConflictStep;
+    if (src_step % conflict == 0 || dst_step % conflict == 0) {
         return transpose_gathered<V, kPixelBytes>(src, src_step, dst, dst_step, width, height,
                                                   beyond_caches);
     }
     // 64 columns at a time, so that a cache line of the source is used up while
     // it is near; within them along the destination's rows.
     constexpr size_t kStrip = 64;
-    // What lies beyond the second-level cache: .7 to .8 of the time at 5120x3840,
-    // where CPUs do not see the next rows coming.
+    // The hardware prefetcher does not follow rows at such distances.
     const bool large = bytes > size_t{1} << 20;
     for (size_t strip = 0; strip < width; strip += kStrip) {
         const size_t strip_end = strip + kStrip < width ? strip + kStrip : width;

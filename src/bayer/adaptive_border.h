@@ -1,110 +1,96 @@
-// The edges of an adaptive frame: which pixels copy colours, and from where.
+// The edges of an adaptive frame: which pixels replicate a colour, and from where.
 //
-// Two rows and columns along each edge lack neighbours: there, green is the mean
-// of the two greens of the 2x2 cell, and the other colours are copied from a
-// sample of the cell or nearby. A mosaic has one colour in its even columns and
-// one in the odd ones:
+// Two rows and columns along each edge lack neighbours: there, green is the mean of the two
+// greens of the 2x2 cell, and the other colours are replicated from a sample of the cell or
+// nearby. A mosaic has one colour in its even columns and one in the odd ones:
 //
 //   even columns' colour   in the two rows along one edge (the top one in GB, the
 //                          bottom one in BG): the cell's; else in the last two
 //                          columns: that of the last even column
 //   odd columns' colour    in the outermost rows and columns: the cell's
 //
-// RG is GB with the frame upside down: the row tables of an RG frame come in
-// reverse order, and the frame as a GB one.
+// RG is GB with the frame upside down: the row tables of an RG frame come in reverse order, and
+// the frame as a GB one.
 //
-// An odd width has a last column without a cell. For green its cell is the one
-// that begins at column W-2; one corner pixel has no sample to copy and is left as
-// it was.
+// An odd width has a last column without a cell. For green its cell is the one that begins at
+// column W-2; one corner pixel has no sample to replicate and is left as it was. The alpha bytes
+// of the picture's last row and last column are left as they were, too.
 #pragma once
 
-#include <algorithm>
-
 #include "bayer/adaptive_plain.h"
+#include "bayer/sample_lines.h"
 
 namespace imgcnv {
 
-class AdaptiveBorder {
-  public:
-    explicit AdaptiveBorder(const BayerFrame& frame)
-        : f_(frame), last_x_(frame.width - 1), last_y_(frame.height - 1) {}
+// What decides which of a row's pixels replicate colours.
+struct AdaptiveRowRule {
+    bool own_is_even;      // its own colour is that of the even columns
+    bool even_replicated;  // the colour of the even (odd) columns is replicated all along the row
+    bool odd_replicated;
 
-    // Rows of which only the outermost columns copy.
-    bool is_inner_row(size_t y) const { return y >= 2 && y + 2 <= last_y_; }
-    // Of the picture, which may be upside down.
-    bool is_last_row(size_t y) const { return y == (f_.mirrored ? 0 : last_y_); }
-
-    AdaptiveRow kind_of_row(size_t y) const {
-        if (is_inner_row(y)) return kNoneCopied;
-        const bool even = even_columns_copied(y), odd = odd_columns_copied(y);
-        const bool own = own_is_even(y) ? even : odd;
-        const bool other = own_is_even(y) ? odd : even;
-        return own ? (other ? kBothCopied : kOwnCopied) : (other ? kOtherCopied : kNoneCopied);
+    static AdaptiveRowRule of(const BayerFrame& frame, size_t y) {
+        const size_t last = frame.height - 1;
+        return {.own_is_even = frame.starts_with_chroma(y),
+                .even_replicated = frame.order == BayerOrder::BG ? y + 1 >= last : y <= 1,
+                .odd_replicated = y == 0 || y == last};
     }
 
-    // Pixels from..to, the first of which goes to out; lines begin at `origin`, which is even.
-    template <size_t kBytes>
-    __attribute__((noinline)) void put_pixels(const AdaptiveLines& lines, size_t y, size_t origin,
-                                              size_t from, size_t to, uint8_t* out) const {
-        const ptrdiff_t own_byte = f_.own_byte(y);
-        const bool own_even = own_is_even(y);
-        const bool even_row = even_columns_copied(y), odd_row = odd_columns_copied(y);
-        constexpr size_t kNowhere = ~size_t{0};
-        // The sample, in its own row or in the other one of the cell, that the pixel in
-        // column x takes the colour of the even (odd) columns from.
-        const auto copied_from = [&](bool even_columns, size_t x) {
-            if (even_columns) {
-                return even_row          ? x & ~size_t{1}
-                       : x + 1 < last_x_ ? kNowhere
-                                         : last_x_ & ~size_t{1};
-            }
-            const bool copied = odd_row || x == 0 || x == last_x_;
-            return copied ? std::min(x | 1, (last_x_ - 1) | 1) : kNowhere;
-        };
-        const auto at = [origin](size_t x) {
-            return static_cast<ptrdiff_t>(x) - static_cast<ptrdiff_t>(origin);
-        };
-        const bool last_row = is_last_row(y);
-        for (size_t x = from; x < to; ++x, out += kBytes) {
-            if (is_left_alone(y, x)) continue;
-            const bool color_site = (x % 2 == 0) == own_even;
-            const AdaptivePixel pixel(lines, at(x), own_even ? 0 : 1);
-            const int green = lines.green[at(x)];
-            int own = lines.line[at(x)];
-            if (!color_site) {
-                const size_t copy = copied_from(own_even, x);
-                own = copy != kNowhere ? lines.line[at(copy)] : pixel.from_row();
-            }
-            const size_t copy = copied_from(!own_even, x);
-            const int other = copy != kNowhere ? lines.beside[at(copy)]
-                              : color_site     ? pixel.from_corners()
-                                               : pixel.from_column();
-            // The alpha bytes of the last row and the last column are not ours.
-            if (kBytes == 4 && (x == last_x_ || last_row)) {
-                put_pixel<3>(out, own_byte, own, green, other);
-            } else {
-                put_pixel<kBytes>(out, own_byte, own, green, other);
-            }
-        }
+    AdaptiveRow kind() const {
+        const bool own = own_is_even ? even_replicated : odd_replicated;
+        const bool other = own_is_even ? odd_replicated : even_replicated;
+        if (own) return other ? kBothCopied : kOwnCopied;
+        return other ? kOtherCopied : kNoneCopied;
+    }
+};
+
+// Column of a sample that colours are replicated from.
+inline constexpr ptrdiff_t kInterpolated = PTRDIFF_MAX;
+
+// The outermost pixels of a row, which are rewritten after the kernels. Columns count from the
+// strip's first one.
+template <size_t kBytes>
+struct AdaptiveEdges {
+    const AdaptiveRowRule rule;
+    const AdaptiveLines& lines;
+    uint8_t* const dst;  // the strip's first pixel
+    const ptrdiff_t own_byte;
+    const bool is_last_row;  // of the picture, which may be upside down
+
+    // Pixel x, which takes the colour of the even columns from column `even` and that of the
+    // odd ones from column `odd`.
+    template <size_t kStored>
+    void store(ptrdiff_t x, ptrdiff_t even, ptrdiff_t odd) const {
+        const bool own_is_even = rule.own_is_even;
+        const bool is_chroma = (x % 2 == 0) == own_is_even;
+        const ptrdiff_t own_from = own_is_even ? even : odd, other_from = own_is_even ? odd : even;
+        const AdaptivePixel pixel(lines, x, own_is_even ? 0 : 1);
+        const int own = is_chroma                   ? lines.line[x]
+                        : own_from != kInterpolated ? lines.line[own_from]
+                                                    : pixel.from_row();
+        const int other = other_from != kInterpolated ? lines.beside[other_from]
+                          : is_chroma                 ? pixel.from_corners()
+                                                      : pixel.from_column();
+        store_pixel<kStored>(dst + x * ptrdiff_t{kBytes}, own_byte, own, lines.green[x], other);
+    }
+    static constexpr size_t kAllButAlpha = kBytes == 4 ? 3 : kBytes;
+    void store_before_last_column(ptrdiff_t x, ptrdiff_t even, ptrdiff_t odd) const {
+        if (kBytes == 4 && is_last_row) return store<kAllButAlpha>(x, even, odd);
+        store<kBytes>(x, even, odd);
     }
 
-  private:
-    // Whether the colour of the even (odd) columns is copied all along a row.
-    bool even_columns_copied(size_t y) const {
-        return f_.order == BayerOrder::BG ? y + 1 >= last_y_ : y <= 1;
-    }
-    bool odd_columns_copied(size_t y) const { return y == 0 || y == last_y_; }
-    // Whether a row's own colour is that of the even columns.
-    bool own_is_even(size_t y) const { return f_.is_color_site(y, 0); }
-
-    bool is_left_alone(size_t y, size_t x) const {
-        const size_t corner_row = f_.order == BayerOrder::BG ? last_y_ : 0;
-        return f_.width % 2 != 0 && x == last_x_ && y == corner_row;
+    void fix_first_column() const {
+        store_before_last_column(0, rule.even_replicated ? 0 : kInterpolated, 1);
     }
 
-    const BayerFrame& f_;
-    const size_t last_x_;
-    const size_t last_y_;
+    // last: the frame's last column
+    template <bool kOddWidth>
+    void fix_last_columns(ptrdiff_t last, bool is_only_pair, bool skips_corner) const {
+        // The even and the odd one of the last two columns.
+        const ptrdiff_t even = kOddWidth ? last : last - 1, odd = kOddWidth ? last - 1 : last;
+        store_before_last_column(last - 1, kOddWidth && rule.even_replicated ? last - 2 : even,
+                                 rule.odd_replicated || is_only_pair ? odd : kInterpolated);
+        if (!skips_corner) store<kAllButAlpha>(last, even, odd);
+    }
 };
 
 }  // namespace imgcnv

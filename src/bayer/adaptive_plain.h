@@ -23,9 +23,11 @@ inline uint8_t adaptive_green_at(const uint8_t* const lines[5], ptrdiff_t x) {
     const int bend_v = 2 * s[0] - lines[0][x] - lines[4][x];
     const int gradient_h = std::abs(bend_h) + std::abs(left - right);
     const int gradient_v = std::abs(bend_v) + std::abs(up - down);
-    // Equal gradients take the vertical estimate.
-    const int green = gradient_h < gradient_v ? avg2(left, right) + (bend_h >> 2)
-                                              : avg2(up, down) + (bend_v >> 2);
+    const int horizontal = avg2(left, right) + (bend_h >> 2);
+    const int vertical = avg2(up, down) + (bend_v >> 2);
+    // Equal gradients take the vertical estimate. (No branch: in the outermost columns the
+    // samples may be padding that callers left uninitialised, and memory checkers report that.)
+    const int green = vertical + (gradient_h < gradient_v) * (horizontal - vertical);
     return clamp_to_byte(green);
 }
 
@@ -105,18 +107,15 @@ void adaptive_color_row_plain(const AdaptiveLines& lines, uint8_t* dst, size_t p
 }
 
 template <Phase kPhase>
-void cell_green_rows_plain(const uint8_t* const rows[2], uint8_t* const green[2],
-                           int16_t* const differences[2], size_t pixels) {
+void block_green_row_plain(const uint8_t* line, const uint8_t* paired, uint8_t* green,
+                           int16_t* differences, size_t pixels) {
     constexpr size_t kColor = kPhase == kColorFirst ? 0 : 1;
     for (size_t x = 0; x < pixels; x += 2) {
-        // Of the even row; the odd one has them the other way round.
         const size_t color = x + kColor, own_green = x + 1 - kColor;
-        const int mean = avg2(rows[0][own_green], rows[1][color]);
-        green[0][own_green] = rows[0][own_green];
-        green[1][color] = rows[1][color];
-        green[0][color] = green[1][own_green] = static_cast<uint8_t>(mean);
-        differences[0][x / 2] = static_cast<int16_t>(rows[0][color] - mean);
-        differences[1][x / 2] = static_cast<int16_t>(rows[1][own_green] - mean);
+        const int mean = avg2(line[own_green], paired[color]);
+        green[own_green] = line[own_green];
+        green[color] = static_cast<uint8_t>(mean);
+        differences[x / 2] = static_cast<int16_t>(line[color] - mean);
     }
 }
 

@@ -157,38 +157,33 @@ __attribute__((flatten)) void adaptive_color_row(const AdaptiveLines& lines, uin
 }
 
 template <class V, Phase kPhase>
-struct CellGreenBody : BodyOf<V> {
+struct BlockGreenBody : BodyOf<V> {
     template <class W>
-    using Rebind = CellGreenBody<W, kPhase>;
+    using Rebind = BlockGreenBody<W, kPhase>;
     using Reg = typename V::Reg;
     using L = Lanes<V>;
     static constexpr size_t kPixels = V::kBytes;
-    static constexpr size_t kInputs = 2, kOutputs = 4, kHalo = 0, kGroup = 2;
+    static constexpr size_t kInputs = 2, kOutputs = 2, kHalo = 0, kGroup = 2;
     static constexpr size_t kSrcBytes = kPixels, kDstBytes = kPixels;
 
-    // out: green of both rows, differences of both
+    // in: the row, the paired row; out: green, differences
     static void block(const uint8_t* const* in, uint8_t* const* out) {
         constexpr bool kColorIsFirst = kPhase == kColorFirst;
-        const Reg even = V::load(in[0]), odd = V::load(in[1]);
-        const Reg even_first = L::first(even), even_second = L::second(even);
-        const Reg odd_first = L::first(odd), odd_second = L::second(odd);
-        const Reg mean = V::template shr16<1>(kColorIsFirst ? V::add16(even_second, odd_first)
-                                                            : V::add16(even_first, odd_second));
-        V::store(out[0], L::template with_byte<kColorIsFirst>(even, mean));
-        V::store(out[1], L::template with_byte<!kColorIsFirst>(odd, mean));
-        V::store(out[2], V::sub16(kColorIsFirst ? even_first : even_second, mean));
-        V::store(out[3], V::sub16(kColorIsFirst ? odd_second : odd_first, mean));
+        const Reg line = V::load(in[0]), paired = V::load(in[1]);
+        const Reg color = kColorIsFirst ? L::first(line) : L::second(line);
+        const Reg own_green = kColorIsFirst ? L::second(line) : L::first(line);
+        const Reg paired_green = kColorIsFirst ? L::first(paired) : L::second(paired);
+        const Reg mean = V::template shr16<1>(V::add16(own_green, paired_green));
+        V::store(out[0], L::template with_byte<kColorIsFirst>(line, mean));
+        V::store(out[1], V::sub16(color, mean));
     }
 };
 
 template <class V, Phase kPhase>
-__attribute__((flatten)) void cell_green_rows(const uint8_t* const rows[2], uint8_t* const green[2],
-                                              int16_t* const differences[2], size_t pixels) {
-    run_row<CellGreenBody<V, kPhase>>(
-        {{rows[0], rows[1]},
-         {green[0], green[1], reinterpret_cast<uint8_t*>(differences[0]),
-          reinterpret_cast<uint8_t*>(differences[1])}},
-        pixels);
+__attribute__((flatten)) void block_green_row(const uint8_t* line, const uint8_t* paired,
+                                              uint8_t* green, int16_t* differences, size_t pixels) {
+    run_row<BlockGreenBody<V, kPhase>>(
+        {{line, paired}, {green, reinterpret_cast<uint8_t*>(differences)}}, pixels);
 }
 
 }  // namespace imgcnv

@@ -1,4 +1,10 @@
-// What the three demosaic methods get to know of a frame.
+// What the three demosaic methods know of a frame, and the words they share.
+//
+// A mosaic repeats one 2x2 cell (here of RG). Half of its sites are green; the others are
+// chroma sites: red ones in one row of the cell, blue ones in the other.
+//
+//   R g R g      row 0: its own colour is red, the other colour is blue
+//   g B g B      row 1: its own colour is blue, the other colour is red
 #pragma once
 
 #include <cstddef>
@@ -12,9 +18,10 @@ namespace imgcnv {
 // The two letters name the first two samples of the first row.
 enum class BayerOrder { RG, GB, BG };
 
-// How the reader's samples become lines of 8-bit samples.
+// How the samples of a row become 8-bit samples.
 struct LineFormat {
-    RowKernel decode;  // null: the rows are such lines already
+    bool is_8_bit;     // they are such samples; decode copies them
+    RowKernel decode;  // of whole pairs, or of a row's last samples
     size_t bytes_per_pair;
 };
 
@@ -29,31 +36,26 @@ struct BayerFrame {
     size_t dst_bytes;                // 1, 3 or 4
     bool dst_red_first;
     bool beyond_caches;  // too large for them
-    bool mirrored;       // the row tables run from the bottom up
+    bool upside_down;    // the row tables run from the bottom up
 
     // Red is in the even rows of RG and in the odd ones of GB and BG.
     bool row_has_red(size_t y) const { return (order == BayerOrder::RG) == (y % 2 == 0); }
 
-    // Colour sites lie on the main diagonal of the 2x2 cell, in GB on the other.
-    bool is_color_site(size_t y, size_t x) const {
-        return ((y + x) % 2 == 0) == (order != BayerOrder::GB);
-    }
-
-    Phase phase(size_t y, size_t x) const {
-        return is_color_site(y, x) ? kColorFirst : kGreenFirst;
-    }
+    // Chroma sites lie on the main diagonal of the 2x2 cell, in GB on the other.
+    bool starts_with_chroma(size_t y) const { return (y % 2 == 0) == (order != BayerOrder::GB); }
+    Phase phase(size_t y) const { return starts_with_chroma(y) ? kColorFirst : kGreenFirst; }
 
     // Whether the row's own colour comes first in a destination pixel (for one
-    // byte a pixel: is red).
+    // byte per pixel: is red).
     bool own_color_leads(size_t y) const {
         return dst_bytes == 1 ? row_has_red(y) : row_has_red(y) == dst_red_first;
     }
 
-    // Of a destination pixel, the byte of the row's own colour (for one byte a pixel: 0 if it
+    // The byte of the row's own colour in a destination pixel (for one byte per pixel: 0 if it
     // is red, else 2).
     ptrdiff_t own_byte(size_t y) const { return own_color_leads(y) ? 0 : 2; }
 
-    // The sink of row y for channels (colour of the row, green, other colour).
+    // The sink of row y for channels (own colour, green, other colour).
     TripleSink sink(size_t y) const {
         return triple_sink(static_cast<int>(dst_bytes), own_color_leads(y));
     }
@@ -68,9 +70,9 @@ void demosaic_adaptive(const BayerFrame& frame);
 // Integer means drop the fraction.
 constexpr int avg2(int a, int b) { return (a + b) >> 1; }
 
-// Writes a pixel, for those that no kernel does. own: the row's own colour
+// Stores one pixel of an edge. own_byte: as BayerFrame::own_byte
 template <size_t kBytes>
-inline void put_pixel(uint8_t* dst, ptrdiff_t own_byte, int own, int green, int other) {
+inline void store_pixel(uint8_t* dst, ptrdiff_t own_byte, int own, int green, int other) {
     if constexpr (kBytes == 1) {
         dst[0] = own_byte == 0 ? luma(own, green, other) : luma(other, green, own);
     } else {
@@ -78,6 +80,19 @@ inline void put_pixel(uint8_t* dst, ptrdiff_t own_byte, int own, int green, int 
         dst[1] = static_cast<uint8_t>(green);
         dst[2 - own_byte] = static_cast<uint8_t>(other);
         if constexpr (kBytes == 4) dst[3] = 0;
+    }
+}
+
+// Calls demosaic.operator()<bytes per destination pixel>().
+template <class Demosaic>
+inline void for_destination(const BayerFrame& frame, Demosaic demosaic) {
+    switch (frame.dst_bytes) {
+        case 1:
+            return demosaic.template operator()<1>();
+        case 3:
+            return demosaic.template operator()<3>();
+        default:
+            return demosaic.template operator()<4>();
     }
 }
 

@@ -6,14 +6,18 @@
 namespace imgcnv {
 
 void demosaic_nearest(const BayerFrame& frame) {
-    const NearestKernel kernel = frame.kernels->nearest[frame.phase(0, 0)][frame.sink(0)];
-    constexpr size_t kColumns = 8192;
-    alignas(64) uint8_t memory[2 * line_bytes(kColumns)];
-    SampleLines<2> lines(frame, memory, kColumns);
-    for_each_strip(frame, lines, frame.width & ~size_t{1}, kColumns, [&](size_t x, size_t end) {
+    constexpr size_t kColumns = 8192, kLines = 2;
+    alignas(64) uint8_t memory[kLines * line_bytes(kColumns)];
+    static_assert(sizeof memory <= kMostLineBytes);
+    SampleLines lines(frame, {memory, kLines, kColumns}, 0, false);
+    const NearestKernel kernel = frame.kernels->nearest[frame.phase(0)][frame.sink(0)];
+    for_each_strip(frame.width, kColumns, [&](const Strip& strip) {
+        lines.begin_strip(strip);
         for (size_t y = 0; y < frame.height; y += 2) {
-            kernel(lines.at(y, x), lines.at(y + 1, x), frame.dst(y, x), frame.dst(y + 1, x),
-                   end - x);
+            const uint8_t* even = lines.line(y, 0);
+            const uint8_t* odd = lines.line(y + 1, 0);
+            kernel(even, odd, frame.dst(y, strip.begin), frame.dst(y + 1, strip.begin),
+                   strip.paired_columns());
         }
     });
 }

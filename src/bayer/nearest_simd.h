@@ -24,21 +24,11 @@ struct GreyRowPair {
     GreyLanes<V, kPhase> even;
     GreyLanes<V, kPhase == kColorFirst ? kGreenFirst : kColorFirst> odd;
 };
-template <class V>
-struct RowPairMemory {
-    LastTie<V> last;
-    LastTies<V> even, odd;
-};
-template <class V, Phase kPhase>
-struct MemoryOf<V, GreyRowPair<V, kPhase>> {
-    using Type = RowPairMemory<V>;
-};
 template <class V, TripleSink kSink, Phase kPhase>
-inline void store_all(uint8_t* const* out, const GreyRowPair<V, kPhase>& rows,
-                      RowPairMemory<V>& memory) {
+inline void store_all(uint8_t* const* out, const GreyRowPair<V, kPhase>& rows, LastTies<V>& last) {
     constexpr TripleSink kOdd = kSink == kLumaRedFirst ? kLumaRedLast : kLumaRedFirst;
-    store_all<V, kSink>(out, rows.even, memory.last, memory.even);
-    store_all<V, kOdd>(out + 1, rows.odd, memory.last, memory.odd);
+    store_all<V, kSink>(out, rows.even, last);
+    store_all<V, kOdd>(out + 1, rows.odd, last);
 }
 
 template <class V, Phase kPhase>

@@ -1,85 +1,128 @@
-// The rows of a mosaic as lines of 8-bit samples.
+// The rows of a mosaic as lines of 8-bit samples, a strip of columns at a time.
 //
-// 8-bit rows are used where they lie. Others are decoded, a strip of columns at
-// a time, into a small ring on the stack, so that nothing is allocated and the
-// working set stays in the caches.
-//
-// Strips are as wide as the stack allows: every strip goes through all pages of
-// the frame again.
+// 8-bit rows are used where they lie. Others are decoded into a few lines on the stack, so that
+// nothing is allocated and the working set stays in the caches. Strips are as wide as these
+// lines allow: every strip goes through all pages of the frame again.
 #pragma once
 
 #include <algorithm>
-#include <tuple>
 
 #include "bayer/bayer_frame.h"
 
 namespace imgcnv {
 
-// Columns beyond the strip that a method may look at, on either side (even).
+// Samples that a line holds on either side of its strip, as far as the frame goes (even).
 inline constexpr size_t kStripHalo = 4;
-// Samples beyond those, or beyond the frame: 0. (What kernels make of them is written again,
-// but it must not depend on what was there before.)
-inline constexpr ptrdiff_t kBeyond = 3;
 
-// Room before a line in memory, so that its strip begins at a cache line.
+// A line in memory begins at a cache line, with room for the halo before it.
 inline constexpr size_t kLineLead = 64;
 constexpr size_t line_bytes(size_t columns) { return kLineLead + columns + 64; }
 
-// Columns of the strips, all alike and at most so many (a multiple of 64).
-inline size_t strip_columns(size_t width, size_t most) {
+// The stack that a method's lines may take. Callers' threads may have 64 KiB, of which the
+// kernels, a signal handler and the caller itself need their share.
+inline constexpr size_t kMostLineBytes = size_t{27} << 10;
+
+struct Strip {
+    size_t begin;  // even
+    size_t end;
+    bool is_first;
+    bool is_last;
+
+    size_t columns() const { return end - begin; }
+    // What kernels take, which go from edge to edge: the last column of an odd width has no
+    // partner, and is the border's anyway.
+    size_t paired_columns() const { return columns() & ~size_t{1}; }
+};
+
+// Calls f(strip) for strips of equal size, of at most `most` columns (a multiple of 64).
+template <class F>
+void for_each_strip(size_t width, size_t most, F f) {
     const size_t strips = (width + most - 1) / most;
-    return ((width + strips - 1) / strips + 63) / 64 * 64;
+    const size_t columns = ((width + strips - 1) / strips + 63) / 64 * 64;
+    for (size_t begin = 0; begin < width; begin += columns) {
+        const size_t end = std::min(begin + columns, width);
+        f(Strip{begin, end, begin == 0, end == width});
+    }
 }
 
-// Tells of a frame's rows, and decodes them, a strip of columns at a time.
-class LineReader {
+// Lines of equal size in one piece of memory, handed out in turn.
+class LineRing {
   public:
-    explicit LineReader(const BayerFrame& frame) : frame_(frame) {
-        // The outermost rows; an odd height's repeated one may come first or last.
+    LineRing() = default;
+    LineRing(uint8_t* memory, size_t lines, size_t columns)
+        : memory_(memory), step_(line_bytes(columns)), bytes_(lines * step_) {}
+
+    // Column 0 of the line that was handed out longest ago.
+    uint8_t* next() {
+        uint8_t* line = memory_ + at_ + kLineLead;
+        at_ = at_ + step_ == bytes_ ? 0 : at_ + step_;
+        return line;
+    }
+    uint8_t* end() const { return memory_ + bytes_; }
+
+  private:
+    uint8_t* memory_ = nullptr;
+    size_t step_ = 0;
+    size_t bytes_ = 0;
+    size_t at_ = 0;
+};
+
+class SampleLines {
+  public:
+    // Lines of them may be read `reach` samples beyond the frame, at most kStripHalo. If
+    // `defined`, these samples never are padding, which callers may have left uninitialised.
+    SampleLines(const BayerFrame& frame, LineRing ring, ptrdiff_t reach, bool defined)
+        : frame_(frame), ring_(ring), in_place_(is_in_place(frame, reach, defined)) {
         const uint8_t* const* rows = frame.src_rows;
         const size_t last = frame.height - 1;
-        std::tie(lowest_, highest_) = std::minmax({rows[0], rows[1], rows[last - 1], rows[last]});
+        // The outermost rows in memory; an odd height's repeated one may come first or last.
+        const auto [lowest, highest] = std::minmax({rows[0], rows[1], rows[last - 1], rows[last]});
+        lowest_ = reinterpret_cast<uintptr_t>(lowest);
+        highest_ = reinterpret_cast<uintptr_t>(highest);
     }
 
-    bool decodes() const { return frame_.line_format.decode != nullptr; }
-
-    // Columns to be asked for from now on: those of [begin, end) and the halo.
-    // begin: even
-    void begin_strip(size_t begin, size_t end) {
-        begin_ = begin;
-        first_ = begin < kStripHalo ? 0 : begin - kStripHalo;
-        const size_t wanted = (end + kStripHalo + 1) & ~size_t{1};
-        end_ = wanted < frame_.width ? wanted : frame_.width;
+    // Whether all rows but the outermost ones are such lines already.
+    static bool is_in_place(const BayerFrame& frame, ptrdiff_t reach, bool defined) {
+        const ptrdiff_t distance = std::abs(frame.src_rows[1] - frame.src_rows[0]);
+        const bool has_padding = distance > static_cast<ptrdiff_t>(frame.width);
+        return frame.line_format.is_8_bit && distance >= reach && !(has_padding && defined);
     }
-    size_t begin() const { return begin_; }
 
-    // Whether `bytes` before and after row y may be read: when they are rows or between
-    // rows, whatever the distance of rows.
-    bool may_look_beyond(size_t y, ptrdiff_t bytes) const {
-        if (decodes()) return true;
+    void begin_strip(const Strip& strip) {
+        begin_ = strip.begin;
+        first_ = std::max(strip.begin, kStripHalo) - kStripHalo;
+        end_ = std::min((strip.end + kStripHalo + 1) & ~size_t{1}, frame_.width);
+    }
+
+    // Row y from the strip's first column on, to be read up to `reach` samples beyond the frame.
+    // A line of the ring stays until the ring comes round to it.
+    const uint8_t* line(size_t y, uintptr_t reach) {
         const uint8_t* row = frame_.src_rows[y];
-        return row - lowest_ >= bytes && highest_ - row >= bytes;
+        const auto at = reinterpret_cast<uintptr_t>(row);
+        // What lies between rows may be read, whatever their distance.
+        if (in_place_ && at - lowest_ >= reach && highest_ - at >= reach) return row + begin_;
+        uint8_t* line = ring_.next();
+        decode(y, line);
+        return line;
     }
 
-    // The strip's part of row y, decoded, to line; the halo goes before it.
+  private:
+    // The strip's part of row y to `line`, between zeros.
     void decode(size_t y, uint8_t* line) const {
         uint8_t* first = line - (begin_ - first_);
         uint8_t* end = first + (end_ - first_);
         frame_.line_format.decode(part_of_row(y), first, end_ - first_);
-        std::fill_n(first - kBeyond, kBeyond, 0);
-        std::fill_n(end, kBeyond, 0);
-        // Measured at 5120x3840: .7 to .95 of the time; at 2448x2048 1.02 to 1.08.
+        std::fill_n(first - kStripHalo, kStripHalo, uint8_t{0});
+        std::fill_n(end, kStripHalo, uint8_t{0});
         if (frame_.beyond_caches) prefetch(y + 1);
     }
-
-  private:
     const uint8_t* part_of_row(size_t y) const {
         return frame_.src_rows[y] + first_ / 2 * frame_.line_format.bytes_per_pair;
     }
     // Starts to load the strip's part of row y, if there is one.
     __attribute__((noinline)) void prefetch(size_t y) const {
         if (y >= frame_.height) return;
-        // Or the compiler takes this for a function without effects, and drops its calls.
+        // Keeps GCC from treating the function as pure and dropping the call.
         __asm__ volatile("");
         const uint8_t* row = part_of_row(y);
         const size_t bytes = (end_ - first_) / 2 * frame_.line_format.bytes_per_pair;
@@ -87,71 +130,13 @@ class LineReader {
     }
 
     const BayerFrame& frame_;
-    const uint8_t* lowest_;
-    const uint8_t* highest_;
+    LineRing ring_;
+    const bool in_place_;
+    uintptr_t lowest_;  // of all rows
+    uintptr_t highest_;
     size_t begin_ = 0;
     size_t first_ = 0;
     size_t end_ = 0;
 };
-
-// Lines, the last kSlots of which stay. Rows must be asked for in ascending order within
-// kSlots of one another.
-template <size_t kSlots>
-class SampleLines {
-  public:
-    // memory: aligned, kSlots lines of line_bytes(columns), where a strip has so
-    // many columns at most
-    SampleLines(const BayerFrame& frame, uint8_t* memory, size_t columns)
-        : frame_(frame), reader_(frame), memory_(memory), step_(line_bytes(columns)) {
-        hold_nothing();
-    }
-
-    void begin_strip(size_t begin, size_t end) {
-        reader_.begin_strip(begin, end);
-        hold_nothing();
-    }
-
-    bool may_look_beyond(size_t y, ptrdiff_t bytes) const {
-        return reader_.may_look_beyond(y, bytes);
-    }
-
-    // Sample x of row y.
-    const uint8_t* at(size_t y, size_t x) {
-        if (!reader_.decodes()) return frame_.src_rows[y] + x;
-        const size_t slot = y % kSlots;
-        uint8_t* line = memory_ + slot * step_ + kLineLead;
-        if (held_[slot] != y) {
-            reader_.decode(y, line);
-            held_[slot] = y;
-        }
-        return line + x - reader_.begin();
-    }
-
-  private:
-    void hold_nothing() {
-        for (size_t& row : held_) row = ~size_t{0};
-    }
-
-    const BayerFrame& frame_;
-    LineReader reader_;
-    uint8_t* const memory_;
-    const size_t step_;
-    size_t held_[kSlots];
-};
-
-// Calls strip(begin, end) for every strip of the first `width` columns; begin is even. Rows
-// that need no decoding are not cut: whole rows, one after the other, are how memory likes
-// to be read.
-template <size_t kSlots, class F>
-void for_each_strip(const BayerFrame& frame, SampleLines<kSlots>& lines, size_t width,
-                    size_t most_columns, F strip) {
-    if (frame.line_format.decode == nullptr) return strip(size_t{0}, width);
-    const size_t columns = strip_columns(width, most_columns);
-    for (size_t begin = 0; begin < width; begin += columns) {
-        const size_t end = std::min(begin + columns, width);
-        lines.begin_strip(begin, end);
-        strip(begin, end);
-    }
-}
 
 }  // namespace imgcnv

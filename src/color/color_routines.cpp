@@ -12,7 +12,7 @@ namespace {
 void convert_color_rows(const CImgConverterC& converter, ColorLayout layout, TripleSink sink,
                         size_t pixels, size_t row_bytes, const uint8_t* src, uint8_t* dst) {
     FrameRows frame = rows_of(converter, src, dst, pixels, row_bytes);
-    frame.may_run_over = bytes_per_pixel(converter.dstFormat) != 1;  // grey has ties
+    frame.may_overwrite_next_row = bytes_per_pixel(converter.dstFormat) != 1;  // grey has ties
     const KernelsForFrame kernels(frame.src_bytes(), frame.dst_bytes());
     convert_rows(frame, kernels->color[layout][sink]);
 }

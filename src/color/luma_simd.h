@@ -14,9 +14,9 @@
 // by less than 1/128, which in turn is less than 1/125. They are 0 for multiples of
 // 125 only. t is a tie when they are and the low 3 bits of d2 are, too; with 16 d2
 // in place of d2 both stand in the same 7 bits.
-// Which ties come out lower follows no simple rule. All greys R = G = B are ties,
-// and common in pictures (black, white): a table of 256 bits tells. Any other tie,
-// one colour in 1000, is computed again in doubles.
+// Which ties come out lower follows no simple rule. All greys R = G = B are ties, and common in
+// pictures (black, white): a table of 256 bits tells. Red and green of a tie allow one blue
+// only: a table of 65536 bits tells of the other ties, one colour in 1000.
 #pragma once
 
 #include "simd/permutation.h"
@@ -35,80 +35,123 @@ consteval ByteTable<32> lower_greys() {
         return bits;
     });
 }
-// Ties are looked at colour by colour, in all pixels at once: a flat area has one.
-// Where more than so many are left after that, doubles for all.
-inline constexpr int kFewTies = 4;
-
 alignas(32) inline constexpr ByteTable<32> kLowerGreys = lower_greys();
 
-// The last tie that took doubles, in every byte, and its grey: flat areas ask for one
-// again and again. Forgotten when it did not help, for greys to be as quick as without.
-template <class V>
-struct LastTie {
-    using Reg = typename V::Reg;
-
-    bool known = false;
-    Reg red, green, blue, grey;
-
-    Reg where(Reg r, Reg g, Reg b) const {
-        return V::and_(V::equal8(r, red), V::and_(V::equal8(g, green), V::equal8(b, blue)));
-    }
+// Bit red + 256 green of the bytes: whether the double sum of the tie with this red and green falls
+// below the integer. (57 x 193 = 1 modulo 500, so that blue is what makes 299 R + 587 G + 114 B = 0
+// modulo 1000. Blues beyond 255 are no colours, and odd remainders no ties.)
+struct LowerTies {
+    uint8_t bytes[65536 / 8];
 };
+consteval LowerTies lower_ties() {
+    LowerTies ties{};
+    for (int green = 0; green < 256; ++green) {
+        for (int red = 0; red < 256; ++red) {
+            const int missing = (1000 - (299 * red + 587 * green) % 1000) % 1000;
+            const int blue = missing / 2 * 193 % 500;
+            if (missing % 2 != 0 || blue > 255) continue;
+            const int tie = (299 * red + 587 * green + 114 * blue) / 1000;
+            const double sum = (0.299 * red + 0.587 * green) + 0.114 * blue;
+            const unsigned at = static_cast<unsigned>(red + 256 * green);
+            if (static_cast<int>(sum) != tie) ties.bytes[at / 8] |= 1u << at % 8;
+        }
+    }
+    return ties;
+}
+inline constexpr LowerTies kLowerTies = lower_ties();
 
-// The last vectors of lanes that were ties throughout, and their grey: in a flat area the next
-// ones are the same. (Nearest, which computes least, takes .6 to .7 of the time there, and 1.02
-// elsewhere. The other methods gain less than that, and adaptive would take 1.07 elsewhere.)
+// The last block that needed the large table, and its grey. In flat areas, and in the two rows
+// of a mosaic's cells, the next one has the same ties.
 template <class V>
 struct LastTies {
     using Reg = typename V::Reg;
 
     bool known = false;
-    Reg pair[2], single[2], grey;
+    Reg red, green, blue, grey;
 
-    bool are(const Reg p[2], const Reg s[2]) const {
-        const Reg pairs = V::or_(V::xor_(p[0], pair[0]), V::xor_(p[1], pair[1]));
-        const Reg singles = V::or_(V::xor_(s[0], single[0]), V::xor_(s[1], single[1]));
-        return known && V::is_zero(V::or_(pairs, singles));
+    Reg mask_of(Reg r, Reg g, Reg b) const {
+        return V::and_(V::equal8(r, red), V::and_(V::equal8(g, green), V::equal8(b, blue)));
     }
 };
 
-// (All but the doubles inlined: flat areas .9 to 1.0 of the time, the library 170 KB larger.)
+// Ties of a block that are looked up one by one.
+inline constexpr int kFewTies = 4;
+
+// 1 for the pixels of a few ties that come out lower.
 template <class V>
-static __attribute__((noinline, cold)) typename V::Reg luma_of_ties(
+static __attribute__((noinline, cold)) typename V::Reg lower_of_few(typename V::Reg r,
+                                                                    typename V::Reg g,
+                                                                    typename V::Reg tie,
+                                                                    uint64_t bits) {
+    alignas(V::kBytes) uint8_t red[V::kBytes], green[V::kBytes];
+    V::store(red, r);
+    V::store(green, g);
+    auto lower = V::zero();
+    for (; bits != 0; bits &= bits - 1) {
+        const int i = __builtin_ctzll(bits);
+        const int at = red[i] | green[i] << 8;
+        if ((kLowerTies.bytes[at / 8] >> at % 8 & 1) == 0) continue;
+        const auto same = V::and_(V::equal8(r, V::set8(red[i])), V::equal8(g, V::set8(green[i])));
+        lower = V::or_(lower, V::and_(tie, same));
+    }
+    return V::and_(lower, V::set8(1));
+}
+
+// 0xFF for every pixel that comes out lower if it is a tie: all are looked up, without a branch.
+template <class V>
+static inline typename V::Reg lower_of_many(typename V::Reg r, typename V::Reg g) {
+    const auto low = V::set16(0x00FF);
+    // Of the pixels at even and at odd columns, where their bytes are in the table.
+    alignas(V::kBytes) uint16_t even[V::kBytes / 2], odd[V::kBytes / 2];
+    const auto store_places = [](uint16_t* places, typename V::Reg red_and_green) {
+        V::store(reinterpret_cast<uint8_t*>(places), V::template shr16<3>(red_and_green));
+    };
+    store_places(even, V::bit_select(low, r, V::template shl16<8>(g)));
+    store_places(odd, V::bit_select(low, V::template shr16<8>(r), g));
+    alignas(V::kBytes) uint8_t bytes[V::kBytes];
+#pragma GCC unroll 8
+    for (size_t i = 0; i < V::kBytes / 2; ++i) {
+        bytes[2 * i] = kLowerTies.bytes[even[i]];
+        bytes[2 * i + 1] = kLowerTies.bytes[odd[i]];
+    }
+    const auto bit = V::bit_in_byte(r);
+    return V::equal8(V::and_(V::load(bytes), bit), bit);
+}
+
+template <class V>
+static __attribute__((noinline, cold)) typename V::Reg luma_of_new_ties(
     typename V::Reg r, typename V::Reg g, typename V::Reg b, typename V::Reg quotient,
-    typename V::Reg tie, LastTie<V>& last) {
+    typename V::Reg tie, LastTies<V>& last) {
+    const auto grey = V::and_(V::equal8(r, g), V::equal8(g, b));
+    const auto lower = V::and_(V::and_(tie, grey), V::bitmap_contains(kLowerGreys, g));
+    quotient = V::sub8(quotient, V::and_(lower, V::set8(1)));
+    const auto rest = V::andnot(grey, tie);
+    const uint64_t bits = V::top_bits(rest);
+    if (bits == 0) return quotient;
+    // Counting bits would call libgcc on CPUs without popcnt.
+    uint64_t many = bits;
+    for (int k = 0; k < kFewTies; ++k) many &= many - 1;
+    if (many == 0) return V::sub8(quotient, lower_of_few<V>(r, g, rest, bits));
+    quotient = V::sub8(quotient, V::and_(V::set8(1), V::and_(rest, lower_of_many<V>(r, g))));
+    last = {true, r, g, b, quotient};
+    return quotient;
+}
+
+// A function of its own, which needs no stack.
+template <class V>
+static __attribute__((noinline, cold)) typename V::Reg luma_of_ties(typename V::Reg r, typename V::Reg g,
+                                                              typename V::Reg b,
+                                                              typename V::Reg quotient,
+                                                              typename V::Reg tie,
+                                                              LastTies<V>& last) {
     if (last.known) {
-        const auto same = last.where(r, g, b);
+        const auto same = last.mask_of(r, g, b);
         quotient = V::bit_select(same, last.grey, quotient);
         tie = V::andnot(same, tie);
         if (V::top_bits(tie) == 0) return quotient;
         last.known = false;
     }
-    const auto grey = V::and_(V::equal8(r, g), V::equal8(g, b));
-    const auto lower = V::and_(V::and_(tie, grey), V::bitmap_contains(kLowerGreys, g));
-    quotient = V::sub8(quotient, V::and_(lower, V::set8(1)));
-    uint64_t rest = V::top_bits(V::andnot(grey, tie));
-    if (rest == 0) return quotient;
-
-    alignas(V::kBytes) uint8_t red[V::kBytes], green[V::kBytes], blue[V::kBytes];
-    V::store(red, r);
-    V::store(green, g);
-    V::store(blue, b);
-    for (;;) {
-        const int i = __builtin_ctzll(rest);
-        const int luma = static_cast<int>((0.299 * red[i] + 0.587 * green[i]) + 0.114 * blue[i]);
-        last = {false, V::set8(red[i]), V::set8(green[i]), V::set8(blue[i]), V::set8(luma)};
-        const auto same = last.where(r, g, b);
-        quotient = V::bit_select(same, last.grey, quotient);
-        const uint64_t here = V::top_bits(same);
-        last.known = (here & (here - 1)) != 0;  // not a single pixel among others
-        rest &= ~here;
-        if (rest == 0) return quotient;
-        // Counting bits would call libgcc on CPUs without popcnt.
-        uint64_t many = rest;
-        for (int k = 0; k < kFewTies; ++k) many &= many - 1;
-        if (many != 0) return V::luma_in_doubles(r, g, b);
-    }
+    return luma_of_new_ties<V>(r, g, b, quotient, tie, last);
 }
 
 enum Channel : int { kRed, kGreen, kBlue };
@@ -141,7 +184,7 @@ struct LumaSums {
 // r, g, b: one byte a pixel
 template <class V>
 inline typename V::Reg luma_of(typename V::Reg r, typename V::Reg g, typename V::Reg b,
-                               LastTie<V>& last) {
+                               LastTies<V>& last) {
     using Reg = typename V::Reg;
     using Sums = LumaSums<V, kRed, kGreen>;
     const Sums lo(V::unpack_lo8(r, g), V::widen_lo(b)), hi(V::unpack_hi8(r, g), V::widen_hi(b));
@@ -165,7 +208,7 @@ struct LumaOfLanes {
 
     bool has_ties() const { return V::has_zero16(V::min16(even.rest, odd.rest)); }
     Reg ties() const { return V::equal8(bytes(even.rest, up(odd.rest)), V::zero()); }
-    Reg with_ties(LastTie<V>& last) const {
+    Reg with_ties(LastTies<V>& last) const {
         Reg channels[3];
         channels[kLow] = bytes(pair[0], up(pair[1]));
         channels[kHigh] = bytes(V::template shr16<8>(pair[0]), pair[1]);
@@ -181,26 +224,10 @@ struct LumaOfLanes {
 
 template <class V, Channel kLow, Channel kHigh>
 inline typename V::Reg luma_of_lanes(const typename V::Reg pair[2], const typename V::Reg single[2],
-                                     LastTie<V>& last) {
+                                     LastTies<V>& last) {
     const LumaOfLanes<V, kLow, kHigh> luma{pair, single};
     if (luma.has_ties()) [[unlikely]]
         return luma.with_ties(last);
     return luma.quotient;
 }
-// The same where flat areas count.
-template <class V, Channel kLow, Channel kHigh>
-inline typename V::Reg luma_of_lanes(const typename V::Reg pair[2], const typename V::Reg single[2],
-                                     LastTie<V>& last, LastTies<V>& lanes) {
-    const LumaOfLanes<V, kLow, kHigh> luma{pair, single};
-    if (luma.has_ties()) [[unlikely]] {
-        if (lanes.are(pair, single)) return lanes.grey;
-        const auto grey = luma.with_ties(last);
-        if (V::is_zero(V::xor_(luma.ties(), V::set8(0xFF)))) {
-            lanes = {true, {pair[0], pair[1]}, {single[0], single[1]}, grey};
-        }
-        return grey;
-    }
-    return luma.quotient;
-}
-
 }  // namespace imgcnv

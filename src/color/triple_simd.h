@@ -16,7 +16,7 @@ struct Triple {
     typename V::Reg a, b, c;
 };
 
-// last: a LastTie<V> for grey, else nothing
+// last: a LastTies<V> for grey, else nothing
 template <class V, TripleSink kSink, class... Last>
 inline void store_triple(uint8_t* p, typename V::Reg a, typename V::Reg b, typename V::Reg c,
                          Last&... last) {
@@ -53,12 +53,6 @@ struct TripleBody : Blocks {
     }
 };
 
-// What storing remembers of the vectors before.
-template <class V, class Loaded>
-struct MemoryOf {
-    using Type = LastTie<V>;
-};
-
 template <class Blocks>
 inline auto load_for_grey(const uint8_t* const* in) {
     if constexpr (requires { Blocks::load_for_grey(in); }) {
@@ -70,7 +64,7 @@ inline auto load_for_grey(const uint8_t* const* in) {
 template <class V, class Blocks, TripleSink kSink>
 requires(sink_bytes(kSink) == 1) struct TripleBody<V, Blocks, kSink> : Blocks {
     using Loaded = decltype(load_for_grey<Blocks>(nullptr));
-    using Memory = typename MemoryOf<V, Loaded>::Type;
+    using Memory = LastTies<V>;
     static constexpr size_t kDstBytes = Blocks::kPixels;
 
     static Loaded load(const uint8_t* const* in) { return load_for_grey<Blocks>(in); }

@@ -5,11 +5,9 @@
 namespace imgcnv {
 namespace {
 
-// So many pixels, or those of whole blocks if few are missing: of 48 pixels and more at most
-// 16, and so within the next row. Measured on AVX-512 with 63 and 50 columns and padding: packed
-// words .65 to .8 of the time, colours .64 to .87, bytes and words 1.1. Wide rows gain nothing,
-// and at 5106x3840, where what ran over meets stores past the caches, take 1.06 to 1.16.
-size_t with_last_block(size_t pixels) {
+// Rounds a row up to whole 64-pixel blocks if at most 16 pixels are missing, which the next row
+// then writes again. Wide rows gain nothing by it.
+size_t round_up_to_block(size_t pixels) {
     constexpr size_t kBlock = 64, kWide = 512;
     const size_t missing = (kBlock - pixels % kBlock) % kBlock;
     return pixels < kWide && missing <= kBlock / 4 ? pixels + missing : pixels;
@@ -27,7 +25,7 @@ FrameRows rows_of(const CImgConverterC& converter, const uint8_t* src, uint8_t* 
             .src_padding = converter.rowPadding,
             .dst_row_bytes = pixels * dst_bytes,
             .rows = static_cast<size_t>(converter.height),
-            .may_run_over = false};
+            .may_overwrite_next_row = false};
 }
 
 void convert_rows(const FrameRows& frame, RowKernel kernel) {
@@ -37,8 +35,9 @@ void convert_rows(const FrameRows& frame, RowKernel kernel) {
         return;
     }
     const ptrdiff_t src_step = static_cast<ptrdiff_t>(frame.src_row_bytes) + frame.src_padding;
-    const size_t long_row =
-        frame.src_padding > 0 && frame.may_run_over ? with_last_block(frame.pixels) : frame.pixels;
+    const size_t long_row = frame.src_padding > 0 && frame.may_overwrite_next_row
+                                ? round_up_to_block(frame.pixels)
+                                : frame.pixels;
     const uint8_t* src = frame.src;
     uint8_t* dst = frame.dst;
     for (size_t left = frame.rows; left > 1; --left) {

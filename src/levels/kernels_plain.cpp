@@ -26,7 +26,7 @@ struct PlainKernels {
     template <Phase kPhase>
     static constexpr AdaptiveGreenKernel adaptive_green = adaptive_green_row_plain<kPhase>;
     template <Phase kPhase>
-    static constexpr CellGreenKernel cell_green = cell_green_rows_plain<kPhase>;
+    static constexpr BlockGreenKernel block_green = block_green_row_plain<kPhase>;
     template <AdaptiveRow kRow, Phase kPhase, TripleSink kSink>
     static constexpr AdaptiveColorKernel adaptive_color =
         adaptive_color_row_plain<kRow, kPhase, kSink>;

@@ -30,14 +30,18 @@ constexpr KernelTable table_of(const char* name, const KernelTable* streaming = 
         constexpr auto kSink = static_cast<GreySink>(sink.value);
         for_each_index<kMonoLayouts>([&](auto layout) {
             constexpr auto kLayout = static_cast<MonoLayout>(layout.value);
-            t.mono[kLayout][kSink] = Kernels::template mono<kLayout, kSink>;
+            if constexpr (is_needed(kLayout, kSink)) {
+                t.mono[kLayout][kSink] = Kernels::template mono<kLayout, kSink>;
+            }
         });
     });
     for_each_index<kTripleSinks>([&](auto sink) {
         constexpr auto kSink = static_cast<TripleSink>(sink.value);
         for_each_index<kColorLayouts>([&](auto layout) {
             constexpr auto kLayout = static_cast<ColorLayout>(layout.value);
-            t.color[kLayout][kSink] = Kernels::template color<kLayout, kSink>;
+            if constexpr (is_needed(kLayout, kSink)) {
+                t.color[kLayout][kSink] = Kernels::template color<kLayout, kSink>;
+            }
         });
         for_each_index<kPhases>([&](auto phase) {
             constexpr auto kPhase = static_cast<Phase>(phase.value);
@@ -58,7 +62,7 @@ constexpr KernelTable table_of(const char* name, const KernelTable* streaming = 
     for_each_index<kPhases>([&](auto phase) {
         constexpr auto kPhase = static_cast<Phase>(phase.value);
         t.adaptive_green[kPhase] = Kernels::template adaptive_green<kPhase>;
-        t.cell_green[kPhase] = Kernels::template cell_green<kPhase>;
+        t.block_green[kPhase] = Kernels::template block_green<kPhase>;
     });
     for_each_index<kPixelSizes>([&](auto size) {
         constexpr auto kSize = static_cast<PixelSize>(size.value);

@@ -28,10 +28,30 @@ struct ChooseFrom<false, A, B> {
 template <bool kCondition, class A, class B>
 using Choose = typename ChooseFrom<kCondition, A, B>::Type;
 
-template <class V>
+// A kernel that calls the one that kFind finds in another table.
+template <auto kFind, class Kernel = decltype(kFind())>
+struct Forward;
+template <auto kFind, class... Args>
+struct Forward<kFind, void (*)(Args...)> {
+    static void run(Args... args) { kFind()(args...); }
+};
+
+// kNarrow: the kernels of the level with the narrowest vectors, where V has wider ones. Those that
+// convert a handful of rows per frame are taken from there, and are not compiled for V.
+template <class V, const KernelTable* kNarrow = nullptr>
 struct VectorKernels {
-    // Of kernels that convert a handful of rows a frame, all levels have the smallest.
-    using Rare = NarrowestOf<V>;
+    template <EdgeGreen kGreen, Phase kPhase, TripleSink kSink>
+    static BilinearEdgeKernel narrow_bilinear_edge() {
+        return kNarrow->bilinear_edge[kGreen][kPhase][kSink];
+    }
+    template <Phase kPhase>
+    static BlockGreenKernel narrow_block_green() {
+        return kNarrow->block_green[kPhase];
+    }
+    template <AdaptiveRow kRow, Phase kPhase, TripleSink kSink>
+    static AdaptiveColorKernel narrow_adaptive_color() {
+        return kNarrow->adaptive_color[kRow][kPhase][kSink];
+    }
 
     template <MonoLayout kLayout, GreySink kSink>
     static constexpr RowKernel mono = mono_row<V, kLayout, kSink>;
@@ -42,15 +62,31 @@ struct VectorKernels {
     template <Phase kPhase, TripleSink kSink>
     static constexpr BilinearKernel bilinear = bilinear_row<V, kPhase, kSink>;
     template <EdgeGreen kGreen, Phase kPhase, TripleSink kSink>
-    static constexpr BilinearEdgeKernel bilinear_edge =
-        bilinear_edge_row<Rare, kGreen, kPhase, kSink>;
+    static constexpr BilinearEdgeKernel bilinear_edge = [] {
+        if constexpr (kNarrow == nullptr) {
+            return bilinear_edge_row<V, kGreen, kPhase, kSink>;
+        } else {
+            return Forward<narrow_bilinear_edge<kGreen, kPhase, kSink>>::run;
+        }
+    }();
     template <Phase kPhase>
     static constexpr AdaptiveGreenKernel adaptive_green = adaptive_green_row<V, kPhase>;
     template <Phase kPhase>
-    static constexpr CellGreenKernel cell_green = cell_green_rows<Rare, kPhase>;
+    static constexpr BlockGreenKernel block_green = [] {
+        if constexpr (kNarrow == nullptr) {
+            return block_green_row<V, kPhase>;
+        } else {
+            return Forward<narrow_block_green<kPhase>>::run;
+        }
+    }();
     template <AdaptiveRow kRow, Phase kPhase, TripleSink kSink>
-    static constexpr AdaptiveColorKernel adaptive_color =
-        adaptive_color_row<Choose<kRow == kNoneCopied, V, Rare>, kRow, kPhase, kSink>;
+    static constexpr AdaptiveColorKernel adaptive_color = [] {
+        if constexpr (kNarrow == nullptr || kRow == kNoneCopied) {
+            return adaptive_color_row<V, kRow, kPhase, kSink>;
+        } else {
+            return Forward<narrow_adaptive_color<kRow, kPhase, kSink>>::run;
+        }
+    }();
     template <PixelSize kSize>
     static constexpr RotateKernel flip_h = imgcnv::flip_h<V, bytes_of(kSize)>;
     static constexpr RotateKernel flip_v = imgcnv::flip_v<V>;
@@ -62,8 +98,8 @@ struct VectorKernels {
 
 // The same for frames that the caches do not hold. Grey from colour or from a mosaic
 // gains nothing from streaming: most of its bytes are read.
-template <class V>
-struct StreamingKernels : VectorKernels<V> {
+template <class V, const KernelTable* kNarrow = nullptr>
+struct StreamingKernels : VectorKernels<V, kNarrow> {
     using Streamed = Streaming<V>;
 
     template <TripleSink kSink>
@@ -82,7 +118,7 @@ struct StreamingKernels : VectorKernels<V> {
         if constexpr (kRow == kNoneCopied) {
             return adaptive_color_row<To<kSink>, kRow, kPhase, kSink>;
         } else {
-            return VectorKernels<V>::template adaptive_color<kRow, kPhase, kSink>;
+            return VectorKernels<V, kNarrow>::template adaptive_color<kRow, kPhase, kSink>;
         }
     }();
     template <PixelSize kSize>

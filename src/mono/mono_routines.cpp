@@ -27,7 +27,7 @@ int convert_raster(const CImgConverterC& converter, MonoLayout layout, const uin
         row_bytes = 2 * pixels;
     }
     FrameRows frame = rows_of(converter, src, dst, pixels, row_bytes);
-    frame.may_run_over = layout == kPacked;
+    frame.may_overwrite_next_row = layout == kPacked;
     const KernelsForFrame kernels(frame.src_bytes(), frame.dst_bytes());
     convert_rows(frame, kernels->mono[layout][grey_sink(converter.dstFormat)]);
     return IMGCNV_SUCCESS;

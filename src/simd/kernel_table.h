@@ -89,11 +89,10 @@ struct AdaptiveLines {
 using AdaptiveGreenKernel = void (*)(const uint8_t* const lines[5], ptrdiff_t column,
                                      uint8_t* green, int16_t* differences, size_t pixels);
 
-// Green of a row pair whose 2x2 cells stand for themselves, as along the edges:
-// the mean of the cell's two greens at its colour sites. The phase is the even
-// row's; `pixels` is even. One green line and one of differences for each row.
-using CellGreenKernel = void (*)(const uint8_t* const rows[2], uint8_t* const green[2],
-                                 int16_t* const differences[2], size_t pixels);
+// Green of a row whose 2x2 blocks stand for themselves, as along the edges: the mean of the
+// block's two greens at its colour sites. `paired` is the block's other row; `pixels` is even.
+using BlockGreenKernel = void (*)(const uint8_t* line, const uint8_t* paired, uint8_t* green,
+                                  int16_t* differences, size_t pixels);
 
 // Which of a row's colours come from differences, and which are copied within
 // pairs of pixels, the row's own colour from the row, the other one from a row
@@ -114,6 +113,15 @@ struct ImageSize {
 };
 using RotateKernel = void (*)(const uint8_t* src, uint8_t* dst, ImageSize source);
 
+// Which kernels there are; the others' places in the table are null, for no conversion needs them:
+// Mono1p becomes Mono8 only, RGB8 in its own order is a copy, and of YUV red always comes first.
+constexpr bool is_needed(MonoLayout layout, GreySink sink) {
+    return layout != kBits1 || sink == kGrey1;
+}
+constexpr bool is_needed(ColorLayout layout, TripleSink sink) {
+    return sink != (layout == kTriples ? kAbc : kLumaRedLast);
+}
+
 struct KernelTable {
     const char* name;
     // The same for frames that the caches do not hold: kernels that gain by it use streaming
@@ -125,7 +133,7 @@ struct KernelTable {
     BilinearKernel bilinear[kPhases][kTripleSinks];
     BilinearEdgeKernel bilinear_edge[kEdgeGreens][kPhases][kTripleSinks];
     AdaptiveGreenKernel adaptive_green[kPhases];
-    CellGreenKernel cell_green[kPhases];
+    BlockGreenKernel block_green[kPhases];
     AdaptiveColorKernel adaptive_color[kAdaptiveRows][kPhases][kTripleSinks];
     RotateKernel flip_h[kPixelSizes];  // the pixels of every row in reverse order
     RotateKernel flip_v;               // the rows in reverse order, of pixels of 1 byte

@@ -48,11 +48,18 @@ template <PipelinedBody Body>
 inline void run_blocks(const RowPointers<Body>& row, size_t pixels) {
     const auto at = [&row](size_t pixel) { return pointers_at<Body>(row, pixel); };
     const size_t last = pixels - Body::kPixels;
+    // Far enough for a source from memory to arrive while so much is computed.
+    constexpr ptrdiff_t kAhead = 1024;
     typename Body::Memory memory;
     typename Body::Loaded loaded = Body::load(at(0).in);
     size_t i = 0;
     while (i != last) {
         const size_t next = i + Body::kPixels < last ? i + Body::kPixels : last;
+        if constexpr (Body::kInputs == 1) {
+            for (size_t k = 0; k < Body::kSrcBytes; k += kCacheLine) {
+                prefetch<typename Body::Vector>(at(next).in[0] + k, kAhead);
+            }
+        }
         if constexpr (kPipelined<Body>) {
             const typename Body::Loaded next_loaded = Body::load(at(next).in);
             Body::store(at(i).out, loaded, memory);

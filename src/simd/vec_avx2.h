@@ -103,22 +103,6 @@ struct Vec32 : LaneVec<Vec32<Level>, 32> {
         store(p + 96, _mm256_unpackhi_epi16(ab_hi, c_hi));
     }
 
-    static constexpr size_t kLumaPixels = 4;
-    static void store_luma(const uint8_t* r, const uint8_t* g, const uint8_t* b, uint8_t* luma) {
-        const auto doubles = [](const uint8_t* p) {
-            int four;
-            memcpy(&four, p, sizeof four);
-            return _mm256_cvtepi32_pd(_mm_cvtepu8_epi32(_mm_cvtsi32_si128(four)));
-        };
-        const __m256d sum =
-            _mm256_add_pd(_mm256_add_pd(_mm256_mul_pd(doubles(r), _mm256_set1_pd(0.299)),
-                                        _mm256_mul_pd(doubles(g), _mm256_set1_pd(0.587))),
-                          _mm256_mul_pd(doubles(b), _mm256_set1_pd(0.114)));
-        const int four = _mm_cvtsi128_si32(
-            _mm_shuffle_epi8(_mm256_cvttpd_epi32(sum), _mm_set1_epi32(0x0C080400)));
-        memcpy(luma, &four, sizeof four);
-    }
-
     // 32 three-byte pixels in reverse order.
     static void reverse3(const uint8_t* src, uint8_t* dst) {
         Narrower::reverse3(src + 48, dst);

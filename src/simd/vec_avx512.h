@@ -135,13 +135,20 @@ struct Vec64 : VecCommon<Vec64<Level>, 64> {
         memcpy(&bits, p, sizeof bits);
         return _mm512_movm_epi8(bits);
     }
+    // Bytes of r0, r1, r2 where i mod 3 is 0, 1, 2. Clang must not see the masks: it would merge
+    // these blends into permutations of two registers, twice as many of the slowest instructions.
+    static Reg mix3(Reg r0, Reg r1, Reg r2) {
+        __mmask64 second = 0x2492492492492492, third = 0x4924924924924924;
+#if defined(__clang__)
+        __asm__("" : "+k"(second), "+k"(third));
+#endif
+        return _mm512_mask_blend_epi8(third, _mm512_mask_blend_epi8(second, r0, r1), r2);
+    }
     static void load3(const uint8_t* p, Reg& a, Reg& b, Reg& c) {
         const Reg v0 = load(p), v1 = load(p + 64), v2 = load(p + 128);
         const auto pick = [&](const ByteTable<64>& gather, Reg r0, Reg r1, Reg r2) {
             // r0, r1, r2: the outputs that hold the channel at i mod 3 = 0, 1, 2
-            const Reg mixed =
-                _mm512_mask_blend_epi8(kThird2, _mm512_mask_blend_epi8(kThird1, r0, r1), r2);
-            return _mm512_permutexvar_epi8(table(gather), mixed);
+            return _mm512_permutexvar_epi8(table(gather), mix3(r0, r1, r2));
         };
         a = pick(Interleave3<64>::gather(0), v0, v2, v1);
         b = pick(Interleave3<64>::gather(1), v1, v0, v2);
@@ -162,19 +169,13 @@ struct Vec64 : VecCommon<Vec64<Level>, 64> {
         hi = _mm512_permutex2var_epi64(head, _mm512_setr_epi64(1, 2, 4, 5, 7, 8, 10, 11), tail);
     }
 
-    static constexpr __mmask64 kThird1 = 0x2492492492492492;  // i mod 3 == 1
-    static constexpr __mmask64 kThird2 = 0x4924924924924924;  // i mod 3 == 2
-
     static void store3(uint8_t* p, Reg a, Reg b, Reg c) {
         a = _mm512_permutexvar_epi8(table(Interleave3<64>::spread(0)), a);
         b = _mm512_permutexvar_epi8(table(Interleave3<64>::spread(1)), b);
         c = _mm512_permutexvar_epi8(table(Interleave3<64>::spread(2)), c);
-        const auto mix = [](Reg r0, Reg r1, Reg r2) {
-            return _mm512_mask_blend_epi8(kThird2, _mm512_mask_blend_epi8(kThird1, r0, r1), r2);
-        };
-        store(p, mix(a, b, c));
-        store(p + 64, mix(b, c, a));
-        store(p + 128, mix(c, a, b));
+        store(p, mix3(a, b, c));
+        store(p + 64, mix3(b, c, a));
+        store(p + 128, mix3(c, a, b));
     }
     static void store3_grey(uint8_t* p, Reg g) {
         store(p, _mm512_permutexvar_epi8(table(Interleave3<64>::grey(0)), g));
@@ -202,20 +203,12 @@ struct Vec64 : VecCommon<Vec64<Level>, 64> {
         const Reg bytes = _mm512_broadcast_i64x4(_mm256_load_si256((const __m256i*)bitmap.at));
         const Reg row =
             _mm512_permutexvar_epi8(and_(Common::template shr16<3>(x), set8(0x1F)), bytes);
-        const Reg bit = _mm512_shuffle_epi8(
-            table([](size_t i) { return i % 16 < 8 ? 1u << i % 8 : 0; }), and_(x, set8(7)));
-        return _mm512_movm_epi8(_mm512_test_epi8_mask(row, bit));
+        return _mm512_movm_epi8(_mm512_test_epi8_mask(row, bit_in_byte(x)));
     }
-    static constexpr size_t kLumaPixels = 8;
-    static void store_luma(const uint8_t* r, const uint8_t* g, const uint8_t* b, uint8_t* luma) {
-        const auto doubles = [](const uint8_t* p) {
-            return _mm512_cvtepi32_pd(_mm256_cvtepu8_epi32(_mm_loadl_epi64((const __m128i*)p)));
-        };
-        const __m512d sum =
-            _mm512_add_pd(_mm512_add_pd(_mm512_mul_pd(doubles(r), _mm512_set1_pd(0.299)),
-                                        _mm512_mul_pd(doubles(g), _mm512_set1_pd(0.587))),
-                          _mm512_mul_pd(doubles(b), _mm512_set1_pd(0.114)));
-        _mm_storel_epi64((__m128i*)luma, _mm256_cvtepi32_epi8(_mm512_cvttpd_epi32(sum)));
+    // 1 << x % 8
+    static Reg bit_in_byte(Reg x) {
+        return _mm512_shuffle_epi8(table([](size_t i) { return i % 16 < 8 ? 1u << i % 8 : 0; }),
+                                   and_(x, set8(7)));
     }
 
     // 64 three-byte pixels in reverse order.

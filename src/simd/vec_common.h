@@ -70,18 +70,6 @@ struct VecCommon {
     }
     static Reg widen_lo(Reg a) { return V::unpack_lo8(a, zero()); }
     static Reg widen_hi(Reg a) { return V::unpack_hi8(a, zero()); }
-
-    // The luma in double precision, which V computes of kLumaPixels pixels at a time.
-    static Reg luma_in_doubles(Reg r, Reg g, Reg b) {
-        alignas(kSize) uint8_t red[kSize], green[kSize], blue[kSize], luma[kSize];
-        store(red, r);
-        store(green, g);
-        store(blue, b);
-        for (size_t i = 0; i < kSize; i += V::kLumaPixels) {
-            V::store_luma(red + i, green + i, blue + i, luma + i);
-        }
-        return load(luma);
-    }
 };
 
 // Vectors whose bytes are shuffled within lanes of 16, by tables of 16 that serve all lanes. V has
@@ -162,9 +150,12 @@ struct LaneVec : VecCommon<V, kSize> {
         const Reg upper_half = equal8(and_(index, set8(16)), set8(16));
         const Reg row = V::bit_select(upper_half, shuffle_of(bitmap.at + 16, index),
                                       shuffle_of(bitmap.at, index));
-        const Reg bit =
-            V::shuffle(table([](size_t i) { return i < 8 ? 1u << i : 0; }), and_(x, set8(7)));
+        const Reg bit = bit_in_byte(x);
         return equal8(and_(row, bit), bit);
+    }
+    // 1 << x % 8
+    static Reg bit_in_byte(Reg x) {
+        return V::shuffle(table([](size_t i) { return i < 8 ? 1u << i : 0; }), and_(x, set8(7)));
     }
 
   protected:

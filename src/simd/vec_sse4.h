@@ -93,28 +93,6 @@ struct Vec16 : LaneVec<Vec16<Level>, 16> {
         store(p + 48, _mm_unpackhi_epi16(ab_hi, c_hi));
     }
 
-    static constexpr size_t kLumaPixels = 4;
-    static void store_luma(const uint8_t* r, const uint8_t* g, const uint8_t* b, uint8_t* luma) {
-        const auto words = [](const uint8_t* p) {
-            int four;
-            memcpy(&four, p, sizeof four);
-            return _mm_cvtepu8_epi32(_mm_cvtsi32_si128(four));
-        };
-        const auto two = [](__m128i r32, __m128i g32, __m128i b32) {
-            const __m128d sum =
-                _mm_add_pd(_mm_add_pd(_mm_mul_pd(_mm_cvtepi32_pd(r32), _mm_set1_pd(0.299)),
-                                      _mm_mul_pd(_mm_cvtepi32_pd(g32), _mm_set1_pd(0.587))),
-                           _mm_mul_pd(_mm_cvtepi32_pd(b32), _mm_set1_pd(0.114)));
-            return _mm_cvttpd_epi32(sum);
-        };
-        const auto upper = [](__m128i x) { return _mm_unpackhi_epi64(x, x); };
-        const __m128i red = words(r), green = words(g), blue = words(b);
-        const __m128i whole =
-            _mm_unpacklo_epi64(two(red, green, blue), two(upper(red), upper(green), upper(blue)));
-        const int four = _mm_cvtsi128_si32(_mm_shuffle_epi8(whole, _mm_set1_epi32(0x0C080400)));
-        memcpy(luma, &four, sizeof four);
-    }
-
     // 16 three-byte pixels in reverse order.
     static void reverse3(const uint8_t* src, uint8_t* dst) {
         // Bytes 1 .. 15 of every load, their pixels exchanged.

@@ -17,3 +17,25 @@ endforeach()
 if(NOT texts)
   message(FATAL_ERROR "no CMake or pkg-config files in ${PREFIX}")
 endif()
+
+# Below /usr and /usr/local no flag names a folder that compilers search anyway.
+foreach(system /usr /usr/local)
+  set(ENV{DESTDIR} ${PREFIX}-of-system)
+  file(REMOVE_RECURSE $ENV{DESTDIR})
+  execute_process(
+    COMMAND ${CMAKE_COMMAND} --install ${BUILD} --config ${CONFIG} --prefix ${system}
+            --component development
+    OUTPUT_QUIET COMMAND_ERROR_IS_FATAL ANY)
+  file(GLOB_RECURSE texts $ENV{DESTDIR}/*.pc)
+  list(LENGTH texts count)
+  if(NOT count EQUAL 2)
+    message(FATAL_ERROR "expected two .pc files below ${system}, found: ${texts}")
+  endif()
+  foreach(text IN LISTS texts)
+    file(STRINGS ${text} hits REGEX "-[IL]|pcfiledir")
+    if(hits)
+      message(FATAL_ERROR "${text} names a folder that needs no naming: ${hits}")
+    endif()
+  endforeach()
+endforeach()
+file(REMOVE_RECURSE $ENV{DESTDIR})

@@ -1,4 +1,5 @@
 """The pages of the project: blocks run, links lead somewhere, pictures and tables are fresh."""
+import ctypes
 import functools
 import os
 import re
@@ -19,6 +20,7 @@ import make_pictures  # noqa: E402
 import quality  # noqa: E402
 
 TOOL, LIBRARY = os.environ["IMGCNV_TOOL"], os.environ["IMGCNV_LIBRARY"]
+ENGINE = os.environ["IMGCNV_FRAMES_LIBRARY"]
 PAGES = [ROOT / "README.md", *sorted((ROOT / "docs").glob("*.md"))]
 # python/README.md is run by the tests of the Python module.
 RUN = [*PAGES, ROOT / "CONTRIBUTING.md", ROOT / "samples" / "README.md"]
@@ -34,7 +36,7 @@ CALLS = {
     "docs/release.md": ["cmake .*WERROR=ON", r"chroot .*scripts/demo\.sh$", r"chroot .*scripts/test\.sh$",
                         "dpkg-buildpackage", "lintian", r"chroot .*use_debs\.sh$"],
 }
-FORMATS = {entry["name"]: entry for entry in format_tables.load(TOOL)["formats"]}
+FORMATS = {entry["name"]: entry for entry in format_tables.load(ENGINE)["formats"]}
 
 
 def relative(page):
@@ -107,13 +109,13 @@ def test_files_that_a_page_names_exist(page):
     assert not missing
 
 
-def test_tables_are_those_of_the_command():
+def test_tables_are_those_of_the_engine():
     for page in (ROOT / "README.md", ROOT / "docs" / "formats.md"):
         text = page.read_text(encoding="utf-8")
         assert "<!-- formats " in text
-        table = format_tables.load(TOOL)
+        table = format_tables.load(ENGINE)
         assert format_tables.rewritten(text, table, measured=False) == text, (
-            f"{relative(page)} is out of date: run tests/docs/format_tables.py {TOOL} {relative(page)}")
+            f"{relative(page)} is out of date: run tests/docs/format_tables.py {ENGINE} {relative(page)}")
 
 
 def frame_of(entry, values):
@@ -130,32 +132,59 @@ def frame_of(entry, values):
     return bytes(frame)
 
 
-@pytest.mark.parametrize("name", [n for n, e in FORMATS.items() if not e["order"] and n != "Mono1C"])
-def test_byte_drawings_are_what_the_library_reads(name):
+class Frame(ctypes.Structure):
+    """imgcnv_frame"""
+    _fields_ = [("struct_size", ctypes.c_size_t), ("format", ctypes.c_uint32), ("flags", ctypes.c_uint32),
+                *((n, ctypes.c_int64) for n in ("width", "height", "stride", "skip", "gap"))]
+
+
+class Target(ctypes.Structure):
+    """imgcnv_target"""
+    _fields_ = [("struct_size", ctypes.c_size_t), ("kind", ctypes.c_int), ("demosaic", ctypes.c_int),
+                ("rotation", ctypes.c_int), ("flags", ctypes.c_uint32), ("threads", ctypes.c_int),
+                ("stride", ctypes.c_int64), ("levels", ctypes.c_void_p)]
+
+
+RGB24, RAW16 = 2, 6
+
+
+def picture_of(entry, source, width, kind):
+    """The samples of one row, by the frame engine."""
+    frame = Frame(ctypes.sizeof(Frame), int(entry["code"], 16), 0, width, 1)
+    target = Target(ctypes.sizeof(Target), kind, 1, 0, 0, 1)
+    is_color = kind == RGB24 or entry["layout"][0] in "RB"
+    made = np.zeros(width * (3 if is_color else 1), np.uint8 if kind == RGB24 else np.uint16)
+    text = ctypes.create_string_buffer(2048)
+    size = ctypes.c_size_t
+    status = ctypes.CDLL(ENGINE).imgcnv_convert_frame(
+        ctypes.byref(frame), ctypes.byref(target), source, size(len(source)), made.ctypes.data_as(ctypes.c_void_p),
+        size(made.nbytes), text, size(len(text)))
+    assert status == 0, text.value.decode()
+    return made.tolist()
+
+
+@pytest.mark.parametrize("name", [name for name in FORMATS if name != "Mono1C"])
+def test_byte_drawings_are_what_the_engine_reads(name):
     entry = FORMATS[name]
     fields = sorted({f for byte in format_tables.diagram(entry) for f, _, _ in byte if f})
     random = np.random.default_rng(sum(map(ord, name)))
     for _ in range(5):
-        # Values whose unused high bits are drawn as such: words that are too large wrap around.
         values = {f: int(random.integers(0, 1 << entry["depth"])) for f in fields}
-        pixels = [f for f in fields if re.match(r"[pY]\d*$", f)] or ["p"]
-        command = [TOOL, "convert", "-", "-q", "-f", name, "-s", f"{len(pixels)}x1", "--to", "rgb24",
-                   "--output-format", "raw", "-o", "-"]
-        made = subprocess.run(command, input=frame_of(entry, values), capture_output=True, check=True).stdout
-        assert list(made) == [c for p in pixels for c in expected_rgb(entry, values, p)], values
+        pixels = [f for f in fields if re.match(r"[pY]\d*$", f)]
+        source = frame_of(entry, values)
+        if "U" in values:
+            made, expected = picture_of(entry, source, len(pixels), RGB24), [yuv_to_rgb(values, p) for p in pixels]
+            assert made == [c for rgb in expected for c in rgb], values
+        else:
+            made = picture_of(entry, source, max(len(pixels), 1), RAW16)
+            assert made == [values[f] for f in pixels or "RGB"], values
 
 
-def expected_rgb(entry, values, pixel):
-    if "R" in values:
-        return [values["R"], values["G"], values["B"]]
-    if "U" in values:
-        y, u, v = values[pixel], values["U"], values["V"]
-        rgb = (y + (359 * v - 45952 >> 8), y - (88 * u - 11264 >> 8) - (183 * v - 23424 >> 8),
-               y + (454 * u - 58112 >> 8))
-        return [min(max(c, 0), 255) for c in rgb]
-    depth = entry["depth"]
-    grey = {1: values[pixel] * 255, 4: values[pixel] * 16}.get(depth, values[pixel] >> max(depth - 8, 0))
-    return [grey] * 3
+def yuv_to_rgb(values, pixel):
+    y, u, v = values[pixel], values["U"], values["V"]
+    rgb = (y + (359 * v - 45952 >> 8), y - (88 * u - 11264 >> 8) - (183 * v - 23424 >> 8),
+           y + (454 * u - 58112 >> 8))
+    return [min(max(c, 0), 255) for c in rgb]
 
 
 def psnr(picture, original):

@@ -69,7 +69,9 @@ def test_bash_completes(run, tmp_path):
         words = line.split(" ")
         done = subprocess.run(["bash", "-c", f"""
             _init_completion() {{ words=({line}); cword={len(words) - 1}
-                cur={words[-1]!r}; prev={words[-2]!r}; }}
+                cur={words[-1]!r}; prev={words[-2]!r}
+                # As bash-completion's -s does: --option=value is two words.
+                [[ $cur == --*=* ]] && {{ prev=${{cur%%=*}}; cur=${{cur#*=}}; split=true; }}; }}
             _filedir() {{ COMPREPLY=(FILES); }}
             source {tmp_path}/script; _imgcnv; echo "${{COMPREPLY[@]}}" """],
                               capture_output=True, text=True, check=True)
@@ -78,6 +80,9 @@ def test_bash_completes(run, tmp_path):
     assert completed("imgcnv con") == ["convert"]
     assert completed("imgcnv convert --me") == ["--method"]
     assert completed("imgcnv convert -m a") == ["adaptive"]
-    assert completed("imgcnv convert -f BayerRG12P") == ["BayerRG12Packed"]
+    assert completed("imgcnv convert -f BayerRG12Pa") == ["BayerRG12Packed"]
+    assert completed("imgcnv convert -f bayerrg12p") == ["BayerRG12Packed", "BayerRG12p"]
+    assert "Mono8" in completed("imgcnv convert --format=mono")
+    assert completed("imgcnv sheet --of m") == ["methods"]
     assert completed("imgcnv convert x") == ["FILES"]
     assert completed("imgcnv convert --padding 1") == []

@@ -76,7 +76,7 @@ def test_color_frames_lose_their_padding(run, tmp_path, name, to):
 
 
 @pytest.mark.parametrize("name", frames.BAYER)
-def test_nearest_on_odd_edges_and_gr_from_the_second_row(run, tmp_path, name):
+def test_nearest_on_odd_edges(run, tmp_path, name):
     rng = np.random.default_rng(4)
     order, layout = frames.BAYER[name]
     for width, height in SIZES:
@@ -86,8 +86,7 @@ def test_nearest_on_odd_edges_and_gr_from_the_second_row(run, tmp_path, name):
         frame = frames.padded(frames.pack_samples(samples, layout, rng), 3, rng)
         picture = convert(run, tmp_path, frame, name, width, height, "--padding", 3, "-m",
                           "nearest")
-        expected = (frames.nearest(samples[1:], "BG") if order == "GR"
-                    else frames.nearest(samples, order))
+        expected = frames.nearest(samples, order)
         assert np.array_equal(picture, expected), (width, height)
 
 
@@ -121,6 +120,8 @@ def test_raw_output_is_the_librarys(run, tmp_path, name):
                     continue  # the library copies this padding along
                 expected = library.convert(frame, code, width, height, padding, to,
                                            frames.METHODS[method])
+                if to == "rgba32":
+                    expected[..., 3] = 255
                 run("convert", "in.raw", "-f", name, "-s", f"{width}x{height}", "-m", method,
                     "--padding" if padding else "-q", padding or "-q", "--to", to, "-o", "out.raw")
                 got = np.fromfile(tmp_path / "out.raw", np.uint8)
@@ -133,7 +134,7 @@ def test_odd_photos_look_right_to_the_last_column(run, tmp_path, samples, method
     photo = np.asarray(Image.open(samples / "chelsea.png"))[:299]  # 451x299
     frame = frames.mosaic(photo, order).tobytes()
     picture = convert(run, tmp_path, frame, f"Bayer{order}8", 451, 299, "-m", method)
-    expected = photo[1:] if order == "GR" else photo
+    expected = photo
     assert picture.shape == expected.shape
     # Wrong colours in an edge cost far more than this.
     for part in (np.s_[:, -1], np.s_[:, 0], np.s_[-1], np.s_[0], np.s_[:]):
@@ -202,7 +203,7 @@ def test_pack_is_the_inverse(run, tmp_path, samples):
     grey = (photo.astype(int) @ [299, 587, 114] + 500) // 1000
     names = [f["name"] for f in json.loads(run("formats", "--json").out)["formats"]]
     for name in names:
-        for padding in [[]] if name == "Mono1C" else [[], ["--padding", 5]]:
+        for padding in [[], ["--padding", 5]]:
             run("pack", "photo.png", "-f", name, "-o", "photo.raw", "-q", *padding)
             run("convert", "photo.raw", "-f", name, "-s", "121x65", "-m", "adaptive", "-q", "-o",
                 "back.png", *padding)
@@ -212,7 +213,7 @@ def test_pack_is_the_inverse(run, tmp_path, samples):
             elif name in frames.YUV:
                 assert frames.psnr(back, photo) > 33, name
             elif name in frames.BAYER:
-                assert frames.psnr(back, photo[65 - len(back):]) > 30, name
+                assert frames.psnr(back, photo) > 30, name
             else:  # a shade of rounding between an 8-bit and a 16-bit sum
                 shift = {"Mono1p": 7, "Mono4p": 4}.get(name, 0)
                 step = 255 if shift == 7 else 1 << shift

@@ -1,6 +1,7 @@
 #include "cli/common_options.h"
 
-#include "cli/talk.h"
+#include "cli/messages.h"
+#include "engine/frame.h"
 
 #include <algorithm>
 #include <limits>
@@ -19,7 +20,7 @@ void between(CLI::Option* option, long least, long most, const std::string& expe
 
 }  // namespace
 
-void oneOf(CLI::Option* option, const std::vector<std::string>& values) {
+void one_of(CLI::Option* option, const std::vector<std::string>& values) {
     std::string all;
     for (const auto& value : values) all += (all.empty() ? "" : "|") + value;
     option->type_name(all)->check([=](const std::string& text) {
@@ -28,52 +29,78 @@ void oneOf(CLI::Option* option, const std::vector<std::string>& values) {
     });
 }
 
-void inRange(CLI::Option* option, long least, long most) {
+void in_range(CLI::Option* option, long least, long most) {
     const auto range = std::to_string(least) + "-" + std::to_string(most);
     option->type_name(range);
     between(option, least, most, range);
 }
 
-void atLeast(CLI::Option* option, long least) {
+void at_least(CLI::Option* option, long least) {
     option->type_name("N");
     between(option, least, std::numeric_limits<long>::max(),
             "a number from " + std::to_string(least) + " on");
 }
 
-void addSourceOptions(CLI::App& command, SourceOptions& options) {
-    command
-        .add_option("-f,--format", options.format,
-                    "Format of the frames: a name or code that `imgcnv formats` lists. "
-                    "Default: as the file name says")
-        ->type_name("FORMAT");
-    command
-        .add_option("-s,--size", options.size,
-                    "Width and height in pixels. Default: as the file name says")
-        ->type_name("WxH");
-    atLeast(command.add_option("--padding", options.padding, "Bytes behind the pixels of each row"),
-            0);
-    atLeast(command.add_option("--stride", options.stride,
-                               "Bytes from one row's start to the next one's"),
-            1);
-    atLeast(command.add_option("--skip", options.skip,
-                               "Bytes before the first frame, such as a header"),
-            0);
+void not_an_option(CLI::Option* option) {
+    option->check([](const std::string& text) {
+        const bool is_option =
+            text.size() > 1 && text[0] == '-' && (text[1] < '0' || text[1] > '9');
+        return is_option ? "expected a value, given the option " + text : std::string();
+    });
 }
 
-void addQuiet(CLI::App& command) {
+void add_source_options(CLI::App& command, SourceOptions& options) {
+    not_an_option(command
+                      .add_option("-f,--format", options.format,
+                                  "Format of the frames: a name or code that `imgcnv formats` "
+                                  "lists. Default: as the file name says")
+                      ->type_name("FORMAT"));
+    not_an_option(command
+                      .add_option("-s,--size", options.size,
+                                  "Width and height in pixels. Default: as the file name says")
+                      ->type_name("WxH"));
+    at_least(command.add_option("--padding", options.padding, "Bytes after the pixels of each row"),
+             0);
+    at_least(command.add_option("--stride", options.stride,
+                                "Bytes from one row's start to the next one's"),
+             1);
+    at_least(command.add_option("--skip", options.skip,
+                                "Bytes before the first frame, such as a header"),
+             0);
+    at_least(command.add_option("--gap", options.gap, "Bytes after each frame, such as chunk data"),
+             0);
+    command.add_flag("--big-endian", options.big_endian, "16-bit words have their high byte first");
+    one_of(command.add_option("--range", options.range,
+                              "Range of YUV: full, or video with Y in 16 to 235. Default: full"),
+           {"full", "video"});
+}
+
+void add_method(CLI::App& command, int& demosaic) {
+    auto* option = command.add_option_function<std::string>(
+        "-m,--method",
+        [&demosaic](const std::string& name) {
+            char text[IMGCNV_TEXT_BYTES];
+            check(imgcnv_find_demosaic(name.c_str(), &demosaic, text, sizeof text), text);
+        },
+        "How a Bayer mosaic becomes colour. Default: bilinear");
+    one_of(option, {"nearest", "bilinear", "adaptive"});
+}
+
+void add_quiet(CLI::App& command) {
     command.add_flag_callback(
-        "-q,--quiet", [] { setQuiet(true); }, "Say nothing but errors");
+        "-q,--quiet", [] { set_quiet(true); }, "Say nothing but errors");
 }
 
-void addDumpOptions(CLI::App& command, DumpOptions& options) {
+void add_dump_options(CLI::App& command, DumpOptions& options) {
     command.add_option("FILE", options.file, "File of raw frames; - is standard input")->required();
-    command.add_option("-s,--size", options.size, "Width and height in pixels, when known")
-        ->type_name("WxH");
-    command.add_option("--skip", options.skip, "Bytes before the first frame, such as a header")
-        ->type_name("N")
-        ->check(CLI::NonNegativeNumber);
+    not_an_option(
+        command.add_option("-s,--size", options.size, "Width and height in pixels, when known")
+            ->type_name("WxH"));
+    at_least(command.add_option("--skip", options.skip,
+                                "Bytes before the first frame, such as a header"),
+             0);
     command.add_flag("--json", options.json, "For programs");
-    addQuiet(command);
+    add_quiet(command);
 }
 
 }  // namespace tool

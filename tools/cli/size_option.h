@@ -7,7 +7,8 @@
 
 namespace tool {
 
-/// The value of a --size option that may be left out (empty). Throws UsageError.
-std::optional<std::pair<std::int64_t, std::int64_t>> requestedSize(const std::string& text);
+/// The value of a --size option that may be left out. Throws UsageError.
+std::optional<std::pair<std::int64_t, std::int64_t>> requested_size(
+    const std::optional<std::string>& text);
 
 }  // namespace tool

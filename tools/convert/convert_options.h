@@ -1,6 +1,8 @@
 #pragma once
 
-#include "frame/frame_converter.h"
+#include "convert/source_options.h"
+#include "io/output_file.h"
+#include "picture/encode.h"
 
 #include <cstdint>
 #include <optional>
@@ -18,34 +20,37 @@ struct FrameRange {
     bool several() const { return given && (!last || *last > first); }
 };
 
-/// What describes the source of a conversion, for every subcommand that reads raw frames.
-struct SourceOptions {
-    std::string format, size;  ///< empty: from the file name
-    std::optional<std::int64_t> padding, stride;
-    std::int64_t skip = 0;
-
-    /// The shape of the frames in this input; says what it took from the name.
-    FrameShape shapeFor(const std::string& input) const;
+/// Every count-th picture, from the index-th on; index counts from 0.
+struct Part {
+    std::int64_t index = 0;
+    std::int64_t count = 1;
 };
 
 struct ConvertOptions {
-    std::vector<std::string> inputs;
+    std::vector<std::string> inputs;  ///< files, folders, "-"
     SourceOptions source;
     FrameRange frames;
-    IMGCNV_EBayerDemosaic demosaic = IMGCNV_DEMOSAIC_BILINEAR;
-    std::optional<IMGCNV_EPixelFormat> to;  ///< absent: grey stays grey, colour becomes RGB24
-    Turn turn;
-    std::string output, outputFormat;
-    int pngLevel = 1;
-    int workers = 0;  ///< 0: one for each processor
+    Part part;
+    std::optional<int> to;  ///< imgcnv_target_kind; absent: as the source and the output suggest
+    imgcnv_target target = IMGCNV_TARGET_INIT;  ///< all but its kind and levels
+    bool threads_given = false;
+    LevelOptions levels;
+    std::string output, output_format;
+    EncodeOptions encode;  ///< its kind is that of the output
+    Existing existing = Existing::Replace;
+    bool skip_existing = false;
+    bool best_effort = false;  ///< a last frame that is cut short is completed by zeros
+    int workers = 0;           ///< 0: one for each processor
     bool stats = false;
     bool json = false;
 };
 
 /// "all", "K" or "A-B"; throws UsageError.
-FrameRange parseFrames(const std::string& text);
+FrameRange parse_frames(const std::string& text);
+/// "2/8"; throws UsageError.
+Part parse_part(const std::string& text);
 
 /// Converts everything; the exit code. Throws UsageError before anything is written.
-int runConvert(const ConvertOptions& options);
+int run_convert(const ConvertOptions& options);
 
 }  // namespace tool

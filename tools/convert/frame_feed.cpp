@@ -1,18 +1,21 @@
 #include "convert/frame_feed.h"
 
+#include "cli/messages.h"
 #include "errors.h"
 
 #include <algorithm>
+#include <cstring>
 #include <limits>
 
 namespace tool {
 
 struct FrameFeed::Dump {
     InputFile file;
-    FrameShape shape;
-    std::int64_t next = 0;  ///< frame to hand out
-    std::int64_t end = 0;   ///< first frame not to hand out
-    std::int64_t pointBytes = 0;
+    std::shared_ptr<const Frame> shape;
+    std::int64_t next = 0;          ///< frame to hand out
+    std::int64_t end = 0;           ///< first frame not to hand out
+    std::int64_t first_number = 0;  ///< of frame 0 in the names of pictures
+    std::int64_t point_bytes = 0;
 
     explicit Dump(const std::string& path) : file(path) {}
 };
@@ -20,171 +23,236 @@ struct FrameFeed::Dump {
 namespace {
 
 constexpr std::int64_t kNoEnd = std::numeric_limits<std::int64_t>::max();
-constexpr std::int64_t kMaxInt = std::numeric_limits<std::int32_t>::max();
+constexpr std::int64_t kMostPointBytes = std::numeric_limits<std::int32_t>::max();
 
 std::string number(std::int64_t value) { return std::to_string(value); }
 
-bool isPoints(const FrameShape& shape) { return shape.format->layout == Layout::Points; }
-
-/// Frames in so many bytes; the last one needs no row padding at its end.
-std::int64_t framesIn(const FrameShape& shape, std::int64_t bytes) {
-    return bytes < shape.neededBytes() ? 0 : (bytes - shape.neededBytes()) / shape.frameBytes() + 1;
+/// Frames that each input has when its length does not say it.
+std::int64_t frames_asked(const FrameRange& range) {
+    return range.last ? *range.last - range.first + 1 : 0;
 }
 
-[[noreturn]] void failLength(const std::string& name, const FrameShape& shape, std::int64_t skip,
-                             std::int64_t bytes) {
-    throw Failure(name + ": expected " + number(shape.frameBytes()) + " bytes (" + shape.text() +
-                  "), given " + number(bytes) +
-                  (skip > 0 ? " behind the " + number(skip) + " skipped" : "") +
-                  explainLength(shape, bytes));
+std::string cut_short(const std::string& name, const Frame& shape, std::int64_t frame,
+                      std::size_t given) {
+    return name + " ends within frame " + number(frame) + ": expected " +
+           number(shape.sizes.frame_bytes) + " bytes (" + shape.text() + "), given " +
+           number(static_cast<std::int64_t>(given)) +
+           "\n  --best-effort completes such a frame with zeros";
 }
 
 }  // namespace
 
-void FrameFeed::countFrames(Dump& dump) const {
+void FrameFeed::count_frames(Dump& dump) const {
     const auto& range = options_.frames;
     const auto& name = dump.file.name();
-    const auto bytes = std::max<std::int64_t>(*dump.file.size() - options_.source.skip, 0);
-    if (isPoints(dump.shape)) {
-        if (bytes == 0) throw Failure(name + " is empty");
-        if (bytes > kMaxInt) throw Failure(name + ": a list of points of 2 GiB or more");
-        dump.pointBytes = bytes;
+    const auto& shape = *dump.shape;
+    const auto all_bytes = *dump.file.size();
+    const auto bytes = std::max<std::int64_t>(all_bytes - shape.given.skip, 0);
+    if (shape.points()) {
+        if (bytes == 0)
+            throw Failure(name +
+                          (all_bytes == 0 ? " is empty" : ": " + length_problem(shape, all_bytes)));
+        if (bytes > kMostPointBytes) throw Failure(name + ": a list of points of 2 GiB or more");
+        dump.point_bytes = bytes;
         return;
     }
-    const auto held = framesIn(dump.shape, bytes);
-    const auto rest = bytes - held * dump.shape.frameBytes();
-    if (!range.given && (held != 1 || rest > 0))
-        failLength(name, dump.shape, options_.source.skip, bytes);
-    if (held == 0) failLength(name, dump.shape, options_.source.skip, bytes);
-    if (range.given && !range.last && rest > 0)
-        throw Failure(name + ": expected whole frames of " + number(dump.shape.frameBytes()) +
-                      " bytes (" + dump.shape.text() + "), given " + number(held) +
-                      " of them and " + number(rest) + " bytes more\n  --frames 0-" +
-                      number(held - 1) + " takes the whole ones");
+    const auto [whole, rest, why] = fit(shape, all_bytes);
+    const bool completed = options_.best_effort && rest > 0 && (whole == 0 || range.given);
+    const auto held = whole + (completed ? 1 : 0);
+    if (held == 0 || (!range.given && (held != 1 || (rest > 0 && !completed))))
+        throw Failure(name + ": " + length_problem(shape, all_bytes));
+    if (range.given && !range.last && rest > 0 && !completed)
+        throw Failure(name + ": expected whole frames of " + number(shape.pitch()) + " bytes (" +
+                      shape.text() + "), given " + number(held) + " of them and " + number(rest) +
+                      " bytes more\n  --frames 0-" + number(held - 1) +
+                      " takes the whole ones, --best-effort completes the last with zeros" + why);
     if (range.given && (range.first >= held || (range.last && *range.last >= held)))
-        throw Failure(name + ": holds " + number(held) + " frames (" + dump.shape.text() +
+        throw Failure(name + ": holds " + number(held) + " frames (" + shape.text() +
                       "), numbers 0 to " + number(held - 1));
     if (!range.last) dump.end = held;
 }
 
-void FrameFeed::openNext() {
-    const auto& path = options_.inputs[nextInput_++];
-    const auto& range = options_.frames;
-    const auto shape = options_.source.shapeFor(path);
-    auto dump = std::make_shared<Dump>(path);
-    dump->shape = shape;
-    dump->next = range.first;
-    dump->end = range.last ? *range.last + 1 : kNoEnd;
-    if (dump->file.size()) {
-        countFrames(*dump);
-    } else {
-        const auto frame = shape.frameBytes();
-        if (frame > 0 && range.first > (kNoEnd - options_.source.skip) / frame)
-            throw UsageError("--frames: no such frame");
-        if (!dump->file.skip(options_.source.skip + range.first * frame))
-            throw Failure(dump->file.name() + " ends before frame " + number(range.first));
-    }
-    dump_ = std::move(dump);
+void FrameFeed::start_stream(Dump& dump) const {
+    const auto& given = dump.shape->given;
+    const auto pitch = std::max<std::int64_t>(dump.shape->pitch(), 1);
+    if (options_.frames.first > (kNoEnd - given.skip) / pitch)
+        throw Failure(dump.file.name() + ": no stream reaches frame " +
+                      number(options_.frames.first));
+    if (!dump.file.skip(dump.shape->offset(options_.frames.first)))
+        throw Failure(dump.file.name() + " ends before frame " + number(options_.frames.first));
 }
 
-bool FrameFeed::readStream(FrameJob& job, std::vector<std::uint8_t>& buffer) {
-    const auto& shape = dump_->shape;
-    const auto& name = dump_->file.name();
-    if (isPoints(shape)) {
-        std::size_t used = 0;
-        while (true) {
-            buffer.resize(std::max<std::size_t>(buffer.size(), used + (1 << 20)));
-            const auto count = dump_->file.readOn(std::span(buffer).subspan(used));
-            used += count;
-            if (used > static_cast<std::size_t>(kMaxInt))
-                throw Failure(name + ": a list of points of 2 GiB or more");
-            if (used < buffer.size()) break;
-        }
-        if (used == 0) throw Failure(name + " is empty");
-        job.bytes = std::span(buffer).first(used);
+/// Opens the next input; false with the fault in the job when it cannot be used.
+bool FrameFeed::open_next(FrameJob& job) {
+    const auto& range = options_.frames;
+    const auto& path = inputs_[next_input_].path;
+    job = {};
+    job.input = next_input_++;
+    job.frame = range.first;
+    // The pictures of one dump have its frames' numbers, those of several dumps follow each other.
+    const bool alone = inputs_.size() == 1;
+    job.number = alone ? range.first : next_number_;
+    next_number_ += frames_asked(range);
+    // Files that are one frame each need not be opened to be left out.
+    if (!range.given && wanted_ && !wanted_(job)) return true;
+    std::shared_ptr<Dump> dump;
+    try {
+        const auto shape = std::make_shared<const Frame>(options_.source.frame_for(path));
+        dump = std::make_shared<Dump>(path);
+        dump->shape = shape;
+        dump->next = range.first;
+        dump->end = range.last ? *range.last + 1 : kNoEnd;
+        dump->file.size() ? count_frames(*dump) : start_stream(*dump);
+    } catch (const std::runtime_error& error) {
+        if (dump && dump->file.size() && !range.last && !dump->shape->points())
+            next_number_ += fit(*dump->shape, *dump->file.size()).frames;
+        job.fault = error.what();
+        return false;
+    }
+    if (!range.last && dump->end != kNoEnd) next_number_ += dump->end;
+    dump->first_number = job.number - range.first;
+    dump_ = std::move(dump);
+    return true;
+}
+
+void FrameFeed::read_points(FrameJob& job, std::vector<std::uint8_t>& buffer) const {
+    std::size_t used = 0;
+    while (true) {
+        buffer.resize(std::max<std::size_t>(buffer.size(), used + (1 << 20)));
+        const auto count = dump_->file.read_on(std::span(buffer).subspan(used));
+        used += count;
+        if (used > static_cast<std::size_t>(kMostPointBytes))
+            throw Failure(dump_->file.name() + ": a list of points of 2 GiB or more");
+        if (used < buffer.size()) break;
+    }
+    if (used == 0) throw Failure(dump_->file.name() + " is empty");
+    job.bytes = std::span(buffer).first(used);
+}
+
+/// The next frame of a stream; false at its end.
+bool FrameFeed::read_stream(FrameJob& job, std::vector<std::uint8_t>& buffer) {
+    const auto& shape = *dump_->shape;
+    const auto& file = dump_->file;
+    if (shape.points()) {
+        read_points(job, buffer);
         return true;
     }
-    const auto frame = static_cast<std::size_t>(shape.frameBytes());
+    const auto frame = static_cast<std::size_t>(shape.sizes.frame_bytes);
+    const bool later = dump_->next > options_.frames.first;
     buffer.resize(std::max(buffer.size(), frame));
-    const auto count = dump_->file.readOn(std::span(buffer).first(frame));
-    if (count == 0 && dump_->next > options_.frames.first && dump_->end == kNoEnd) return false;
-    if (count < static_cast<std::size_t>(shape.neededBytes()))
-        throw Failure(name + " ends within frame " + number(dump_->next) + ": expected " +
-                      number(shape.frameBytes()) + " bytes (" + shape.text() + "), given " +
-                      number(static_cast<std::int64_t>(count)) +
-                      explainLength(shape, static_cast<std::int64_t>(count)));
+    if (later && shape.given.gap > 0 && !file.skip(shape.given.gap) && dump_->end == kNoEnd)
+        return false;
+    const auto count = file.read_on(std::span(buffer).first(frame));
+    if (count == 0 && later && dump_->end == kNoEnd) return false;
+    if (count < static_cast<std::size_t>(shape.sizes.needed_bytes)) {
+        if (!options_.best_effort || count == 0)
+            throw Failure(cut_short(file.name(), shape, dump_->next, count));
+        job.completed = true;
+        std::fill(buffer.begin() + static_cast<std::ptrdiff_t>(count),
+                  buffer.begin() + static_cast<std::ptrdiff_t>(frame), std::uint8_t{0});
+    }
     job.bytes = std::span(buffer).first(frame);
     std::uint8_t more = 0;
-    if (!options_.frames.given && count == frame && dump_->file.readOn({&more, 1}) != 0)
-        throw Failure(name + ": expected " + number(shape.frameBytes()) + " bytes (" +
+    if (!options_.frames.given && count == frame && file.read_on({&more, 1}) != 0)
+        throw Failure(file.name() + ": expected " + number(shape.sizes.frame_bytes) + " bytes (" +
                       shape.text() +
                       "), given more\n  several frames: --frames all; anything "
                       "else behind the image: --frames 0");
     return true;
 }
 
-bool FrameFeed::next(FrameJob& job, std::vector<std::uint8_t>& buffer) {
-    std::shared_ptr<Dump> dump;
-    {
-        const std::lock_guard lock(lock_);
-        while (true) {
-            if (dump_ && dump_->next >= dump_->end) dump_.reset();
-            if (!dump_) {
-                if (nextInput_ == options_.inputs.size()) return false;
-                openNext();
-            }
-            job.input = nextInput_ - 1;
-            job.frame = dump_->next;
-            job.shape = dump_->shape;
-            if (!dump_->file.size()) {
-                bool read = false;
-                try {
-                    read = readStream(job, buffer);
-                } catch (...) {
-                    dump_.reset();
-                    throw;
-                }
-                if (!read) {
+void FrameFeed::read_file(const Dump& dump, FrameJob& job,
+                          std::vector<std::uint8_t>& buffer) const {
+    const auto& shape = *dump.shape;
+    const auto bytes =
+        static_cast<std::size_t>(shape.points() ? dump.point_bytes : shape.sizes.frame_bytes);
+    const auto needed = shape.points() ? bytes : static_cast<std::size_t>(shape.sizes.needed_bytes);
+    buffer.resize(std::max(buffer.size(), bytes));
+    const auto wanted = std::span(buffer).first(bytes);
+    const auto at = shape.points() ? shape.given.skip : shape.offset(job.frame);
+    const auto count = dump.file.read_at(at, wanted);
+    if (count < needed && !options_.best_effort)
+        throw Failure(dump.file.name() + " became shorter while it was read");
+    job.completed = count < needed;
+    std::fill(wanted.begin() + static_cast<std::ptrdiff_t>(count), wanted.end(), std::uint8_t{0});
+    job.bytes = wanted;
+}
+
+/// Settles which frame is next, under the lock; streams are read here, too.
+bool FrameFeed::take(FrameJob& job, std::vector<std::uint8_t>& buffer) {
+    while (true) {
+        if (dump_ && dump_->next >= dump_->end) dump_.reset();
+        if (!dump_) {
+            if (next_input_ == inputs_.size()) return false;
+            if (!open_next(job)) return true;
+            if (!dump_) continue;
+        }
+        job = {};
+        job.input = next_input_ - 1;
+        job.frame = dump_->next;
+        job.number = dump_->first_number + job.frame;
+        job.shape = dump_->shape;
+        const bool is_file = dump_->file.size().has_value();
+        const bool wanted = !options_.frames.given || !wanted_ || wanted_(job);
+        if (!is_file) {
+            try {
+                if (!read_stream(job, buffer)) {
+                    if (inputs_.size() > 1 && !options_.frames.last) next_number_ = job.number;
                     dump_.reset();
                     continue;
                 }
+            } catch (const std::exception& error) {
+                job.fault = error.what();
+                dump_.reset();
+                return true;
             }
-            dump = dump_;
-            ++dump_->next;
-            break;
         }
-        job.sequence = handedOut_++;
+        ++dump_->next;
+        if (!wanted) continue;
+        job.sequence = handed_out_++;
+        return true;
     }
-    if (!dump->file.size()) return true;
+}
 
-    const auto frame = isPoints(dump->shape) ? dump->pointBytes : dump->shape.frameBytes();
-    buffer.resize(std::max(buffer.size(), static_cast<std::size_t>(frame)));
-    job.bytes = std::span(buffer).first(static_cast<std::size_t>(frame));
-    const auto needed = isPoints(dump->shape) ? frame : dump->shape.neededBytes();
-    // The frame has its number already: faults are reported through it, so that nobody waits for
-    // it.
+bool FrameFeed::next(FrameJob& job, std::vector<std::uint8_t>& buffer) {
+    std::unique_lock lock(lock_);
+    if (!take(job, buffer)) return false;
+    if (job.sequence < 0) return true;
+    const auto dump = dump_;
+    // Whoever has the first frame shows it before others come.
+    if (!first_) lock.unlock();
+    // The frame has its place already: faults are reported through it, so that nobody waits for it.
     try {
-        const auto count = dump->file.readAt(options_.source.skip + job.frame * frame, job.bytes);
-        if (static_cast<std::int64_t>(count) < needed)
-            job.fault = dump->file.name() + " became shorter while it was read";
-    } catch (const Failure& failure) {
-        job.fault = failure.what();
+        if (dump->file.size()) read_file(*dump, job, buffer);
+        if (first_) {
+            first_(job);
+            first_ = nullptr;
+        }
+    } catch (const std::exception& error) {
+        job.fault = error.what();
     }
     return true;
 }
 
-std::optional<std::int64_t> FrameFeed::expectedFrames() const {
+std::optional<std::int64_t> FrameFeed::expected_frames() const {
     const auto& range = options_.frames;
-    if (range.last)
-        return static_cast<std::int64_t>(options_.inputs.size()) * (*range.last - range.first + 1);
     std::int64_t total = 0;
-    for (const auto& input : options_.inputs) {
-        const auto size = regularFileSize(input);
-        if (!size) return std::nullopt;
-        const auto shape = options_.source.shapeFor(input);
-        if (!isPoints(shape)) total += framesIn(shape, *size - options_.source.skip);
+    if (range.last) {
+        total = static_cast<std::int64_t>(inputs_.size()) * frames_asked(range);
+    } else {
+        for (const auto& input : inputs_) {
+            const auto size = regular_file_size(input.path);
+            if (!size) return std::nullopt;
+            try {
+                const auto shape = options_.source.frame_for(input.path);
+                if (!shape.points()) total += fit(shape, *size).frames;
+            } catch (const UsageError&) {
+                continue;  // said when its turn comes
+            }
+        }
     }
-    return total;
+    const auto& part = options_.part;
+    return (total - part.index + part.count - 1) / part.count;
 }
 
 }  // namespace tool

@@ -1,12 +1,31 @@
 #include "convert/name_hints.h"
 
+#include <algorithm>
+#include <cctype>
 #include <charconv>
 #include <string>
 #include <vector>
 
 namespace tool {
+namespace {
 
-std::optional<std::pair<std::int64_t, std::int64_t>> parseSize(std::string_view text) {
+/// A number alone, such as the 8 of frame_8.raw, is not taken for a format's code.
+void find(const std::string& name, NameHints& hints) {
+    const bool has_letter =
+        std::any_of(name.begin(), name.end(), [](unsigned char c) { return std::isalpha(c) != 0; });
+    std::uint32_t code = 0, flags = 0;
+    if (!has_letter || imgcnv_find_format(name.c_str(), &code, &flags, nullptr, 0) != IMGCNV_OK)
+        return;
+    Format format{};
+    format.struct_size = sizeof format;
+    if (imgcnv_format_of_code(code, &format) != IMGCNV_OK) return;
+    hints.format = format;
+    hints.flags = flags;
+}
+
+}  // namespace
+
+std::optional<std::pair<std::int64_t, std::int64_t>> parse_size(std::string_view text) {
     std::int64_t width = 0;
     std::int64_t height = 0;
     const char* const end = text.data() + text.size();
@@ -18,7 +37,7 @@ std::optional<std::pair<std::int64_t, std::int64_t>> parseSize(std::string_view 
     return std::pair{width, height};
 }
 
-NameHints hintsInName(std::string_view path) {
+NameHints hints_in_name(std::string_view path) {
     path.remove_prefix(path.rfind('/') + 1);
     path = path.substr(0, path.rfind('.'));
     std::vector<std::string_view> parts;
@@ -29,13 +48,13 @@ NameHints hintsInName(std::string_view path) {
     }
     NameHints hints;
     for (const auto part : parts)
-        if (const auto size = parseSize(part)) hints.size = size;
+        if (const auto size = parse_size(part)) hints.size = size;
     // Names may contain underscores themselves: the longest run of parts that is one wins.
-    for (std::size_t length = 4; length > 0 && hints.format == nullptr; --length)
-        for (std::size_t at = 0; at + length <= parts.size() && hints.format == nullptr; ++at) {
+    for (std::size_t length = 4; length > 0 && !hints.format; --length)
+        for (std::size_t at = 0; at + length <= parts.size() && !hints.format; ++at) {
             std::string name;
             for (std::size_t i = at; i < at + length; ++i) name += parts[i];
-            hints.format = findFormat(name);
+            find(name, hints);
         }
     return hints;
 }

@@ -1,124 +1,144 @@
 #include "convert/output_plan.h"
 
+#include "cli/messages.h"
 #include "errors.h"
 
 #include <filesystem>
-#include <map>
-#include <regex>
+#include <unordered_map>
 
 namespace tool {
 namespace {
 
 namespace fs = std::filesystem;
 
-const std::regex kNumberField("%0?([0-9]?)d");
-
-bool isSame(const std::string& output, const std::string& input) {
+bool is_same(const std::string& output, const std::string& input) {
     std::error_code ignored;
     return fs::equivalent(output, input, ignored);
 }
 
+void make_folders(const fs::path& folder) {
+    std::error_code error;
+    fs::create_directories(folder, error);
+    if (error) throw Failure("cannot create " + shown(folder.string()) + ": " + error.message());
+}
+
+std::string padded(std::int64_t number, std::size_t digits) {
+    auto text = std::to_string(number);
+    if (text.size() < digits) text.insert(0, digits - text.size(), '0');
+    return text;
+}
+
 }  // namespace
 
-OutputPlan::OutputPlan(const ConvertOptions& options, std::optional<std::int64_t> frames)
-    : options_(options) {
-    const auto& output = options.output;
-    const bool several =
-        frames ? *frames > 1 : options.frames.several() || options.inputs.size() > 1;
-
-    const auto ending = fs::path(output).extension().string();
-    auto kind = fileKindNamed(options.outputFormat);
-    if (!options.outputFormat.empty()) {
-        if (!kind)
-            throw UsageError("--output-format " + options.outputFormat +
-                             ": expected png, pnm, tiff, bmp or raw");
-        ending_ = "." + options.outputFormat;
+OutputPlan::OutputPlan(const ConvertOptions& options, const std::vector<Input>& inputs,
+                       std::optional<std::int64_t> frames)
+    : options_(options), inputs_(inputs) {
+    if (!options.output_format.empty()) {
+        kind_ = *file_kind_named(options.output_format);
+        ending_ = "." + options.output_format;
     }
-
-    const bool toFolder =
-        !output.empty() && output != "-" && (output.ends_with('/') || fs::is_directory(output));
-    if (toFolder) {
-        folder_ = output;
-    } else if (output == "-") {
-        single_ = output;
-    } else if (!output.empty()) {
-        if (!kind && !ending.empty()) kind = fileKindNamed(ending);
-        if (!kind)
-            throw UsageError(
-                "-o " + output +
-                ": the ending says no kind of file\n  expected .png, .pnm, .pgm, .ppm, "
-                ".tiff, .tif, .bmp or .raw, a folder ending with /, or "
-                "--output-format");
-        if (output.find('%') != std::string::npos)
-            checkPattern(output);
-        else
-            single_ = output;
-    } else {
-        for (const auto& input : options.inputs)
-            if (input == "-") throw UsageError("standard input has no name: give -o OUT");
-    }
-    kind_ = kind.value_or(FileKind::Png);
-
-    if (single_ && several && !canFollow(kind_))
+    take_output();
+    const bool several = frames ? *frames > 1 : options.frames.several() || inputs.size() > 1;
+    if (single_ && several && !can_follow(kind_))
         throw UsageError(
             "several pictures do not go into one file of this kind\n  what to do: -o "
             "name_%04d.png, -o folder/, or raw or PNM");
-    checkNames();
-    if (folder_) {
-        std::error_code error;
-        fs::create_directories(*folder_, error);
-        if (error) throw Failure("cannot create " + *folder_ + ": " + error.message());
+    if (single_ && (several || *single_ == "-") && options.skip_existing)
+        throw UsageError(
+            "--skip-existing needs a file for each picture: -o folder/ or -o name_%04d.png");
+    check_names();
+    if (folder_) make_folders(*folder_);
+}
+
+void OutputPlan::take_output() {
+    const auto& output = options_.output;
+    if (output.empty()) {
+        for (const auto& input : inputs_)
+            if (input.path == "-") throw UsageError("standard input has no name: give -o OUT");
+        return;
     }
+    if (output == "-") {
+        single_ = output;
+        return;
+    }
+    if (output.ends_with('/') || fs::is_directory(output)) {
+        folder_ = output;
+        return;
+    }
+    if (options_.output_format.empty()) {
+        const auto ending = fs::path(output).extension().string();
+        const auto kind = ending.empty() ? std::nullopt : file_kind_named(ending);
+        if (!kind)
+            throw UsageError("-o " + output + ": the ending says no kind of file\n  expected " +
+                             std::string(kEndings) +
+                             ", a folder ending with /, or --output-format");
+        kind_ = *kind;
+    }
+    auto pattern = parsed_pattern(output);
+    if (pattern.fields == 0)
+        single_ = std::move(pattern.before);
+    else
+        pattern_ = std::move(pattern);
 }
 
-void OutputPlan::checkPattern(const std::string& output) {
-    const auto fields = std::distance(
-        std::sregex_iterator(output.begin(), output.end(), kNumberField), std::sregex_iterator());
-    const auto percents = std::count(output.begin(), output.end(), '%');
-    if (fields != 1 || percents != 1)
-        throw UsageError("-o " + output +
-                         ": expected one number field such as %04d, and no other "
-                         "% sign");
-    pattern_ = output;
+/// One %d or %04d, and %% wherever a percent sign is meant.
+OutputPlan::Pattern OutputPlan::parsed_pattern(const std::string& output) {
+    Pattern pattern;
+    for (std::size_t i = 0; i < output.size(); ++i) {
+        auto& text = pattern.fields == 0 ? pattern.before : pattern.after;
+        if (output[i] != '%' || output.compare(i, 2, "%%") == 0) {
+            i += output[i] == '%' ? 1 : 0;
+            text += output[i];
+            continue;
+        }
+        const auto end = output.find_first_not_of("0123456789", i + 1);
+        const auto digits = output.substr(i + 1, end == std::string::npos ? end : end - i - 1);
+        if (end == std::string::npos || output[end] != 'd' || digits.size() > 2 ||
+            ++pattern.fields > 1)
+            throw UsageError("-o " + output +
+                             ": expected one number field such as %04d; %% is a percent sign");
+        pattern.digits = digits.empty() ? 0 : std::stoul(digits);
+        i = end;
+    }
+    return pattern;
 }
 
-void OutputPlan::checkNames() const {
-    std::map<std::string, std::string> taken;
-    for (std::size_t i = 0; i < options_.inputs.size(); ++i) {
-        const auto& input = options_.inputs[i];
-        const auto path = single_ ? *single_ : pathFor(i, options_.frames.first, 0);
-        if (input != "-" && path != "-" && isSame(path, input))
-            throw UsageError(input + " would be replaced by its own picture: give another -o");
+void OutputPlan::check_names() const {
+    std::unordered_map<std::string, std::size_t> taken;
+    for (std::size_t i = 0; i < inputs_.size(); ++i) {
+        FrameJob job;
+        job.input = i;
+        job.frame = options_.frames.first;
+        const auto& input = inputs_[i].path;
+        const auto path = path_for(job);
+        if (input != "-" && path != "-" && is_same(path, input))
+            throw UsageError(shown(input) +
+                             " would be replaced by its own picture: give another -o");
         if (single_ || pattern_) continue;
-        const auto [other, fresh] = taken.emplace(path, input);
+        const auto [other, fresh] = taken.emplace(path, i);
         if (!fresh)
-            throw UsageError(input + " and " + other->second + " would both become " + path +
+            throw UsageError(shown(input) + " and " + shown(inputs_[other->second].path) +
+                             " would both become " + shown(path) +
                              "\n  what to do: -o name_%04d.png");
     }
 }
 
-std::string OutputPlan::folderPath(std::size_t input, std::int64_t frame) const {
-    const auto& name = options_.inputs[input];
-    const fs::path source = name == "-" ? "stdin" : name;
-    auto file = source.stem().string();
-    if (options_.frames.several()) {
-        auto digits = std::to_string(frame);
-        if (digits.size() < 4) digits.insert(0, 4 - digits.size(), '0');
-        file += "_" + digits;
-    }
-    return ((folder_ ? fs::path(*folder_) : source.parent_path()) / (file + ending_)).string();
+std::string OutputPlan::folder_path(const FrameJob& job) const {
+    const auto& input = inputs_[job.input];
+    const auto place = folder_ ? fs::path(*folder_) / input.below : fs::path(input.path);
+    auto file = place.stem().string();
+    if (options_.frames.several()) file += "_" + padded(job.frame, 4);
+    return (place.parent_path() / (file + ending_)).string();
 }
 
-std::string OutputPlan::pathFor(std::size_t input, std::int64_t frame,
-                                std::int64_t sequence) const {
+std::string OutputPlan::path_for(const FrameJob& job) const {
     if (single_) return *single_;
-    if (!pattern_) return folderPath(input, frame);
-    std::smatch field;
-    std::regex_search(*pattern_, field, kNumberField);
-    auto digits = std::to_string(options_.inputs.size() == 1 ? frame : sequence);
-    const std::size_t width = field[1].length() != 0 ? std::stoul(field[1]) : 0;
-    if (digits.size() < width) digits.insert(0, width - digits.size(), '0');
-    return field.prefix().str() + digits + field.suffix().str();
+    if (!pattern_) return folder_path(job);
+    return pattern_->before + padded(job.number, pattern_->digits) + pattern_->after;
+}
+
+void OutputPlan::make_folders_for(const FrameJob& job, const std::string& path) const {
+    if (folder_ && inputs_[job.input].from_folder) make_folders(fs::path(path).parent_path());
 }
 
 }  // namespace tool

@@ -1,10 +1,12 @@
 #pragma once
 
 #include "convert/convert_options.h"
-#include "picture/encode.h"
+#include "convert/frame_feed.h"
+#include "convert/input_list.h"
 
 #include <optional>
 #include <string>
+#include <vector>
 
 namespace tool {
 
@@ -12,22 +14,33 @@ namespace tool {
 class OutputPlan {
   public:
     /// `frames`: how many there will be, absent when nobody knows. Throws UsageError.
-    OutputPlan(const ConvertOptions& options, std::optional<std::int64_t> frames);
+    OutputPlan(const ConvertOptions& options, const std::vector<Input>& inputs,
+               std::optional<std::int64_t> frames);
 
     FileKind kind() const { return kind_; }
     /// The one file, or "-", that takes everything in order; absent when each picture has its own.
     const std::optional<std::string>& single() const { return single_; }
-    std::string pathFor(std::size_t input, std::int64_t frame, std::int64_t sequence) const;
+    std::string path_for(const FrameJob& job) const;
+    /// Makes the folders that the picture's path needs.
+    void make_folders_for(const FrameJob& job, const std::string& path) const;
 
   private:
-    std::string folderPath(std::size_t input, std::int64_t frame) const;
-    void checkPattern(const std::string& output);
-    void checkNames() const;
+    struct Pattern {
+        std::string before, after;
+        std::size_t digits = 0;
+        int fields = 0;
+    };
+    static Pattern parsed_pattern(const std::string& output);
+    std::string folder_path(const FrameJob& job) const;
+    void take_output();
+    void check_names() const;
 
     const ConvertOptions& options_;
+    const std::vector<Input>& inputs_;
     FileKind kind_ = FileKind::Png;
     std::string ending_ = ".png";
-    std::optional<std::string> single_, pattern_, folder_;  ///< none: beside each input
+    std::optional<std::string> single_, folder_;  ///< neither, nor a pattern: beside each input
+    std::optional<Pattern> pattern_;
 };
 
 }  // namespace tool

@@ -13,7 +13,7 @@ using Clock = std::chrono::steady_clock;
 /// Seconds spent in each stage, summed over the workers.
 struct StageTimes {
     double read = 0, convert = 0, encode = 0, write = 0;
-    std::int64_t frames = 0, bytesIn = 0, bytesOut = 0;
+    std::int64_t frames = 0, bytes_in = 0, bytes_out = 0;
 
     StageTimes& operator+=(const StageTimes& other);
 };
@@ -38,7 +38,7 @@ class Progress {
     StageTimes total_;
 };
 
-std::string statsText(const StageTimes& times, double seconds, int workers);
-std::string statsJson(const StageTimes& times, double seconds, int workers);
+std::string stats_text(const StageTimes& times, double seconds, int workers);
+std::string stats_json(const StageTimes& times, double seconds, int workers);
 
 }  // namespace tool

@@ -1,78 +1,124 @@
-#include "cli/talk.h"
-#include "convert/convert_options.h"
+#include "convert/source_options.h"
+
+#include "cli/messages.h"
+#include "cli/size_option.h"
 #include "convert/name_hints.h"
 #include "errors.h"
 
-#include <charconv>
+#include <cstdio>
+#include <cstdlib>
+#include <limits>
 #include <mutex>
 
 namespace tool {
 namespace {
 
-std::optional<std::int64_t> wholeNumber(std::string_view text) {
-    std::int64_t value = 0;
-    const auto result = std::from_chars(text.data(), text.data() + text.size(), value);
-    if (result.ec != std::errc() || result.ptr != text.data() + text.size() || value < 0)
-        return std::nullopt;
-    return value;
-}
-
-void sayOnce(const std::string& text) {
+void say_once(const std::string& text) {
     static std::mutex lock;
     static std::string said;
     const std::lock_guard guard(lock);
-    if (said != text) sayNote(text);
+    if (said != text) say_note(text);
     said = text;
+}
+
+[[noreturn]] void fail_without(const char* what, const std::string& input, const char* example) {
+    const bool is_file = input != "-";
+    throw UsageError(
+        std::string("no ") + what + " given for " +
+        (is_file ? shown(input) + " and none found in its name" : "standard input") +
+        "\n  what to do: " + example +
+        (is_file ? ", or see what `imgcnv guess " + shell_word(input) + "` finds" : ""));
+}
+
+std::int64_t stride_with(std::int64_t padding, const imgcnv_frame& frame) {
+    if (padding > std::numeric_limits<std::int32_t>::max())
+        throw UsageError("--padding " + std::to_string(padding) +
+                         ": expected 0 to 2147483647 bytes");
+    return imgcnv_row_bytes(frame.format, frame.width) + padding;
+}
+
+double number(const std::string& option, const std::string& text) {
+    char* end = nullptr;
+    const double value = std::strtod(text.c_str(), &end);
+    if (text.empty() || *end != '\0' || !(value > 0 && value <= 64))
+        throw UsageError(option +
+                         ": expected a number above 0 and at most 64, or three such as "
+                         "1.8,1,1.5 for red, green and blue; given " +
+                         text);
+    return value;
+}
+
+void set_gains(const std::string& text, imgcnv_levels& levels) {
+    const auto first = text.find(','), second = text.find(',', first + 1);
+    if (first == std::string::npos) {
+        levels.red_gain = levels.green_gain = levels.blue_gain = number("--gain", text);
+        return;
+    }
+    if (second == std::string::npos) number("--gain", text);  // two numbers: its text says so
+    levels.red_gain = number("--gain", text.substr(0, first));
+    levels.green_gain = number("--gain", text.substr(first + 1, second - first - 1));
+    levels.blue_gain = number("--gain", text.substr(second + 1));
+}
+
+void say_levels(const imgcnv_levels& levels) {
+    char text[256];
+    std::snprintf(text, sizeof text, "--auto found --black %g --white %g --gain %.3f,%.3f,%.3f",
+                  levels.black, levels.white, levels.red_gain, levels.green_gain, levels.blue_gain);
+    say_once(text);
 }
 
 }  // namespace
 
-FrameShape SourceOptions::shapeFor(const std::string& input) const {
-    const auto hints = hintsInName(input);
-    FrameShape shape;
+Frame SourceOptions::frame_for(const std::string& input) const {
+    const auto hints = hints_in_name(input);
+    imgcnv_frame frame = IMGCNV_FRAME_INIT;
     std::string taken;
-    if (!format.empty()) {
-        shape.format = &formatNamed(format);
-    } else if (hints.format != nullptr) {
-        shape.format = hints.format;
-        taken = std::string(hints.format->name);
+    if (format) {
+        set_format(frame, *format);
+    } else if (hints.format) {
+        frame.format = hints.format->code;
+        frame.flags = hints.flags;
+        taken = hints.format->name;
     } else {
-        throw UsageError("no format given for " + input +
-                         " and none found in its name\n  what to do: -f FORMAT, for example -f "
-                         "BayerRG8; `imgcnv formats` lists them");
+        fail_without("format", input,
+                     "-f FORMAT, for example -f BayerRG8 (`imgcnv formats` lists "
+                     "them)");
     }
-    if (!size.empty()) {
-        const auto parsed = parseSize(size);
-        if (!parsed)
-            throw UsageError("--size " + size + ": expected WIDTHxHEIGHT, for example 1920x1080");
-        std::tie(shape.width, shape.height) = *parsed;
-    } else if (hints.size) {
-        std::tie(shape.width, shape.height) = *hints.size;
-        taken += (taken.empty() ? "" : " ") + std::to_string(shape.width) + "x" +
-                 std::to_string(shape.height);
-    } else {
-        throw UsageError("no size given for " + input +
-                         " and none found in its name\n  what to do: -s WIDTHxHEIGHT, for example "
-                         "-s 1920x1080");
-    }
-    shape.stride = stride;
-    shape = validated(shape, padding);
-    if (!taken.empty()) sayOnce("taken from the file name: " + taken);
-    if (shape.format->order == Order::GR && shape.height > 1)
-        sayOnce("GR order: read as BG from the second row on, the picture has " +
-                std::to_string(shape.height - 1) + " rows");
-    return shape;
+    const auto asked = requested_size(size);
+    if (!asked && !hints.size)
+        fail_without("size", input, "-s WIDTHxHEIGHT, for example -s 1920x1080");
+    std::tie(frame.width, frame.height) = asked ? *asked : *hints.size;
+    if (!asked)
+        taken += (taken.empty() ? "" : " ") + std::to_string(frame.width) + "x" +
+                 std::to_string(frame.height);
+    if (stride && padding) throw UsageError("give --stride or --padding, not both");
+    frame.skip = skip;
+    frame.gap = gap;
+    if (big_endian) frame.flags |= IMGCNV_FRAME_BIG_ENDIAN;
+    if (range == "video") frame.flags |= IMGCNV_FRAME_VIDEO_RANGE;
+    measured(frame);  // before its width is multiplied
+    frame.stride = padding ? stride_with(*padding, frame) : stride.value_or(0);
+    const auto checked = measured(frame);
+    if (!taken.empty()) say_once("taken from the file name: " + taken);
+    return checked;
 }
 
-FrameRange parseFrames(const std::string& text) {
-    if (text == "all") return {true, 0, std::nullopt};
-    const auto dash = text.find('-');
-    const auto first = wholeNumber(text.substr(0, dash));
-    const auto last = dash == std::string::npos ? first : wholeNumber(text.substr(dash + 1));
-    if (!first || !last || *last < *first)
-        throw UsageError("--frames " + text +
-                         ": expected all, one number, or first-last; frames count from 0");
-    return {true, *first, last};
+imgcnv_levels LevelOptions::levels_for(const Frame& frame,
+                                       std::span<const std::uint8_t> source) const {
+    imgcnv_levels levels = IMGCNV_LEVELS_INIT;
+    if (automatic) {
+        char text[IMGCNV_TEXT_BYTES];
+        check(imgcnv_auto_levels(&frame.given, source.data(), source.size(), &levels, text,
+                                 sizeof text),
+              text);
+    }
+    if (black) levels.black = *black;
+    if (white) levels.white = *white;
+    if (gamma) levels.gamma = *gamma;
+    if (contrast) levels.contrast = *contrast;
+    if (!gain.empty()) set_gains(gain, levels);
+    if (automatic) say_levels(levels);
+    return levels;
 }
 
 }  // namespace tool

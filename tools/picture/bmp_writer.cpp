@@ -15,13 +15,13 @@ void put(std::vector<std::uint8_t>& out, std::uint64_t value, int bytes) {
 
 // BITMAPINFOHEADER for grey (with its palette) and BGR; BITMAPV4HEADER for BGRA, the first one in
 // which the fourth byte is alpha. Rows bottom-up, each padded to 4 bytes.
-void encodeBmp(const Picture& picture, std::vector<std::uint8_t>& out) {
-    const auto channels = bytesPerPixel(picture.kind);
+void encode_bmp(const Picture& picture, std::vector<std::uint8_t>& out) {
+    const auto channels = picture.kind.channels;
     const std::uint64_t header = channels == 4 ? 108 : 40;
     const std::uint64_t offset = 14 + header + (channels == 1 ? 256 * 4 : 0);
-    const auto row = static_cast<std::uint64_t>(picture.rowBytes());
-    const auto paddedRow = (row + 3) / 4 * 4;
-    const auto bytes = paddedRow * static_cast<std::uint64_t>(picture.height);
+    const auto row = static_cast<std::uint64_t>(picture.row_bytes());
+    const auto padded_row = (row + 3) / 4 * 4;
+    const auto bytes = padded_row * static_cast<std::uint64_t>(picture.height);
     if (bytes + offset > 0xFFFFFFFF)
         throw Failure("BMP: the picture is larger than the 4 GiB the format can hold; use TIFF");
 
@@ -53,8 +53,8 @@ void encodeBmp(const Picture& picture, std::vector<std::uint8_t>& out) {
     out.resize(offset + bytes);
     for (std::int64_t y = 0; y < picture.height; ++y)
         std::memcpy(
-            out.data() + offset + static_cast<std::uint64_t>(picture.height - 1 - y) * paddedRow,
-            picture.pixels + y * picture.rowBytes(), row);
+            out.data() + offset + static_cast<std::uint64_t>(picture.height - 1 - y) * padded_row,
+            picture.row(y), row);
 }
 
 }  // namespace tool

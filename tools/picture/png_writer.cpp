@@ -1,91 +1,114 @@
 #include "errors.h"
 #include "picture/encode.h"
 
-#include <png.h>
-#include <zlib.h>
-#include <csetjmp>
+#include <libdeflate.h>
+#include <algorithm>
+#include <array>
+#include <cstring>
+#include <memory>
 #include <new>
-#include <string>
 
 namespace tool {
 namespace {
 
-struct Sink {
-    std::vector<std::uint8_t>* bytes;
-    char message[160] = "";
+using Bytes = std::vector<std::uint8_t>;
+
+enum Filter : std::uint8_t { kFilterNone = 0, kFilterAverage = 3 };
+
+void put32(std::uint8_t* to, std::uint32_t value) {
+    for (int i = 0; i < 4; ++i) to[i] = static_cast<std::uint8_t>(value >> (24 - 8 * i));
+}
+
+/// Length, type, data, and the sum of type and data.
+void put_chunk(Bytes& out, const char* type, std::span<const std::uint8_t> data) {
+    const auto at = out.size();
+    out.resize(at + 12 + data.size());
+    auto* chunk = out.data() + at;
+    put32(chunk, static_cast<std::uint32_t>(data.size()));
+    std::memcpy(chunk + 4, type, 4);
+    if (!data.empty()) std::memcpy(chunk + 8, data.data(), data.size());
+    put32(chunk + 8 + data.size(), libdeflate_crc32(0, chunk + 4, data.size() + 4));
+}
+
+void put_header(Bytes& out, const Picture& picture) {
+    constexpr std::uint8_t kSignature[] = {0x89, 'P', 'N', 'G', '\r', '\n', 0x1A, '\n'};
+    constexpr std::uint8_t kGrey = 0, kColor = 2, kColorAlpha = 6;
+    out.insert(out.end(), std::begin(kSignature), std::end(kSignature));
+    std::array<std::uint8_t, 13> header{};
+    put32(header.data(), static_cast<std::uint32_t>(picture.width));
+    put32(header.data() + 4, static_cast<std::uint32_t>(picture.height));
+    header[8] = static_cast<std::uint8_t>(8 * picture.kind.sample_bytes);
+    header[9] = picture.kind.has_alpha() ? kColorAlpha : picture.kind.is_color() ? kColor : kGrey;
+    put_chunk(out, "IHDR", header);
+}
+
+/// Each byte less the mean of those to its left and above.
+void subtract_average(const std::uint8_t* row, const std::uint8_t* above, std::size_t bytes,
+                      std::size_t pixel, std::uint8_t* out) {
+    for (std::size_t i = 0; i < pixel; ++i)
+        out[i] = static_cast<std::uint8_t>(row[i] - (above[i] >> 1));
+    for (std::size_t i = pixel; i < bytes; ++i)
+        out[i] = static_cast<std::uint8_t>(row[i] - ((row[i - pixel] + above[i]) >> 1));
+}
+
+/// The picture's rows as PNG compresses them, each behind the number of its filter.
+///
+/// One filter for all: on photographs the mean makes smaller files than any other single filter, is
+/// as fast as a copy, and choosing among all five for each row gains less than 1 %.
+void filter_rows(const Picture& picture, bool average, Bytes& out) {
+    const auto bytes = static_cast<std::size_t>(picture.row_bytes());
+    const Bytes black(bytes);
+    out.resize((bytes + 1) * static_cast<std::size_t>(picture.height));
+    auto* to = out.data();
+    for (std::int64_t y = 0; y < picture.height; ++y, to += bytes + 1) {
+        to[0] = average ? kFilterAverage : kFilterNone;
+        if (average)
+            subtract_average(picture.row(y), y > 0 ? picture.row(y - 1) : black.data(), bytes,
+                             static_cast<std::size_t>(picture.kind.bytes()), to + 1);
+        else
+            std::memcpy(to + 1, picture.row(y), bytes);
+    }
+}
+
+struct FreeCompressor {
+    void operator()(libdeflate_compressor* compressor) const {
+        libdeflate_free_compressor(compressor);
+    }
 };
 
-void onError(png_structp png, png_const_charp message) {
-    auto* sink = static_cast<Sink*>(png_get_error_ptr(png));
-    std::snprintf(sink->message, sizeof sink->message, "%s", message);
-    std::longjmp(png_jmpbuf(png), 1);
-}
-
-void onWarning(png_structp, png_const_charp) {}
-
-void onWrite(png_structp png, png_bytep data, std::size_t size) {
-    auto* bytes = static_cast<Sink*>(png_get_io_ptr(png))->bytes;
-    bool full = false;
-    try {
-        bytes->insert(bytes->end(), data, data + size);
-    } catch (const std::bad_alloc&) {
-        full = true;  // no exception may pass through libpng
+/// Compressors are as large as small frames, and each worker keeps its own.
+libdeflate_compressor* compressor_of_thread(int level) {
+    thread_local std::unique_ptr<libdeflate_compressor, FreeCompressor> compressor;
+    thread_local int its_level = -1;
+    if (its_level != level) {
+        compressor.reset(libdeflate_alloc_compressor(level));
+        its_level = compressor ? level : -1;
     }
-    if (full) png_error(png, "not enough memory");
-}
-
-void onFlush(png_structp) {}
-
-int colorType(IMGCNV_EPixelFormat kind) {
-    switch (bytesPerPixel(kind)) {
-        case 1:
-            return PNG_COLOR_TYPE_GRAY;
-        case 3:
-            return PNG_COLOR_TYPE_RGB;
-        default:
-            return PNG_COLOR_TYPE_RGB_ALPHA;
-    }
-}
-
-// Nothing in here may need a destructor: errors leave by longjmp.
-bool write(png_structp png, png_infop info, const Picture& picture, int level) {
-    if (setjmp(png_jmpbuf(png)) != 0) return false;
-    // Frames are larger than libpng's limit of a million pixels a row may be.
-    png_set_user_limits(png, 0x7FFFFFFF, 0x7FFFFFFF);
-    png_set_IHDR(png, info, static_cast<png_uint_32>(picture.width),
-                 static_cast<png_uint_32>(picture.height), 8, colorType(picture.kind),
-                 PNG_INTERLACE_NONE, PNG_COMPRESSION_TYPE_DEFAULT, PNG_FILTER_TYPE_DEFAULT);
-    png_set_compression_level(png, level);
-    png_set_compression_buffer_size(png, 1 << 16);
-    // Level 1 looks for runs only: on photographs that takes 56 ms for 2 megapixels of RGB against
-    // 65 ms for matching at all, and gives 8 % smaller files. One fixed filter costs a fraction of
-    // trying all five, which pays off where time does not matter; level 0 stores.
-    if (level == 1) png_set_compression_strategy(png, Z_RLE);
-    png_set_filter(png, PNG_FILTER_TYPE_BASE,
-                   level == 0  ? PNG_FILTER_NONE
-                   : level < 6 ? PNG_FILTER_SUB
-                               : PNG_ALL_FILTERS);
-    png_write_info(png, info);
-    for (std::int64_t y = 0; y < picture.height; ++y)
-        png_write_row(png, picture.pixels + y * picture.rowBytes());
-    png_write_end(png, info);
-    return true;
+    if (!compressor) throw std::bad_alloc();
+    return compressor.get();
 }
 
 }  // namespace
 
-void encodePng(const Picture& picture, int level, std::vector<std::uint8_t>& out) {
-    Sink sink{&out};
-    auto* png = png_create_write_struct(PNG_LIBPNG_VER_STRING, &sink, onError, onWarning);
-    auto* info = png != nullptr ? png_create_info_struct(png) : nullptr;
-    if (info == nullptr) {
-        png_destroy_write_struct(&png, nullptr);
-        throw std::bad_alloc();
+void encode_png(const Picture& picture, int level, Bytes& out) {
+    thread_local Bytes rows, data;
+    filter_rows(picture, level > 0, rows);
+    auto* compressor = compressor_of_thread(level);
+    data.resize(libdeflate_zlib_compress_bound(compressor, rows.size()));
+    const auto size =
+        libdeflate_zlib_compress(compressor, rows.data(), rows.size(), data.data(), data.size());
+    if (size == 0) throw Failure("PNG: the picture does not fit the memory it was given");
+
+    constexpr std::size_t kLongestChunk = 0x7FFFFFFF;
+    out.reserve(out.size() + size + 12 * (size / kLongestChunk + 4) + 32);
+    put_header(out, picture);
+    auto left = std::span<const std::uint8_t>(data).first(size);
+    while (!left.empty()) {
+        const auto part = left.first(std::min(left.size(), kLongestChunk));
+        put_chunk(out, "IDAT", part);
+        left = left.subspan(part.size());
     }
-    png_set_write_fn(png, &sink, onWrite, onFlush);
-    const bool written = write(png, info, picture, level);
-    png_destroy_write_struct(&png, &info);
-    if (!written) throw Failure(std::string("PNG: ") + sink.message);
+    put_chunk(out, "IEND", {});
 }
 
 }  // namespace tool

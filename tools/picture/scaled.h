@@ -33,7 +33,7 @@ struct RgbPicture {
 RgbPicture scaled(const Picture& picture, std::int64_t width, std::int64_t height);
 
 /// Largest size of the picture's proportions inside a box; never larger than the picture.
-std::array<std::int64_t, 2> fitted(std::int64_t width, std::int64_t height, std::int64_t boxWidth,
-                                   std::int64_t boxHeight);
+std::array<std::int64_t, 2> fitted(std::int64_t width, std::int64_t height, std::int64_t box_width,
+                                   std::int64_t box_height);
 
 }  // namespace tool

@@ -15,8 +15,8 @@ constexpr std::uint8_t kLetters[][kLetterHeight] = {
 
 }  // namespace
 
-void drawText(RgbPicture& picture, std::int64_t left, std::int64_t top, const std::string& text,
-              std::uint8_t grey) {
+void draw_text(RgbPicture& picture, std::int64_t left, std::int64_t top, const std::string& text,
+               std::uint8_t grey) {
     for (const char c : text) {
         const auto* rows = kLetters[c >= 32 && c < 127 ? c - 32 : '?' - 32];
         for (std::int64_t y = 0; y < kLetterHeight; ++y)
@@ -30,7 +30,7 @@ void drawText(RgbPicture& picture, std::int64_t left, std::int64_t top, const st
     }
 }
 
-RgbPicture contactSheet(const std::vector<SheetCell>& cells, std::int64_t columns) {
+RgbPicture contact_sheet(const std::vector<SheetCell>& cells, std::int64_t columns) {
     std::int64_t width = 0, height = 0;
     for (const auto& cell : cells) {
         width = std::max(width, cell.picture.width);
@@ -39,19 +39,19 @@ RgbPicture contactSheet(const std::vector<SheetCell>& cells, std::int64_t column
     const auto number = static_cast<std::int64_t>(cells.size());
     columns = std::clamp<std::int64_t>(columns, 1, number);
     const auto rows = (number + columns - 1) / columns;
-    const auto cellWidth = width + kMargin;
-    const auto cellHeight = height + 2 * kLetterHeight + 2 * kMargin;
-    RgbPicture sheet(columns * cellWidth + kMargin, rows * cellHeight + kMargin, kBackground);
+    const auto cell_width = width + kMargin;
+    const auto cell_height = height + 2 * kLetterHeight + 2 * kMargin;
+    RgbPicture sheet(columns * cell_width + kMargin, rows * cell_height + kMargin, kBackground);
     for (std::int64_t i = 0; i < number; ++i) {
         const auto& cell = cells[static_cast<std::size_t>(i)];
-        const auto left = kMargin + i % columns * cellWidth;
-        const auto top = kMargin + i / columns * cellHeight;
+        const auto left = kMargin + i % columns * cell_width;
+        const auto top = kMargin + i / columns * cell_height;
         for (std::int64_t y = 0; y < cell.picture.height; ++y)
             std::copy_n(cell.picture.at(0, y), cell.picture.width * 3, sheet.at(left, top + y));
         const auto letters = static_cast<std::size_t>(width / kLetterWidth);
         const auto text = top + height + kMargin / 2;
-        drawText(sheet, left, text, cell.title.substr(0, letters), kTitle);
-        drawText(sheet, left, text + kLetterHeight, cell.detail.substr(0, letters), kDetail);
+        draw_text(sheet, left, text, cell.title.substr(0, letters), kTitle);
+        draw_text(sheet, left, text + kLetterHeight, cell.detail.substr(0, letters), kDetail);
     }
     return sheet;
 }

@@ -14,10 +14,10 @@ struct SheetCell {
 };
 
 /// The pictures in columns of equal cells, each with its two lines of text below it.
-RgbPicture contactSheet(const std::vector<SheetCell>& cells, std::int64_t columns);
+RgbPicture contact_sheet(const std::vector<SheetCell>& cells, std::int64_t columns);
 
 /// Writes text in a fixed font of 6x13 pixels, cut off at the picture's edges.
-void drawText(RgbPicture& picture, std::int64_t left, std::int64_t top, const std::string& text,
-              std::uint8_t grey);
+void draw_text(RgbPicture& picture, std::int64_t left, std::int64_t top, const std::string& text,
+               std::uint8_t grey);
 
 }  // namespace tool

@@ -1,0 +1,55 @@
+#pragma once
+
+#include "formats/format.h"
+
+#include <array>
+#include <cstddef>
+#include <cstdint>
+#include <span>
+#include <vector>
+
+namespace frames {
+
+/// What tells samples from bytes. Formats of one coding differ in the order of colours and in how
+/// many of the highest bits are used, which is found out later.
+struct Coding {
+    const Format* format = nullptr;  ///< the deepest one of the layout, grey where there is a choice
+    bool big_endian = false;
+
+    bool may_be_mosaic() const { return channels(*format) == 1 && format->depth >= 8; }
+    /// More than 8 bits per sample.
+    bool is_deep() const { return format->depth > 8; }
+    /// Bit rows: rows of a tight frame may begin within a byte.
+    bool is_stream() const { return format->layout == IMGCNV_LAYOUT_LSB_FIRST; }
+    std::int64_t group_bytes() const { return format->group_bytes; }
+    std::int64_t group_pixels() const { return format->group_pixels; }
+    /// Bits of `width` pixels.
+    std::int64_t row_bits(std::int64_t width) const;
+    /// The widest row that fits into so many bits.
+    std::int64_t widest_row(std::int64_t bits) const;
+};
+
+/// All codings, or those of one format.
+std::vector<Coding> codings(const Format* known);
+
+/// Whether formats of this kind share the coding's layout.
+bool has_coding(const Format& format, const Coding& coding);
+
+/// The samples of a row by kind. Colours are told as differences to green, which are smoother than
+/// the colours; the same difference would make luma and chroma less smooth, and so tells RGB from
+/// YUV, though not red from blue.
+struct RowSamples {
+    std::array<std::vector<int>, 4> planes;
+    std::vector<std::uint16_t> words;  ///< the samples as they lie in the row
+};
+
+/// `from_bit` is counted from the first of `bytes`, which hold the whole row. Samples lose their
+/// lowest `dropped_bits`.
+void split_row(const Coding& coding, const std::uint8_t* bytes, std::int64_t from_bit,
+               std::int64_t width, int dropped_bits, RowSamples& row);
+
+/// Samples of a coding that is not YUV, all channels, one after the other.
+void unpack_samples(const Coding& coding, const std::uint8_t* bytes, std::int64_t from_bit,
+                    std::size_t count, std::uint16_t* samples);
+
+}  // namespace frames

@@ -1,0 +1,337 @@
+#include "guess/file_kind.h"
+#include "guess/green_sites.h"
+#include "guess/point_list.h"
+#include "guess/search.h"
+#include "support/boundary.h"
+
+#include <algorithm>
+#include <bit>
+#include <cmath>
+#include <cstring>
+#include <optional>
+
+namespace frames {
+namespace {
+
+constexpr double kHalvesScore = 0.05;      // bits per byte
+constexpr double kMoreBitsThanUsed = 0.1;  // depths above the highest bit set
+constexpr double kWrongGreen = 0.6;        // the uneven diagonal as green, times the certainty
+constexpr double kColdColours = 0.03;      // red and blue exchanged so that blue is brighter
+constexpr double kColourless = 0.06;       // a mosaic that is as even as a grey picture
+constexpr double kRandom = 7.8;            // bits per byte of data without any structure
+constexpr std::int64_t kSearchedBytes = 8 << 20;
+constexpr std::int64_t kFewestBytes = 64;
+constexpr std::size_t kMostPoints = std::size_t{64} << 20;
+
+struct Answer {
+    const Format* format = nullptr;
+    Candidate candidate;
+    double rank = 0;
+};
+
+/// The bits that samples of the frames have set somewhere.
+unsigned used_bits(std::span<const std::uint8_t> window, const Candidate& candidate) {
+    constexpr std::int64_t kRows = 400;
+    const auto& hypothesis = candidate.hypothesis;
+    const auto& coding = hypothesis.fit->coding;
+    const auto row = coding.row_bits(hypothesis.width);
+    const auto end = 8 * static_cast<std::int64_t>(window.size());
+    const auto stride = std::max<std::int64_t>(1, candidate.placement.height / kRows);
+    std::vector<std::uint16_t> samples(
+        static_cast<std::size_t>(hypothesis.width * channels(*coding.format)));
+    unsigned all = 0;
+    for (std::int64_t y = 0; y < candidate.placement.height; y += stride) {
+        const auto bit = 8 * candidate.placement.skip + y * hypothesis.pitch_bits;
+        if (bit + row > end) break;
+        unpack_samples(coding, window.data() + bit / 8, bit % 8, samples.size(), samples.data());
+        for (const auto sample : samples) all |= sample;
+    }
+    return all;
+}
+
+/// What speaks against a depth; absent where the samples have more bits.
+std::optional<double> against_depth(const Format& format, const Coding& coding, unsigned used) {
+    if (format.depth == coding.format->depth && coding.format->depth < 16) return 0;
+    const int width = static_cast<int>(std::bit_width(used));
+    if (format.depth < width) return std::nullopt;
+    double bits = 0;
+    for (const int depth : {10, 12, 14})
+        if (width <= depth && format.depth > depth) bits += kMoreBitsThanUsed / 2;
+    return bits;
+}
+
+bool is_red_first(const Format& format) {
+    return format.layout == IMGCNV_LAYOUT_RGB || format.layout == IMGCNV_LAYOUT_RGBA;
+}
+
+/// Whether the first channel of RGB pixels is brighter than the third.
+bool is_first_brighter(std::span<const std::uint8_t> window, const Candidate& candidate) {
+    std::int64_t sum = 0;
+    RowSamples row;
+    const auto& hypothesis = candidate.hypothesis;
+    const auto bits = hypothesis.fit->coding.row_bits(hypothesis.width);
+    for (std::int64_t y = 0; y < candidate.placement.height; y += 8) {
+        const auto bit = 8 * candidate.placement.skip + y * hypothesis.pitch_bits;
+        if (bit + bits > 8 * static_cast<std::int64_t>(window.size())) break;
+        split_row(hypothesis.fit->coding, window.data(), bit, hypothesis.width, 0, row);
+        for (std::size_t x = 0; x < row.planes[1].size(); ++x)
+            sum += row.planes[1][x] - row.planes[2][x];
+    }
+    return sum >= 0;
+}
+
+/// The formats that a candidate's coding may be, each with what speaks against it.
+void add_formats(std::span<const std::uint8_t> window, const Candidate& candidate,
+                 const imgcnv_frame& known, std::vector<Answer>& answers) {
+    auto hypothesis = candidate.hypothesis;
+    hypothesis.start = candidate.placement.skip;
+    const auto& coding = hypothesis.fit->coding;
+    const auto end = candidate.placement.skip +
+                     frame_bytes(hypothesis.pitch_bits, candidate.placement.height);
+    GreenSites green;
+    if (hypothesis.is_mosaic)
+        green = green_sites(window.first(std::min(window.size(), static_cast<std::size_t>(end))),
+                            hypothesis);
+    const auto used = coding.is_deep() ? used_bits(window, candidate) : 0;
+    const bool is_red = is_rgb(*coding.format) && is_first_brighter(window, candidate);
+    for (const auto& format : formats()) {
+        if (is_points(format) || !has_coding(format, coding) ||
+            is_mosaic(format) != hypothesis.is_mosaic)
+            continue;
+        if (known.format != 0 && format.code != known.format) continue;
+        auto depth = against_depth(format, coding, used);
+        if (!depth && known.format != 0) depth = kMoreBitsThanUsed;
+        if (!depth) continue;
+        double bits = *depth;
+        if (is_mosaic(format)) {
+            const bool green_first =
+                format.order == IMGCNV_ORDER_GB || format.order == IMGCNV_ORDER_GR;
+            if (green_first != green.green_first()) bits += kWrongGreen * green.certainty();
+            const auto likeliest = green.likeliest_order();
+            if (green_first == green.green_first() && format.order != likeliest)
+                bits += kColdColours;
+        }
+        if (is_rgb(format) && is_red_first(format) != is_red) bits += kColdColours;
+        answers.push_back({&format, candidate, candidate.rank + bits});
+    }
+}
+
+imgcnv_frame frame_of(const Answer& answer) {
+    const auto& hypothesis = answer.candidate.hypothesis;
+    imgcnv_frame frame = IMGCNV_FRAME_INIT;
+    frame.format = answer.format->code;
+    if (hypothesis.fit->coding.big_endian) frame.flags |= IMGCNV_FRAME_BIG_ENDIAN;
+    frame.width = hypothesis.width;
+    frame.height = answer.candidate.placement.height;
+    if (hypothesis.pitch_bits != hypothesis.fit->coding.row_bits(hypothesis.width))
+        frame.stride = hypothesis.pitch_bits / 8;
+    frame.skip = answer.candidate.placement.skip;
+    frame.gap = answer.candidate.placement.frames > 1 ? answer.candidate.placement.gap : 0;
+    return frame;
+}
+
+bool is_same(const imgcnv_frame& a, const imgcnv_frame& b) {
+    return a.format == b.format && a.flags == b.flags && a.width == b.width &&
+           a.height == b.height && a.stride == b.stride && a.skip == b.skip && a.gap == b.gap;
+}
+
+/// What the bytes leave open about an answer, in one line.
+void say_unknown(const Answer& answer, std::span<const Answer> all, Text& text) {
+    const auto& format = *answer.format;
+    const auto say = [&](const char* what) {
+        if (!text.empty()) text << "; ";
+        text << what;
+    };
+    const auto has_rival = [&](auto differs) {
+        return std::any_of(all.begin(), all.end(), [&](const Answer& other) {
+            return other.rank < answer.rank + kHalvesScore && differs(other);
+        });
+    };
+    if (format.order == IMGCNV_ORDER_RG || format.order == IMGCNV_ORDER_BG)
+        say("RG or BG: exchanging red and blue gives the same numbers");
+    if (format.order == IMGCNV_ORDER_GB || format.order == IMGCNV_ORDER_GR)
+        say("GB or GR: exchanging red and blue gives the same numbers");
+    if (is_rgb(format)) say("RGB or BGR: exchanging red and blue gives the same numbers");
+    if (has_rival([&](const Answer& other) {
+            return is_mosaic(*other.format) != is_mosaic(format) &&
+                   other.format->layout == format.layout;
+        }))
+        say("grey or mosaic: a scene without colours looks the same through both");
+    if (has_rival([&](const Answer& other) {
+            return other.format->layout == format.layout && other.format->depth != format.depth;
+        }))
+        say("the depth: dark frames leave the highest bits 0");
+    if (has_rival([&](const Answer& other) {
+            return other.candidate.hypothesis.width != answer.candidate.hypothesis.width;
+        }))
+        say("the width");
+    if (is_yuv(format) && format.layout != IMGCNV_LAYOUT_UYV)
+        say("the last columns: rows end with a whole group of pixels");
+    const auto& placement = answer.candidate.placement;
+    if (placement.left_over > 0)
+        say("what the bytes behind the last frame are");
+}
+
+class Guess {
+  public:
+    Guess(const imgcnv_guess_question& question, imgcnv_reading* readings, int most, int& count,
+          Text& text)
+        : source_(question),
+          known_(question.known),
+          searched_(question.search_bytes > 0 ? question.search_bytes : kSearchedBytes),
+          readings_(readings),
+          most_(most),
+          count_(count),
+          text_(text) {}
+
+    int run() {
+        const auto window = source_.bytes(0, searched_, room_);
+        if (source_.has_failed()) return fail(IMGCNV_BAD_DATA, "the file cannot be read");
+        if (source_.size() < kFewestBytes && known_.width == 0) {
+            text_ << "too short for a frame: " << source_.size() << " bytes";
+            return IMGCNV_BAD_DATA;
+        }
+        if (const auto kind = file_kind(window); kind.name != nullptr && known_.skip <= 0) {
+            text_ << "not raw: " << kind.name << "; " << kind.advice;
+            return IMGCNV_BAD_DATA;
+        }
+        if (add_points(window)) return IMGCNV_OK;
+
+        const auto candidates = search(source_, window, known_, fits_);
+        for (const auto& candidate : candidates) add_formats(window, candidate, known_, answers_);
+        if (!candidates.empty()) add_colourless_mosaic(window, candidates.front());
+        std::stable_sort(answers_.begin(), answers_.end(),
+                         [](const Answer& a, const Answer& b) { return a.rank < b.rank; });
+        const auto entropy = plain_entropy(window);
+        is_constant_ = entropy <= 0;
+        is_random_ = !answers_.empty() && entropy > kRandom &&
+                     answers_.front().candidate.cost > 0.97 * entropy;
+        if ((is_constant_ || is_random_) && known_.width == 0) keep_known_sizes();
+        if (answers_.empty()) return explain_nothing();
+        give_answers();
+        say_alternatives();
+        return IMGCNV_OK;
+    }
+
+  private:
+    int fail(imgcnv_status status, const char* why) {
+        text_ << why;
+        return status;
+    }
+
+    bool add_points(std::span<const std::uint8_t> window) {
+        if (known_.format != 0) {
+            const auto* format = format_of_code(known_.format);
+            if (format == nullptr || !is_points(*format)) return false;
+        }
+        if (!find_point_list(window.first(std::min<std::size_t>(window.size(), 4096)))) return false;
+        const auto all = source_.bytes(0, kMostPoints, room_);
+        const auto list = find_point_list(all);
+        if (!list) return false;
+        imgcnv_reading reading{};
+        reading.struct_size = sizeof reading;
+        reading.frame = IMGCNV_FRAME_INIT;
+        for (const auto& format : formats())
+            if (is_points(format)) reading.frame.format = format.code;
+        reading.frame.width = known_.width > 0 ? known_.width : list->columns;
+        reading.frame.height = known_.height > 0 ? known_.height : list->rows;
+        reading.frames = 1;
+        reading.score = 1;
+        Text unknown(reading.unknown, sizeof reading.unknown);
+        if (known_.width == 0)
+            unknown << "the size: a list of points tells only how far its points reach";
+        if (most_ > 0 && give(reading, &readings_[0])) count_ = 1;
+        return true;
+    }
+
+    /// A mosaic of a scene without colours is a grey picture in all that can be measured.
+    void add_colourless_mosaic(std::span<const std::uint8_t> window, Candidate candidate) {
+        if (candidate.hypothesis.is_mosaic || !candidate.hypothesis.fit->coding.may_be_mosaic() ||
+            known_.format != 0)
+            return;
+        candidate.hypothesis.is_mosaic = true;
+        candidate.rank += kColourless;
+        add_formats(window, candidate, known_, answers_);
+    }
+
+    /// Where the content tells nothing, only lengths of known sizes are worth an answer.
+    void keep_known_sizes() {
+        std::erase_if(answers_, [](const Answer& answer) {
+            const auto& placement = answer.candidate.placement;
+            return !placement.has_known_size || placement.left_over > 0;
+        });
+    }
+
+    int explain_nothing() {
+        if (is_constant_)
+            text_ << "all bytes are the same, and no usual size fits " << source_.size() << " bytes";
+        else if (is_random_)
+            text_ << "nothing predicts the bytes better than chance: they may be compressed, "
+                     "encrypted or noise, and no usual size fits "
+                  << source_.size() << " bytes";
+        else if (known_.width > 0 || known_.height > 0)
+            text_ << "no format's frame of this size fits into its " << source_.size() << " bytes";
+        else
+            text_ << "no picture found in " << source_.size() << " bytes";
+        text_.line() << "give what is known, such as the size or the format";
+        return IMGCNV_BAD_DATA;
+    }
+
+    void give_answers() {
+        std::vector<imgcnv_frame> given;
+        for (const auto& answer : answers_) {
+            const auto frame = frame_of(answer);
+            const auto score = std::exp2((answers_.front().rank - answer.rank) / kHalvesScore);
+            if (count_ >= most_ || score < 0.01) break;
+            if (std::any_of(given.begin(), given.end(),
+                            [&](const imgcnv_frame& other) { return is_same(frame, other); }))
+                continue;
+            given.push_back(frame);
+            imgcnv_reading reading{};
+            reading.struct_size = sizeof reading;
+            reading.frame = frame;
+            reading.frames = answer.candidate.placement.frames;
+            reading.score = score;
+            Text unknown(reading.unknown, sizeof reading.unknown);
+            say_unknown(answer, answers_, unknown);
+            if (!give(reading, &readings_[count_])) break;
+            ++count_;
+        }
+    }
+
+    void say_alternatives() {
+        if (is_constant_ || is_random_)
+            text_ << (is_constant_ ? "all bytes are the same" : "the bytes look like noise")
+                  << ": only the length of the file speaks for these answers";
+    }
+
+    ByteSource source_;
+    imgcnv_frame known_;
+    std::int64_t searched_;
+    imgcnv_reading* readings_;
+    int most_;
+    int& count_;
+    Text& text_;
+    std::vector<std::uint8_t> room_;
+    std::vector<CodingFit> fits_;
+    std::vector<Answer> answers_;
+    bool is_constant_ = false, is_random_ = false;
+};
+
+}  // namespace
+}  // namespace frames
+
+extern "C" int imgcnv_guess(const imgcnv_guess_question* question, imgcnv_reading* readings,
+                            int most, int* count, char* text, size_t text_bytes) {
+    using namespace frames;
+    Text out(text, text_bytes);
+    imgcnv_guess_question asked;
+    if (!take(question, asked) || readings == nullptr || count == nullptr || most < 0 ||
+        (asked.data == nullptr && asked.read == nullptr) || asked.bytes < 0) {
+        out << "imgcnv_guess needs a question with data or a function to read it, room for readings "
+               "and a count";
+        return IMGCNV_BAD_ARGUMENT;
+    }
+    *count = 0;
+    return guarded(out, [&] { return Guess(asked, readings, most, *count, out).run(); });
+}

@@ -1,0 +1,351 @@
+#include "guess/placement.h"
+
+#include "guess/known_sizes.h"
+#include "guess/row_steps.h"
+
+#include <algorithm>
+#include <array>
+#include <cmath>
+#include <cstdlib>
+#include <optional>
+#include <tuple>
+
+namespace frames {
+namespace {
+
+// In bits per byte of the file, like prediction costs: a hundredth settles ties only.
+constexpr double kUsualHeader = 0.03;  // of 256, 512, 1024 ... bytes
+constexpr double kOtherHeader = 0.06;
+constexpr std::int64_t kShortestUsualHeader = 256;
+constexpr double kLeftOver = 0.05;
+constexpr double kMuchLeftOver = 0.2;
+constexpr double kGap = 0.02;
+constexpr double kUnusualGap = 0.03;
+constexpr double kNoLastGap = 0.02;
+constexpr double kManyFrames = 0.02;
+constexpr double kKnownSize = -0.12;
+constexpr double kOddProportions = 0.03;  // no sensor is five times wider than high
+constexpr double kOddHeight = 0.01;
+constexpr double kWrongSeam = 0.25;
+constexpr double kRightSeam = -0.15;
+constexpr double kForeignRows = 0.15;  // rows at the begin or end that are no picture
+constexpr double kMissedRows = 0.15;   // the picture goes on beyond the begin
+constexpr double kNoJump = 0.12;       // frames begin where the picture goes on
+constexpr double kJump = -0.04;
+
+constexpr std::int64_t kLongestHeader = 8192;
+constexpr std::int64_t kLongestGap = 65536;
+constexpr std::int64_t kFewestRows = 16;
+constexpr std::array<std::int64_t, 14> kUsualLengths{16,  32,  48,   64,   80,   96,   128,
+                                                     192, 256, 512, 1024, 2048, 4096, 8192};
+constexpr std::int64_t kLostFrames = 64;  // fewer than without gaps
+constexpr std::int64_t kMostFrames = 64;  // of an unknown height
+constexpr std::size_t kCompared = 8;
+
+bool is_usual(std::int64_t bytes) {
+    return std::find(kUsualLengths.begin(), kUsualLengths.end(), bytes) != kUsualLengths.end();
+}
+
+class Placer {
+  public:
+    Placer(ByteSource& source, std::span<const std::uint8_t> window, const Hypothesis& hypothesis,
+           const imgcnv_frame& known)
+        : size_(source.size()),
+          pitch_(hypothesis.pitch_bits),
+          row_(hypothesis.fit->coding.row_bits(hypothesis.width)),
+          hypothesis_(hypothesis),
+          known_(known),
+          steps_(source, window, hypothesis) {
+        const auto& fit = *hypothesis.fit;
+        const auto column = steps_.seam(hypothesis.start, size_);
+        // Groups do not begin anywhere: a seam within one is none.
+        if (column >= 0 && column % fit.coding.group_pixels() == 0)
+            seam_ = hypothesis.start + fit.coding.row_bits(column) / 8;
+    }
+
+    std::vector<Placement> run() {
+        if (known_.height > 0) {
+            add_height(known_.height, false);
+        } else {
+            for (const auto& [width, height] : known_sizes())
+                if (width == hypothesis_.width) add_height(height, true);
+            add_all_rows();
+        }
+        sort();
+        if (found_.size() > kCompared) found_.resize(kCompared);
+        for (auto& placement : found_) compare_content(placement);
+        sort();
+        return found_;
+    }
+
+  private:
+    void sort() {
+        std::stable_sort(found_.begin(), found_.end(), [](const Placement& a, const Placement& b) {
+            return a.penalty < b.penalty;
+        });
+    }
+
+    bool may_skip(std::int64_t skip) const {
+        if (skip < 0 || (known_.skip >= 0 && skip != known_.skip)) return false;
+        // Rows begin where the hypothesis has them, or a whole number of groups away.
+        const auto& coding = hypothesis_.fit->coding;
+        const bool is_padded = pitch_ != row_;
+        const auto distance = skip - hypothesis_.start;
+        if (is_padded) return distance * 8 % pitch_ == 0;
+        return distance % coding.group_bytes() == 0;
+    }
+
+    /// Headers that may be in front: none, those of usual lengths, and what makes the rest fit.
+    std::vector<std::int64_t> skips(std::int64_t rest_of_length) const {
+        std::vector<std::int64_t> list;
+        const auto offer = [&](std::int64_t skip) {
+            if (may_skip(skip) && skip < size_ &&
+                std::find(list.begin(), list.end(), skip) == list.end())
+                list.push_back(skip);
+        };
+        offer(0);
+        if (known_.skip >= 0) offer(known_.skip);
+        for (const auto usual : kUsualLengths) offer(usual);
+        if (rest_of_length <= kLongestHeader) offer(rest_of_length);
+        return list;
+    }
+
+    void add_height(std::int64_t height, bool is_known_size) {
+        const auto bytes = frame_bytes(pitch_, height);
+        const auto needed = (pitch_ * (height - 1) + row_ + 7) / 8;
+        if (needed > size_) return;
+        const auto most = std::max<std::int64_t>(1, size_ / bytes);
+        const auto rest = size_ - most * bytes;
+        const auto add_with = [&](std::int64_t frames, std::int64_t skip, std::int64_t gap) {
+            add({height, frames, skip, gap, 0, is_known_size, 0});
+        };
+        for (const auto skip : skips(rest)) {
+            const auto frames = (size_ - skip) / bytes;
+            if (frames > 0)
+                add_with(frames, skip, 0);
+            else if (size_ - skip >= needed)
+                add_with(1, skip, 0);
+            // With bytes between frames there are fewer; the gap behind the last may be missing.
+            for (auto count = std::max<std::int64_t>(2, frames); count >= 2; --count) {
+                const auto left = size_ - skip - count * bytes;
+                if (left < 0) continue;
+                if (left / count > kLongestGap || frames - count > kLostFrames) break;
+                if (left > 0 && left % count == 0) add_with(count, skip, left / count);
+                if (left > 0 && left % (count - 1) == 0 && left / (count - 1) <= kLongestGap)
+                    add_with(count, skip, left / (count - 1));
+            }
+        }
+    }
+
+    /// Heights that the length gives: all rows as one frame, or frames that jumps tell.
+    void add_all_rows() {
+        auto begins = skips((size_ * 8 % pitch_) / 8);
+        const auto offer = [&](std::int64_t skip) {
+            if (skip >= 0 && skip <= kLongestHeader && may_skip(skip) &&
+                std::find(begins.begin(), begins.end(), skip) == begins.end())
+                begins.push_back(skip);
+        };
+        if (pitch_ % 8 == 0) {
+            const auto pitch = pitch_ / 8;
+            const auto phase = pitch == 0 ? 0 : size_ % pitch;
+            const auto of_seam = seam_ ? *seam_ % pitch : hypothesis_.start % pitch;
+            for (std::int64_t skip = 0; skip <= kLongestHeader; skip += pitch) {
+                // Only where a header ends is there a reason to begin behind a whole row.
+                for (const auto first : {phase, of_seam}) {
+                    const auto at = 8 * (first + skip);
+                    const auto step = at >= lines() * pitch_
+                                          ? steps_.step(at - lines() * pitch_, at)
+                                          : RowStep{};
+                    if (skip == 0 || steps_.is_jump(step)) offer(first + skip);
+                }
+            }
+        }
+        for (const auto skip : begins) {
+            const auto rows = ((size_ - skip) * 8 - row_) / pitch_ + 1;
+            if (rows < kFewestRows) continue;
+            add({rows, 1, skip, 0, 0, false, 0});
+            if (!is_likely_begin(skip)) continue;
+            const auto end = rows_before_trailer(skip, rows);
+            if (end != rows) add({end, 1, skip, 0, 0, false, 0});
+            if (const auto count = frames_by_jumps(skip, rows); count > 1)
+                add({rows / count, count, skip, 0, 0, false, 0});
+        }
+        add_with_gaps();
+    }
+
+    /// The seam, and what fills the file with whole rows, leave few places to begin at.
+    bool is_likely_begin(std::int64_t skip) const {
+        if (skip == 0) return true;
+        if (seam_ && pitch_ % 8 == 0 && (skip - *seam_) % (pitch_ / 8) != 0) return false;
+        return (size_ - skip) * 8 % pitch_ == 0;
+    }
+
+    /// Rows up to the last jump near the end of the file.
+    std::int64_t rows_before_trailer(std::int64_t skip, std::int64_t rows) {
+        const auto least = std::max(kFewestRows, rows - 8 * kLongestHeader / pitch_ - 1);
+        for (auto y = rows - 1; y > least; --y)
+            if (steps_.is_jump(steps_.step(place(skip, y - lines()), place(skip, y)))) {
+                // Of a mosaic, the rows of both colours jump.
+                while (y > least &&
+                       steps_.is_jump(steps_.step(place(skip, y - 1 - lines()), place(skip, y - 1))))
+                    --y;
+                return y;
+            }
+        return rows;
+    }
+
+    /// The number of frames that divides the rows at jumps; 1 when no division is clear.
+    std::int64_t frames_by_jumps(std::int64_t skip, std::int64_t rows) {
+        std::int64_t best = 1;
+        double best_step = std::max(2 * steps_.mean(), steps_.nearly_all());
+        if (best_step <= 0) best_step = 0.5;
+        for (std::int64_t count = 2; count <= std::min(rows / kFewestRows, kMostFrames);
+             ++count) {
+            if (rows % count != 0) continue;
+            const auto height = rows / count;
+            const auto proportion =
+                static_cast<double>(hypothesis_.width) / static_cast<double>(height);
+            if (proportion < 0.4 || proportion > 5) continue;
+            const auto step = boundary_step(height, count, skip, 0).mean;
+            // Every second jump of the right height jumps as far: the lower height wins.
+            if (step > best_step || (best > 1 && step > 0.8 * best_step)) {
+                best_step = std::max(best_step, step);
+                best = count;
+            }
+        }
+        return best;
+    }
+
+    /// Frames of an unknown height with bytes between them: lengths that divide, and jumps.
+    void add_with_gaps() {
+        if (known_.gap == 0 || size_ < 4 * kFewestRows * pitch_ / 8) return;
+        for (const auto skip : {std::max<std::int64_t>(0, known_.skip)})
+            for (std::int64_t count = 2; count <= kMostFrames; ++count)
+                for (const auto gap : kUsualLengths) {
+                    for (const auto gaps : {count, count - 1}) {
+                        const auto all = size_ - skip - gaps * gap;
+                        if (all <= 0 || all % count != 0 || all / count * 8 % pitch_ != 0) continue;
+                        const auto height = all / count * 8 / pitch_;
+                        const auto proportion = static_cast<double>(hypothesis_.width) /
+                                                static_cast<double>(height);
+                        if (height < kFewestRows || proportion < 0.4 || proportion > 5) continue;
+                        const auto step = boundary_step(height, count, skip, gap);
+                        if (steps_.is_jump(step) || step.mean > 2 * steps_.nearly_all()) add({height, count, skip, gap, 0, false, 0});
+                    }
+                }
+    }
+
+    std::int64_t lines() const { return hypothesis_.is_mosaic ? 2 : 1; }
+    std::int64_t place(std::int64_t skip, std::int64_t row) const { return 8 * skip + row * pitch_; }
+
+    /// The mean step from the last rows of frames to the first ones of the next; -1: not known.
+    RowStep boundary_step(std::int64_t height, std::int64_t count, std::int64_t skip,
+                         std::int64_t gap) {
+        const auto bytes = frame_bytes(pitch_, height) + gap;
+        const auto stride = std::max<std::int64_t>(1, (count - 1) / 8);
+        RowStep sum{0, 0};
+        double seen = 0;
+        for (std::int64_t frame = 1; frame < count; frame += stride) {
+            const auto begin = 8 * (skip + frame * bytes);
+            const auto step = steps_.step(begin - 8 * gap - lines() * pitch_, begin);
+            if (!step.is_known()) continue;
+            sum.median += step.median;
+            sum.mean += step.mean;
+            ++seen;
+        }
+        return seen > 0 ? RowStep{sum.median / seen, sum.mean / seen} : RowStep{};
+    }
+
+    void add(Placement placement) {
+        if (!may_skip(placement.skip)) return;
+        if (known_.gap >= 0 && placement.frames > 1 && placement.gap != known_.gap) return;
+        if (known_.height == 0 && placement.height < kFewestRows) return;
+        const auto bytes = frame_bytes(pitch_, placement.height);
+        const auto behind = size_ - placement.skip - placement.frames * bytes;
+        placement.left_over = std::max<std::int64_t>(0, behind - placement.frames * placement.gap);
+        double& penalty = placement.penalty;
+        if (placement.skip > 0 && known_.skip < 0)
+            penalty += is_usual(placement.skip) && placement.skip >= kShortestUsualHeader
+                           ? kUsualHeader
+                           : kOtherHeader;
+        if (placement.left_over > 0)
+            penalty += placement.left_over <= kLongestHeader && 4 * placement.left_over < bytes
+                           ? kLeftOver
+                           : kMuchLeftOver;
+        if (placement.gap > 0 && behind < placement.frames * placement.gap) penalty += kNoLastGap;
+        if (placement.gap > 0) penalty += kGap + (is_usual(placement.gap) ? 0 : kUnusualGap);
+        if (placement.frames > 1) penalty += kManyFrames;
+        if (placement.has_known_size) {
+            penalty += kKnownSize;
+        } else if (known_.height == 0) {
+            const auto proportion = static_cast<double>(hypothesis_.width) /
+                                    static_cast<double>(placement.height);
+            const auto beyond = std::max(proportion / 3, 0.6 / proportion);
+            if (beyond > 1) penalty += kOddProportions * (1 + std::log2(beyond));
+            if (placement.height % 2 != 0) penalty += kOddHeight;
+        }
+        const bool is_there = std::any_of(found_.begin(), found_.end(), [&](const Placement& other) {
+            return other.height == placement.height && other.frames == placement.frames &&
+                   other.skip == placement.skip && other.gap == placement.gap;
+        });
+        if (!is_there) found_.push_back(placement);
+    }
+
+    void compare_content(Placement& placement) {
+        double& penalty = placement.penalty;
+        const auto skip = placement.skip;
+        if (seam_ && pitch_ % 8 == 0) {
+            const bool is_right = (skip - *seam_) % (pitch_ / 8) == 0;
+            penalty += is_right ? kRightSeam : kWrongSeam;
+        }
+        const auto first_rows = std::min(placement.height - lines(), 8 * kLongestHeader / pitch_);
+        for (std::int64_t y = 0; y < first_rows; ++y)
+            if (steps_.is_jump(steps_.step(place(skip, y), place(skip, y + lines())))) {
+                penalty += kForeignRows;
+                break;
+            }
+        const auto before = 8 * skip - lines() * pitch_;
+        if (before >= 0 && known_.skip < 0) {
+            const auto step = steps_.step(before, 8 * skip);
+            if (step.is_known() && !steps_.is_jump(step)) penalty += kMissedRows;
+        }
+        if (known_.height == 0 && placement.frames == 1 &&
+            rows_before_trailer(skip, placement.height) != placement.height)
+            penalty += kForeignRows;
+        if (placement.frames > 1) {
+            const auto step =
+                boundary_step(placement.height, placement.frames, skip, placement.gap);
+            const auto last = skip + (placement.frames - 1) *
+                                         (frame_bytes(pitch_, placement.height) + placement.gap);
+            if (seam_ && (skip - *seam_) * 8 % pitch_ == 0) {
+                const auto column = steps_.seam(last, placement.height);
+                if (column != 0) penalty += kWrongSeam;
+            }
+            const bool is_flat = steps_.mean() <= 0;
+            if (steps_.is_jump(step))
+                penalty += kJump;
+            else if (!is_flat && step.mean < 1.2 * steps_.mean())
+                penalty += kNoJump;
+        }
+    }
+
+    std::int64_t size_, pitch_, row_;
+    const Hypothesis& hypothesis_;
+    const imgcnv_frame& known_;
+    RowSteps steps_;
+    std::optional<std::int64_t> seam_;  ///< a byte of the file at which a row begins
+    std::vector<Placement> found_;
+};
+
+}  // namespace
+
+std::int64_t frame_bytes(std::int64_t pitch_bits, std::int64_t height) {
+    return (pitch_bits * height + 7) / 8;
+}
+
+std::vector<Placement> place_frames(ByteSource& source, std::span<const std::uint8_t> window,
+                                    const Hypothesis& hypothesis, const imgcnv_frame& known) {
+    return Placer(source, window, hypothesis, known).run();
+}
+
+}  // namespace frames

@@ -1,0 +1,339 @@
+#include "guess/prediction_cost.h"
+
+#include <algorithm>
+#include <array>
+#include <bit>
+#include <cmath>
+#include <cstdlib>
+#include <numeric>
+
+namespace frames {
+namespace {
+
+constexpr int kChunks = 48;
+constexpr std::int64_t kChunkBytes = 840;  // whole groups of every coding
+constexpr double kClearlyBetter = 0.7;     // bits per byte
+constexpr std::int64_t kLongestPiece = 320, kPieceUnit = 8;  // pixels of a row
+constexpr std::int64_t kFewestRows = 16;
+
+int width_of(int value) {
+    return static_cast<int>(std::bit_width(static_cast<unsigned>(std::abs(value))));
+}
+
+double entropy_bits(std::span<const std::uint32_t> counts) {
+    double total = 0, sum = 0;
+    for (const auto count : counts) {
+        if (count == 0) continue;
+        total += count;
+        sum -= count * std::log2(static_cast<double>(count));
+    }
+    return total > 0 ? sum + total * std::log2(total) : 0;
+}
+
+int median_prediction(int left, int above, int above_left) {
+    return std::max(std::min(left, above),
+                    std::min(std::max(left, above), left + above - above_left));
+}
+
+/// Bits of prediction errors: the entropy of their magnitude classes (0, 1, 2..3, 4..7 and so on,
+/// either sign), by how uneven the neighbourhood is, plus the bits that tell the members of a
+/// class.
+class ErrorBits {
+  public:
+    void add(int error, int unevenness) {
+        const int size = std::min(width_of(error), kSizes - 1);
+        const int level = std::min(width_of(unevenness), kLevels - 1);
+        ++counts_[static_cast<std::size_t>(level)]
+                 [static_cast<std::size_t>(error < 0 ? kSizes + size : size)];
+        if (size > 1) member_bits_ += size - 1;
+    }
+
+    /// The mean of all neighbours, which in noise predicts better than any one of them.
+    void add_row_of_noise(std::span<const int> row, std::span<const int> above, std::size_t step,
+                          std::size_t margin) {
+        for (auto x = (margin + 1) * step; x + margin * step < row.size(); ++x) {
+            const int left = row[x - step], up = above[x], up_left = above[x - step],
+                      up_right = above[x + step];
+            add(row[x] - (left + up + up_left + up_right + 2) / 4,
+                std::abs(left - up_left) + std::abs(up - up_left));
+        }
+    }
+
+    /// `aside`: how far to the right the row above is looked at.
+    /// Samples nearer to the ends than `margin` are left out.
+    void add_row(std::span<const int> row, std::span<const int> above, std::size_t step,
+                 std::size_t margin, int aside = 0) {
+        for (auto x = (margin + 1) * step; x + margin * step < row.size(); ++x) {
+            const auto over = static_cast<std::size_t>(static_cast<std::ptrdiff_t>(x) + aside);
+            const int left = row[x - step], up = above[over], up_left = above[over - step];
+            add(row[x] - median_prediction(left, up, up_left),
+                std::abs(left - up_left) + std::abs(up - up_left));
+        }
+    }
+
+    void add_line(std::span<const int> row, std::size_t step) {
+        for (auto x = 2 * step; x < row.size(); ++x)
+            add(row[x] - row[x - step], std::abs(row[x - step] - row[x - 2 * step]));
+    }
+
+    double bits() const {
+        auto sum = static_cast<double>(member_bits_);
+        for (const auto& level : counts_) sum += entropy_bits(level);
+        return sum;
+    }
+
+  private:
+    static constexpr int kLevels = 12, kSizes = 18;
+    std::array<std::array<std::uint32_t, 2 * kSizes>, kLevels> counts_{};
+    std::int64_t member_bits_ = 0;
+};
+
+/// One-bit pixels: what a pixel is, given the four neighbours that come before it.
+class PixelBits {
+  public:
+    void add_row(std::span<const int> row, std::span<const int> above) {
+        for (std::size_t x = 1; x + 1 < row.size(); ++x) {
+            const auto context =
+                row[x - 1] | above[x - 1] << 1 | above[x] << 2 | above[x + 1] << 3;
+            ++counts_[static_cast<std::size_t>(context)][static_cast<std::size_t>(row[x])];
+        }
+    }
+
+    double bits() const {
+        double sum = 0;
+        for (const auto& pair : counts_) sum += entropy_bits(pair);
+        return sum;
+    }
+
+  private:
+    std::array<std::array<std::uint32_t, 2>, 16> counts_{};
+};
+
+std::int64_t pixels_of_chunk(const Coding& coding) {
+    return kChunkBytes / coding.group_bytes() * coding.group_pixels();
+}
+
+/// Starts of pieces that are spread over the window, a whole number of groups from `phase` on.
+std::vector<std::int64_t> chunk_starts(std::int64_t window, std::int64_t phase) {
+    std::vector<std::int64_t> starts;
+    const auto places = (window - phase) / kChunkBytes;
+    for (int i = 0; i < kChunks && places > 0; ++i) {
+        const auto start = phase + places * i / kChunks * kChunkBytes;
+        if (starts.empty() || start != starts.back()) starts.push_back(start);
+    }
+    return starts;
+}
+
+constexpr double kNearlyAll = 0.995;
+
+template <class Predicate>
+bool nearly_all(std::span<const std::uint16_t> words, Predicate predicate) {
+    const auto count = std::count_if(words.begin(), words.end(), predicate);
+    return static_cast<double>(count) >= kNearlyAll * static_cast<double>(words.size());
+}
+
+/// Whether samples are those of 8 bits, stretched to `width` bits.
+bool are_stretched(std::span<const std::uint16_t> words, int width) {
+    return nearly_all(words, [shift = width - 8](int word) {
+        const int upper = word >> shift;
+        return std::abs(word - (upper << shift | upper >> (8 - shift))) <= 1;
+    });
+}
+
+/// Low bits that are 0 in all samples.
+int empty_bits(std::span<const std::uint16_t> words) {
+    for (int bits = 8; bits > 0; --bits)
+        if (nearly_all(words, [bits](int word) { return (word & ((1 << bits) - 1)) == 0; }))
+            return bits;
+    return 0;
+}
+
+/// Between samples of 10 bits, GigE Vision's packing leaves 4 bits 0.
+bool has_unused_bits(const CodingFit& fit, std::span<const std::uint8_t> window,
+                     const std::vector<std::int64_t>& starts) {
+    std::size_t groups = 0, used = 0;
+    for (const auto start : starts)
+        for (std::int64_t at = 0; at < kChunkBytes; at += fit.coding.group_bytes(), ++groups)
+            used += (window[static_cast<std::size_t>(start + at + 1)] & 0xCC) != 0;
+    return static_cast<double>(used) <= (1 - kNearlyAll) * static_cast<double>(groups);
+}
+
+void find_used_bits(std::span<const std::uint8_t> window,
+                    const std::vector<std::int64_t>& starts, CodingFit& fit) {
+    if (!fit.coding.is_deep()) return;
+    std::vector<std::uint16_t> words, chunk;
+    const auto pixels = pixels_of_chunk(fit.coding) * channels(*fit.coding.format);
+    chunk.resize(static_cast<std::size_t>(pixels));
+    for (const auto start : starts) {
+        unpack_samples(fit.coding, window.data() + start, 0, chunk.size(), chunk.data());
+        words.insert(words.end(), chunk.begin(), chunk.end());
+    }
+    if (words.empty()) return;
+    auto sorted = words;
+    const auto at = [&](double part) {
+        const auto place = sorted.begin() + static_cast<std::ptrdiff_t>(
+                                                part * static_cast<double>(sorted.size() - 1));
+        std::nth_element(sorted.begin(), place, sorted.end());
+        return width_of(*place);
+    };
+    fit.upper_shift = std::max(0, at(0.9) - 8);
+    const int width = at(kNearlyAll);
+    fit.dropped_bits = empty_bits(words);
+    for (const int full : {width, fit.coding.format->depth})
+        if (full > 8 && are_stretched(words, full)) fit.dropped_bits = full - 8;
+}
+
+}  // namespace
+
+namespace {
+
+/// Bits per byte of each chunk, the samples predicted from those to the left alone.
+std::vector<double> chunk_costs(std::span<const std::uint8_t> window, const CodingFit& fit) {
+    std::vector<double> costs;
+    RowSamples row;
+    for (const auto start : chunk_starts(static_cast<std::int64_t>(window.size()), fit.phase)) {
+        split_row(fit.coding, window.data() + start, 0, pixels_of_chunk(fit.coding),
+                  fit.dropped_bits, row);
+        double best = 1e9;
+        for (std::size_t step = 1; step <= (fit.coding.may_be_mosaic() ? 2 : 1); ++step) {
+            ErrorBits bits;
+            for (std::size_t i = 0; i < row.planes.size(); ++i)
+                bits.add_line(row.planes[i], i == 0 ? step : 1);
+            best = std::min(best, bits.bits());
+        }
+        costs.push_back(best / kChunkBytes);
+    }
+    return costs;
+}
+
+/// Bytes between frames move the groups: from there on another phase holds. `best` is the best
+/// phase of each chunk.
+std::size_t chunks_in_phase(const std::vector<std::size_t>& best, std::size_t own) {
+    constexpr std::size_t kRun = 5;
+    for (std::size_t chunk = 0; chunk + kRun <= best.size(); ++chunk) {
+        const auto run = std::span(best).subspan(chunk, kRun);
+        if (run[0] == own || std::any_of(run.begin(), run.end(),
+                                         [&](std::size_t phase) { return phase != run[0]; }))
+            continue;
+        return chunk;
+    }
+    return best.size();
+}
+
+}  // namespace
+
+std::vector<CodingFit> fit_coding(const Coding& coding, std::span<const std::uint8_t> window,
+                                  std::int64_t first, std::int64_t phases) {
+    const auto size = static_cast<std::int64_t>(window.size());
+    std::vector<CodingFit> fits;
+    std::vector<std::vector<double>> costs;
+    std::size_t chunks = SIZE_MAX;
+    for (std::int64_t phase = first; phase < first + phases; ++phase) {
+        CodingFit fit{.coding = coding, .phase = phase, .reach = size};
+        const auto starts = chunk_starts(size, phase);
+        if (starts.empty()) continue;
+        find_used_bits(window, starts, fit);
+        costs.push_back(chunk_costs(window, fit));
+        chunks = std::min(chunks, costs.back().size());
+        fit.bits_per_byte = std::accumulate(costs.back().begin(), costs.back().end(), 0.0) /
+                            static_cast<double>(costs.back().size());
+        if (coding.format->layout == IMGCNV_LAYOUT_PACKED && coding.format->depth == 10 &&
+            !has_unused_bits(fit, window, starts)) {
+            fit.bits_per_byte = 8;
+            std::fill(costs.back().begin(), costs.back().end(), 8);
+        }
+        fits.push_back(fit);
+    }
+    if (fits.empty()) return fits;
+    std::vector<std::size_t> best(chunks);
+    double sum = 0;
+    for (std::size_t chunk = 0; chunk < chunks; ++chunk) {
+        for (std::size_t i = 0; i < fits.size(); ++i)
+            if (costs[i][chunk] + kClearlyBetter < costs[best[chunk]][chunk]) best[chunk] = i;
+        double lowest = 8;
+        for (const auto& of_phase : costs) lowest = std::min(lowest, of_phase[chunk]);
+        sum += lowest;
+    }
+    for (std::size_t i = 0; i < fits.size(); ++i) {
+        fits[i].coding_bits = sum / static_cast<double>(chunks);
+        const auto reach = chunks_in_phase(best, i);
+        if (reach >= 6 && reach < chunks) fits[i].reach = chunk_starts(size, fits[i].phase)[reach];
+    }
+    return fits;
+}
+
+double prediction_cost(std::span<const std::uint8_t> window, const Hypothesis& hypothesis,
+                       std::int64_t samples, int directions) {
+    const auto& coding = hypothesis.fit->coding;
+    const std::int64_t step = hypothesis.is_mosaic ? 2 : 1;
+    const auto used = coding.row_bits(hypothesis.width);
+    const auto pitch = hypothesis.pitch_bits;
+    const auto bits = 8 * (std::min(static_cast<std::int64_t>(window.size()),
+                                    hypothesis.fit->reach) -
+                           hypothesis.start);
+    if (used > pitch || bits < used) return 8;
+    const auto rows = (bits - used) / pitch + 1;
+    if (rows <= step || hypothesis.width <= (2 * directions + 1) * step) return 8;
+
+    // Of long rows a piece is taken, each time another one.
+    const auto pixels_taken = std::min(hypothesis.width, kLongestPiece);
+    const auto places = (hypothesis.width - pixels_taken) / kPieceUnit + 1;
+    const auto wanted = std::max(kFewestRows, samples / pixels_taken);
+    // Rows are taken in an odd stride, so that both rows of a mosaic are seen.
+    const auto stride = std::max<std::int64_t>(1, (rows - step) / wanted) | 1;
+    std::vector<ErrorBits> slanted(static_cast<std::size_t>(2 * directions + 1));
+    ErrorBits level;
+    std::array<ErrorBits, 3> others;
+    ErrorBits beyond;
+    PixelBits pixels;
+    RowSamples row, above;
+    std::int64_t counted = 0, foreign = 0;
+    const bool has_unused = coding.format->layout == IMGCNV_LAYOUT_PACKED &&
+                            coding.format->depth == 10;
+    const auto place = [&](std::int64_t y) { return 8 * hypothesis.start + y * pitch; };
+    for (auto y = step; y < rows; y += stride, ++counted) {
+        const auto from = coding.row_bits(counted * 7919 % places * kPieceUnit);
+        split_row(coding, window.data(), place(y) + from, pixels_taken,
+                  hypothesis.fit->dropped_bits, row);
+        split_row(coding, window.data(), place(y - step) + from, pixels_taken,
+                  hypothesis.fit->dropped_bits, above);
+        if (has_unused)
+            for (std::int64_t x = 1; x + 1 < pixels_taken * 3 / 2; x += 3)
+                foreign += (window[static_cast<std::size_t>((place(y) + from) / 8 + x)] & 0xCC) != 0;
+        if (coding.format->depth == 1) {
+            pixels.add_row(row.planes[0], above.planes[0]);
+        } else {
+            for (int aside = -directions; aside <= directions; ++aside)
+                slanted[static_cast<std::size_t>(aside + directions)].add_row(
+                    row.planes[0], above.planes[0], static_cast<std::size_t>(step),
+                    static_cast<std::size_t>(directions), aside * static_cast<int>(step));
+            level.add_row_of_noise(row.planes[0], above.planes[0], static_cast<std::size_t>(step),
+                                   static_cast<std::size_t>(directions));
+            for (std::size_t i = 1; i < 4; ++i)
+                others[i - 1].add_row(row.planes[i], above.planes[i], 1, 1);
+        }
+        const auto end = std::min((place(y) + pitch) / 8, bits / 8 + hypothesis.start);
+        for (auto at = (place(y) + used + 7) / 8; at < end; ++at) {
+            const auto over = at - step * pitch / 8;
+            beyond.add(static_cast<std::int8_t>(window[static_cast<std::size_t>(at)] -
+                                                window[static_cast<std::size_t>(over)]),
+                       0);
+        }
+    }
+    if (static_cast<double>(foreign) > (1 - kNearlyAll) * static_cast<double>(counted * pixels_taken))
+        return 8;
+    // The edges of rows have no neighbours to compare with and count like the rest.
+    const auto whole = [&](double bits, std::size_t plane, std::int64_t reach) {
+        const auto in_row = static_cast<double>(row.planes[plane].size());
+        return bits * in_row / std::max(1.0, in_row - static_cast<double>(reach));
+    };
+    double first = level.bits();
+    for (const auto& direction : slanted) first = std::min(first, direction.bits());
+    double sum = whole(first, 0, step * (2 * directions + 1)) + whole(pixels.bits(), 0, 2);
+    for (std::size_t i = 1; i < 4; ++i) sum += whole(others[i - 1].bits(), i, 3);
+    sum *= static_cast<double>(hypothesis.width) / static_cast<double>(pixels_taken);
+    // A coder that finds nothing to predict writes the bytes as they are.
+    return std::min(8.0, (sum + beyond.bits()) / (static_cast<double>(counted * pitch) / 8));
+}
+
+}  // namespace frames

@@ -1,0 +1,18 @@
+#pragma once
+
+#include "guess/prediction_cost.h"
+
+#include <cstdint>
+#include <span>
+#include <vector>
+
+namespace frames {
+
+/// Distances in bits at which the bytes resemble themselves when read with a coding, the clearest
+/// first: rows of a picture resemble the rows beside them, those of mosaics the second next ones
+/// even more. `size` is that of the file.
+std::vector<std::int64_t> pitch_candidates(std::span<const std::uint8_t> window,
+                                           const CodingFit& fit, std::int64_t size,
+                                           std::size_t count);
+
+}  // namespace frames

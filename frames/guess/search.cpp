@@ -1,0 +1,388 @@
+#include "guess/search.h"
+
+#include "guess/green_sites.h"
+#include "guess/known_sizes.h"
+#include "guess/row_pitch.h"
+
+#include <algorithm>
+#include <array>
+#ifdef GUESS_DEBUG
+#include <cstdio>
+#endif
+#include <cmath>
+#include <map>
+#include <set>
+#include <tuple>
+
+namespace frames {
+namespace {
+
+// In bits per byte of the file. A difference of half a bit is clear, one of a hundredth is noise:
+// the constants only settle ties.
+constexpr double kOddWidth = 0.02;  // sensors have even ones, mostly multiples of 4
+constexpr double kPaddingTaken = 0.005;
+constexpr double kPaddingSeen = 0.1;  // columns of one value at the end of all rows
+constexpr double kEvenColumns = 0.05;  // such columns taken for picture
+constexpr double kBigEndian = 0.02;
+constexpr double kMosaic = 0.01;   // noise looks the same through both
+constexpr double kPattern = 0.12;  // of period 2, taken for grey, or none, taken for a mosaic
+constexpr double kFitsKnownSize = -0.12;
+constexpr double kNarrow = 0.15;       // per halving below kUsuallyWider pixels
+constexpr std::int64_t kUsuallyWider = 128;
+constexpr double kUnalignedStride = 0.05;
+
+constexpr double kWorseCodings = 1.2;
+constexpr double kWorsePhases = 0.3;
+constexpr std::size_t kCodings = 9;
+constexpr std::size_t kPhases = 2;
+constexpr std::size_t kPitches = 10;
+constexpr std::int64_t kNear = 16;
+constexpr std::int64_t kSmallest = 16;  // width and height, unless given
+constexpr std::int64_t kRowsOfPixels = 10;  // no stride is longer
+constexpr std::int64_t kLongestHeader = 16384;
+constexpr std::size_t kRefined = 40;
+constexpr std::size_t kPlaced = 14;
+constexpr std::array<std::int64_t, 6> kUsualHeaders{0, 256, 512, 1024, 2048, 4096};
+
+/// How unusual files of a layout are.
+double rareness(const Coding& coding) {
+    switch (coding.format->layout) {
+        case IMGCNV_LAYOUT_BYTES:
+            return 0;
+        case IMGCNV_LAYOUT_WORDS:
+            return coding.big_endian ? 0.005 + kBigEndian : 0.005;
+        case IMGCNV_LAYOUT_RGB:
+            return coding.is_deep() ? coding.big_endian ? 0.03 + kBigEndian : 0.03 : 0.008;
+        case IMGCNV_LAYOUT_MIPI:
+            return 0.015;
+        case IMGCNV_LAYOUT_LSB_FIRST:
+            return coding.is_deep() ? 0.012 : 0.03;
+        case IMGCNV_LAYOUT_PACKED:
+            return 0.01;
+        default:
+            return 0.03;
+    }
+}
+
+/// Bytes of a row that hold one value in all rows, as the last ones of a padded row do.
+struct ConstantColumns {
+    std::int64_t first = 0;
+    std::int64_t count = 0;
+
+    std::int64_t end() const { return first + count; }
+};
+
+/// The longest run of columns of one value, across the end of the row too: where a header is in
+/// front, rows do not begin at column 0.
+ConstantColumns constant_columns(std::span<const std::uint8_t> window, std::int64_t from,
+                                 std::int64_t pitch) {
+    constexpr std::int64_t kRows = 64, kShortestRun = 3;
+    const auto rows = (static_cast<std::int64_t>(window.size()) - from) / pitch;
+    if (rows < 8) return {};
+    // Headers are in the first rows.
+    const auto first = std::min(rows / 4, kLongestHeader / 2 / pitch + 1);
+    const auto stride = std::max<std::int64_t>(1, (rows - first) / kRows);
+    std::vector<char> is_constant(static_cast<std::size_t>(pitch), 1);
+    const auto* base = window.data() + from + first * pitch;
+    for (std::int64_t y = stride; y < rows - first; y += stride)
+        for (std::int64_t x = 0; x < pitch; ++x)
+            if (base[y * pitch + x] != base[x]) is_constant[static_cast<std::size_t>(x)] = 0;
+    ConstantColumns longest;
+    std::int64_t run = 0;
+    for (std::int64_t x = 0; x < 2 * pitch; ++x) {
+        run = is_constant[static_cast<std::size_t>(x % pitch)] != 0 ? run + 1 : 0;
+        if (run > longest.count) longest = {(x - run + 1) % pitch, run};
+        if (run >= pitch) return {};
+    }
+    // Where many columns hold one value, as the high bytes of dark words do, it says nothing.
+    const auto all = std::count(is_constant.begin(), is_constant.end(), 1);
+    if (longest.count < kShortestRun || 16 * (all - longest.count) > pitch) return {};
+    return longest;
+}
+
+class Search {
+  public:
+    Search(ByteSource& source, std::span<const std::uint8_t> window, const imgcnv_frame& known,
+           std::vector<CodingFit>& fits)
+        : source_(source), window_(window), size_(source.size()), known_(known), fits_(fits) {}
+
+    std::vector<Candidate> run() {
+        choose_codings();
+        for (const auto& fit : fits_) known_.width > 0 ? add_of_width(fit) : add_of_any_width(fit);
+        weigh(4 * 1024, 1, kRefined);
+        weigh(32 * 1024, 2, kPlaced);
+        weigh(96 * 1024, 4, kPlaced);
+        return placed();
+    }
+
+  private:
+    void choose_codings() {
+        const auto* format = known_.format != 0 ? format_of_code(known_.format) : nullptr;
+        std::vector<std::vector<CodingFit>> all;
+        for (const auto& coding : codings(format)) {
+            if (format != nullptr && (known_.flags & IMGCNV_FRAME_BIG_ENDIAN) != 0 &&
+                !coding.big_endian)
+                continue;
+            const auto phases = known_.skip >= 0 ? 1 : coding.group_bytes();
+            auto fits = fit_coding(coding, window_, std::max<std::int64_t>(0, known_.skip), phases);
+            if (!fits.empty()) all.push_back(std::move(fits));
+        }
+        const auto bits = [](const std::vector<CodingFit>& fits) {
+            return fits.front().coding_bits + rareness(fits.front().coding);
+        };
+        std::stable_sort(all.begin(), all.end(),
+                         [&](const auto& a, const auto& b) { return bits(a) < bits(b); });
+        for (std::size_t i = 0; i < std::min(all.size(), kCodings); ++i) {
+            if (bits(all[i]) > bits(all.front()) + kWorseCodings) break;
+            keep_phases(all[i]);
+        }
+    }
+
+    void keep_phases(std::vector<CodingFit>& of_coding) {
+        // Padded rows begin groups at any phase, in a file without a header at byte 0.
+        auto kept = std::vector{of_coding.front()};
+        std::stable_sort(of_coding.begin(), of_coding.end(), [](const auto& a, const auto& b) {
+            return a.bits_per_byte < b.bits_per_byte;
+        });
+        for (const auto& fit : of_coding)
+            if (fit.phase != kept.front().phase && kept.size() <= kPhases &&
+                fit.bits_per_byte < of_coding.front().bits_per_byte + kWorsePhases)
+                kept.push_back(fit);
+        fits_.insert(fits_.end(), kept.begin(), kept.end());
+    }
+
+    /// Dips of the lag profile, half of them (mosaics dip deepest at two rows), and what is near to
+    /// either and divides the file: slanted edges draw a dip aside.
+    const std::vector<std::int64_t>& pitches(const CodingFit& fit) {
+        const auto& coding = fit.coding;
+        const bool has_own = coding.format->depth != 8;
+        auto& list = pitches_[{has_own ? coding.format : nullptr, coding.big_endian}];
+        if (!list.empty()) return list;
+        std::set<std::int64_t> seen;
+        const auto offer = [&](std::int64_t pitch) {
+            if (pitch > 0 && seen.insert(pitch).second) list.push_back(pitch);
+        };
+        const auto unit = coding.is_stream() ? coding.format->depth : 8;
+        for (const auto dip : pitch_candidates(window_, fit, size_, kPitches))
+            for (const auto lag : {dip, dip / 2 / unit * unit}) {
+                offer(lag);
+                for (auto near = lag - kNear * unit; near <= lag + kNear * unit; near += unit)
+                    if (near > 0 && fills_file(near)) offer(near);
+            }
+        if (list.empty()) list.push_back(8);
+        return list;
+    }
+
+    bool fills_file(std::int64_t pitch) const {
+        return std::any_of(kUsualHeaders.begin(), kUsualHeaders.end(), [&](std::int64_t header) {
+            return header < size_ && (size_ - header) * 8 % pitch == 0;
+        });
+    }
+
+    void add(const CodingFit& fit, std::int64_t width, std::int64_t pitch, std::int64_t start,
+             double penalty, double hope = 0) {
+        const auto row = fit.coding.row_bits(width);
+        if (width < (known_.width > 0 ? 1 : kSmallest) || row > pitch || pitch > kRowsOfPixels * row)
+            return;
+        if (known_.stride > 0 && pitch != 8 * known_.stride) return;
+        if (pitch != row && pitch % 8 != 0) return;
+        if (known_.height == 0 && pitch * kSmallest > 8 * size_) return;
+        start %= std::max<std::int64_t>(1, pitch / 8);
+        if (known_.skip >= 0) start = known_.skip;
+        for (const bool is_mosaic : {false, true}) {
+            if (is_mosaic && !fit.coding.may_be_mosaic()) continue;
+            if (known_.format != 0 && is_mosaic != is_mosaic_known()) continue;
+            const auto [place, is_new] =
+                seen_.insert({{fit.coding.format, fit.coding.big_endian, is_mosaic, width, pitch, start},
+                              candidates_.size()});
+            if (!is_new) {
+                auto& other = candidates_[place->second];
+                other.hope = std::min(other.hope, hope);
+                continue;
+            }
+            double rank = penalty + rareness(fit.coding);
+            if (is_mosaic) rank += kMosaic;
+            if (pitch != row && pitch % 32 != 0 && known_.stride == 0) rank += kUnalignedStride;
+            if (known_.width == 0) {
+                if (width < kUsuallyWider)
+                    rank += kNarrow * std::log2(static_cast<double>(kUsuallyWider) / static_cast<double>(width));
+                if (width % 2 != 0) rank += kOddWidth;
+                if (width % 4 != 0) rank += kOddWidth / 2;
+            }
+            candidates_.push_back({{&fit, is_mosaic, width, pitch, start}, {}, 0, rank, hope});
+        }
+    }
+
+    bool is_mosaic_known() const {
+        const auto* format = format_of_code(known_.format);
+        return format != nullptr && is_mosaic(*format);
+    }
+
+    /// Where rows of a pitch may begin: tight rows of whole groups anywhere at the coding's phase,
+    /// others at byte 0 or behind a header.
+    void add_at_starts(const CodingFit& fit, std::int64_t width, std::int64_t pitch,
+                       double penalty, double hope = 0) {
+        const auto group = 8 * fit.coding.group_bytes();
+        const bool is_tight = pitch == fit.coding.row_bits(width);
+        if (is_tight && (fit.coding.is_stream() || pitch % group == 0)) {
+            add(fit, width, pitch, fit.phase, penalty, hope);
+            return;
+        }
+        for (const auto header : kUsualHeaders)
+            if (header == 0 || (header < size_ && (size_ - header) * 8 % pitch == 0))
+                add(fit, width, pitch, header, penalty, hope);
+    }
+
+    void add_pitch(const CodingFit& fit, std::int64_t pitch) {
+        if (pitch < 64 || pitch > 4 * size_) return;
+        const auto& coding = fit.coding;
+        add_at_starts(fit, coding.widest_row(pitch), pitch, 0);
+        if (pitch % 8 != 0) return;
+        const auto columns =
+            constant_columns(window_.first(static_cast<std::size_t>(
+                                 std::min(static_cast<std::int64_t>(window_.size()), fit.reach))),
+                             0, pitch / 8);
+        if (columns.count == 0) return;
+        const auto width = coding.widest_row(pitch - 8 * columns.count);
+        const auto start = (columns.first + columns.count) % (pitch / 8);
+        add(fit, width, pitch, start, kPaddingTaken - kPaddingSeen);
+        // The picture's last bytes may have the value of the padding.
+        for (const auto& [known_width, height] : known_sizes())
+            if (known_width > width && coding.row_bits(known_width) < pitch &&
+                size_ >= frame_bytes(pitch, height))
+                add(fit, known_width, pitch, start, kPaddingTaken - kPaddingSeen);
+    }
+
+    void add_of_any_width(const CodingFit& fit) {
+        if (known_.stride > 0) add_pitch(fit, 8 * known_.stride);
+        for (const auto& [width, height] : known_sizes()) {
+            if (known_.height > 0 && known_.height != height) continue;
+            const auto row = fit.coding.row_bits(width);
+            const auto bytes = frame_bytes(row, height);
+            if (bytes > size_) continue;
+            const auto count = size_ / bytes, rest = size_ - count * bytes;
+            const bool has_gaps = count > 1 && rest % count == 0 && rest / count <= kLongestHeader;
+            if (rest <= kLongestHeader || has_gaps)
+                add_at_starts(fit, width, row, 0, has_gaps || fits_behind_header(bytes) ? kFitsKnownSize : 0);
+            const auto offer_padded = [&](std::int64_t pitch) {
+                const auto padded = frame_bytes(pitch, height);
+                if (pitch > row && 4 * pitch < 5 * row + 8 * 64 && padded <= size_ && size_ % padded == 0)
+                    add_at_starts(fit, width, pitch, kPaddingTaken, kFitsKnownSize);
+            };
+            for (std::int64_t unit = 32; unit <= 4096; unit *= 2)
+                offer_padded((row + unit - 1) / unit * unit);
+            if (size_ % height == 0) offer_padded(8 * (size_ / height));
+        }
+        for (const auto pitch : pitches(fit)) add_pitch(fit, pitch);
+    }
+
+    bool fits_behind_header(std::int64_t frame) const {
+        return std::any_of(kUsualHeaders.begin(), kUsualHeaders.end(), [&](std::int64_t header) {
+            return header < size_ && (size_ - header) % frame == 0;
+        });
+    }
+
+    void add_of_width(const CodingFit& fit) {
+        const auto height = known_.height;
+        const auto row = fit.coding.row_bits(known_.width);
+        const auto offer = [&](std::int64_t pitch) {
+            if (height > 0 && (pitch * (height - 1) + row + 7) / 8 > size_) return;
+            if (pitch == row) {
+                add_at_starts(fit, known_.width, pitch, 0);
+                return;
+            }
+            double penalty = kPaddingTaken;
+            if (pitch < row || pitch % 8 != 0) return;
+            const auto columns = constant_columns(window_, 0, pitch / 8);
+            if (8 * columns.count > pitch / 2) return add_at_starts(fit, known_.width, pitch, penalty);
+            if (columns.count > 0 && 8 * columns.count >= pitch - row - 7)
+                add(fit, known_.width, pitch, (columns.first + columns.count) % (pitch / 8),
+                    penalty - kPaddingSeen);
+            add_at_starts(fit, known_.width, pitch, penalty);
+        };
+        offer(row);
+        if (known_.stride > 0) return offer(8 * known_.stride);
+        if (height > 0) {
+            for (const auto header : kUsualHeaders)
+                if (size_ > header && (size_ - header) % height == 0)
+                    offer((size_ - header) / height * 8);
+            if (height > 1 && size_ > row / 8 && (size_ - (row + 7) / 8) % (height - 1) == 0)
+                offer((size_ - (row + 7) / 8) / (height - 1) * 8);
+        }
+        for (std::int64_t unit = 8; unit <= 8 * 1024; unit *= 2)
+            offer((row + unit - 1) / unit * unit);
+        for (const auto pitch : pitches(fit))
+            if (pitch > row && pitch < 3 * row) offer(pitch);
+    }
+
+    void weigh(std::int64_t samples, int directions, std::size_t kept) {
+        for (auto& candidate : candidates_) {
+            candidate.rank -= candidate.cost;
+            candidate.cost = prediction_cost(window_, candidate.hypothesis, samples, directions);
+            candidate.rank += candidate.cost;
+        }
+        std::stable_sort(candidates_.begin(), candidates_.end(),
+                         [](const auto& a, const auto& b) {
+                             return a.rank + a.hope < b.rank + b.hope;
+                         });
+#ifdef GUESS_DEBUG
+        fprintf(stderr, "-- %ld of %zu\n", samples, candidates_.size());
+        for (std::size_t i = 0; i < std::min<std::size_t>(candidates_.size(), 24); ++i) { auto&c=candidates_[i]; auto&h=c.hypothesis; fprintf(stderr,"%s%s%s %ld pitch %ld start %ld phase %ld reach %ld drop %d cost %.3f rank %.3f hope %.2f strength %.2f\n", h.fit->coding.format->name, h.fit->coding.big_endian?"BE":"", h.is_mosaic?" mosaic":"", h.width,h.pitch_bits,h.start,h.fit->phase,h.fit->reach,h.fit->dropped_bits,c.cost,c.rank,c.hope, mosaic_strength(window_,h)); }
+#endif
+        if (candidates_.size() > kept) candidates_.resize(kept);
+    }
+
+    std::vector<Candidate> placed() {
+        constexpr std::size_t kOfOne = 4;
+        std::vector<Candidate> found;
+        for (auto& candidate : candidates_) {
+            if (candidate.hypothesis.fit->coding.may_be_mosaic())
+                candidate.rank += against_pattern(candidate.hypothesis);
+            const auto places = place_frames(source_, window_, candidate.hypothesis, known_);
+            for (std::size_t i = 0; i < std::min(places.size(), kOfOne); ++i) {
+                auto one = candidate;
+                one.placement = places[i];
+                one.rank += places[i].penalty;
+                found.push_back(one);
+            }
+        }
+        std::stable_sort(found.begin(), found.end(),
+                         [](const auto& a, const auto& b) { return a.rank < b.rank; });
+        return found;
+    }
+
+    double against_pattern(const Hypothesis& hypothesis) const {
+        const auto strength = mosaic_strength(window_, hypothesis);
+        if (hypothesis.is_mosaic) return strength < 1 ? kPattern : 0;
+        return strength > 2 ? kPattern : 0;
+    }
+
+    ByteSource& source_;
+    std::span<const std::uint8_t> window_;
+    std::int64_t size_;
+    const imgcnv_frame& known_;
+    std::vector<CodingFit>& fits_;
+    std::vector<Candidate> candidates_;
+    std::map<std::tuple<const Format*, bool, bool, std::int64_t, std::int64_t, std::int64_t>,
+             std::size_t>
+        seen_;
+    std::map<std::pair<const Format*, bool>, std::vector<std::int64_t>> pitches_;
+};
+
+}  // namespace
+
+std::vector<Candidate> search(ByteSource& source, std::span<const std::uint8_t> window,
+                              const imgcnv_frame& known, std::vector<CodingFit>& fits) {
+    return Search(source, window, known, fits).run();
+}
+
+double plain_entropy(std::span<const std::uint8_t> bytes) {
+    std::array<double, 256> counts{};
+    for (const auto byte : bytes) ++counts[byte];
+    double sum = 0;
+    for (const auto count : counts)
+        if (count > 0) sum -= count * std::log2(count / static_cast<double>(bytes.size()));
+    return bytes.empty() ? 0 : sum / static_cast<double>(bytes.size());
+}
+
+}  // namespace frames

@@ -1,0 +1,159 @@
+// 16-byte vectors, NEON of 64-bit ARM.
+#pragma once
+
+#include <arm_neon.h>
+
+#include "simd/vec_common.h"
+
+namespace imgcnv {
+
+template <class Level>
+struct Vec16Neon : LaneVec<Vec16Neon<Level>, 16> {
+    using Common = LaneVec<Vec16Neon<Level>, 16>;
+    using Reg = typename Common::Reg;
+    using Mask = Reg;
+    using Common::kBytes;
+    using Common::load;
+    using Common::shuffle;
+    using Common::store;
+    using Common::table;
+    static constexpr bool kNarrowest = true;
+
+    static Reg table(const ByteTable<16>& t) { return load(t.at); }
+    // Indices are below 16 or kZeroByte.
+    static Reg shuffle(Reg a, Reg indices) { return (Reg)vqtbl1q_u8(u8(a), u8(indices)); }
+    static Reg load_lanes(const uint8_t* p, ptrdiff_t) { return load(p); }
+
+    static bool is_zero(Reg a) { return vmaxvq_u32((uint32x4_t)a) == 0; }
+    // a where the bits of mask are 1, else b
+    static Reg bit_select(Reg mask, Reg a, Reg b) { return (Reg)vbslq_u8(u8(mask), u8(a), u8(b)); }
+    static Reg mulhi16(Reg a, Reg b) {
+        return (Reg)vuzp2q_s16(
+            vreinterpretq_s16_s32(vmull_s16(vget_low_s16(s16(a)), vget_low_s16(s16(b)))),
+            vreinterpretq_s16_s32(vmull_high_s16(s16(a), s16(b))));
+    }
+    static Reg mulhi16u(Reg a, Reg b) {
+        return (Reg)vuzp2q_u16(
+            vreinterpretq_u16_u32(vmull_u16(vget_low_u16(u16(a)), vget_low_u16(u16(b)))),
+            vreinterpretq_u16_u32(vmull_high_u16(u16(a), u16(b))));
+    }
+    static Reg abs16(Reg a) { return (Reg)vabsq_s16(s16(a)); }
+    static Reg max16(Reg a, Reg b) { return (Reg)vmaxq_s16(s16(a), s16(b)); }
+    static Reg min16(Reg a, Reg b) { return (Reg)vminq_s16(s16(a), s16(b)); }
+    // unsigned bytes times signed bytes, neighbours added to 16 bits
+    static Reg maddubs(Reg a, Reg b) {
+        const int16x8_t even = vmulq_s16(s16(Common::and_(a, Common::set16(0xFF))),
+                                         vshrq_n_s16(vshlq_n_s16(s16(b), 8), 8));
+        return (Reg)vmlaq_s16(even, s16(Common::template shr16<8>(a)), vshrq_n_s16(s16(b), 8));
+    }
+    static Mask greater16(Reg a, Reg b) { return (Reg)vcgtq_s16(s16(a), s16(b)); }
+    static Reg select16(Mask m, Reg a, Reg b) { return bit_select(m, a, b); }
+    // Whether any 16-bit lane is 0.
+    static bool has_zero16(Reg a) { return vminvq_u16(u16(a)) == 0; }
+    // One bit for every byte whose top bit is set.
+    static uint64_t top_bits(Reg a) {
+        const Reg bit = table([](size_t i) { return 1u << i % 8; });
+        const uint8x16_t bits = vandq_u8((uint8x16_t)vshrq_n_s8((int8x16_t)a, 7), u8(bit));
+        return vaddv_u8(vget_low_u8(bits)) | static_cast<uint64_t>(vaddv_u8(vget_high_u8(bits)))
+                                                 << 8;
+    }
+
+    // 16-bit lanes: inverse of one another
+    static Reg pack16(Reg lo, Reg hi) {
+        return (Reg)vqmovun_high_s16(vqmovun_s16(s16(lo)), s16(hi));
+    }
+    static Reg unpack_lo8(Reg a, Reg b) { return (Reg)vzip1q_u8(u8(a), u8(b)); }
+    static Reg unpack_hi8(Reg a, Reg b) { return (Reg)vzip2q_u8(u8(a), u8(b)); }
+    // Words below 256 as bytes, in order.
+    static Reg narrow(Reg lo, Reg hi) { return (Reg)vuzp1q_u8(u8(lo), u8(hi)); }
+    static Reg reverse(Reg a) {
+        return shuffle(a, [](size_t i) { return 15 - i; });
+    }
+
+    // 8 bytes as 16-bit lanes.
+    static Reg load_widened(const uint8_t* p) { return (Reg)vmovl_u8(vld1_u8(p)); }
+    static Reg load_bits(const uint8_t* p) {
+        const Reg bit = table([](size_t i) { return 1u << i % 8; });
+        return (Reg)vtstq_u8(vcombine_u8(vdup_n_u8(p[0]), vdup_n_u8(p[1])), u8(bit));
+    }
+    static void load3(const uint8_t* p, Reg& a, Reg& b, Reg& c) {
+        const uint8x16x3_t channels = vld3q_u8(p);
+        a = (Reg)channels.val[0];
+        b = (Reg)channels.val[1];
+        c = (Reg)channels.val[2];
+    }
+
+    static void store3(uint8_t* p, Reg a, Reg b, Reg c) {
+        vst3q_u8(p, uint8x16x3_t{{u8(a), u8(b), u8(c)}});
+    }
+    static void store3_grey(uint8_t* p, Reg g) { store3(p, g, g, g); }
+    // a b c 0
+    static void store4(uint8_t* p, Reg a, Reg b, Reg c) {
+        vst4q_u8(p, uint8x16x4_t{{u8(a), u8(b), u8(c), vdupq_n_u8(0)}});
+    }
+
+    // 0xFF for every byte value x whose bit is set in the 256-bit table.
+    static Reg bitmap_contains(const ByteTable<32>& bitmap, Reg x) {
+        const uint8x16x2_t bytes = vld1q_u8_x2(bitmap.at);
+        const uint8x16_t row = vqtbl2q_u8(bytes, vshrq_n_u8(u8(x), 3));
+        return (Reg)vtstq_u8(row, u8(bit_in_byte(x)));
+    }
+    // 1 << x % 8
+    static Reg bit_in_byte(Reg x) {
+        const Reg bit = table([](size_t i) { return i < 8 ? 1u << i : 0; });
+        return (Reg)vqtbl1q_u8(u8(bit), vandq_u8(u8(x), vdupq_n_u8(7)));
+    }
+
+    // 16 three-byte pixels in reverse order.
+    static void reverse3(const uint8_t* src, uint8_t* dst) {
+        Reg a, b, c;
+        load3(src, a, b, c);
+        store3(dst, reverse(a), reverse(b), reverse(c));
+    }
+    // 16 three-byte pixels with their first and last bytes exchanged.
+    static void swap_rb3(const uint8_t* src, uint8_t* dst) {
+        Reg a, b, c;
+        load3(src, a, b, c);
+        store3(dst, c, b, a);
+    }
+    // 4x4 three-byte pixels, transposed as dwords.
+    static void transpose3(const uint8_t* src, ptrdiff_t src_step, uint8_t* dst,
+                           ptrdiff_t dst_step) {
+        uint32x4_t r[4];
+#pragma GCC unroll 4
+        for (ptrdiff_t i = 0; i < 4; ++i) {
+            const uint8_t* p = src + i * src_step;
+            uint32_t last;
+            memcpy(&last, p + 8, sizeof last);
+            const uint8x16_t row =
+                vcombine_u8(vld1_u8(p), vreinterpret_u8_u32(vset_lane_u32(last, vdup_n_u32(0), 0)));
+            r[i] = (uint32x4_t)shuffle((Reg)row, [](size_t k) { return k / 4 * 3 + k % 4 % 3; });
+        }
+        const uint32x4x2_t t0 = vtrnq_u32(r[0], r[1]), t1 = vtrnq_u32(r[2], r[3]);
+        const auto low = [](uint32x4_t a, uint32x4_t b) {
+            return (Reg)vcombine_u32(vget_low_u32(a), vget_low_u32(b));
+        };
+        const auto high = [](uint32x4_t a, uint32x4_t b) {
+            return (Reg)vcombine_u32(vget_high_u32(a), vget_high_u32(b));
+        };
+        const Reg columns[4] = {low(t0.val[0], t1.val[0]), low(t0.val[1], t1.val[1]),
+                                high(t0.val[0], t1.val[0]), high(t0.val[1], t1.val[1])};
+#pragma GCC unroll 4
+        for (ptrdiff_t i = 0; i < 4; ++i) {
+            const Reg packed = shuffle(columns[i], [](size_t k) {
+                return k < 12 ? k / 3 * 4 + k % 3 : size_t{kZeroByte};
+            });
+            uint8_t* p = dst + i * dst_step;
+            vst1_u8(p, vget_low_u8(u8(packed)));
+            const uint32_t last = vgetq_lane_u32((uint32x4_t)packed, 2);
+            memcpy(p + 8, &last, sizeof last);
+        }
+    }
+
+  private:
+    static uint8x16_t u8(Reg a) { return (uint8x16_t)a; }
+    static uint16x8_t u16(Reg a) { return (uint16x8_t)a; }
+    static int16x8_t s16(Reg a) { return (int16x8_t)a; }
+};
+
+}  // namespace imgcnv

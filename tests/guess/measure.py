@@ -1,0 +1,144 @@
+#!/usr/bin/env python3
+"""Measures how often guessing is right, over dumps with a known answer.
+
+    tests/guess/measure.py build/release/frames/libimgcnv_frames.so [--set held_out] [--count 204]
+
+An answer is right when format, width, height, stride, skip, gap and frames are. What no bytes tell
+counts as equal: the exchange of red and blue. Trailing bytes belong to no frame and do not count.
+"""
+import argparse
+import collections
+import ctypes
+import pathlib
+import pickle
+import sys
+import time
+
+sys.path.insert(0, str(pathlib.Path(__file__).parent))
+import dump_set
+import encoders
+import pictures
+
+
+class Frame(ctypes.Structure):
+    _fields_ = [("struct_size", ctypes.c_size_t), ("format", ctypes.c_uint32),
+                ("flags", ctypes.c_uint32)] + [
+        (name, ctypes.c_int64) for name in ("width", "height", "stride", "skip", "gap")]
+
+
+class Question(ctypes.Structure):
+    _fields_ = [("struct_size", ctypes.c_size_t), ("data", ctypes.c_char_p),
+                ("bytes", ctypes.c_int64), ("read", ctypes.c_void_p), ("context", ctypes.c_void_p),
+                ("known", Frame), ("name", ctypes.c_char_p), ("search_bytes", ctypes.c_int64)]
+
+
+class Reading(ctypes.Structure):
+    _fields_ = [("struct_size", ctypes.c_size_t), ("frame", Frame), ("frames", ctypes.c_int64),
+                ("score", ctypes.c_double), ("unknown", ctypes.c_char * 256)]
+
+
+class FormatInfo(ctypes.Structure):
+    _fields_ = [("struct_size", ctypes.c_size_t), ("code", ctypes.c_uint32)] + [
+        (name, ctypes.c_int) for name in ("bits_per_pixel", "depth", "layout", "order", "is_color",
+                                          "group_pixels", "group_bytes", "in_core")] + [
+        ("name", ctypes.c_char_p)]
+
+
+class Library:
+    MOST = 8
+
+    def __init__(self, path):
+        self.library = ctypes.CDLL(path)
+        self.names = {}
+        for index in range(self.library.imgcnv_format_count()):
+            info = FormatInfo(ctypes.sizeof(FormatInfo))
+            self.library.imgcnv_format_at(index, ctypes.byref(info))
+            self.names[info.code] = info.name.decode()
+
+    def guess(self, data, width=0, height=0):
+        """(readings, text); readings as dumps without data."""
+        known = Frame(ctypes.sizeof(Frame), 0, 0, width, height, 0, -1, -1)
+        question = Question(ctypes.sizeof(Question), data, len(data), None, None, known, None, 0)
+        readings = (Reading * self.MOST)()
+        for reading in readings:
+            reading.struct_size = ctypes.sizeof(Reading)
+        count, text = ctypes.c_int(), ctypes.create_string_buffer(2048)
+        self.library.imgcnv_guess(ctypes.byref(question), readings, self.MOST,
+                                  ctypes.byref(count), text, len(text))
+        answers = [dump_set.Dump(f"{r.score:.3f}", b"", self.names[r.frame.format], r.frame.width,
+                                 r.frame.height, r.frame.stride, r.frame.skip, r.frame.gap,
+                                 r.frames, bool(r.frame.flags & 1))
+                   for r in readings[:count.value]]
+        return answers, text.value.decode()
+
+
+def twin(name):
+    """The same name for formats that differ by the exchange of red and blue alone."""
+    for colour, other in (("BayerBG", "BayerRG"), ("BayerGR", "BayerGB"), ("BGR", "RGB")):
+        if name.startswith(colour):
+            return other + name[len(colour):]
+    return {"BGRa8": "RGBa8"}.get(name, name)
+
+
+def row_stride(dump):
+    writer = encoders.Format(dump.format)
+    if not dump.stride and writer.packing == "p" and dump.width * writer.depth % 8:
+        return 0
+    return dump.stride or writer.row_bytes(dump.width)
+
+
+def key(dump):
+    gap = dump.gap if dump.frames > 1 else 0
+    return (twin(dump.format), dump.big_endian, dump.width, dump.height, row_stride(dump),
+            dump.skip, gap, dump.frames)
+
+
+def kept_dump(arguments, photographs, number):
+    """The dump, from the folder that keeps them where there is one."""
+    path = arguments.keep and pathlib.Path(arguments.keep) / f"{arguments.set}{number}"
+    if path and path.exists():
+        return pickle.loads(path.read_bytes())
+    dump = dump_set.dump_of(photographs, dump_set.SETS[arguments.set], number)
+    if path:
+        path.write_bytes(pickle.dumps(dump))
+    return dump
+
+
+def main():
+    parser = argparse.ArgumentParser(description=__doc__.splitlines()[0])
+    parser.add_argument("library")
+    parser.add_argument("--set", default="tuning", choices=dump_set.SETS)
+    parser.add_argument("--count", type=int, default=204)
+    parser.add_argument("--only", type=int, nargs="*", help="numbers of dumps to explain")
+    parser.add_argument("--pictures", action="append", default=[], metavar="FOLDER",
+                        help="a folder that Debian packages with photographs were unpacked into")
+    parser.add_argument("--keep", help="a folder where made dumps are kept for the next run")
+    parser.add_argument("--wrong", action="store_true", help="list what was answered wrongly")
+    arguments = parser.parse_args()
+    library = Library(arguments.library)
+    right, total, slowest = collections.Counter(), 0, 0
+    photographs = pictures.Pictures(arguments.pictures)
+    for number in arguments.only or range(arguments.count):
+        dump = kept_dump(arguments, photographs, number)
+        if dump is None:
+            continue
+        total += 1
+        for way, size in (("size given", (dump.width, dump.height)), ("without", ())):
+            start = time.perf_counter()
+            answers, text = library.guess(dump.data, *size)
+            slowest = max(slowest, time.perf_counter() - start)
+            keys = [key(answer) for answer in answers]
+            right[way] += keys[:1] == [key(dump)]
+            right[way + ", first three"] += key(dump) in keys[:3]
+            if arguments.only or arguments.wrong and keys[:1] != [key(dump)]:
+                place = keys.index(key(dump)) + 1 if key(dump) in keys else "none"
+                print(f"{dump.name}\n  {way}: right is {place}; {text}")
+                for answer in answers[:8 if arguments.only else 3]:
+                    print("   ", answer.name, *key(answer))
+    print(f"{arguments.set}: {total} dumps, slowest {slowest:.2f} s")
+    for way, count in sorted(right.items()):
+        print(f"  {way}: {count} = {100 * count / max(total, 1):.1f} %")
+
+
+if __name__ == "__main__":
+    main()
