@@ -36,16 +36,26 @@ class RowMaker {
         plain(y, whole, width_out_, out);
     }
     void bilinear(std::int64_t y, std::uint16_t* out) const {
-        const bool is_inner = y != 0 && y != m_.last_y();
-        if (!is_inner || !has_kernels_for(job_.width - 2)) return plain_row(y, out);
+        if (!has_kernels_for(job_.width - 2)) return plain_row(y, out);
+        if (y == 0 || y == m_.last_y()) return bilinear_top_row(y, out);
         kernels_.bilinear(m_.row(y - 1), m_.row(y), m_.row(y + 1), out,
                           static_cast<std::size_t>(job_.width), kind(y, 0));
-        plain(y, 0, 1, out);
-        plain(y, m_.last_x(), width_out_, out);
+        const bool own_first = kind(y, 0).own_first;
+        store_pixel(bilinear_side(m_, y, 0), own_first, out);
+        if (width_out_ == job_.width)
+            store_pixel(bilinear_side(m_, y, m_.last_x()), own_first, out + 3 * m_.last_x());
     }
     std::int64_t width_out() const { return width_out_; }
 
   private:
+    void bilinear_top_row(std::int64_t y, std::uint16_t* out) const {
+        const bool own_first = kind(y, 0).own_first;
+        plain(y, 0, 1, out);
+        for (std::int64_t x = 1; x < m_.last_x(); ++x)
+            store_pixel(frames::bilinear_top(m_, y, x), own_first, out + 3 * x);
+        plain(y, m_.last_x(), width_out_, out);
+    }
+
     const Demosaic16Kernels& kernels_;
     const Mosaic16& m_;
     const Demosaic16& job_;

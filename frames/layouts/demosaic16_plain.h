@@ -193,16 +193,18 @@ inline OwnGreenOther demosaic16_pixel(const Mosaic16& m, const Demosaic16& job, 
     return Adaptive16(m, job.order == IMGCNV_ORDER_RG).pixel(y, x);
 }
 
+inline void store_pixel(OwnGreenOther pixel, bool own_first, std::uint16_t* out) {
+    out[own_first ? 0 : 2] = static_cast<std::uint16_t>(pixel.own);
+    out[1] = static_cast<std::uint16_t>(pixel.green);
+    out[own_first ? 2 : 0] = static_cast<std::uint16_t>(pixel.other);
+}
+
 /// Pixels from..to of row y; `out` is where the first of them goes.
 inline void demosaic16_pixels_plain(const Mosaic16& m, const Demosaic16& job, std::int64_t y,
                                     std::int64_t from, std::int64_t to, std::uint16_t* out) {
     const bool own_first = m.has_red(y) != job.blue_first;
-    for (std::int64_t x = from; x < to; ++x, out += 3) {
-        const OwnGreenOther pixel = demosaic16_pixel(m, job, y, x);
-        out[own_first ? 0 : 2] = static_cast<std::uint16_t>(pixel.own);
-        out[1] = static_cast<std::uint16_t>(pixel.green);
-        out[own_first ? 2 : 0] = static_cast<std::uint16_t>(pixel.other);
-    }
+    for (std::int64_t x = from; x < to; ++x, out += 3)
+        store_pixel(demosaic16_pixel(m, job, y, x), own_first, out);
 }
 
 }  // namespace frames

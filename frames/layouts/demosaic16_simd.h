@@ -65,7 +65,8 @@ template <class V, size_t kOutput>
 }
 
 template <class V>
-[[gnu::always_inline]] inline void store_pixels(uint16_t* out, Words<V> c0, Words<V> c1, Words<V> c2) {
+[[gnu::always_inline]] inline void store_pixels(uint16_t* out, Words<V> c0, Words<V> c1,
+                                                Words<V> c2) {
     c0 = (Words<V>)shuffle<V>((Bytes<V>)c0, kSpreadWords<0>);
     c1 = (Words<V>)shuffle<V>((Bytes<V>)c1, kSpreadWords<1>);
     c2 = (Words<V>)shuffle<V>((Bytes<V>)c2, kSpreadWords<2>);
@@ -232,8 +233,8 @@ void with_row_kind(Demosaic16Row row, F f) {
 }
 
 template <class V>
-[[gnu::flatten]] void nearest16_row(const uint16_t* line, const uint16_t* across, uint16_t* out, size_t pixels,
-                   Demosaic16Row row) {
+[[gnu::flatten]] void nearest16_row(const uint16_t* line, const uint16_t* across, uint16_t* out,
+                                    size_t pixels, Demosaic16Row row) {
     with_row_kind<V>(row, [&](auto rows) {
         if (row.depth <= 14) return rows.template nearest<true>(line, across, out, pixels);
         rows.template nearest<false>(line, across, out, pixels);
@@ -243,8 +244,8 @@ template <class V>
 /// Blocks begin where the lines of a picture may begin, but for the first and the last. Pixels at
 /// odd columns are of the other kind of site.
 template <class V, bool kColorFirst, bool kOwnFirst, bool kUpTo14>
-[[gnu::flatten]] void bilinear16_blocks(const uint16_t* above, const uint16_t* line, const uint16_t* below,
-                       uint16_t* out, size_t width) {
+[[gnu::flatten]] void bilinear16_blocks(const uint16_t* above, const uint16_t* line,
+                                        const uint16_t* below, uint16_t* out, size_t width) {
     constexpr size_t kBlock = kVectorBytes<V> / 2;
     const auto odd_block = [&](size_t x) {
         Demosaic16Rows<V, !kColorFirst, kOwnFirst>::template bilinear_block<kUpTo14>(
@@ -259,8 +260,9 @@ template <class V, bool kColorFirst, bool kOwnFirst, bool kUpTo14>
 }
 
 template <class V>
-[[gnu::flatten]] void bilinear16_row(const uint16_t* above, const uint16_t* line, const uint16_t* below,
-                    uint16_t* out, size_t width, Demosaic16Row row) {
+[[gnu::flatten]] void bilinear16_row(const uint16_t* above, const uint16_t* line,
+                                     const uint16_t* below, uint16_t* out, size_t width,
+                                     Demosaic16Row row) {
     const auto run =
         [&]<bool kColorFirst, bool kOwnFirst>(Demosaic16Rows<V, kColorFirst, kOwnFirst>) {
             if (row.depth <= 14)
@@ -272,8 +274,9 @@ template <class V>
 }
 
 template <class V>
-[[gnu::flatten]] void adaptive16_green_row(const uint16_t* const* rows, ptrdiff_t column, uint16_t* green,
-                          int32_t* differences, size_t pixels, Demosaic16Row row) {
+[[gnu::flatten]] void adaptive16_green_row(const uint16_t* const* rows, ptrdiff_t column,
+                                           uint16_t* green, int32_t* differences, size_t pixels,
+                                           Demosaic16Row row) {
     with_row_kind<V>(row, [&](auto rows_of_kind) {
         rows_of_kind.adaptive_green(rows, column, green, differences, pixels, largest16(row));
     });
@@ -281,8 +284,8 @@ template <class V>
 
 template <class V>
 [[gnu::flatten]] void adaptive16_color_row(const uint16_t* line, const uint16_t* green,
-                          const int32_t* const* differences, uint16_t* out, size_t pixels,
-                          Demosaic16Row row) {
+                                           const int32_t* const* differences, uint16_t* out,
+                                           size_t pixels, Demosaic16Row row) {
     with_row_kind<V>(row, [&](auto rows_of_kind) {
         rows_of_kind.adaptive_color(line, green, differences, out, pixels, largest16(row));
     });

@@ -25,7 +25,7 @@ struct Neon {
     }
     static Bytes broadcast(const void* p) { return load_lanes(static_cast<const uint8_t*>(p), 0); }
     static Bytes pack_words(Words a, Words b) {
-        return (Bytes)vuzp1q_u8((uint8x16_t)a, (uint8x16_t)b);
+        return (Bytes)vqmovn_high_u16(vqmovn_u16((uint16x8_t)a), (uint16x8_t)b);
     }
     static Words pack_dwords(Dwords<Neon> a, Dwords<Neon> b) {
         return (Words)vqmovun_high_s32(vqmovun_s32((int32x4_t)a), (int32x4_t)b);

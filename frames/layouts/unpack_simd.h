@@ -17,7 +17,7 @@ struct Picked {
     LaneWords factors;
 };
 
-consteval Picked pick_bits(const size_t (&from_bit)[8], size_t bits) {
+constexpr Picked pick_bits(const size_t (&from_bit)[8], size_t bits) {
     Picked picked{};
     for (size_t i = 0; i < 8; ++i) {
         const size_t byte = from_bit[i] / 8, shift = from_bit[i] % 8;
@@ -35,7 +35,7 @@ struct BitPlaces {
 };
 
 /// All bits of a sample, or its upper 8 where those are apart or lie in three bytes.
-consteval BitPlaces upper_places(SampleLayout layout) {
+constexpr BitPlaces upper_places(SampleLayout layout) {
     const auto depth = static_cast<size_t>(layout.depth);
     BitPlaces places{layout.layout == IMGCNV_LAYOUT_LSB_FIRST && depth != 14 ? depth : 8, {}};
     for (size_t i = 0; i < 8; ++i) {
@@ -48,7 +48,7 @@ consteval BitPlaces upper_places(SampleLayout layout) {
     return places;
 }
 /// The other bits.
-consteval BitPlaces lower_places(SampleLayout layout) {
+constexpr BitPlaces lower_places(SampleLayout layout) {
     const auto depth = static_cast<size_t>(layout.depth), bits = depth - 8;
     BitPlaces places{bits, {}};
     for (size_t i = 0; i < 8; ++i) {
@@ -62,7 +62,7 @@ consteval BitPlaces lower_places(SampleLayout layout) {
 }
 
 /// Upper bytes that are whole bytes of the source, as bytes at..at + 7 of a lane.
-consteval LaneBytes upper_byte_indices(SampleLayout layout, size_t at) {
+constexpr LaneBytes upper_byte_indices(SampleLayout layout, size_t at) {
     const BitPlaces places = upper_places(layout);
     LaneBytes indices{};
     for (size_t i = 0; i < 16; ++i)

@@ -8,7 +8,7 @@
 namespace frames {
 
 template <class V>
-consteval KernelTable vector_kernels() {
+constexpr KernelTable vector_kernels() {
     KernelTable table{};
     [&]<size_t... kIndex>(std::index_sequence<kIndex...>) {
         ((table.unpack[kIndex] = {Unpack<V, kSampleLayouts[kIndex]>::to8,

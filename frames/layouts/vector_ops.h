@@ -6,7 +6,8 @@
 //   store_lanes(p, step, a)
 //   store_lanes3(p, a, b, c)  lane i of a, of b and of c at 48 i, 48 i + 16 and 48 i + 32
 //   broadcast(piece)     the same 16 bytes in every lane
-//   pack_words(a, b)     within lanes: 8 words of a, 8 of b as bytes; words are at most 255
+//   pack_words(a, b)     within lanes: 8 words of a, 8 of b as bytes, clamped to 255; words are at
+//                        most 32767
 //   pack_dwords(a, b)    the same from signed dwords to words, clamped to 0..65535
 //   multiply_high(a, b)  the upper halves of the products of words
 //   smaller(a, b)        of floats, of unsigned words
