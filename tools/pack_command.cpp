@@ -17,6 +17,13 @@ struct PackOptions {
     int frames = 1;
 };
 
+/// A list of points ends with one of zeros.
+std::size_t point_list_bytes(const std::vector<std::uint8_t>& bytes) {
+    for (std::size_t at = 0; at + 4 <= bytes.size(); at += 4)
+        if ((bytes[at] | bytes[at + 1] | bytes[at + 2] | bytes[at + 3]) == 0) return at + 4;
+    return bytes.size();
+}
+
 void pack(const PackOptions& options) {
     imgcnv_frame named = IMGCNV_FRAME_INIT;
     set_format(named, options.source.format.value_or(""));  // wrong names are said before the PNG
@@ -31,14 +38,9 @@ void pack(const PackOptions& options) {
     check(imgcnv_pack_frame(&frame.given, picture.samples.data(), 3, bytes.data(), bytes.size(),
                             text, sizeof text),
           text);
-    const std::vector<std::uint8_t> before(static_cast<std::size_t>(frame.given.skip)),
-        after(static_cast<std::size_t>(frame.given.gap));
+    if (frame.points()) bytes.resize(point_list_bytes(bytes));
     OutputFile file(options.output);
-    file.write(before);
-    for (int i = 0; i < options.frames; ++i) {
-        file.write(bytes);
-        file.write(after);
-    }
+    for (int i = 0; i < options.frames; ++i) file.write(bytes);
     file.commit();
     say_note(shown(options.output) + ": " + frame.text() + ", " + std::to_string(bytes.size()) +
              " bytes" + (options.frames > 1 ? " a frame" : ""));

@@ -97,11 +97,16 @@ std::string shell_word(std::string_view word) {
     if (word.size() > 1 && word[0] == '-') return shell_word("./" + std::string(word));
     if (!word.empty() && word.find_first_not_of(kPlain) == std::string_view::npos)
         return std::string(word);
-    const auto escaped = without_controls(word, "");
-    const bool controls = escaped != word;
+    const bool controls = without_controls(word, "") != word;
     std::string quoted = controls ? "$'" : "'";
-    for (const char c : controls ? std::string_view(escaped) : word)
-        quoted += c == '\'' ? (controls ? "\\'" : "'\\''") : std::string(1, c);
+    for (const char c : word) {
+        if (controls && (c == '\'' || c == '\\'))
+            quoted += std::string("\\") + c;
+        else if (c == '\'')
+            quoted += "'\\''";
+        else
+            quoted += without_controls({&c, 1}, "");
+    }
     return quoted + "'";
 }
 

@@ -1,5 +1,5 @@
-#include "errors.h"
 #include "picture/encode.h"
+#include "picture/fast_deflate.h"
 
 #include <libdeflate.h>
 #include <algorithm>
@@ -88,21 +88,26 @@ libdeflate_compressor* compressor_of_thread(int level) {
     return compressor.get();
 }
 
+/// The rows as a zlib stream. Level 1, which batches use, leaves the search for matches out.
+void compress(const Bytes& rows, int level, Bytes& out) {
+    if (level == 1) return fast_deflate(rows, out);
+    auto* compressor = compressor_of_thread(level);
+    out.resize(libdeflate_zlib_compress_bound(compressor, rows.size()));
+    out.resize(
+        libdeflate_zlib_compress(compressor, rows.data(), rows.size(), out.data(), out.size()));
+}
+
 }  // namespace
 
 void encode_png(const Picture& picture, int level, Bytes& out) {
+    // Kept by each worker: fresh pages for every frame take as long as a filter.
     thread_local Bytes rows, data;
     filter_rows(picture, level > 0, rows);
-    auto* compressor = compressor_of_thread(level);
-    data.resize(libdeflate_zlib_compress_bound(compressor, rows.size()));
-    const auto size =
-        libdeflate_zlib_compress(compressor, rows.data(), rows.size(), data.data(), data.size());
-    if (size == 0) throw Failure("PNG: the picture does not fit the memory it was given");
-
+    compress(rows, level, data);
     constexpr std::size_t kLongestChunk = 0x7FFFFFFF;
-    out.reserve(out.size() + size + 12 * (size / kLongestChunk + 4) + 32);
+    out.reserve(out.size() + data.size() + 12 * (data.size() / kLongestChunk + 4) + 32);
     put_header(out, picture);
-    auto left = std::span<const std::uint8_t>(data).first(size);
+    auto left = std::span<const std::uint8_t>(data);
     while (!left.empty()) {
         const auto part = left.first(std::min(left.size(), kLongestChunk));
         put_chunk(out, "IDAT", part);
