@@ -9,7 +9,7 @@ import pytest
 from PIL import Image
 
 SOURCE = pathlib.Path(os.environ["IMGCNV_SOURCE"])
-BLOCKS = re.findall(r"```sh\n(gst-launch-1.0 .*?)```", (SOURCE / "docs/gstreamer.md").read_text(), re.S)
+BLOCKS = re.findall(r"```sh gstreamer\n(gst-launch-1.0 .*?)```", (SOURCE / "docs/gstreamer.md").read_text(), re.S)
 LINES = [block.replace("\\\n", " ").strip() for block in BLOCKS]
 FILES = [line for line in LINES if "location=samples/" in line]
 CAMERAS = [line for line in LINES if "aravissrc" in line]

@@ -1,10 +1,8 @@
 #include "client/view.h"
 
-#include "picture/scaled.h"
 #include "preview/terminal_picture.h"
 
 #include <poll.h>
-#include <sys/ioctl.h>
 #include <termios.h>
 #include <unistd.h>
 
@@ -52,13 +50,10 @@ public:
         const auto now = std::chrono::steady_clock::now();
         if (now - shown_ < kBetweenPictures) return;
         shown_ = now;
-        winsize size{};
-        if (ioctl(STDOUT_FILENO, TIOCGWINSZ, &size) != 0 || size.ws_col == 0) size = {24, 80, 0, 0};
-        const auto [width, height] =
-            tool::fitted(picture.width, picture.height, size.ws_col, 2 * (size.ws_row - 2));
-        const auto text = tool::halfBlocks(tool::scaled(
-            {picture.width, picture.height, IMGCNV_PIXEL_RGB8_PACKED, picture.pixels.data()}, width,
-            height));
+        const auto terminal = tool::this_terminal();
+        const auto text = tool::drawn(
+            {picture.width, picture.height, tool::kRgb24, picture.pixels.data()}, terminal.best,
+            terminal.columns, terminal.lines - 1);  // and a line for the title
         std::printf("\033[H%s\033[K%s", text.c_str(), title.c_str());
         std::fflush(stdout);
     }

@@ -94,7 +94,8 @@ def test_without_a_display_the_terminal_shows_the_picture(camera, tmp_path):
                    if key not in ("DISPLAY", "WAYLAND_DISPLAY")}
     child, terminal = pty.fork()
     if child == 0:
-        os.execvpe(LIVE, [LIVE, "127.0.0.1", "--window"], {**environment, "SDL_VIDEODRIVER": "x11"})
+        os.execvpe(LIVE, [LIVE, "127.0.0.1", "--window"], {**environment, "SDL_VIDEODRIVER": "x11",
+                                                      "TERM": "xterm-256color", "LC_ALL": "C.UTF-8"})
     seen = b""
     end = time.monotonic() + 10
     while "\u2580".encode() not in seen and time.monotonic() < end:

@@ -89,6 +89,8 @@ def test_the_window_shows_the_picture_and_obeys_keys(camera, converted, screen, 
     eventually(lambda: np.array_equal(shown(), converted(dump)))
     if keep := os.environ.get("IMGCNV_KEEP_SCREENSHOT"):
         Image.fromarray(np.ascontiguousarray(shown())).save(keep)
+    assert np.array_equal(np.array(Image.open(SAMPLES.parent / "docs/pictures/imgcnv-live.png")),
+                          shown()), "the picture in docs/live.md is out of date"
     screen.press("d")
     adaptive = converted(dump, "-m", "adaptive")
     eventually(lambda: np.array_equal(shown(), adaptive))

@@ -3,7 +3,8 @@
 ```sh, ```c, ```cpp and ```python blocks are run, in a folder that holds `samples` and what the page's
 earlier blocks wrote there, with `imgcnv` and the library at hand. A ```text output block must be what
 the block before it printed. ```sh checkout is for commands at the top of the source tree, see
-checkout.py. ```text is not run.
+checkout.py. ```sh gstreamer and ```sh live are run by the tests of gstreamer/ and live/. ```text is
+not run.
 """
 import os
 import re
@@ -13,7 +14,7 @@ from pathlib import Path
 
 ROOT = Path(__file__).resolve().parents[2]
 PYTHON = "/usr/bin/python3"
-KNOWN = {"sh", "sh checkout", "c", "cpp", "python", "text", "text output"}
+KNOWN = {"sh", "sh checkout", "sh gstreamer", "sh live", "c", "cpp", "python", "text", "text output"}
 
 
 @dataclass

@@ -240,6 +240,7 @@ def test_pictures_are_fresh(tmp_path):
         assert fresh.mode == kept.mode and np.array_equal(np.asarray(fresh), np.asarray(kept)), (
             f"docs/pictures/{name} is out of date: run scripts/docs-pictures.sh")
     made += [quality.crop_name(photo, method) for photo in quality.CROPS for method in quality.OPENCV]
+    made.append("imgcnv-live.png")  # live/tests/test_window.py compares it with the window
     shown = re.findall(r"pictures/([\w\-]+\.png)", "".join(p.read_text(encoding="utf-8") for p in PAGES))
     kept = [str(p.relative_to(folder)) for p in (ROOT / "docs").rglob("*.png")]
     assert sorted(made) == sorted(kept) == sorted(set(shown)), "made, kept and shown pictures differ"
