@@ -89,4 +89,25 @@ double mosaic_strength(std::span<const std::uint8_t> window, const Hypothesis& h
     return of_four > 0 ? of_two / of_four : of_two > 0 ? 10 : 1;
 }
 
+bool is_chroma_livelier(std::span<const std::uint8_t> window, const Hypothesis& hypothesis) {
+    const auto& fit = *hypothesis.fit;
+    const auto rows =
+        8 * (std::min(static_cast<std::int64_t>(window.size()), fit.reach) - hypothesis.start) /
+        hypothesis.pitch_bits;
+    const auto stride = std::max<std::int64_t>(1, rows / 64);
+    double steps[3] = {};
+    RowSamples row;
+    for (std::int64_t y = 0; y < rows; y += stride) {
+        split_row(fit.coding, window.data(), 8 * hypothesis.start + y * hypothesis.pitch_bits,
+                  hypothesis.width, 0, row);
+        for (std::size_t i = 0; i < 3; ++i) {
+            const auto& plane = row.planes[i];
+            double sum = 0;
+            for (std::size_t x = 1; x < plane.size(); ++x) sum += std::abs(plane[x] - plane[x - 1]);
+            steps[i] += plane.size() > 1 ? sum / static_cast<double>(plane.size() - 1) : 0;
+        }
+    }
+    return std::max(steps[1], steps[2]) > steps[0];
+}
+
 }  // namespace frames

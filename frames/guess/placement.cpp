@@ -6,6 +6,9 @@
 #include <algorithm>
 #include <array>
 #include <cmath>
+#ifdef GUESS_DEBUG
+#include <cstdio>
+#endif
 #include <cstdlib>
 #include <optional>
 #include <tuple>
@@ -16,6 +19,7 @@ namespace {
 // In bits per byte of the file, like prediction costs: a hundredth settles ties only.
 constexpr double kUsualHeader = 0.03;  // of 256, 512, 1024 ... bytes
 constexpr double kOtherHeader = 0.06;
+constexpr double kShortHeader = 0.1;
 constexpr std::int64_t kShortestUsualHeader = 256;
 constexpr double kLeftOver = 0.05;
 constexpr double kMuchLeftOver = 0.2;
@@ -30,6 +34,8 @@ constexpr double kWrongSeam = 0.25;
 constexpr double kRightSeam = -0.15;
 constexpr double kForeignRows = 0.15;  // rows at the begin or end that are no picture
 constexpr double kMissedRows = 0.15;   // the picture goes on beyond the begin
+constexpr double kForeignEnd = 0.08;   // the same of pieces of rows
+constexpr double kMissedEnd = 0.08;
 constexpr double kNoJump = 0.12;       // frames begin where the picture goes on
 constexpr double kJump = -0.04;
 
@@ -73,7 +79,11 @@ class Placer {
         }
         sort();
         if (found_.size() > kCompared) found_.resize(kCompared);
+#ifdef GUESS_DEBUG
+        for (auto& p : found_) { auto b=p.penalty; compare_content(p); fprintf(stderr,"   %ld h %ld n %ld skip %ld gap %ld left %ld known %d: %.3f -> %.3f (seam %ld mean %.2f)\n", hypothesis_.width, p.height,p.frames,p.skip,p.gap,p.left_over,p.has_known_size,b,p.penalty, seam_?*seam_:-1, steps_.mean()); }
+#else
         for (auto& placement : found_) compare_content(placement);
+#endif
         sort();
         return found_;
     }
@@ -267,7 +277,8 @@ class Placer {
         if (placement.skip > 0 && known_.skip < 0)
             penalty += is_usual(placement.skip) && placement.skip >= kShortestUsualHeader
                            ? kUsualHeader
-                           : kOtherHeader;
+                       : placement.skip < kShortestUsualHeader ? kShortHeader
+                                                               : kOtherHeader;
         if (placement.left_over > 0)
             penalty += placement.left_over <= kLongestHeader && 4 * placement.left_over < bytes
                            ? kLeftOver
@@ -309,6 +320,7 @@ class Placer {
             const auto step = steps_.step(before, 8 * skip);
             if (step.is_known() && !steps_.is_jump(step)) penalty += kMissedRows;
         }
+        compare_ends(placement);
         if (known_.height == 0 && placement.frames == 1 &&
             rows_before_trailer(skip, placement.height) != placement.height)
             penalty += kForeignRows;
@@ -327,6 +339,41 @@ class Placer {
             else if (!is_flat && step.mean < 1.2 * steps_.mean())
                 penalty += kNoJump;
         }
+    }
+
+    /// Short headers and trailers change a part of a row only: where the frames begin and end, the
+    /// picture must too.
+    void compare_ends(Placement& placement) {
+        constexpr std::int64_t kPixels = 64, kFewest = 8;
+        const auto& coding = hypothesis_.fit->coding;
+        const auto pixels = std::min(hypothesis_.width, kPixels);
+        const auto below = lines() * pitch_;
+        // Whether a piece of `count` pixels continues the piece a row away; nothing: not known.
+        const auto continues = [&](std::int64_t piece, std::int64_t other,
+                                   std::int64_t count) -> std::optional<bool> {
+            const auto step = steps_.step(other, piece, count);
+            if (!step.is_known()) return std::nullopt;
+            return !steps_.is_jump(step);
+        };
+        const auto begin = 8 * placement.skip;
+        if (continues(begin, begin + below, pixels) == false) placement.penalty += kForeignEnd;
+        const auto in_front = std::min(pixels, coding.widest_row(begin)) / kFewest * kFewest;
+        const auto front = begin - coding.row_bits(in_front);
+        if (in_front > 0 && known_.skip < 0 && continues(front, front + below, in_front) == true)
+            placement.penalty += kMissedEnd;
+
+        const auto frame = frame_bytes(pitch_, placement.height);
+        const auto end = begin + 8 * (placement.frames * (frame + placement.gap) - placement.gap) -
+                         (pitch_ - row_);
+        const auto last = end - coding.row_bits(pixels);
+        if (hypothesis_.width % kFewest == 0 && continues(last, last - below, pixels) == false)
+            placement.penalty += kForeignEnd;
+        const auto behind =
+            std::min(pixels, coding.widest_row(8 * (placement.left_over + placement.gap))) /
+            kFewest * kFewest;
+        const auto next = end + pitch_ - row_;
+        if (behind > 0 && known_.height == 0 && continues(next, next - below, behind) == true)
+            placement.penalty += kMissedEnd;
     }
 
     std::int64_t size_, pitch_, row_;

@@ -14,7 +14,7 @@ constexpr int kChunks = 48;
 constexpr std::int64_t kChunkBytes = 840;  // whole groups of every coding
 constexpr double kClearlyBetter = 0.7;     // bits per byte
 constexpr std::int64_t kLongestPiece = 320, kPieceUnit = 8;  // pixels of a row
-constexpr std::int64_t kFewestRows = 16;
+constexpr std::int64_t kFewestPieces = 16;
 
 int width_of(int value) {
     return static_cast<int>(std::bit_width(static_cast<unsigned>(std::abs(value))));
@@ -201,7 +201,7 @@ std::vector<double> chunk_costs(std::span<const std::uint8_t> window, const Codi
                 bits.add_line(row.planes[i], i == 0 ? step : 1);
             best = std::min(best, bits.bits());
         }
-        costs.push_back(best / kChunkBytes);
+        costs.push_back(std::min(8.0, best / kChunkBytes));
     }
     return costs;
 }
@@ -257,7 +257,8 @@ std::vector<CodingFit> fit_coding(const Coding& coding, std::span<const std::uin
     for (std::size_t i = 0; i < fits.size(); ++i) {
         fits[i].coding_bits = sum / static_cast<double>(chunks);
         const auto reach = chunks_in_phase(best, i);
-        if (reach >= 6 && reach < chunks) fits[i].reach = chunk_starts(size, fits[i].phase)[reach];
+        if (reach >= 6 && reach < chunks)
+            fits[i].reach = chunk_starts(size, fits[i].phase)[reach * 4 / 5];
     }
     return fits;
 }
@@ -275,12 +276,11 @@ double prediction_cost(std::span<const std::uint8_t> window, const Hypothesis& h
     const auto rows = (bits - used) / pitch + 1;
     if (rows <= step || hypothesis.width <= (2 * directions + 1) * step) return 8;
 
-    // Of long rows a piece is taken, each time another one.
+    // Pieces of rows from places that are the same for all hypotheses, so that all are weighed with
+    // the same part of the picture.
     const auto pixels_taken = std::min(hypothesis.width, kLongestPiece);
-    const auto places = (hypothesis.width - pixels_taken) / kPieceUnit + 1;
-    const auto wanted = std::max(kFewestRows, samples / pixels_taken);
-    // Rows are taken in an odd stride, so that both rows of a mosaic are seen.
-    const auto stride = std::max<std::int64_t>(1, (rows - step) / wanted) | 1;
+    const auto pieces = std::max(kFewestPieces, samples / pixels_taken);
+    const auto last_unit = (hypothesis.width - pixels_taken) / kPieceUnit;
     std::vector<ErrorBits> slanted(static_cast<std::size_t>(2 * directions + 1));
     ErrorBits level;
     std::array<ErrorBits, 3> others;
@@ -291,8 +291,13 @@ double prediction_cost(std::span<const std::uint8_t> window, const Hypothesis& h
     const bool has_unused = coding.format->layout == IMGCNV_LAYOUT_PACKED &&
                             coding.format->depth == 10;
     const auto place = [&](std::int64_t y) { return 8 * hypothesis.start + y * pitch; };
-    for (auto y = step; y < rows; y += stride, ++counted) {
-        const auto from = coding.row_bits(counted * 7919 % places * kPieceUnit);
+    for (; counted < pieces; ++counted) {
+        // The golden ratio spreads places evenly without a period that rows could share.
+        const auto part = 0.618033988749895 * static_cast<double>(counted);
+        const auto bit = static_cast<std::int64_t>((part - std::floor(part)) * static_cast<double>(bits));
+        const auto y = std::clamp(bit / pitch, step, rows - 1);
+        const auto unit = bit % pitch * hypothesis.width / used / kPieceUnit;
+        const auto from = coding.row_bits(std::min(unit, last_unit) * kPieceUnit);
         split_row(coding, window.data(), place(y) + from, pixels_taken,
                   hypothesis.fit->dropped_bits, row);
         split_row(coding, window.data(), place(y - step) + from, pixels_taken,

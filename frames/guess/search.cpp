@@ -25,7 +25,9 @@ constexpr double kPaddingSeen = 0.1;  // columns of one value at the end of all 
 constexpr double kEvenColumns = 0.05;  // such columns taken for picture
 constexpr double kBigEndian = 0.02;
 constexpr double kMosaic = 0.01;   // noise looks the same through both
-constexpr double kPattern = 0.12;  // of period 2, taken for grey, or none, taken for a mosaic
+constexpr double kPatternMissed = 0.12;  // of period 2, taken for grey
+constexpr double kNoPattern = 0.3;       // taken for a mosaic
+constexpr double kQuietLuma = 0.2;       // luma that changes less than chroma does
 constexpr double kFitsKnownSize = -0.12;
 constexpr double kNarrow = 0.15;       // per halving below kUsuallyWider pixels
 constexpr std::int64_t kUsuallyWider = 128;
@@ -33,7 +35,7 @@ constexpr double kUnalignedStride = 0.05;
 
 constexpr double kWorseCodings = 1.2;
 constexpr double kWorsePhases = 0.3;
-constexpr std::size_t kCodings = 9;
+constexpr std::size_t kCodings = 11;
 constexpr std::size_t kPhases = 2;
 constexpr std::size_t kPitches = 10;
 constexpr std::int64_t kNear = 16;
@@ -127,8 +129,9 @@ class Search {
             auto fits = fit_coding(coding, window_, std::max<std::int64_t>(0, known_.skip), phases);
             if (!fits.empty()) all.push_back(std::move(fits));
         }
-        const auto bits = [](const std::vector<CodingFit>& fits) {
-            return fits.front().coding_bits + rareness(fits.front().coding);
+        const auto bits = [&](const std::vector<CodingFit>& fits) {
+            const auto& coding = fits.front().coding;
+            return fits.front().coding_bits + rareness(coding) + (fills_known_size(coding) ? kFitsKnownSize : 0);
         };
         std::stable_sort(all.begin(), all.end(),
                          [&](const auto& a, const auto& b) { return bits(a) < bits(b); });
@@ -136,6 +139,20 @@ class Search {
             if (bits(all[i]) > bits(all.front()) + kWorseCodings) break;
             keep_phases(all[i]);
         }
+        // All are weighed with the part of the file for which all phases hold.
+        std::int64_t reach = static_cast<std::int64_t>(window_.size());
+        for (const auto& fit : fits_) reach = std::min(reach, fit.reach);
+        for (auto& fit : fits_) fit.reach = reach;
+    }
+
+    /// Whether one frame of a known size, or the size that is given, is the whole file.
+    bool fills_known_size(const Coding& coding) const {
+        const auto fits = [&](std::int64_t width, std::int64_t height) {
+            return frame_bytes(coding.row_bits(width), height) == size_;
+        };
+        if (known_.width > 0) return fits(known_.width, known_.height);
+        return std::any_of(known_sizes().begin(), known_sizes().end(),
+                           [&](const auto& size) { return fits(size.first, size.second); });
     }
 
     void keep_phases(std::vector<CodingFit>& of_coding) {
@@ -336,6 +353,9 @@ class Search {
         constexpr std::size_t kOfOne = 4;
         std::vector<Candidate> found;
         for (auto& candidate : candidates_) {
+            if (is_yuv(*candidate.hypothesis.fit->coding.format) &&
+                is_chroma_livelier(window_, candidate.hypothesis))
+                candidate.rank += kQuietLuma;
             if (candidate.hypothesis.fit->coding.may_be_mosaic())
                 candidate.rank += against_pattern(candidate.hypothesis);
             const auto places = place_frames(source_, window_, candidate.hypothesis, known_);
@@ -353,8 +373,8 @@ class Search {
 
     double against_pattern(const Hypothesis& hypothesis) const {
         const auto strength = mosaic_strength(window_, hypothesis);
-        if (hypothesis.is_mosaic) return strength < 1 ? kPattern : 0;
-        return strength > 2 ? kPattern : 0;
+        if (hypothesis.is_mosaic) return strength < 1 ? kNoPattern : 0;
+        return strength > 2 ? kPatternMissed : 0;
     }
 
     ByteSource& source_;
