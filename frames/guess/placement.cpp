@@ -28,6 +28,7 @@ constexpr double kUnusualGap = 0.03;
 constexpr double kNoLastGap = 0.02;
 constexpr double kManyFrames = 0.02;
 constexpr double kKnownSize = -0.12;
+constexpr double kPerDoubledFrames = 0.02;
 constexpr double kOddProportions = 0.03;  // no sensor is five times wider than high
 constexpr double kOddHeight = 0.01;
 constexpr double kWrongSeam = 0.25;
@@ -36,13 +37,13 @@ constexpr double kForeignRows = 0.15;  // rows at the begin or end that are no p
 constexpr double kMissedRows = 0.15;   // the picture goes on beyond the begin
 constexpr double kForeignEnd = 0.08;   // the same of pieces of rows
 constexpr double kMissedEnd = 0.08;
-constexpr double kNoJump = 0.12;       // frames begin where the picture goes on
+constexpr double kNoJump = 0.12;  // frames begin where the picture goes on
 constexpr double kJump = -0.04;
 
 constexpr std::int64_t kLongestHeader = 8192;
 constexpr std::int64_t kLongestGap = 65536;
 constexpr std::int64_t kFewestRows = 16;
-constexpr std::array<std::int64_t, 14> kUsualLengths{16,  32,  48,   64,   80,   96,   128,
+constexpr std::array<std::int64_t, 14> kUsualLengths{16,  32,  48,  64,   80,   96,   128,
                                                      192, 256, 512, 1024, 2048, 4096, 8192};
 constexpr std::int64_t kLostFrames = 64;  // fewer than without gaps
 constexpr std::int64_t kMostFrames = 64;  // of an unknown height
@@ -80,7 +81,15 @@ class Placer {
         sort();
         if (found_.size() > kCompared) found_.resize(kCompared);
 #ifdef GUESS_DEBUG
-        for (auto& p : found_) { auto b=p.penalty; compare_content(p); fprintf(stderr,"   %ld h %ld n %ld skip %ld gap %ld left %ld known %d: %.3f -> %.3f (seam %ld mean %.2f)\n", hypothesis_.width, p.height,p.frames,p.skip,p.gap,p.left_over,p.has_known_size,b,p.penalty, seam_?*seam_:-1, steps_.mean()); }
+        for (auto& p : found_) {
+            auto b = p.penalty;
+            compare_content(p);
+            fprintf(stderr,
+                    "   %ld h %ld n %ld skip %ld gap %ld left %ld known %d: %.3f -> %.3f (seam %ld "
+                    "mean %.2f)\n",
+                    hypothesis_.width, p.height, p.frames, p.skip, p.gap, p.left_over,
+                    p.has_known_size, b, p.penalty, seam_ ? *seam_ : -1, steps_.mean());
+        }
 #else
         for (auto& placement : found_) compare_content(placement);
 #endif
@@ -163,9 +172,8 @@ class Placer {
                 // Only where a header ends is there a reason to begin behind a whole row.
                 for (const auto first : {phase, of_seam}) {
                     const auto at = 8 * (first + skip);
-                    const auto step = at >= lines() * pitch_
-                                          ? steps_.step(at - lines() * pitch_, at)
-                                          : RowStep{};
+                    const auto step =
+                        at >= lines() * pitch_ ? steps_.step(at - lines() * pitch_, at) : RowStep{};
                     if (skip == 0 || steps_.is_jump(step)) offer(first + skip);
                 }
             }
@@ -196,8 +204,8 @@ class Placer {
         for (auto y = rows - 1; y > least; --y)
             if (steps_.is_jump(steps_.step(place(skip, y - lines()), place(skip, y)))) {
                 // Of a mosaic, the rows of both colours jump.
-                while (y > least &&
-                       steps_.is_jump(steps_.step(place(skip, y - 1 - lines()), place(skip, y - 1))))
+                while (y > least && steps_.is_jump(steps_.step(place(skip, y - 1 - lines()),
+                                                               place(skip, y - 1))))
                     --y;
                 return y;
             }
@@ -209,8 +217,7 @@ class Placer {
         std::int64_t best = 1;
         double best_step = std::max(2 * steps_.mean(), steps_.nearly_all());
         if (best_step <= 0) best_step = 0.5;
-        for (std::int64_t count = 2; count <= std::min(rows / kFewestRows, kMostFrames);
-             ++count) {
+        for (std::int64_t count = 2; count <= std::min(rows / kFewestRows, kMostFrames); ++count) {
             if (rows % count != 0) continue;
             const auto height = rows / count;
             const auto proportion =
@@ -236,21 +243,24 @@ class Placer {
                         const auto all = size_ - skip - gaps * gap;
                         if (all <= 0 || all % count != 0 || all / count * 8 % pitch_ != 0) continue;
                         const auto height = all / count * 8 / pitch_;
-                        const auto proportion = static_cast<double>(hypothesis_.width) /
-                                                static_cast<double>(height);
+                        const auto proportion =
+                            static_cast<double>(hypothesis_.width) / static_cast<double>(height);
                         if (height < kFewestRows || proportion < 0.4 || proportion > 5) continue;
                         const auto step = boundary_step(height, count, skip, gap);
-                        if (steps_.is_jump(step) || step.mean > 2 * steps_.nearly_all()) add({height, count, skip, gap, 0, false, 0});
+                        if (steps_.is_jump(step) || step.mean > 2 * steps_.nearly_all())
+                            add({height, count, skip, gap, 0, false, 0});
                     }
                 }
     }
 
     std::int64_t lines() const { return hypothesis_.is_mosaic ? 2 : 1; }
-    std::int64_t place(std::int64_t skip, std::int64_t row) const { return 8 * skip + row * pitch_; }
+    std::int64_t place(std::int64_t skip, std::int64_t row) const {
+        return 8 * skip + row * pitch_;
+    }
 
     /// The mean step from the last rows of frames to the first ones of the next; -1: not known.
     RowStep boundary_step(std::int64_t height, std::int64_t count, std::int64_t skip,
-                         std::int64_t gap) {
+                          std::int64_t gap) {
         const auto bytes = frame_bytes(pitch_, height) + gap;
         const auto stride = std::max<std::int64_t>(1, (count - 1) / 8);
         RowStep sum{0, 0};
@@ -287,18 +297,20 @@ class Placer {
         if (placement.gap > 0) penalty += kGap + (is_usual(placement.gap) ? 0 : kUnusualGap);
         if (placement.frames > 1) penalty += kManyFrames;
         if (placement.has_known_size) {
-            penalty += kKnownSize;
+            // Small frames fill many files by chance.
+            penalty += kKnownSize + kPerDoubledFrames * std::log2(static_cast<double>(placement.frames));
         } else if (known_.height == 0) {
-            const auto proportion = static_cast<double>(hypothesis_.width) /
-                                    static_cast<double>(placement.height);
+            const auto proportion =
+                static_cast<double>(hypothesis_.width) / static_cast<double>(placement.height);
             const auto beyond = std::max(proportion / 3, 0.6 / proportion);
             if (beyond > 1) penalty += kOddProportions * (1 + std::log2(beyond));
             if (placement.height % 2 != 0) penalty += kOddHeight;
         }
-        const bool is_there = std::any_of(found_.begin(), found_.end(), [&](const Placement& other) {
-            return other.height == placement.height && other.frames == placement.frames &&
-                   other.skip == placement.skip && other.gap == placement.gap;
-        });
+        const bool is_there =
+            std::any_of(found_.begin(), found_.end(), [&](const Placement& other) {
+                return other.height == placement.height && other.frames == placement.frames &&
+                       other.skip == placement.skip && other.gap == placement.gap;
+            });
         if (!is_there) found_.push_back(placement);
     }
 

@@ -22,14 +22,16 @@ RowSteps::RowSteps(ByteSource& source, std::span<const std::uint8_t> window,
       row_bits_(hypothesis.fit->coding.row_bits(hypothesis.width)) {
     const std::int64_t lines = hypothesis.is_mosaic ? 2 : 1;
     const auto first = 8 * (hypothesis.start + kLongestHeader);
-    const auto rows = (8 * std::min(static_cast<std::int64_t>(window.size()),
-                                    hypothesis.fit->reach) - first) / hypothesis.pitch_bits;
+    const auto rows =
+        (8 * std::min(static_cast<std::int64_t>(window.size()), hypothesis.fit->reach) - first) /
+        hypothesis.pitch_bits;
     std::vector<double> medians, means;
     const auto skipped = 8 * kLongestHeader / hypothesis.pitch_bits;
     for (std::int64_t i = 0; i < kTypicalRows; ++i) {
-        const auto y = (rows > 2 * kTypicalRows ? skipped : 0) +
-                       std::max<std::int64_t>(rows + (rows > 2 * kTypicalRows ? 0 : skipped) - lines, 0) *
-                           i / kTypicalRows;
+        const auto y =
+            (rows > 2 * kTypicalRows ? skipped : 0) +
+            std::max<std::int64_t>(rows + (rows > 2 * kTypicalRows ? 0 : skipped) - lines, 0) * i /
+                kTypicalRows;
         const auto at = 8 * hypothesis.start + y * hypothesis.pitch_bits;
         const auto found = step(at, at + lines * hypothesis.pitch_bits);
         if (!found.is_known()) continue;
@@ -59,8 +61,7 @@ bool RowSteps::load(std::int64_t bit, std::int64_t pixels, std::vector<int>& sam
         if (static_cast<std::int64_t>(read.size()) < to - from) return false;
         bytes = read.data();
     }
-    split_row(hypothesis_.fit->coding, bytes, bit % 8, pixels,
-              hypothesis_.fit->dropped_bits, row_);
+    split_row(hypothesis_.fit->coding, bytes, bit % 8, pixels, hypothesis_.fit->dropped_bits, row_);
     samples.swap(row_.planes[0]);
     return true;
 }
@@ -88,15 +89,16 @@ std::int64_t RowSteps::seam(std::int64_t start, std::int64_t rows) {
     const std::size_t step = hypothesis_.is_mosaic ? 2 : 1;
     std::vector<double> columns;
     std::vector<int> last;
-    rows = std::min({rows, 8 * (source_.size() - start) / pitch,
-                     3 * kSeamRows + 8 * kLongestHeader / pitch});
+    rows = std::min(
+        {rows, 8 * (source_.size() - start) / pitch, 3 * kSeamRows + 8 * kLongestHeader / pitch});
     if (start < hypothesis_.fit->reach)
         rows = std::min(rows, 8 * (hypothesis_.fit->reach - start) / pitch);
     const auto stride = std::max<std::int64_t>(1, rows / kSeamRows);
     double counted = 0;
     for (std::int64_t y = 1; y < rows; y += stride) {
         if (!load(8 * start + (y - 1) * pitch, hypothesis_.width, last) ||
-            !load(8 * start + y * pitch, hypothesis_.width, below_)) break;
+            !load(8 * start + y * pitch, hypothesis_.width, below_))
+            break;
         if (columns.empty()) columns.resize(below_.size());
         if (below_.size() <= step || last.size() != columns.size()) break;
         for (std::size_t x = 0; x < columns.size(); ++x) {
