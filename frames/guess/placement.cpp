@@ -298,7 +298,8 @@ class Placer {
         if (placement.frames > 1) penalty += kManyFrames;
         if (placement.has_known_size) {
             // Small frames fill many files by chance.
-            penalty += kKnownSize + kPerDoubledFrames * std::log2(static_cast<double>(placement.frames));
+            penalty +=
+                kKnownSize + kPerDoubledFrames * std::log2(static_cast<double>(placement.frames));
         } else if (known_.height == 0) {
             const auto proportion =
                 static_cast<double>(hypothesis_.width) / static_cast<double>(placement.height);
