@@ -21,7 +21,6 @@ constexpr double kColourless = 0.06;       // a mosaic that is as even as a grey
 constexpr double kRandom = 7.8;            // bits per byte of data without any structure
 constexpr std::int64_t kSearchedBytes = 8 << 20;
 constexpr std::int64_t kFewestBytes = 64;
-constexpr std::int64_t kLongestTrailer = 8192;
 constexpr std::size_t kMostPoints = std::size_t{64} << 20;
 
 struct Answer {
@@ -283,7 +282,12 @@ class Guess {
     void keep_known_sizes() {
         std::erase_if(answers_, [](const Answer& answer) {
             const auto& placement = answer.candidate.placement;
-            return !placement.has_known_size || placement.left_over > kLongestTrailer;
+            if (!placement.has_known_size) return true;
+            if (placement.left_over == 0) return false;
+            const auto bytes =
+                frame_bytes(answer.candidate.hypothesis.pitch_bits, placement.height);
+            return placement.frames > 1 || placement.left_over % 4 != 0 ||
+                   20 * placement.left_over > bytes;
         });
     }
 

@@ -6,9 +6,6 @@
 #include <algorithm>
 #include <array>
 #include <cmath>
-#ifdef GUESS_DEBUG
-#include <cstdio>
-#endif
 #include <cstdlib>
 #include <optional>
 #include <tuple>
@@ -80,19 +77,7 @@ class Placer {
         }
         sort();
         if (found_.size() > kCompared) found_.resize(kCompared);
-#ifdef GUESS_DEBUG
-        for (auto& p : found_) {
-            auto b = p.penalty;
-            compare_content(p);
-            fprintf(stderr,
-                    "   %ld h %ld n %ld skip %ld gap %ld left %ld known %d: %.3f -> %.3f (seam %ld "
-                    "mean %.2f)\n",
-                    hypothesis_.width, p.height, p.frames, p.skip, p.gap, p.left_over,
-                    p.has_known_size, b, p.penalty, seam_ ? *seam_ : -1, steps_.mean());
-        }
-#else
         for (auto& placement : found_) compare_content(placement);
-#endif
         sort();
         return found_;
     }

@@ -6,9 +6,6 @@
 
 #include <algorithm>
 #include <array>
-#ifdef GUESS_DEBUG
-#include <cstdio>
-#endif
 #include <cmath>
 #include <map>
 #include <set>
@@ -351,20 +348,6 @@ class Search {
         std::stable_sort(candidates_.begin(), candidates_.end(), [](const auto& a, const auto& b) {
             return a.rank + a.hope < b.rank + b.hope;
         });
-#ifdef GUESS_DEBUG
-        fprintf(stderr, "-- %ld of %zu\n", samples, candidates_.size());
-        for (std::size_t i = 0; i < std::min<std::size_t>(candidates_.size(), 24); ++i) {
-            auto& c = candidates_[i];
-            auto& h = c.hypothesis;
-            fprintf(stderr,
-                    "%s%s%s %ld pitch %ld start %ld phase %ld reach %ld drop %d cost %.3f rank "
-                    "%.3f hope %.2f strength %.2f\n",
-                    h.fit->coding.format->name, h.fit->coding.big_endian ? "BE" : "",
-                    h.is_mosaic ? " mosaic" : "", h.width, h.pitch_bits, h.start, h.fit->phase,
-                    h.fit->reach, h.fit->dropped_bits, c.cost, c.rank, c.hope,
-                    mosaic_strength(window_, h));
-        }
-#endif
         if (candidates_.size() > kept) candidates_.resize(kept);
     }
 

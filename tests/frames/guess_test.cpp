@@ -118,10 +118,10 @@ TEST(Guess, KeepsWhatIsKnown) {
                 EXPECT_EQ(frame.height, known.height);
             }
             EXPECT_EQ(frame.skip, 0);
-            if (known.stride != 0)
-                EXPECT_EQ(
-                    frame.stride == 0 ? imgcnv_row_bytes(frame.format, frame.width) : frame.stride,
-                    known.stride);
+            if (known.stride != 0) {
+                const auto tight = imgcnv_row_bytes(frame.format, frame.width);
+                EXPECT_EQ(frame.stride == 0 ? tight : frame.stride, known.stride);
+            }
         }
     }
 }
@@ -129,8 +129,8 @@ TEST(Guess, KeepsWhatIsKnown) {
 // Every reading must be a frame that the engine takes and that lies within the file, of no odd
 // proportions.
 TEST(Guess, ReadingsAreFramesOfTheFile) {
-    const Bytes files[] = {mono8(640, 480),  mono8(333, 257), mono8(2000, 30), noise(307200),
-                           Bytes(307200, 7), mono8(17, 900),  mono8(64, 64)};
+    const Bytes files[] = {mono8(333, 257), mono8(2000, 30), noise(307200), Bytes(307200, 7),
+                           mono8(17, 900)};
     for (const auto& data : files) {
         for (const auto& reading : ask(question_of(data)).readings) {
             imgcnv_frame_sizes sizes{};
