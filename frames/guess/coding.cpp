@@ -87,8 +87,8 @@ std::vector<Coding> codings(const Format* known) {
     for (const auto& format : formats()) {
         if (is_points(format) || is_mosaic(format)) continue;
         if (is_one_of_two(static_cast<imgcnv_layout>(format.layout))) continue;
-        const bool is_deepest = std::none_of(
-            formats().begin(), formats().end(), [&](const Format& other) {
+        const bool is_deepest =
+            std::none_of(formats().begin(), formats().end(), [&](const Format& other) {
                 return holds_shallower(format) && other.layout == format.layout &&
                        !is_mosaic(other) && other.bits_per_pixel == format.bits_per_pixel &&
                        other.depth > format.depth;

@@ -13,7 +13,8 @@ namespace frames {
 /// What tells samples from bytes. Formats of one coding differ in the order of colours and in how
 /// many of the highest bits are used, which is found out later.
 struct Coding {
-    const Format* format = nullptr;  ///< the deepest one of the layout, grey where there is a choice
+    const Format* format =
+        nullptr;  ///< the deepest one of the layout, grey where there is a choice
     bool big_endian = false;
 
     bool may_be_mosaic() const { return channels(*format) == 1 && format->depth >= 8; }

@@ -48,20 +48,27 @@ constexpr Signature kSignatures[] = {
     {0, "#ROSBAG"sv, {"a ROS bag", kArray}},
     {0, "PK\x03\x04"sv, {"a ZIP archive (or .npz)", kArchive}},
     {0, "\x1F\x8B\x08"sv, {"gzip data", kArchive}},
-    {0, "\xFD""7zXZ\0"sv, {"xz data", kArchive}},
+    {0,
+     "\xFD"
+     "7zXZ\0"sv,
+     {"xz data", kArchive}},
     {0, "BZh"sv, {"bzip2 data", kArchive}},
     {0, "\x28\xB5\x2F\xFD"sv, {"Zstandard data", kArchive}},
     {0, "\x04\x22\x4D\x18"sv, {"LZ4 data", kArchive}},
     {0, "7z\xBC\xAF\x27\x1C"sv, {"a 7z archive", kArchive}},
     {0, "Rar!\x1A\x07"sv, {"a RAR archive", kArchive}},
     {257, "ustar"sv, {"a tar archive", kArchive}},
-    {0, "\x7F""ELF"sv, {"a program", "there are no frames in it"}},
+    {0,
+     "\x7F"
+     "ELF"sv,
+     {"a program", "there are no frames in it"}},
     {0, "%PDF-"sv, {"a PDF document", "there are no raw frames in it"}},
 };
 
 bool begins_with(std::span<const std::uint8_t> start, std::size_t offset, std::string_view bytes) {
     return start.size() >= offset + bytes.size() &&
-           std::equal(bytes.begin(), bytes.end(), start.begin() + static_cast<std::ptrdiff_t>(offset),
+           std::equal(bytes.begin(), bytes.end(),
+                      start.begin() + static_cast<std::ptrdiff_t>(offset),
                       [](char a, std::uint8_t b) { return static_cast<std::uint8_t>(a) == b; });
 }
 
@@ -69,9 +76,8 @@ bool begins_with(std::span<const std::uint8_t> start, std::size_t offset, std::s
 bool is_netpbm(std::span<const std::uint8_t> start) {
     if (start.size() < 8 || start[0] != 'P' || start[1] < '1' || start[1] > '7') return false;
     if (start[2] != '\n' && start[2] != ' ' && start[2] != '\r') return false;
-    return std::all_of(start.begin() + 3, start.begin() + 8, [](std::uint8_t c) {
-        return c == '\n' || (c >= ' ' && c < 127);
-    });
+    return std::all_of(start.begin() + 3, start.begin() + 8,
+                       [](std::uint8_t c) { return c == '\n' || (c >= ' ' && c < 127); });
 }
 
 bool is_bmp(std::span<const std::uint8_t> start) {

@@ -52,7 +52,7 @@ GreenSites green_sites(std::span<const std::uint8_t> window, const Hypothesis& h
 }
 
 double mosaic_strength(std::span<const std::uint8_t> window, const Hypothesis& hypothesis) {
-    constexpr std::int64_t kBlock = 32, kBlocks = 12;
+    constexpr std::int64_t kBlock = 32, kBlocks = 6;
     const auto& fit = *hypothesis.fit;
     const auto bits =
         8 * (std::min(static_cast<std::int64_t>(window.size()), fit.reach) - hypothesis.start);
@@ -65,7 +65,8 @@ double mosaic_strength(std::span<const std::uint8_t> window, const Hypothesis& h
     for (std::int64_t i = 0; i < std::min(down, kBlocks); ++i) {
         std::fill(sums.begin(), sums.end(), 0);
         for (std::int64_t y = 0; y < kBlock; ++y) {
-            const auto at = (i * down / std::min(down, kBlocks) * kBlock + y) * hypothesis.pitch_bits;
+            const auto at =
+                (i * down / std::min(down, kBlocks) * kBlock + y) * hypothesis.pitch_bits;
             split_row(fit.coding, window.data(), 8 * hypothesis.start + at, hypothesis.width,
                       fit.dropped_bits, row);
             const bool second_y = y % 2 != 0, third_y = y % 4 >= 2;
@@ -87,6 +88,37 @@ double mosaic_strength(std::span<const std::uint8_t> window, const Hypothesis& h
         }
     }
     return of_four > 0 ? of_two / of_four : of_two > 0 ? 10 : 1;
+}
+
+double against_yuv(std::span<const std::uint8_t> window, const Hypothesis& hypothesis) {
+    const auto& fit = *hypothesis.fit;
+    const auto rows =
+        8 * (std::min(static_cast<std::int64_t>(window.size()), fit.reach) - hypothesis.start) /
+        hypothesis.pitch_bits;
+    const auto stride = std::max<std::int64_t>(1, rows / 64);
+    constexpr double kQuietLuma = 0.2, kFarFromGrey = 0.15, kGrey = -0.05;
+    double steps[3] = {}, sums[3] = {}, counts[3] = {};
+    RowSamples row;
+    for (std::int64_t y = 0; y < rows; y += stride) {
+        split_row(fit.coding, window.data(), 8 * hypothesis.start + y * hypothesis.pitch_bits,
+                  hypothesis.width, 0, row);
+        for (std::size_t i = 0; i < 3; ++i) {
+            const auto& plane = row.planes[i];
+            double sum = 0;
+            for (std::size_t x = 1; x < plane.size(); ++x) {
+                sum += std::abs(plane[x] - plane[x - 1]);
+                sums[i] += plane[x];
+                ++counts[i];
+            }
+            steps[i] += plane.size() > 1 ? sum / static_cast<double>(plane.size() - 1) : 0;
+        }
+    }
+    if (std::max(steps[1], steps[2]) > steps[0]) return kQuietLuma;
+    const auto distance = [&](std::size_t i) {
+        return counts[i] > 0 ? std::abs(sums[i] / counts[i] - 128) : 0;
+    };
+    const auto farther = std::max(distance(1), distance(2));
+    return farther > 40 ? kFarFromGrey : farther < 12 ? kGrey : 0;
 }
 
 }  // namespace frames

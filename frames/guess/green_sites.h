@@ -32,4 +32,8 @@ GreenSites green_sites(std::span<const std::uint8_t> window, const Hypothesis& h
 /// is. Above 1: a mosaic.
 double mosaic_strength(std::span<const std::uint8_t> window, const Hypothesis& hypothesis);
 
+/// What speaks against YUV, in bits per byte; negative: for it. Chroma of pictures lies about 128 and
+/// changes less from pixel to pixel than luma does.
+double against_yuv(std::span<const std::uint8_t> window, const Hypothesis& hypothesis);
+
 }  // namespace frames

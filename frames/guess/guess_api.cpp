@@ -86,8 +86,8 @@ void add_formats(std::span<const std::uint8_t> window, const Candidate& candidat
     auto hypothesis = candidate.hypothesis;
     hypothesis.start = candidate.placement.skip;
     const auto& coding = hypothesis.fit->coding;
-    const auto end = candidate.placement.skip +
-                     frame_bytes(hypothesis.pitch_bits, candidate.placement.height);
+    const auto end =
+        candidate.placement.skip + frame_bytes(hypothesis.pitch_bits, candidate.placement.height);
     GreenSites green;
     if (hypothesis.is_mosaic)
         green = green_sites(window.first(std::min(window.size(), static_cast<std::size_t>(end))),
@@ -168,8 +168,7 @@ void say_unknown(const Answer& answer, std::span<const Answer> all, Text& text) 
     if (is_yuv(format) && format.layout != IMGCNV_LAYOUT_UYV)
         say("the last columns: rows end with a whole group of pixels");
     const auto& placement = answer.candidate.placement;
-    if (placement.left_over > 0)
-        say("what the bytes behind the last frame are");
+    if (placement.left_over > 0) say("what the bytes behind the last frame are");
 }
 
 class Guess {
@@ -185,6 +184,7 @@ class Guess {
           text_(text) {}
 
     int run() {
+        if (const auto status = check_known(); status != IMGCNV_OK) return status;
         const auto window = source_.bytes(0, searched_, room_);
         if (source_.has_failed()) return fail(IMGCNV_BAD_DATA, "the file cannot be read");
         if (source_.size() < kFewestBytes && known_.width == 0) {
@@ -219,12 +219,36 @@ class Guess {
         return status;
     }
 
+    imgcnv_status check_known() {
+        constexpr std::int64_t kMost = 0x7FFFFFFF;
+        if (known_.width < 0 || known_.height < 0 || known_.stride < 0 || known_.skip < -1 ||
+            known_.gap < -1) {
+            text_ << "what is known must be positive, 0 where it is not known; skip and gap -1 "
+                     "where they are not";
+            return IMGCNV_BAD_ARGUMENT;
+        }
+        if (known_.format != 0 && format_of_code(known_.format) == nullptr) {
+            text_ << "no format has the code " << std::int64_t{known_.format};
+            return IMGCNV_UNKNOWN_FORMAT;
+        }
+        const auto size = source_.size();
+        const bool fits = known_.width <= kMost && known_.height <= kMost &&
+                          known_.width * std::max<std::int64_t>(1, known_.height) / 8 <= size &&
+                          known_.stride <= size && known_.skip < std::max<std::int64_t>(1, size) &&
+                          known_.gap <= size &&
+                          known_.stride <= size / std::max<std::int64_t>(1, known_.height - 1);
+        if (fits) return IMGCNV_OK;
+        text_ << "no format's frame of this size fits into its " << size << " bytes";
+        return IMGCNV_BAD_DATA;
+    }
+
     bool add_points(std::span<const std::uint8_t> window) {
         if (known_.format != 0) {
             const auto* format = format_of_code(known_.format);
             if (format == nullptr || !is_points(*format)) return false;
         }
-        if (!find_point_list(window.first(std::min<std::size_t>(window.size(), 4096)))) return false;
+        if (!find_point_list(window.first(std::min<std::size_t>(window.size(), 4096))))
+            return false;
         const auto all = source_.bytes(0, kMostPoints, room_);
         const auto list = find_point_list(all);
         if (!list) return false;
@@ -258,13 +282,19 @@ class Guess {
     void keep_known_sizes() {
         std::erase_if(answers_, [](const Answer& answer) {
             const auto& placement = answer.candidate.placement;
-            return !placement.has_known_size || placement.left_over > 0;
+            if (!placement.has_known_size) return true;
+            if (placement.left_over == 0) return false;
+            const auto bytes =
+                frame_bytes(answer.candidate.hypothesis.pitch_bits, placement.height);
+            return placement.frames > 1 || placement.left_over % 4 != 0 ||
+                   20 * placement.left_over > bytes;
         });
     }
 
     int explain_nothing() {
         if (is_constant_)
-            text_ << "all bytes are the same, and no usual size fits " << source_.size() << " bytes";
+            text_ << "all bytes are the same, and no usual size fits " << source_.size()
+                  << " bytes";
         else if (is_random_)
             text_ << "nothing predicts the bytes better than chance: they may be compressed, "
                      "encrypted or noise, and no usual size fits "
@@ -328,7 +358,8 @@ extern "C" int imgcnv_guess(const imgcnv_guess_question* question, imgcnv_readin
     imgcnv_guess_question asked;
     if (!take(question, asked) || readings == nullptr || count == nullptr || most < 0 ||
         (asked.data == nullptr && asked.read == nullptr) || asked.bytes < 0) {
-        out << "imgcnv_guess needs a question with data or a function to read it, room for readings "
+        out << "imgcnv_guess needs a question with data or a function to read it, room for "
+               "readings "
                "and a count";
         return IMGCNV_BAD_ARGUMENT;
     }

@@ -16,6 +16,7 @@ namespace {
 // In bits per byte of the file, like prediction costs: a hundredth settles ties only.
 constexpr double kUsualHeader = 0.03;  // of 256, 512, 1024 ... bytes
 constexpr double kOtherHeader = 0.06;
+constexpr double kShortHeader = 0.1;
 constexpr std::int64_t kShortestUsualHeader = 256;
 constexpr double kLeftOver = 0.05;
 constexpr double kMuchLeftOver = 0.2;
@@ -24,19 +25,22 @@ constexpr double kUnusualGap = 0.03;
 constexpr double kNoLastGap = 0.02;
 constexpr double kManyFrames = 0.02;
 constexpr double kKnownSize = -0.12;
+constexpr double kPerDoubledFrames = 0.02;
 constexpr double kOddProportions = 0.03;  // no sensor is five times wider than high
 constexpr double kOddHeight = 0.01;
 constexpr double kWrongSeam = 0.25;
 constexpr double kRightSeam = -0.15;
 constexpr double kForeignRows = 0.15;  // rows at the begin or end that are no picture
 constexpr double kMissedRows = 0.15;   // the picture goes on beyond the begin
-constexpr double kNoJump = 0.12;       // frames begin where the picture goes on
+constexpr double kForeignEnd = 0.08;   // the same of pieces of rows
+constexpr double kMissedEnd = 0.08;
+constexpr double kNoJump = 0.12;  // frames begin where the picture goes on
 constexpr double kJump = -0.04;
 
 constexpr std::int64_t kLongestHeader = 8192;
 constexpr std::int64_t kLongestGap = 65536;
 constexpr std::int64_t kFewestRows = 16;
-constexpr std::array<std::int64_t, 14> kUsualLengths{16,  32,  48,   64,   80,   96,   128,
+constexpr std::array<std::int64_t, 14> kUsualLengths{16,  32,  48,  64,   80,   96,   128,
                                                      192, 256, 512, 1024, 2048, 4096, 8192};
 constexpr std::int64_t kLostFrames = 64;  // fewer than without gaps
 constexpr std::int64_t kMostFrames = 64;  // of an unknown height
@@ -153,9 +157,8 @@ class Placer {
                 // Only where a header ends is there a reason to begin behind a whole row.
                 for (const auto first : {phase, of_seam}) {
                     const auto at = 8 * (first + skip);
-                    const auto step = at >= lines() * pitch_
-                                          ? steps_.step(at - lines() * pitch_, at)
-                                          : RowStep{};
+                    const auto step =
+                        at >= lines() * pitch_ ? steps_.step(at - lines() * pitch_, at) : RowStep{};
                     if (skip == 0 || steps_.is_jump(step)) offer(first + skip);
                 }
             }
@@ -186,8 +189,8 @@ class Placer {
         for (auto y = rows - 1; y > least; --y)
             if (steps_.is_jump(steps_.step(place(skip, y - lines()), place(skip, y)))) {
                 // Of a mosaic, the rows of both colours jump.
-                while (y > least &&
-                       steps_.is_jump(steps_.step(place(skip, y - 1 - lines()), place(skip, y - 1))))
+                while (y > least && steps_.is_jump(steps_.step(place(skip, y - 1 - lines()),
+                                                               place(skip, y - 1))))
                     --y;
                 return y;
             }
@@ -199,8 +202,7 @@ class Placer {
         std::int64_t best = 1;
         double best_step = std::max(2 * steps_.mean(), steps_.nearly_all());
         if (best_step <= 0) best_step = 0.5;
-        for (std::int64_t count = 2; count <= std::min(rows / kFewestRows, kMostFrames);
-             ++count) {
+        for (std::int64_t count = 2; count <= std::min(rows / kFewestRows, kMostFrames); ++count) {
             if (rows % count != 0) continue;
             const auto height = rows / count;
             const auto proportion =
@@ -226,21 +228,24 @@ class Placer {
                         const auto all = size_ - skip - gaps * gap;
                         if (all <= 0 || all % count != 0 || all / count * 8 % pitch_ != 0) continue;
                         const auto height = all / count * 8 / pitch_;
-                        const auto proportion = static_cast<double>(hypothesis_.width) /
-                                                static_cast<double>(height);
+                        const auto proportion =
+                            static_cast<double>(hypothesis_.width) / static_cast<double>(height);
                         if (height < kFewestRows || proportion < 0.4 || proportion > 5) continue;
                         const auto step = boundary_step(height, count, skip, gap);
-                        if (steps_.is_jump(step) || step.mean > 2 * steps_.nearly_all()) add({height, count, skip, gap, 0, false, 0});
+                        if (steps_.is_jump(step) || step.mean > 2 * steps_.nearly_all())
+                            add({height, count, skip, gap, 0, false, 0});
                     }
                 }
     }
 
     std::int64_t lines() const { return hypothesis_.is_mosaic ? 2 : 1; }
-    std::int64_t place(std::int64_t skip, std::int64_t row) const { return 8 * skip + row * pitch_; }
+    std::int64_t place(std::int64_t skip, std::int64_t row) const {
+        return 8 * skip + row * pitch_;
+    }
 
     /// The mean step from the last rows of frames to the first ones of the next; -1: not known.
     RowStep boundary_step(std::int64_t height, std::int64_t count, std::int64_t skip,
-                         std::int64_t gap) {
+                          std::int64_t gap) {
         const auto bytes = frame_bytes(pitch_, height) + gap;
         const auto stride = std::max<std::int64_t>(1, (count - 1) / 8);
         RowStep sum{0, 0};
@@ -267,7 +272,8 @@ class Placer {
         if (placement.skip > 0 && known_.skip < 0)
             penalty += is_usual(placement.skip) && placement.skip >= kShortestUsualHeader
                            ? kUsualHeader
-                           : kOtherHeader;
+                       : placement.skip < kShortestUsualHeader ? kShortHeader
+                                                               : kOtherHeader;
         if (placement.left_over > 0)
             penalty += placement.left_over <= kLongestHeader && 4 * placement.left_over < bytes
                            ? kLeftOver
@@ -276,18 +282,21 @@ class Placer {
         if (placement.gap > 0) penalty += kGap + (is_usual(placement.gap) ? 0 : kUnusualGap);
         if (placement.frames > 1) penalty += kManyFrames;
         if (placement.has_known_size) {
-            penalty += kKnownSize;
+            // Small frames fill many files by chance.
+            penalty +=
+                kKnownSize + kPerDoubledFrames * std::log2(static_cast<double>(placement.frames));
         } else if (known_.height == 0) {
-            const auto proportion = static_cast<double>(hypothesis_.width) /
-                                    static_cast<double>(placement.height);
+            const auto proportion =
+                static_cast<double>(hypothesis_.width) / static_cast<double>(placement.height);
             const auto beyond = std::max(proportion / 3, 0.6 / proportion);
             if (beyond > 1) penalty += kOddProportions * (1 + std::log2(beyond));
             if (placement.height % 2 != 0) penalty += kOddHeight;
         }
-        const bool is_there = std::any_of(found_.begin(), found_.end(), [&](const Placement& other) {
-            return other.height == placement.height && other.frames == placement.frames &&
-                   other.skip == placement.skip && other.gap == placement.gap;
-        });
+        const bool is_there =
+            std::any_of(found_.begin(), found_.end(), [&](const Placement& other) {
+                return other.height == placement.height && other.frames == placement.frames &&
+                       other.skip == placement.skip && other.gap == placement.gap;
+            });
         if (!is_there) found_.push_back(placement);
     }
 
@@ -309,6 +318,7 @@ class Placer {
             const auto step = steps_.step(before, 8 * skip);
             if (step.is_known() && !steps_.is_jump(step)) penalty += kMissedRows;
         }
+        compare_ends(placement);
         if (known_.height == 0 && placement.frames == 1 &&
             rows_before_trailer(skip, placement.height) != placement.height)
             penalty += kForeignRows;
@@ -327,6 +337,41 @@ class Placer {
             else if (!is_flat && step.mean < 1.2 * steps_.mean())
                 penalty += kNoJump;
         }
+    }
+
+    /// Short headers and trailers change a part of a row only: where the frames begin and end, the
+    /// picture must too.
+    void compare_ends(Placement& placement) {
+        constexpr std::int64_t kPixels = 64, kFewest = 8;
+        const auto& coding = hypothesis_.fit->coding;
+        const auto pixels = std::min(hypothesis_.width, kPixels);
+        const auto below = lines() * pitch_;
+        // Whether a piece of `count` pixels continues the piece a row away; nothing: not known.
+        const auto continues = [&](std::int64_t piece, std::int64_t other,
+                                   std::int64_t count) -> std::optional<bool> {
+            const auto step = steps_.step(other, piece, count);
+            if (!step.is_known()) return std::nullopt;
+            return !steps_.is_jump(step);
+        };
+        const auto begin = 8 * placement.skip;
+        if (continues(begin, begin + below, pixels) == false) placement.penalty += kForeignEnd;
+        const auto in_front = std::min(pixels, coding.widest_row(begin)) / kFewest * kFewest;
+        const auto front = begin - coding.row_bits(in_front);
+        if (in_front > 0 && known_.skip < 0 && continues(front, front + below, in_front) == true)
+            placement.penalty += kMissedEnd;
+
+        const auto frame = frame_bytes(pitch_, placement.height);
+        const auto end = begin + 8 * (placement.frames * (frame + placement.gap) - placement.gap) -
+                         (pitch_ - row_);
+        const auto last = end - coding.row_bits(pixels);
+        if (hypothesis_.width % kFewest == 0 && continues(last, last - below, pixels) == false)
+            placement.penalty += kForeignEnd;
+        const auto behind =
+            std::min(pixels, coding.widest_row(8 * (placement.left_over + placement.gap))) /
+            kFewest * kFewest;
+        const auto next = end + pitch_ - row_;
+        if (behind > 0 && known_.height == 0 && continues(next, next - below, behind) == true)
+            placement.penalty += kMissedEnd;
     }
 
     std::int64_t size_, pitch_, row_;

@@ -11,10 +11,10 @@ namespace frames {
 namespace {
 
 constexpr int kChunks = 48;
-constexpr std::int64_t kChunkBytes = 840;  // whole groups of every coding
-constexpr double kClearlyBetter = 0.7;     // bits per byte
+constexpr std::int64_t kChunkBytes = 840;                    // whole groups of every coding
+constexpr double kClearlyBetter = 0.7;                       // bits per byte
 constexpr std::int64_t kLongestPiece = 320, kPieceUnit = 8;  // pixels of a row
-constexpr std::int64_t kFewestRows = 16;
+constexpr std::int64_t kFewestPieces = 16;
 
 int width_of(int value) {
     return static_cast<int>(std::bit_width(static_cast<unsigned>(std::abs(value))));
@@ -93,8 +93,7 @@ class PixelBits {
   public:
     void add_row(std::span<const int> row, std::span<const int> above) {
         for (std::size_t x = 1; x + 1 < row.size(); ++x) {
-            const auto context =
-                row[x - 1] | above[x - 1] << 1 | above[x] << 2 | above[x + 1] << 3;
+            const auto context = row[x - 1] | above[x - 1] << 1 | above[x] << 2 | above[x + 1] << 3;
             ++counts_[static_cast<std::size_t>(context)][static_cast<std::size_t>(row[x])];
         }
     }
@@ -152,14 +151,15 @@ int empty_bits(std::span<const std::uint16_t> words) {
 bool has_unused_bits(const CodingFit& fit, std::span<const std::uint8_t> window,
                      const std::vector<std::int64_t>& starts) {
     std::size_t groups = 0, used = 0;
-    for (const auto start : starts)
+    // Further on, bytes between frames may have moved the groups.
+    for (const auto start : std::span(starts).first((starts.size() + 3) / 4))
         for (std::int64_t at = 0; at < kChunkBytes; at += fit.coding.group_bytes(), ++groups)
             used += (window[static_cast<std::size_t>(start + at + 1)] & 0xCC) != 0;
     return static_cast<double>(used) <= (1 - kNearlyAll) * static_cast<double>(groups);
 }
 
-void find_used_bits(std::span<const std::uint8_t> window,
-                    const std::vector<std::int64_t>& starts, CodingFit& fit) {
+void find_used_bits(std::span<const std::uint8_t> window, const std::vector<std::int64_t>& starts,
+                    CodingFit& fit) {
     if (!fit.coding.is_deep()) return;
     std::vector<std::uint16_t> words, chunk;
     const auto pixels = pixels_of_chunk(fit.coding) * channels(*fit.coding.format);
@@ -201,7 +201,7 @@ std::vector<double> chunk_costs(std::span<const std::uint8_t> window, const Codi
                 bits.add_line(row.planes[i], i == 0 ? step : 1);
             best = std::min(best, bits.bits());
         }
-        costs.push_back(best / kChunkBytes);
+        costs.push_back(std::min(8.0, best / kChunkBytes));
     }
     return costs;
 }
@@ -212,8 +212,8 @@ std::size_t chunks_in_phase(const std::vector<std::size_t>& best, std::size_t ow
     constexpr std::size_t kRun = 5;
     for (std::size_t chunk = 0; chunk + kRun <= best.size(); ++chunk) {
         const auto run = std::span(best).subspan(chunk, kRun);
-        if (run[0] == own || std::any_of(run.begin(), run.end(),
-                                         [&](std::size_t phase) { return phase != run[0]; }))
+        if (run[0] == own ||
+            std::any_of(run.begin(), run.end(), [&](std::size_t phase) { return phase != run[0]; }))
             continue;
         return chunk;
     }
@@ -257,7 +257,8 @@ std::vector<CodingFit> fit_coding(const Coding& coding, std::span<const std::uin
     for (std::size_t i = 0; i < fits.size(); ++i) {
         fits[i].coding_bits = sum / static_cast<double>(chunks);
         const auto reach = chunks_in_phase(best, i);
-        if (reach >= 6 && reach < chunks) fits[i].reach = chunk_starts(size, fits[i].phase)[reach];
+        if (reach >= 6 && reach < chunks)
+            fits[i].reach = chunk_starts(size, fits[i].phase)[reach * 4 / 5];
     }
     return fits;
 }
@@ -268,19 +269,18 @@ double prediction_cost(std::span<const std::uint8_t> window, const Hypothesis& h
     const std::int64_t step = hypothesis.is_mosaic ? 2 : 1;
     const auto used = coding.row_bits(hypothesis.width);
     const auto pitch = hypothesis.pitch_bits;
-    const auto bits = 8 * (std::min(static_cast<std::int64_t>(window.size()),
-                                    hypothesis.fit->reach) -
-                           hypothesis.start);
+    const auto bits =
+        8 * (std::min(static_cast<std::int64_t>(window.size()), hypothesis.fit->reach) -
+             hypothesis.start);
     if (used > pitch || bits < used) return 8;
     const auto rows = (bits - used) / pitch + 1;
     if (rows <= step || hypothesis.width <= (2 * directions + 1) * step) return 8;
 
-    // Of long rows a piece is taken, each time another one.
+    // Pieces of rows from places that are the same for all hypotheses, so that all are weighed with
+    // the same part of the picture.
     const auto pixels_taken = std::min(hypothesis.width, kLongestPiece);
-    const auto places = (hypothesis.width - pixels_taken) / kPieceUnit + 1;
-    const auto wanted = std::max(kFewestRows, samples / pixels_taken);
-    // Rows are taken in an odd stride, so that both rows of a mosaic are seen.
-    const auto stride = std::max<std::int64_t>(1, (rows - step) / wanted) | 1;
+    const auto pieces = std::max(kFewestPieces, samples / pixels_taken);
+    const auto last_unit = (hypothesis.width - pixels_taken) / kPieceUnit;
     std::vector<ErrorBits> slanted(static_cast<std::size_t>(2 * directions + 1));
     ErrorBits level;
     std::array<ErrorBits, 3> others;
@@ -288,18 +288,25 @@ double prediction_cost(std::span<const std::uint8_t> window, const Hypothesis& h
     PixelBits pixels;
     RowSamples row, above;
     std::int64_t counted = 0, foreign = 0;
-    const bool has_unused = coding.format->layout == IMGCNV_LAYOUT_PACKED &&
-                            coding.format->depth == 10;
+    const bool has_unused =
+        coding.format->layout == IMGCNV_LAYOUT_PACKED && coding.format->depth == 10;
     const auto place = [&](std::int64_t y) { return 8 * hypothesis.start + y * pitch; };
-    for (auto y = step; y < rows; y += stride, ++counted) {
-        const auto from = coding.row_bits(counted * 7919 % places * kPieceUnit);
+    for (; counted < pieces; ++counted) {
+        // The golden ratio spreads places evenly without a period that rows could share.
+        const auto part = 0.618033988749895 * static_cast<double>(counted);
+        const auto bit =
+            static_cast<std::int64_t>((part - std::floor(part)) * static_cast<double>(bits));
+        const auto y = std::clamp(bit / pitch, step, rows - 1);
+        const auto unit = bit % pitch * hypothesis.width / used / kPieceUnit;
+        const auto from = coding.row_bits(std::min(unit, last_unit) * kPieceUnit);
         split_row(coding, window.data(), place(y) + from, pixels_taken,
                   hypothesis.fit->dropped_bits, row);
         split_row(coding, window.data(), place(y - step) + from, pixels_taken,
                   hypothesis.fit->dropped_bits, above);
         if (has_unused)
             for (std::int64_t x = 1; x + 1 < pixels_taken * 3 / 2; x += 3)
-                foreign += (window[static_cast<std::size_t>((place(y) + from) / 8 + x)] & 0xCC) != 0;
+                foreign +=
+                    (window[static_cast<std::size_t>((place(y) + from) / 8 + x)] & 0xCC) != 0;
         if (coding.format->depth == 1) {
             pixels.add_row(row.planes[0], above.planes[0]);
         } else {
@@ -320,7 +327,8 @@ double prediction_cost(std::span<const std::uint8_t> window, const Hypothesis& h
                        0);
         }
     }
-    if (static_cast<double>(foreign) > (1 - kNearlyAll) * static_cast<double>(counted * pixels_taken))
+    if (static_cast<double>(foreign) >
+        (1 - kNearlyAll) * static_cast<double>(counted * pixels_taken))
         return 8;
     // The edges of rows have no neighbours to compare with and count like the rest.
     const auto whole = [&](double bits, std::size_t plane, std::int64_t reach) {

@@ -32,8 +32,7 @@ Signal upper_bits(const CodingFit& fit, std::span<const std::uint8_t> bytes, std
     const auto& coding = fit.coding;
     const auto groups = (static_cast<std::int64_t>(bytes.size()) - phase) / coding.group_bytes();
     const auto count = static_cast<std::size_t>(std::max<std::int64_t>(0, groups) *
-                                                coding.group_pixels() *
-                                                channels(*coding.format));
+                                                coding.group_pixels() * channels(*coding.format));
     std::vector<std::uint16_t> words(count);
     unpack_samples(coding, bytes.data() + phase, 0, count, words.data());
     const int depth = coding.format->depth;
@@ -49,7 +48,8 @@ Signal upper_bits(const CodingFit& fit, std::span<const std::uint8_t> bytes, std
 class LagProfile {
   public:
     LagProfile(std::size_t size, std::size_t longest)
-        : longest_(longest), room_(size > longest + kPieceLength ? size - longest - kPieceLength : 0) {}
+        : longest_(longest),
+          room_(size > longest + kPieceLength ? size - longest - kPieceLength : 0) {}
 
     double at(const Signal& signal, const Signal& other, std::size_t lag) const {
         unsigned sum = 0;
@@ -91,8 +91,8 @@ void add_dips(const std::vector<double>& profile, std::int64_t bits_per_lag,
         for (auto i = lag - reach; i < std::min(lag + reach + 1, profile.size()); ++i, ++number)
             sum += profile[i];
         if (sum > 0)
-            dips.push_back({static_cast<std::int64_t>(lag) * bits_per_lag,
-                            1 - profile[lag] * number / sum});
+            dips.push_back(
+                {static_cast<std::int64_t>(lag) * bits_per_lag, 1 - profile[lag] * number / sum});
     }
 }
 
@@ -113,7 +113,8 @@ std::vector<std::int64_t> pitch_candidates(std::span<const std::uint8_t> window,
     const auto taken = std::min(reach - fit.phase, kProfileBytes);
     if (taken < kWholeGroups) return {};
     const auto from = fit.phase + (reach - fit.phase - taken) / 2 / kWholeGroups * kWholeGroups;
-    const auto bytes = window.subspan(static_cast<std::size_t>(from), static_cast<std::size_t>(taken));
+    const auto bytes =
+        window.subspan(static_cast<std::size_t>(from), static_cast<std::size_t>(taken));
     const auto longest = static_cast<std::size_t>(
         std::min({kLongestPitch, taken / kFewestRows, widest_picture(size, coding)}));
 
@@ -129,16 +130,17 @@ std::vector<std::int64_t> pitch_candidates(std::span<const std::uint8_t> window,
             signals.push_back(upper_bits(fit, bytes, phase));
 
     // Rows of whole bytes: the next row may begin at another phase of the groups.
-    const auto last_lag = longest / static_cast<std::size_t>(group) * static_cast<std::size_t>(samples);
+    const auto last_lag =
+        longest / static_cast<std::size_t>(group) * static_cast<std::size_t>(samples);
     const LagProfile lags(signals.back().size(), last_lag);
     std::vector<double> profile;
     if (lags.longest() > 0)
-        for (std::size_t lag = 0; lag < longest / static_cast<std::size_t>(group) *
-                                            static_cast<std::size_t>(group);
+        for (std::size_t lag = 0;
+             lag < longest / static_cast<std::size_t>(group) * static_cast<std::size_t>(group);
              ++lag)
-            profile.push_back(lags.at(
-                signals[0], signals[lag % static_cast<std::size_t>(group)],
-                lag / static_cast<std::size_t>(group) * static_cast<std::size_t>(samples)));
+            profile.push_back(
+                lags.at(signals[0], signals[lag % static_cast<std::size_t>(group)],
+                        lag / static_cast<std::size_t>(group) * static_cast<std::size_t>(samples)));
     add_dips(profile, 8, dips);
 
     // Rows of a stream may end within a byte.

@@ -22,14 +22,16 @@ RowSteps::RowSteps(ByteSource& source, std::span<const std::uint8_t> window,
       row_bits_(hypothesis.fit->coding.row_bits(hypothesis.width)) {
     const std::int64_t lines = hypothesis.is_mosaic ? 2 : 1;
     const auto first = 8 * (hypothesis.start + kLongestHeader);
-    const auto rows = (8 * std::min(static_cast<std::int64_t>(window.size()),
-                                    hypothesis.fit->reach) - first) / hypothesis.pitch_bits;
+    const auto rows =
+        (8 * std::min(static_cast<std::int64_t>(window.size()), hypothesis.fit->reach) - first) /
+        hypothesis.pitch_bits;
     std::vector<double> medians, means;
     const auto skipped = 8 * kLongestHeader / hypothesis.pitch_bits;
     for (std::int64_t i = 0; i < kTypicalRows; ++i) {
-        const auto y = (rows > 2 * kTypicalRows ? skipped : 0) +
-                       std::max<std::int64_t>(rows + (rows > 2 * kTypicalRows ? 0 : skipped) - lines, 0) *
-                           i / kTypicalRows;
+        const auto y =
+            (rows > 2 * kTypicalRows ? skipped : 0) +
+            std::max<std::int64_t>(rows + (rows > 2 * kTypicalRows ? 0 : skipped) - lines, 0) * i /
+                kTypicalRows;
         const auto at = 8 * hypothesis.start + y * hypothesis.pitch_bits;
         const auto found = step(at, at + lines * hypothesis.pitch_bits);
         if (!found.is_known()) continue;
@@ -47,8 +49,9 @@ RowSteps::RowSteps(ByteSource& source, std::span<const std::uint8_t> window,
     least_ = depth < 8 ? 0.5 : 3.0 * (1 << std::min(hypothesis.fit->upper_shift, depth - 8));
 }
 
-bool RowSteps::load(std::int64_t bit, std::vector<int>& samples) {
-    const auto from = bit / 8, to = (bit + row_bits_ + 7) / 8;
+bool RowSteps::load(std::int64_t bit, std::int64_t pixels, std::vector<int>& samples) {
+    const auto bits = hypothesis_.fit->coding.row_bits(pixels);
+    const auto from = bit / 8, to = (bit + bits + 7) / 8;
     if (bit < 0 || to > source_.size()) return false;
     const std::uint8_t* bytes = nullptr;
     if (to <= static_cast<std::int64_t>(window_.size())) {
@@ -58,14 +61,14 @@ bool RowSteps::load(std::int64_t bit, std::vector<int>& samples) {
         if (static_cast<std::int64_t>(read.size()) < to - from) return false;
         bytes = read.data();
     }
-    split_row(hypothesis_.fit->coding, bytes, bit % 8, hypothesis_.width,
-              hypothesis_.fit->dropped_bits, row_);
+    split_row(hypothesis_.fit->coding, bytes, bit % 8, pixels, hypothesis_.fit->dropped_bits, row_);
     samples.swap(row_.planes[0]);
     return true;
 }
 
-RowStep RowSteps::step(std::int64_t above_bit, std::int64_t row_bit) {
-    if (!load(above_bit, above_) || !load(row_bit, below_)) return {};
+RowStep RowSteps::step(std::int64_t above_bit, std::int64_t row_bit, std::int64_t pixels) {
+    if (pixels == 0) pixels = hypothesis_.width;
+    if (!load(above_bit, pixels, above_) || !load(row_bit, pixels, below_)) return {};
     const auto count = std::min(above_.size(), below_.size());
     const auto stride = std::max<std::size_t>(1, count / kComparedSamples) | 1;
     std::vector<int> steps;
@@ -86,14 +89,16 @@ std::int64_t RowSteps::seam(std::int64_t start, std::int64_t rows) {
     const std::size_t step = hypothesis_.is_mosaic ? 2 : 1;
     std::vector<double> columns;
     std::vector<int> last;
-    rows = std::min({rows, 8 * (source_.size() - start) / pitch,
-                     3 * kSeamRows + 8 * kLongestHeader / pitch});
+    rows = std::min(
+        {rows, 8 * (source_.size() - start) / pitch, 3 * kSeamRows + 8 * kLongestHeader / pitch});
     if (start < hypothesis_.fit->reach)
         rows = std::min(rows, 8 * (hypothesis_.fit->reach - start) / pitch);
     const auto stride = std::max<std::int64_t>(1, rows / kSeamRows);
     double counted = 0;
     for (std::int64_t y = 1; y < rows; y += stride) {
-        if (!load(8 * start + (y - 1) * pitch, last) || !load(8 * start + y * pitch, below_)) break;
+        if (!load(8 * start + (y - 1) * pitch, hypothesis_.width, last) ||
+            !load(8 * start + y * pitch, hypothesis_.width, below_))
+            break;
         if (columns.empty()) columns.resize(below_.size());
         if (below_.size() <= step || last.size() != columns.size()) break;
         for (std::size_t x = 0; x < columns.size(); ++x) {

@@ -23,8 +23,8 @@ class RowSteps {
     RowSteps(ByteSource& source, std::span<const std::uint8_t> window,
              const Hypothesis& hypothesis);
 
-    /// Of the rows that begin at these bits of the file.
-    RowStep step(std::int64_t above_bit, std::int64_t row_bit);
+    /// Of the rows that begin at these bits of the file; `pixels`: of so many, 0 of all.
+    RowStep step(std::int64_t above_bit, std::int64_t row_bit, std::int64_t pixels = 0);
     /// The mean step of the picture's rows, and what 49 of 50 stay below.
     double mean() const { return mean_; }
     double nearly_all() const { return nearly_all_; }
@@ -37,7 +37,7 @@ class RowSteps {
     std::int64_t seam(std::int64_t start, std::int64_t rows);
 
   private:
-    bool load(std::int64_t bit, std::vector<int>& samples);
+    bool load(std::int64_t bit, std::int64_t pixels, std::vector<int>& samples);
 
     ByteSource& source_;
     std::span<const std::uint8_t> window_;

@@ -6,9 +6,6 @@
 
 #include <algorithm>
 #include <array>
-#ifdef GUESS_DEBUG
-#include <cstdio>
-#endif
 #include <cmath>
 #include <map>
 #include <set>
@@ -21,27 +18,28 @@ namespace {
 // the constants only settle ties.
 constexpr double kOddWidth = 0.02;  // sensors have even ones, mostly multiples of 4
 constexpr double kPaddingTaken = 0.005;
-constexpr double kPaddingSeen = 0.1;  // columns of one value at the end of all rows
+constexpr double kPaddingSeen = 0.1;   // columns of one value at the end of all rows
 constexpr double kEvenColumns = 0.05;  // such columns taken for picture
 constexpr double kBigEndian = 0.02;
-constexpr double kMosaic = 0.01;   // noise looks the same through both
-constexpr double kPattern = 0.12;  // of period 2, taken for grey, or none, taken for a mosaic
+constexpr double kMosaic = 0.01;         // noise looks the same through both
+constexpr double kPatternMissed = 0.12;  // of period 2, taken for grey
+constexpr double kNoPattern = 0.3;       // taken for a mosaic
 constexpr double kFitsKnownSize = -0.12;
-constexpr double kNarrow = 0.15;       // per halving below kUsuallyWider pixels
+constexpr double kNarrow = 0.15;  // per halving below kUsuallyWider pixels
 constexpr std::int64_t kUsuallyWider = 128;
 constexpr double kUnalignedStride = 0.05;
 
 constexpr double kWorseCodings = 1.2;
 constexpr double kWorsePhases = 0.3;
-constexpr std::size_t kCodings = 9;
+constexpr std::size_t kCodings = 11;
 constexpr std::size_t kPhases = 2;
 constexpr std::size_t kPitches = 10;
 constexpr std::int64_t kNear = 16;
-constexpr std::int64_t kSmallest = 16;  // width and height, unless given
+constexpr std::int64_t kSmallest = 16;      // width and height, unless given
 constexpr std::int64_t kRowsOfPixels = 10;  // no stride is longer
 constexpr std::int64_t kLongestHeader = 16384;
 constexpr std::size_t kRefined = 40;
-constexpr std::size_t kPlaced = 14;
+constexpr std::size_t kPlaced = 24;
 constexpr std::array<std::int64_t, 6> kUsualHeaders{0, 256, 512, 1024, 2048, 4096};
 
 /// How unusual files of a layout are.
@@ -59,6 +57,8 @@ double rareness(const Coding& coding) {
             return coding.is_deep() ? 0.012 : 0.03;
         case IMGCNV_LAYOUT_PACKED:
             return 0.01;
+        case IMGCNV_LAYOUT_UYYVYY:
+            return 0.06;
         default:
             return 0.03;
     }
@@ -110,8 +110,11 @@ class Search {
         choose_codings();
         for (const auto& fit : fits_) known_.width > 0 ? add_of_width(fit) : add_of_any_width(fit);
         weigh(4 * 1024, 1, kRefined);
-        weigh(32 * 1024, 2, kPlaced);
-        weigh(96 * 1024, 4, kPlaced);
+        for (auto& candidate : candidates_)
+            if (is_yuv(*candidate.hypothesis.fit->coding.format))
+                candidate.rank += against_yuv(window_, candidate.hypothesis);
+        weigh(24 * 1024, 2, kPlaced);
+        weigh(64 * 1024, 4, kPlaced);
         return placed();
     }
 
@@ -127,8 +130,10 @@ class Search {
             auto fits = fit_coding(coding, window_, std::max<std::int64_t>(0, known_.skip), phases);
             if (!fits.empty()) all.push_back(std::move(fits));
         }
-        const auto bits = [](const std::vector<CodingFit>& fits) {
-            return fits.front().coding_bits + rareness(fits.front().coding);
+        const auto bits = [&](const std::vector<CodingFit>& fits) {
+            const auto& coding = fits.front().coding;
+            return fits.front().coding_bits + rareness(coding) +
+                   (fills_known_size(coding) ? kFitsKnownSize : 0);
         };
         std::stable_sort(all.begin(), all.end(),
                          [&](const auto& a, const auto& b) { return bits(a) < bits(b); });
@@ -136,6 +141,20 @@ class Search {
             if (bits(all[i]) > bits(all.front()) + kWorseCodings) break;
             keep_phases(all[i]);
         }
+        // All are weighed with the part of the file for which all phases hold.
+        std::int64_t reach = static_cast<std::int64_t>(window_.size());
+        for (const auto& fit : fits_) reach = std::min(reach, fit.reach);
+        for (auto& fit : fits_) fit.reach = reach;
+    }
+
+    /// Whether one frame of a known size, or the size that is given, is the whole file.
+    bool fills_known_size(const Coding& coding) const {
+        const auto fits = [&](std::int64_t width, std::int64_t height) {
+            return frame_bytes(coding.row_bits(width), height) == size_;
+        };
+        if (known_.width > 0) return fits(known_.width, known_.height);
+        return std::any_of(known_sizes().begin(), known_sizes().end(),
+                           [&](const auto& size) { return fits(size.first, size.second); });
     }
 
     void keep_phases(std::vector<CodingFit>& of_coding) {
@@ -182,7 +201,8 @@ class Search {
     void add(const CodingFit& fit, std::int64_t width, std::int64_t pitch, std::int64_t start,
              double penalty, double hope = 0) {
         const auto row = fit.coding.row_bits(width);
-        if (width < (known_.width > 0 ? 1 : kSmallest) || row > pitch || pitch > kRowsOfPixels * row)
+        if (width < (known_.width > 0 ? 1 : kSmallest) || row > pitch ||
+            pitch > kRowsOfPixels * row)
             return;
         if (known_.stride > 0 && pitch != 8 * known_.stride) return;
         if (pitch != row && pitch % 8 != 0) return;
@@ -192,9 +212,9 @@ class Search {
         for (const bool is_mosaic : {false, true}) {
             if (is_mosaic && !fit.coding.may_be_mosaic()) continue;
             if (known_.format != 0 && is_mosaic != is_mosaic_known()) continue;
-            const auto [place, is_new] =
-                seen_.insert({{fit.coding.format, fit.coding.big_endian, is_mosaic, width, pitch, start},
-                              candidates_.size()});
+            const auto [place, is_new] = seen_.insert(
+                {{fit.coding.format, fit.coding.big_endian, is_mosaic, width, pitch, start},
+                 candidates_.size()});
             if (!is_new) {
                 auto& other = candidates_[place->second];
                 other.hope = std::min(other.hope, hope);
@@ -205,7 +225,8 @@ class Search {
             if (pitch != row && pitch % 32 != 0 && known_.stride == 0) rank += kUnalignedStride;
             if (known_.width == 0) {
                 if (width < kUsuallyWider)
-                    rank += kNarrow * std::log2(static_cast<double>(kUsuallyWider) / static_cast<double>(width));
+                    rank += kNarrow * std::log2(static_cast<double>(kUsuallyWider) /
+                                                static_cast<double>(width));
                 if (width % 2 != 0) rank += kOddWidth;
                 if (width % 4 != 0) rank += kOddWidth / 2;
             }
@@ -220,8 +241,8 @@ class Search {
 
     /// Where rows of a pitch may begin: tight rows of whole groups anywhere at the coding's phase,
     /// others at byte 0 or behind a header.
-    void add_at_starts(const CodingFit& fit, std::int64_t width, std::int64_t pitch,
-                       double penalty, double hope = 0) {
+    void add_at_starts(const CodingFit& fit, std::int64_t width, std::int64_t pitch, double penalty,
+                       double hope = 0) {
         const auto group = 8 * fit.coding.group_bytes();
         const bool is_tight = pitch == fit.coding.row_bits(width);
         if (is_tight && (fit.coding.is_stream() || pitch % group == 0)) {
@@ -263,10 +284,12 @@ class Search {
             const auto count = size_ / bytes, rest = size_ - count * bytes;
             const bool has_gaps = count > 1 && rest % count == 0 && rest / count <= kLongestHeader;
             if (rest <= kLongestHeader || has_gaps)
-                add_at_starts(fit, width, row, 0, has_gaps || fits_behind_header(bytes) ? kFitsKnownSize : 0);
+                add_at_starts(fit, width, row, 0,
+                              has_gaps || fits_behind_header(bytes) ? kFitsKnownSize : 0);
             const auto offer_padded = [&](std::int64_t pitch) {
                 const auto padded = frame_bytes(pitch, height);
-                if (pitch > row && 4 * pitch < 5 * row + 8 * 64 && padded <= size_ && size_ % padded == 0)
+                if (pitch > row && 4 * pitch < 5 * row + 8 * 64 && padded <= size_ &&
+                    size_ % padded == 0)
                     add_at_starts(fit, width, pitch, kPaddingTaken, kFitsKnownSize);
             };
             for (std::int64_t unit = 32; unit <= 4096; unit *= 2)
@@ -294,7 +317,8 @@ class Search {
             double penalty = kPaddingTaken;
             if (pitch < row || pitch % 8 != 0) return;
             const auto columns = constant_columns(window_, 0, pitch / 8);
-            if (8 * columns.count > pitch / 2) return add_at_starts(fit, known_.width, pitch, penalty);
+            if (8 * columns.count > pitch / 2)
+                return add_at_starts(fit, known_.width, pitch, penalty);
             if (columns.count > 0 && 8 * columns.count >= pitch - row - 7)
                 add(fit, known_.width, pitch, (columns.first + columns.count) % (pitch / 8),
                     penalty - kPaddingSeen);
@@ -321,14 +345,9 @@ class Search {
             candidate.cost = prediction_cost(window_, candidate.hypothesis, samples, directions);
             candidate.rank += candidate.cost;
         }
-        std::stable_sort(candidates_.begin(), candidates_.end(),
-                         [](const auto& a, const auto& b) {
-                             return a.rank + a.hope < b.rank + b.hope;
-                         });
-#ifdef GUESS_DEBUG
-        fprintf(stderr, "-- %ld of %zu\n", samples, candidates_.size());
-        for (std::size_t i = 0; i < std::min<std::size_t>(candidates_.size(), 24); ++i) { auto&c=candidates_[i]; auto&h=c.hypothesis; fprintf(stderr,"%s%s%s %ld pitch %ld start %ld phase %ld reach %ld drop %d cost %.3f rank %.3f hope %.2f strength %.2f\n", h.fit->coding.format->name, h.fit->coding.big_endian?"BE":"", h.is_mosaic?" mosaic":"", h.width,h.pitch_bits,h.start,h.fit->phase,h.fit->reach,h.fit->dropped_bits,c.cost,c.rank,c.hope, mosaic_strength(window_,h)); }
-#endif
+        std::stable_sort(candidates_.begin(), candidates_.end(), [](const auto& a, const auto& b) {
+            return a.rank + a.hope < b.rank + b.hope;
+        });
         if (candidates_.size() > kept) candidates_.resize(kept);
     }
 
@@ -353,8 +372,8 @@ class Search {
 
     double against_pattern(const Hypothesis& hypothesis) const {
         const auto strength = mosaic_strength(window_, hypothesis);
-        if (hypothesis.is_mosaic) return strength < 1 ? kPattern : 0;
-        return strength > 2 ? kPattern : 0;
+        if (hypothesis.is_mosaic) return strength < 1 ? kNoPattern : 0;
+        return strength > 2 ? kPatternMissed : 0;
     }
 
     ByteSource& source_;

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <cstring>
+#include <utility>
 
 namespace frames {
 namespace {
@@ -26,9 +27,12 @@ SourceRows::SourceRows(const Geometry& frame, const Wish& wish)
     if (wish.full_scale && !has_levels_) full_scale_depth_ = frame.format->depth;
     if (!has_levels_) return;
 
+    // Levels are applied to RGB samples without their alpha.
+    if (four_channels_) dropped_ = layout_kernels(*format_of_code(IMGCNV_PIXEL_RGB8_PACKED), false);
     const double largest = (1 << frame.format->depth) - 1;
     const double full = !wish.is_wide() ? 255 : wish.full_scale ? 65535 : largest;
     const double gains[3] = {wish.levels.red_gain, wish.levels.green_gain, wish.levels.blue_gain};
+    largest_ = static_cast<std::uint16_t>(full);
     const bool blue_first =
         frame.format->layout == IMGCNV_LAYOUT_BGR || frame.format->layout == IMGCNV_LAYOUT_BGRA;
     for (int row = 0; row < 2; ++row) {
@@ -61,23 +65,29 @@ SourceRows::Place SourceRows::place(const std::uint8_t* frame, std::int64_t row,
     return {base + pixel / format.group_pixels * format.group_bytes, pixel % format.group_pixels};
 }
 
+/// The upper 8 bits of whole groups' samples, through the levels where there are any.
+void SourceRows::unpack8(const std::uint8_t* source, std::uint8_t* out, std::int64_t row,
+                         std::int64_t lead, std::int64_t pixels) const {
+    const auto count = static_cast<std::size_t>(pixels * channels_);
+    if (!has_levels_) return kernels_.to8(source, out, count);
+    auto levels = levels8_[row % 2];
+    if (is_mosaic_ && lead % 2 != 0) std::swap(levels.factor[0], levels.factor[1]);
+    (four_channels_ ? dropped_ : kernels_).to8_levels(source, out, count, levels, period());
+}
+
 void SourceRows::read_run8(const std::uint8_t* frame, std::int64_t row, std::int64_t column,
                            std::int64_t columns, std::uint8_t* out, std::uint8_t* scratch) const {
     const auto from = place(frame, row, column);
-    const auto pixels = from.lead + columns;
-    const auto wanted = static_cast<std::size_t>(columns * channels_);
-    if (has_levels_) {
-        auto* wide = reinterpret_cast<std::uint16_t*>(scratch);
-        read_run16(frame, row, column, columns, wide, scratch);
-        sample_kernels().levels_to8(wide, out, wanted, levels_[row % 2], period());
-    } else if (four_channels_) {
-        kernels_.to8(from.bytes, scratch, static_cast<std::size_t>(pixels * 4));
-        sample_kernels().drop_alpha8(scratch, out, static_cast<std::size_t>(columns), false);
+    if (four_channels_) {
+        auto* dropped = has_levels_ ? scratch : out;
+        sample_kernels().drop_alpha8(from.bytes, dropped, static_cast<std::size_t>(columns), false);
+        if (has_levels_) unpack8(scratch, out, row, 0, columns);
     } else if (from.lead == 0) {
-        kernels_.to8(from.bytes, out, wanted);
+        unpack8(from.bytes, out, row, 0, columns);
     } else {
-        kernels_.to8(from.bytes, scratch, static_cast<std::size_t>(pixels * channels_));
-        std::memcpy(out, scratch + from.lead * channels_, wanted);
+        unpack8(from.bytes, scratch, row, from.lead, from.lead + columns);
+        std::memcpy(out, scratch + from.lead * channels_,
+                    static_cast<std::size_t>(columns * channels_));
     }
 }
 
@@ -144,9 +154,10 @@ void SourceRows::read16(const std::uint8_t* frame, const Rectangle& part, std::u
     for (auto y = part.first_row; y < part.last_row; ++y, out += stride) {
         const auto row = mirrored(y, frame_.height);
         read_run16(frame, row, part.first_column, inside, out, scratch);
-        if (has_levels_)
+        if (has_levels_) {
             sample_kernels().levels_to16(out, out, count, levels_[row % 2], period());
-        else if (full_scale_depth_ != 0)
+            for (std::size_t i = 0; i < count; ++i) out[i] = std::min(out[i], largest_);
+        } else if (full_scale_depth_ != 0)
             sample_kernels().full_scale(out, out, count, full_scale_depth_);
         mirror_columns(part, out);
     }

@@ -45,12 +45,17 @@ class SourceRows {
     void read_run16(const std::uint8_t* frame, std::int64_t row, std::int64_t column,
                     std::int64_t columns, std::uint16_t* out, std::uint8_t* scratch) const;
     int period() const { return is_mosaic_ ? 2 : channels_; }
+    void unpack8(const std::uint8_t* source, std::uint8_t* out, std::int64_t row, std::int64_t lead,
+                 std::int64_t pixels) const;
     template <class Sample>
     void mirror_columns(const Rectangle& part, Sample* row) const;
 
     Geometry frame_;
     LayoutKernels kernels_{};
-    LevelRow levels_[2]{};  ///< of even and odd rows
+    LayoutKernels dropped_{};    ///< of the samples without their alpha
+    LevelRow levels_[2]{};       ///< of even and odd rows
+    FixedLevels levels8_[2]{};   ///< the same to 8 bits
+    std::uint16_t largest_ = 0;  ///< what levels of 16-bit samples end at
     int channels_ = 1;
     int full_scale_depth_ = 0;  ///< 0: samples keep their value
     bool four_channels_ = false;

@@ -114,6 +114,8 @@ def main():
                         help="a folder that Debian packages with photographs were unpacked into")
     parser.add_argument("--keep", help="a folder where made dumps are kept for the next run")
     parser.add_argument("--wrong", action="store_true", help="list what was answered wrongly")
+    parser.add_argument("--floors", type=float, nargs=3, metavar="PERCENT",
+                        help="fails below these rates: size given, without, without in first three")
     arguments = parser.parse_args()
     library = Library(arguments.library)
     right, total, slowest = collections.Counter(), 0, 0
@@ -138,6 +140,13 @@ def main():
     print(f"{arguments.set}: {total} dumps, slowest {slowest:.2f} s")
     for way, count in sorted(right.items()):
         print(f"  {way}: {count} = {100 * count / max(total, 1):.1f} %")
+    ways = ("size given", "without", "without, first three")
+    if arguments.floors and any(100 * right[way] < floor * total
+                                for way, floor in zip(ways, arguments.floors)):
+        sys.exit(f"FAILED: expected at least {arguments.floors} %")
+    if total == 0:
+        print("SKIPPED: no pictures were found")
+        sys.exit(77)
 
 
 if __name__ == "__main__":

@@ -1,0 +1,281 @@
+// Guessing through the C interface: what it must refuse, what it must keep, how much it may read.
+// How often it is right is measured by tests/guess/measure.py over dumps of all layouts.
+#include "imgcnv_frames.h"
+
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <cmath>
+#include <cstdint>
+#include <cstring>
+#include <random>
+#include <string>
+#include <vector>
+
+namespace {
+
+using Bytes = std::vector<std::uint8_t>;
+
+constexpr std::uint32_t kMono8 = 0x01080001, kMono12 = 0x01100005, kRgb8 = 0x02180014;
+
+struct Result {
+    int status = 0;
+    std::vector<imgcnv_reading> readings;
+    std::string text;
+};
+
+imgcnv_guess_question question_of(const Bytes& data) {
+    imgcnv_guess_question question{};
+    question.struct_size = sizeof question;
+    question.data = data.data();
+    question.bytes = static_cast<std::int64_t>(data.size());
+    question.known = IMGCNV_FRAME_INIT;
+    question.known.skip = question.known.gap = -1;
+    return question;
+}
+
+Result ask(const imgcnv_guess_question& question) {
+    Result result;
+    result.readings.resize(6);
+    for (auto& reading : result.readings) reading.struct_size = sizeof reading;
+    char text[IMGCNV_TEXT_BYTES];
+    int count = -1;
+    result.status =
+        imgcnv_guess(&question, result.readings.data(), static_cast<int>(result.readings.size()),
+                     &count, text, sizeof text);
+    result.text = text;
+    result.readings.resize(static_cast<std::size_t>(std::max(count, 0)));
+    return result;
+}
+
+/// A scene of soft shapes and the noise of a sensor, 0 to 1, repeatable at any place.
+double scene(std::int64_t x, std::int64_t y) {
+    const auto u = static_cast<double>(x), v = static_cast<double>(y);
+    const auto hash = static_cast<std::uint32_t>(x * 73856093 ^ y * 19349663) * 2654435761U;
+    const double noise = (hash >> 16 & 255) / 255.0 - 0.5;
+    return 0.5 + 0.2 * std::sin(u / 37) * std::cos(v / 23) + 0.2 * std::sin((u + 2 * v) / 91) +
+           0.02 * noise;
+}
+
+Bytes mono8(std::int64_t width, std::int64_t height, std::int64_t stride = 0) {
+    Bytes data;
+    for (std::int64_t y = 0; y < height; ++y) {
+        for (std::int64_t x = 0; x < width; ++x)
+            data.push_back(static_cast<std::uint8_t>(255 * scene(x, y)));
+        for (std::int64_t x = width; x < stride; ++x) data.push_back(0);
+    }
+    return data;
+}
+
+Bytes noise(std::size_t count) {
+    Bytes data(count);
+    std::mt19937 random(5);
+    for (auto& byte : data) byte = static_cast<std::uint8_t>(random());
+    return data;
+}
+
+TEST(Guess, FindsAFrameBehindAHeader) {
+    auto data = mono8(640, 480, 704);
+    data.insert(data.begin(), 512, 0);
+    const auto result = ask(question_of(data));
+    ASSERT_EQ(result.status, IMGCNV_OK) << result.text;
+    ASSERT_FALSE(result.readings.empty());
+    const auto& frame = result.readings[0].frame;
+    EXPECT_EQ(frame.format, kMono8);
+    EXPECT_EQ(frame.width, 640);
+    EXPECT_EQ(frame.height, 480);
+    EXPECT_EQ(frame.stride, 704);
+    EXPECT_EQ(frame.skip, 512);
+    EXPECT_EQ(result.readings[0].frames, 1);
+    EXPECT_EQ(result.readings[0].score, 1);
+}
+
+TEST(Guess, KeepsWhatIsKnown) {
+    struct Known {
+        std::uint32_t format;
+        std::int64_t width, height, stride;
+    };
+    const auto data = mono8(640, 480);
+    for (const auto& known : {Known{kMono8, 0, 0, 0}, Known{kMono12, 0, 0, 0},
+                              Known{kRgb8, 320, 0, 0}, Known{0, 0, 240, 0}, Known{0, 640, 0, 0},
+                              Known{0, 8, 8, 0}, Known{0, 1, 1, 0}, Known{0, 0, 0, 640}}) {
+        auto question = question_of(data);
+        question.known.format = known.format;
+        question.known.width = known.width;
+        question.known.height = known.height;
+        question.known.stride = known.stride;
+        question.known.skip = 0;
+        const auto result = ask(question);
+        for (const auto& reading : result.readings) {
+            const auto& frame = reading.frame;
+            if (known.format != 0) {
+                EXPECT_EQ(frame.format, known.format);
+            }
+            if (known.width != 0) {
+                EXPECT_EQ(frame.width, known.width);
+            }
+            if (known.height != 0) {
+                EXPECT_EQ(frame.height, known.height);
+            }
+            EXPECT_EQ(frame.skip, 0);
+            if (known.stride != 0) {
+                const auto tight = imgcnv_row_bytes(frame.format, frame.width);
+                EXPECT_EQ(frame.stride == 0 ? tight : frame.stride, known.stride);
+            }
+        }
+    }
+}
+
+// Every reading must be a frame that the engine takes and that lies within the file, of no odd
+// proportions.
+TEST(Guess, ReadingsAreFramesOfTheFile) {
+    const Bytes files[] = {mono8(333, 257), mono8(2000, 30), noise(307200), Bytes(307200, 7),
+                           mono8(17, 900)};
+    for (const auto& data : files) {
+        for (const auto& reading : ask(question_of(data)).readings) {
+            imgcnv_frame_sizes sizes{};
+            sizes.struct_size = sizeof sizes;
+            char text[IMGCNV_TEXT_BYTES];
+            ASSERT_EQ(imgcnv_frame_measure(&reading.frame, &sizes, text, sizeof text), IMGCNV_OK)
+                << text;
+            EXPECT_GE(reading.frame.width, 16);
+            EXPECT_GE(reading.frame.height, 16);
+            EXPECT_LE(reading.frame.stride, 10 * sizes.row_bytes);
+            EXPECT_GE(reading.frames, 1);
+            EXPECT_LE(reading.frame.skip +
+                          (reading.frames - 1) * (sizes.frame_bytes + reading.frame.gap) +
+                          sizes.needed_bytes,
+                      static_cast<std::int64_t>(data.size()));
+            EXPECT_GT(reading.score, 0);
+            EXPECT_LE(reading.score, 1);
+        }
+    }
+}
+
+TEST(Guess, SaysWhatIsNotRaw) {
+    struct File {
+        const char* bytes;
+        std::size_t count;
+        const char* name;
+    };
+    const File files[] = {{"\x89PNG\r\n\x1a\n", 8, "PNG"},
+                          {"II*\0", 4, "TIFF"},
+                          {"MM\0*", 4, "TIFF"},
+                          {"\xFF\xD8\xFF\xE0", 4, "JPEG"},
+                          {"\x93NUMPY\x01", 7, "NumPy"},
+                          {"PK\x03\x04", 4, "ZIP"},
+                          {"\x1F\x8B\x08", 3, "gzip"},
+                          {"P5 640 480 255\n", 15, "PGM"},
+                          {"SIMPLE  =      ", 15, "FITS"},
+                          {"\x89HDF\r\n\x1a\n", 8, "HDF5"},
+                          {"BM\x36\x10\x0E\0\0\0\0\0\x36\0\0\0\x28\0\0\0\0", 19, "BMP"}};
+    const auto picture = mono8(640, 480);
+    for (const auto& file : files) {
+        auto data = picture;
+        std::memcpy(data.data(), file.bytes, file.count);
+        const auto result = ask(question_of(data));
+        EXPECT_EQ(result.status, IMGCNV_BAD_DATA) << file.name;
+        EXPECT_NE(result.text.find(file.name), std::string::npos) << result.text;
+    }
+    // Letters alone prove nothing.
+    auto data = picture;
+    data[0] = 'P', data[1] = '5';
+    EXPECT_EQ(ask(question_of(data)).status, IMGCNV_OK);
+}
+
+TEST(Guess, SaysThatNothingIsFound) {
+    EXPECT_NE(ask(question_of(Bytes(10, 3))).text.find("too short"), std::string::npos);
+    EXPECT_EQ(ask(question_of(Bytes{})).status, IMGCNV_BAD_ARGUMENT);
+    const auto random = ask(question_of(noise(90001)));
+    EXPECT_EQ(random.status, IMGCNV_BAD_DATA);
+    EXPECT_NE(random.text.find("better than chance"), std::string::npos) << random.text;
+    EXPECT_NE(ask(question_of(Bytes(90001, 3))).text.find("all bytes are the same"),
+              std::string::npos);
+    // A length that a usual size has is still worth an answer, which says what it rests on.
+    const auto usual = ask(question_of(noise(640 * 480)));
+    EXPECT_EQ(usual.status, IMGCNV_OK);
+    EXPECT_NE(usual.text.find("only the length"), std::string::npos) << usual.text;
+    auto too_large = question_of(mono8(64, 64));
+    too_large.known.width = too_large.known.height = 900;
+    EXPECT_EQ(ask(too_large).status, IMGCNV_BAD_DATA);
+}
+
+TEST(Guess, KnowsPoints) {
+    Bytes data;
+    for (int row = 1; row <= 40; ++row)
+        for (int column = row; column < 300; column += 37) {
+            const int place = row << 12 | column;
+            for (const int byte : {200, place >> 16, place >> 8, place})
+                data.push_back(static_cast<std::uint8_t>(byte));
+        }
+    data.insert(data.end(), 4, 0);
+    const auto result = ask(question_of(data));
+    ASSERT_EQ(result.readings.size(), 1U) << result.text;
+    imgcnv_format_info info{};
+    info.struct_size = sizeof info;
+    ASSERT_EQ(imgcnv_format_of_code(result.readings[0].frame.format, &info), IMGCNV_OK);
+    EXPECT_EQ(info.layout, IMGCNV_LAYOUT_POINTS);
+    EXPECT_EQ(result.readings[0].frame.height, 40);
+}
+
+/// Frames of 1280x1024 without end: no memory holds them.
+struct LongFile {
+    std::int64_t read = 0;
+    bool fails = false;
+
+    static std::int64_t take(void* context, std::int64_t offset, void* buffer, std::int64_t bytes) {
+        auto& file = *static_cast<LongFile*>(context);
+        if (file.fails) return -1;
+        file.read += bytes;
+        auto* out = static_cast<std::uint8_t*>(buffer);
+        for (std::int64_t i = 0; i < bytes; ++i) {
+            const auto at = (offset + i) % (1280 * 1024);
+            out[i] = static_cast<std::uint8_t>(255 * scene(at % 1280, at / 1280));
+        }
+        return bytes;
+    }
+};
+
+TEST(Guess, ReadsLittleOfALongFile) {
+    LongFile file;
+    imgcnv_guess_question question = question_of({});
+    question.data = nullptr;
+    question.read = LongFile::take;
+    question.context = &file;
+    question.bytes = std::int64_t{1280} * 1024 * 4600;
+    const auto result = ask(question);
+    ASSERT_FALSE(result.readings.empty()) << result.text;
+    EXPECT_EQ(result.readings[0].frame.width, 1280);
+    EXPECT_EQ(result.readings[0].frame.height, 1024);
+    EXPECT_EQ(result.readings[0].frames, 4600);
+    EXPECT_LT(file.read, 64 << 20);
+    file.fails = true;
+    EXPECT_EQ(ask(question).status, IMGCNV_BAD_DATA);
+}
+
+TEST(Guess, RefusesBadArguments) {
+    const auto data = mono8(64, 64);
+    const auto good = question_of(data);
+    imgcnv_reading reading{};
+    reading.struct_size = sizeof reading;
+    int count = 0;
+    EXPECT_EQ(imgcnv_guess(nullptr, &reading, 1, &count, nullptr, 0), IMGCNV_BAD_ARGUMENT);
+    EXPECT_EQ(imgcnv_guess(&good, nullptr, 1, &count, nullptr, 0), IMGCNV_BAD_ARGUMENT);
+    EXPECT_EQ(imgcnv_guess(&good, &reading, -1, &count, nullptr, 0), IMGCNV_BAD_ARGUMENT);
+    EXPECT_EQ(imgcnv_guess(&good, &reading, 1, nullptr, nullptr, 0), IMGCNV_BAD_ARGUMENT);
+    auto bad = good;
+    bad.bytes = -1;
+    EXPECT_EQ(imgcnv_guess(&bad, &reading, 1, &count, nullptr, 0), IMGCNV_BAD_ARGUMENT);
+    for (const auto member : {&imgcnv_frame::width, &imgcnv_frame::height, &imgcnv_frame::stride}) {
+        bad = good;
+        bad.known.*member = -5;
+        EXPECT_EQ(imgcnv_guess(&bad, &reading, 1, &count, nullptr, 0), IMGCNV_BAD_ARGUMENT);
+        bad.known.*member = INT64_MAX;
+        EXPECT_NE(imgcnv_guess(&bad, &reading, 1, &count, nullptr, 0), IMGCNV_OK);
+    }
+    bad = good;
+    bad.known.format = 0x12345;
+    EXPECT_EQ(imgcnv_guess(&bad, &reading, 1, &count, nullptr, 0), IMGCNV_UNKNOWN_FORMAT);
+}
+
+}  // namespace
