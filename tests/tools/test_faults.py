@@ -108,7 +108,8 @@ def test_unusable_paths(run, tmp_path):
     (tmp_path / "in.raw").write_bytes(bytes(MONO_BYTES))
     (tmp_path / "folder").mkdir()
     assert "No such file" in run("convert", "nowhere.raw", *MONO, "-o", "o.png", code=1).said
-    assert "directory" in run("convert", "folder", *MONO, "-o", "o.png", code=1).said
+    assert "folder: no files" in run("convert", "folder", *MONO, "-o", "o.png", code=1).said
+    assert "directory" in run("info", "folder", code=1).said
     assert "No such file" in run("convert", "in.raw", *MONO, "-o", "no/such/o.png", code=1).said
     (tmp_path / "is.png").mkdir()
     run("convert", "in.raw", *MONO, "-o", "is.png")  # an existing folder takes the picture

@@ -71,7 +71,7 @@ def test_bash_completes(run, tmp_path):
             _init_completion() {{ words=({line}); cword={len(words) - 1}
                 cur={words[-1]!r}; prev={words[-2]!r}
                 # As bash-completion's -s does: --option=value is two words.
-                [[ $cur == --*=* ]] && {{ prev=${{cur%%=*}}; cur=${{cur#*=}}; split=true; }}; }}
+                [[ $cur == --*=* ]] && {{ prev=${{cur%%=*}}; cur=${{cur#*=}}; split=true; }}; true; }}
             _filedir() {{ COMPREPLY=(FILES); }}
             source {tmp_path}/script; _imgcnv; echo "${{COMPREPLY[@]}}" """],
                               capture_output=True, text=True, check=True)

@@ -81,7 +81,7 @@ def test_one_file_is_complete_or_not_there(run, tmp_path, bad):
         (tmp_path / f"{i}.raw").write_bytes(bytes([9, 0, 0x10, 9 if i == bad else 1]))
     names = [f"{i}.raw" for i in range(5)]
     said = run("convert", *names, "-f", "Mono1C", "-s", "6x4", "-o", "all.pnm", "-j", 4, code=1).said
-    assert f"{bad}.raw: point 0 lies at row 1, column 9" in said
+    assert f"{bad}.raw: point 0 of the Mono1C list lies at row 1, column 9" in said
     assert sorted(p.name for p in tmp_path.iterdir()) == names
 
 

@@ -19,6 +19,11 @@ std::int64_t read_file(void* context, std::int64_t offset, void* buffer, std::in
 
 Guess guess_file(const InputFile& file, const imgcnv_frame& known, const std::string& name,
                  std::size_t most) {
+    if (*file.size() == 0) throw Failure(file.name() + ": the file is empty");
+    if (known.skip >= *file.size())
+        throw Failure(file.name() + ": nothing is left after the first " +
+                      std::to_string(known.skip) + " of its " + std::to_string(*file.size()) +
+                      " bytes");
     imgcnv_guess_question question{};
     question.struct_size = sizeof question;
     question.bytes = *file.size();
@@ -39,7 +44,7 @@ Guess guess_file(const InputFile& file, const imgcnv_frame& known, const std::st
     guess.readings.resize(static_cast<std::size_t>(count));
     guess.text = text;
     if (guess.readings.empty())
-        throw Failure(file.name() + ": nothing explains its bytes" + guess.text);
+        throw Failure(file.name() + ": nothing explains its bytes\n  " + guess.text);
     return guess;
 }
 
