@@ -111,7 +111,7 @@ void info(const DumpOptions& options) {
             "size, or a file cut short\n",
             size ? "format of this size" : "known size");
     std::printf(
-        "\nThe length alone decides nothing: `imgcnv guess` looks at the bytes:\n"
+        "\nThe length alone decides nothing; this looks at the bytes:\n"
         "    imgcnv guess %s\n",
         shell_word(options.file).c_str());
 }

@@ -9,15 +9,11 @@
 namespace tool {
 namespace {
 
-/// The engine's lines below the message that they explain.
-std::string indented(const std::string& text) {
-    if (text.empty()) return text;
-    std::string out = "\n  ";
-    for (const char c : text) {
-        out += c;
-        if (c == '\n') out += "  ";
-    }
-    return out;
+/// The engine's lines below the message that they explain; it indents all but the first.
+std::string below(const char* text) {
+    std::string lines = *text == '\0' ? "" : "\n  ";
+    lines += text;
+    return lines;
 }
 
 }  // namespace
@@ -93,7 +89,7 @@ FileFit fit(const Frame& frame, std::int64_t file_bytes) {
     found.struct_size = sizeof found;
     char text[IMGCNV_TEXT_BYTES];
     check(imgcnv_file_measure(&frame.given, file_bytes, &found, text, sizeof text), text);
-    return {found.frames, found.left_over, indented(text)};
+    return {found.frames, found.left_over, below(text)};
 }
 
 std::string length_problem(const Frame& frame, std::int64_t file_bytes) {
@@ -107,9 +103,10 @@ std::string length_problem(const Frame& frame, std::int64_t file_bytes) {
                 " such frames: --frames all, or --frames 0 for the first";
     else if (found.frames >= 1)
         text += "\n  --frames 0 takes the first frame and leaves the rest";
-    else if (file_bytes > skip)
+    text += found.text;
+    if (found.frames == 0 && file_bytes > skip)
         text += "\n  --best-effort completes a frame that is cut short with zeros";
-    return text + found.text;
+    return text;
 }
 
 }  // namespace tool
