@@ -412,7 +412,7 @@ void install_properties(GObjectClass* object_class) {
                               IMGCNV_BILINEAR, flags));
     install(kThreads,
             g_param_spec_int("threads", "threads",
-                             "Threads that work on a frame at most; 0: as many as pay", 0, 1024, 1,
+                             "Threads that work on a frame at most; 0: as many as pay", 0, 256, 1,
                              flags));
     install(kRange, g_param_spec_enum("range", "range", "Range of YUV samples", range_type(),
                                       static_cast<int>(Range::kFromCaps), flags));

@@ -273,7 +273,9 @@ enum {
                                      of the format becomes 65535 */
     IMGCNV_TARGET_KEEP_ALPHA = 2, /* 4-byte targets take the alpha of RGBa8 and BGRa8 */
     IMGCNV_TARGET_FLIP_HORIZONTAL = 4, /* after the rotation: left and right are exchanged */
-    IMGCNV_TARGET_FLIP_VERTICAL = 8    /* after the rotation: top and bottom are exchanged */
+    IMGCNV_TARGET_FLIP_VERTICAL = 8,   /* after the rotation: top and bottom are exchanged */
+    IMGCNV_TARGET_ANY_ALPHA = 16 /* the fourth byte of 4-byte pixels may get any value, where nobody
+                                    reads it: a pass over the picture less */
 };
 
 /*

@@ -183,6 +183,7 @@ imgcnv_status make_wish(const Geometry& frame, const imgcnv_target& target, Wish
     wish.keep_alpha = (target.flags & IMGCNV_TARGET_KEEP_ALPHA) != 0 &&
                       (wish.kind == IMGCNV_TARGET_RGBA32 || wish.kind == IMGCNV_TARGET_BGRA32) &&
                       channels(*frame.format) == 4;
+    wish.any_alpha = (target.flags & IMGCNV_TARGET_ANY_ALPHA) != 0;
     set_orientation(target, wish);
     if (const auto status = set_sizes(frame, target, wish, text); status != IMGCNV_OK)
         return status;

@@ -24,6 +24,7 @@ struct Wish {
     int threads = 1;
     bool full_scale = false;
     bool keep_alpha = false;
+    bool any_alpha = false;
 
     /// Rotation and flips: rows and columns are exchanged first, then the picture is flipped.
     bool transpose = false;
@@ -38,7 +39,7 @@ struct Wish {
     bool is_wide() const { return channel_bytes == 2; }
     bool is_upright() const { return !transpose && !flip_horizontal && !flip_vertical; }
     bool is_tight() const { return stride == row_bytes; }
-    bool has_alpha() const { return channels == 4; }
+    bool has_alpha() const { return channels == 4 && !any_alpha; }
 };
 
 /// Checks a target description for frames of this geometry. The text says what is wrong.

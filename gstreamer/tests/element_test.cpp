@@ -135,11 +135,13 @@ Bytes rows_of(const Harness& harness, const Buffer& buffer) {
     if (!gst_video_frame_map(&frame, &info, buffer.get(), GST_MAP_READ)) return {};
     Bytes out;
     const auto row_bytes = GST_VIDEO_INFO_WIDTH(&info) * GST_VIDEO_INFO_COMP_PSTRIDE(&info, 0);
+    const bool has_x = std::strchr(GST_VIDEO_INFO_NAME(&info), 'x') != nullptr;
     for (int y = 0; y < GST_VIDEO_INFO_HEIGHT(&info); ++y) {
         const auto* row = static_cast<const std::uint8_t*>(GST_VIDEO_FRAME_PLANE_DATA(&frame, 0)) +
                           y * GST_VIDEO_FRAME_PLANE_STRIDE(&frame, 0);
         out.insert(out.end(), row, row + row_bytes);
     }
+    for (std::size_t i = 3; has_x && i < out.size(); i += 4) out[i] = 255;  // it may be anything
     gst_video_frame_unmap(&frame);
     return out;
 }

@@ -5,6 +5,7 @@
 namespace live {
 
 Converter::Converter(int demosaic, int threads, int kind) : kind_(kind) {
+    target_.flags = IMGCNV_TARGET_ANY_ALPHA;  // windows and files take the colours alone
     target_.demosaic = demosaic;
     target_.threads = threads;
 }

@@ -87,7 +87,7 @@ void add_output_options(CLI::App& app, Options& options) {
     app.add_option("--threads", options.threads,
                    "Threads that convert a frame at most; 0: as many as pay")
         ->type_name("N")
-        ->check(CLI::Range(0, 1024))
+        ->check(CLI::Range(0, 256))
         ->capture_default_str();
     app.add_flag("--json", options.json, "The report at the end, or the list, for programs");
 }
