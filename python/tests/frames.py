@@ -4,6 +4,7 @@ from __future__ import annotations
 
 import ctypes
 import mmap
+import pathlib
 from typing import Any, List, Optional, Tuple
 
 import numpy as np
@@ -25,6 +26,7 @@ CODES = {
 }
 METHODS = ("nearest", "bilinear", "adaptive")
 PAGE = mmap.PAGESIZE
+SAMPLES = pathlib.Path(__file__).resolve().parents[2] / "samples"
 
 
 class Guarded:
