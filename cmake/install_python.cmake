@@ -17,11 +17,8 @@ set(IMGCNV_PYTHON_DIR ${found} CACHE STRING
 
 set(module_dir ${IMGCNV_PYTHON_DIR}/imgcnv)
 install(DIRECTORY ${PROJECT_SOURCE_DIR}/python/imgcnv/ DESTINATION ${module_dir} COMPONENT python
-        FILES_MATCHING PATTERN "*.py" PATTERN "*.json" PATTERN "py.typed"
+        FILES_MATCHING PATTERN "*.py" PATTERN "py.typed"
         PATTERN "__pycache__" EXCLUDE)
-file(WRITE ${CMAKE_CURRENT_BINARY_DIR}/python_version.txt "${PROJECT_VERSION}\n")
-install(FILES ${CMAKE_CURRENT_BINARY_DIR}/python_version.txt
-        DESTINATION ${module_dir} RENAME _version.txt COMPONENT python)
 
 # The module takes the libraries that lie beside it. Links to the installed ones let it work below
 # any prefix; distributions, which set CMAKE_SKIP_INSTALL_RPATH, have the loader find them.

@@ -23,7 +23,7 @@ mkdir -p "$copy/include" "$copy/python/imgcnv"
 cp "$root/include/imgcnv.h" "$copy/include/"
 cd "$root/python"
 cp pyproject.toml setup.py README.md ../LICENSE "$copy/python/"
-for file in imgcnv/*.py imgcnv/*.json imgcnv/py.typed; do
+for file in imgcnv/*.py imgcnv/py.typed; do
     [ ! -f "$file" ] || cp "$file" "$copy/python/imgcnv/"
 done
 cd - >/dev/null

@@ -1,4 +1,4 @@
-"""Puts the C libraries and the version into the wheel; the rest is in pyproject.toml.
+"""Puts the C libraries into the wheel, and the header's version on it; the rest is in pyproject.toml.
 
 IMGCNV_INSTALLED names the folder that the libraries are installed in, as build_wheel.sh does.
 """
@@ -7,7 +7,6 @@ import os
 import pathlib
 import platform
 import re
-import runpy
 import shutil
 import subprocess
 
@@ -17,7 +16,9 @@ from wheel.bdist_wheel import bdist_wheel
 
 HERE = pathlib.Path(__file__).resolve().parent
 HEADER = HERE.parent / "include" / "imgcnv.h"
-VERSION = runpy.run_path(str(HERE / "imgcnv" / "_version.py"))["read_header"](HEADER)
+VERSION = ".".join(
+    re.findall(r"^#define IMGCNV_VERSION_(?:MAJOR|MINOR|PATCH) (\d+)$", HEADER.read_text(), re.M)
+)
 SONAMES = ["libimgcnv.so.1", "libimgcnv_frames.so.1"]
 
 # What every system of a manylinux tag has, at least: glibc, and the newest symbol versions of
@@ -76,7 +77,6 @@ class BuildWithLibraries(build_py):
         package = pathlib.Path(self.build_lib) / "imgcnv"
         for library in installed_libraries():
             shutil.copyfile(library, package / library.name)
-        (package / "_version.txt").write_text(VERSION + "\n", encoding="utf-8")
 
 
 class PlatformWheel(bdist_wheel):

@@ -2,100 +2,159 @@
 
 from __future__ import annotations
 
-import array
 import ctypes
-import mmap
-from typing import Any, Tuple, Union, cast
+from typing import Any, Tuple, Union
 
 import numpy as np
 from numpy.typing import NDArray
 
+from ._formats import PixelFormat
+
 Bytes = NDArray[np.uint8]
-FrameLike = Union[
-    bytes,
-    bytearray,
-    memoryview,
-    mmap.mmap,
-    "array.array[Any]",
-    "ctypes.Array[Any]",
-    NDArray[np.uint8],
-    NDArray[np.uint16],
-]
+Picture = NDArray[Any]  # uint8, or uint16 for 16-bit targets
+# bytes-like, or an object with __array_interface__, __array__ or __dlpack__: what has no common
+# type that NumPy's stubs know.
+FrameLike = Any
 
 _BYTE_ITEMS = frozenset(("B", "<B", "c", "<c"))
-_WORD_ITEMS = frozenset(("H", "<H"))
-
+_WORD_ITEMS = {"H": False, "<H": False, ">H": True}  # whether the high byte comes first
 
 _from_buffer: Any = ctypes.c_char.from_buffer
-_UINT8 = np.dtype(np.uint8)
 
 
-def address(memory: Union[memoryview, Bytes]) -> int:
-    """Where the first byte of contiguous memory lies.
+def address(memory: Union[memoryview, Picture]) -> int:
+    """Where the first byte of memory lies.
 
     A ctypes object over the memory tells it in a quarter of the time that NumPy
-    takes, but only where one may write.
+    takes, but only where one may write, and only of contiguous memory.
     """
     if isinstance(memory, memoryview):
-        if not memory.readonly:
+        if memory.c_contiguous and not memory.readonly:
             return ctypes.addressof(_from_buffer(memory))
-        memory = np.frombuffer(memory, np.uint8)
+        memory = np.asarray(memory)
     return int(memory.__array_interface__["data"][0])
 
 
-def readable(frame: FrameLike, *, words: bool, rows: int) -> memoryview:
-    """A view of the bytes of `frame`.
+# The memory of a frame, or of a batch of them: what keeps it alive, where it begins, how many bytes
+# lie from its first to its last, and the bytes from row to row (0: as the frame's description says)
+# and from frame to frame.
+Source = Tuple[memoryview, int, int, int, int]
 
-    2-byte items are taken only when `words`, two and more dimensions only with
-    `rows` rows (0: any). While the view lives, a bytearray cannot be resized nor an
-    mmap closed.
-    """
+
+def view_of(name: str, given: FrameLike) -> memoryview:
+    """The memory of `given`: of the buffer protocol, NumPy's protocols, or DLPack's."""
     try:
-        view = memoryview(cast(bytes, frame))  # what array typing cannot say
-    except (TypeError, ValueError):
-        raise TypeError(
-            "frame must be a bytes-like object or an array of uint8 or uint16, "
-            f"not {type(frame).__name__}"
-        ) from None
-    if view.format not in _BYTE_ITEMS:
-        _check_words(view, frame, words)
-    if not view.c_contiguous:
-        raise ValueError("frame is not contiguous: pass numpy.ascontiguousarray(frame)")
-    if not view.nbytes:
-        raise ValueError("frame is empty")
-    if view.ndim > 1 and rows and view.shape is not None and view.shape[0] != rows:
-        raise ValueError(
-            f"frame has shape {view.shape}, expected {rows} rows; width and height may be "
-            "exchanged, or pass frame.reshape(-1)"
-        )
-    return view
+        return memoryview(given)
+    except ValueError as error:  # a closed mmap, a released memoryview
+        if not isinstance(given, np.ndarray):
+            raise ValueError(f"{name} cannot be read: {error}") from None
+    except (TypeError, BufferError):
+        pass
+    array: Any = given
+    if not isinstance(given, np.ndarray):
+        if hasattr(given, "__array_interface__") or hasattr(given, "__array__"):
+            array = np.asarray(given)  # xarray, Pillow, and others whose memory it is
+        elif hasattr(given, "__dlpack__"):
+            device = given.__dlpack_device__()[0]
+            if device != 1:
+                raise TypeError(f"{name} is in memory of DLPack device {device}, expected the CPU's")
+            array = np.from_dlpack(given)
+        else:
+            raise TypeError(
+                f"{name} must be a bytes-like object or an array of uint8 or uint16, "
+                f"not {type(given).__name__}"
+            )
+    if array.dtype.kind not in "biuf":
+        raise TypeError(f"{name} holds {array.dtype}, expected uint8 or uint16")
+    return memoryview(array)
 
 
-def _check_words(view: memoryview, frame: FrameLike, words: bool) -> None:
-    items = getattr(frame, "dtype", f"items of struct format {view.format!r}")
+def check_items(view: memoryview, given: FrameLike, format: PixelFormat, big_endian: bool) -> None:
+    """Refuse items that are neither bytes nor the words of the format."""
+    if view.format in _BYTE_ITEMS:
+        return
+    items = getattr(given, "dtype", f"items of struct format {view.format!r}")
     if view.format not in _WORD_ITEMS:
-        raise TypeError(f"frame holds {items}, expected uint8 or little-endian uint16")
-    if not words:
+        raise TypeError(f"frame holds {items}, expected uint8 or uint16")
+    if format.packing != "words":
         raise TypeError(
-            f"frame holds {items}, but this format has no 16-bit words: pass "
+            f"frame holds {items}, but {format} has no 16-bit words: pass "
             "frame.view(numpy.uint8) if its bytes are right"
         )
+    if _WORD_ITEMS[view.format] != big_endian:
+        order = ("big", "little")[big_endian]
+        raise TypeError(
+            f"frame holds {items}, expected {('little', 'big')[big_endian]}-endian words: pass "
+            f"big_endian={not big_endian} for {order}-endian ones"
+        )
 
 
-def writable(out: Any, shape: Tuple[int, ...], source: int, source_bytes: int) -> int:
-    """The address of `out`, which can receive an array of `shape` made from the source."""
+def rows_of(view: memoryview, first: int) -> int:
+    """Bytes from row to row of an array whose dimension `first` are rows; 0 if they follow.
+
+    Raises ValueError where more than that lies between two items of a row.
+    """
+    shape, strides = view.shape or (), view.strides or ()
+    expected = view.itemsize
+    for size, stride in zip(shape[:first:-1], strides[:first:-1]):
+        if size > 1 and stride != expected:
+            raise ValueError(
+                "frame is not contiguous within its rows: pass numpy.ascontiguousarray(frame)"
+            )
+        expected *= size
+    stride = strides[first] if shape[first] > 1 else expected
+    if stride < expected:
+        raise ValueError(
+            "frame is not contiguous: its rows run backwards or overlap; pass "
+            "numpy.ascontiguousarray(frame)"
+        )
+    return 0 if stride == expected else stride
+
+
+def row_length(view: memoryview, first: int) -> int:
+    """Bytes of a row of an array whose dimension `first` are rows."""
+    return int(np.prod((view.shape or ())[first + 1 :])) * view.itemsize
+
+
+def size_of(frame: FrameLike, format: PixelFormat, batch: bool) -> Tuple[int, int]:
+    """Width and height that the shape of an array says."""
+    view = view_of("frame", frame)
+    shape, first = view.shape or (), int(batch)
+    color = format.order in ("RGB", "BGR", "RGBA", "BGRA")
+    if view.ndim != first + 2 + color:
+        raise TypeError(
+            f"width and height are missing: they can be taken from arrays (H, W), not of {view.ndim} "
+            "dimensions"
+        )
+    if format.packing == "points":
+        raise TypeError("width and height are missing: a Mono1C list does not have them")
+    return row_length(view, first) * 8 // format.bits_per_pixel, shape[first]
+
+
+def writable(
+    out: Any, shape: Tuple[int, ...], dtype: "np.dtype[Any]", rows: int
+) -> Tuple[int, int]:
+    """Where `out`, which can receive an array, begins; bytes from row to row, 0 if they follow.
+
+    Dimension `rows` of it are rows, whose pixels must lie side by side.
+    """
     if not isinstance(out, np.ndarray):
         raise TypeError(f"out must be a numpy.ndarray, not {type(out).__name__}")
-    if out.dtype != _UINT8:
-        raise TypeError(f"out has dtype {out.dtype}, expected uint8")
+    if out.dtype != dtype:
+        raise TypeError(f"out has dtype {out.dtype}, expected {dtype}")
     if out.shape != shape:
         raise ValueError(f"out has shape {out.shape}, expected {shape}")
     flags = out.flags
-    if not flags.c_contiguous:
-        raise ValueError("out is not C-contiguous: pass a whole array, not a strided view of one")
     if not flags.writeable:
         raise ValueError("out is read-only")
-    start = ctypes.addressof(_from_buffer(out))
-    if start < source + source_bytes and source < start + out.nbytes:
-        raise ValueError("out overlaps the source: pictures are not made in place")
-    return start
+    if flags.c_contiguous:
+        return ctypes.addressof(_from_buffer(out)), 0
+    expected = out.itemsize
+    for size, stride in zip(shape[:rows:-1], out.strides[:rows:-1]):
+        if size > 1 and stride != expected:
+            raise ValueError("out is not contiguous within its rows: pass whole rows or columns")
+        expected *= size
+    stride = out.strides[rows] if shape[rows] > 1 else expected
+    if stride < expected:
+        raise ValueError("out has rows that run backwards or overlap: turn it by rotate= or flip=")
+    return address(out), 0 if stride == expected else stride

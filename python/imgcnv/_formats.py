@@ -1,26 +1,64 @@
-"""Pixel formats: what a frame's bytes mean and how many there are."""
+"""Pixel formats: the frame engine's table as an enumeration."""
 
 from __future__ import annotations
 
-import difflib
+import ctypes
 import enum
 import functools
-import json
 import operator
-import pathlib
-from typing import Dict, Literal, NamedTuple, Optional, Tuple, Union
+import re
+from typing import TYPE_CHECKING, Dict, Literal, Optional, SupportsIndex, Tuple, Union
 
-Packing = Literal["bits", "nibbles", "bytes", "words", "packed", "points"]
+from . import _native
+
+Packing = Literal["bits", "nibbles", "lsb", "bytes", "words", "packed", "mipi", "points"]
 Order = Literal[
     "RG", "GB", "BG", "GR", "RGB", "BGR", "RGBA", "BGRA", "UYYVYY", "UYVY", "YUYV", "UYV"
 ]
 
-# The library takes sizes as signed 32-bit integers.
-LARGEST_SIZE = 2**31 - 1
+# imgcnv_layout and imgcnv_bayer_order of imgcnv_frames.h.
+_PACKINGS: Dict[int, Packing] = {
+    1: "lsb", 2: "bytes", 3: "words", 4: "packed", 5: "mipi", 14: "points"
+}  # fmt: skip
+_COLORS: Dict[int, Order] = {
+    6: "RGB", 7: "BGR", 8: "RGBA", 9: "BGRA", 10: "UYYVYY", 11: "UYVY", 12: "YUYV", 13: "UYV"
+}  # fmt: skip
+_MOSAICS: Dict[int, Order] = {1: "RG", 2: "GB", 3: "BG", 4: "GR"}
+
+
+def index(name: str, value: SupportsIndex) -> int:
+    """A whole number of any kind as an int that the library can take."""
+    if isinstance(value, bool) or not hasattr(value, "__index__"):
+        raise TypeError(f"{name} must be an int, not {type(value).__name__}")
+    number = operator.index(value)
+    if not -(2**63) <= number < 2**63:
+        raise ValueError(f"{name} is {number}, expected a number of 64 bits")
+    return number
+
+
+def _read_table() -> Dict[int, _native.FormatInfo]:
+    table = {}
+    for row in range(_native.format_count()):
+        info = _native.FormatInfo()
+        _native.format_at(row, ctypes.byref(info))
+        table[info.code] = info
+    return table
+
+
+_TABLE = _read_table()
+
+
+def _member_name(info: _native.FormatInfo) -> str:
+    """MONO12_PACKED of Mono12Packed; RGBa8 has the name of imgcnv.h: RGBA8_PACKED."""
+    name = re.sub(r"(?<=[a-z\d])(Packed|MIPI)|(?<=Bayer)(?=[A-Z])", r"_\1", info.name.decode())
+    return name.upper() + ("_PACKED" if info.layout in (8, 9) else "")
 
 
 class PixelFormat(enum.IntEnum):
     """A pixel format of the GigE Vision / GenICam convention, by its 32-bit code.
+
+    The members are the rows of the library's table; formats that the convention does not have,
+    such as Mono10MIPI, have codes of imgcnv.
 
     >>> PixelFormat.MONO12_PACKED
     <PixelFormat.MONO12_PACKED: 0x010C0006>
@@ -30,44 +68,92 @@ class PixelFormat(enum.IntEnum):
     True
     """
 
-    MONO1P = 0x01010037
-    MONO4P = 0x01040039
-    MONO8 = 0x01080001
-    MONO10 = 0x01100003
-    MONO10_PACKED = 0x010C0004
-    MONO12 = 0x01100005
-    MONO12_PACKED = 0x010C0006
-    MONO16 = 0x01100007
-    RGB8_PACKED = 0x02180014
-    BGR8_PACKED = 0x02180015
-    RGBA8_PACKED = 0x02200016
-    BGRA8_PACKED = 0x02200017
-    BAYER_RG8 = 0x01080009
-    BAYER_GB8 = 0x0108000A
-    BAYER_BG8 = 0x0108000B
-    BAYER_RG10 = 0x0110000D
-    BAYER_GB10 = 0x0110000E
-    BAYER_BG10 = 0x0110000F
-    BAYER_RG12 = 0x01100011
-    BAYER_GB12 = 0x01100012
-    BAYER_BG12 = 0x01100013
-    BAYER_RG10_PACKED = 0x010C0027
-    BAYER_GB10_PACKED = 0x010C0028
-    BAYER_BG10_PACKED = 0x010C0029
-    BAYER_RG12_PACKED = 0x010C002B
-    BAYER_GB12_PACKED = 0x010C002C
-    BAYER_BG12_PACKED = 0x010C002D
-    # The C library has no GR order: see PixelFormat.one_row_down.
-    BAYER_GR8 = 0x01080008
-    BAYER_GR10 = 0x0110000C
-    BAYER_GR12 = 0x01100010
-    BAYER_GR10_PACKED = 0x010C0026
-    BAYER_GR12_PACKED = 0x010C002A
-    YUV411_PACKED = 0x020C001E
-    YUV422_PACKED = 0x0210001F
-    YUV422_YUYV_PACKED = 0x02100032
-    YUV444_PACKED = 0x02180020
-    MONO1C = 0x012000FF
+    if TYPE_CHECKING:
+        MONO1P = 0x01010037
+        MONO2P = 0x01020038
+        MONO4P = 0x01040039
+        MONO8 = 0x01080001
+        MONO10 = 0x01100003
+        MONO10_PACKED = 0x010C0004
+        MONO10P = 0x010A0046
+        MONO10_MIPI = 0x810A0001
+        MONO12 = 0x01100005
+        MONO12_PACKED = 0x010C0006
+        MONO12P = 0x010C0047
+        MONO12_MIPI = 0x810C0011
+        MONO14 = 0x01100025
+        MONO14P = 0x010E0104
+        MONO14_MIPI = 0x810E0021
+        MONO16 = 0x01100007
+        RGB8_PACKED = 0x02180014
+        BGR8_PACKED = 0x02180015
+        RGBA8_PACKED = 0x02200016
+        BGRA8_PACKED = 0x02200017
+        RGB10 = 0x02300018
+        BGR10 = 0x02300019
+        RGB12 = 0x0230001A
+        BGR12 = 0x0230001B
+        RGB16 = 0x02300033
+        BGR16 = 0x0230004B
+        BAYER_RG8 = 0x01080009
+        BAYER_RG10 = 0x0110000D
+        BAYER_RG10_PACKED = 0x010C0027
+        BAYER_RG10P = 0x010A0058
+        BAYER_RG10_MIPI = 0x810A0002
+        BAYER_RG12 = 0x01100011
+        BAYER_RG12_PACKED = 0x010C002B
+        BAYER_RG12P = 0x010C0059
+        BAYER_RG12_MIPI = 0x810C0012
+        BAYER_RG14 = 0x0110010A
+        BAYER_RG14P = 0x010E0106
+        BAYER_RG14_MIPI = 0x810E0022
+        BAYER_RG16 = 0x0110002F
+        BAYER_GB8 = 0x0108000A
+        BAYER_GB10 = 0x0110000E
+        BAYER_GB10_PACKED = 0x010C0028
+        BAYER_GB10P = 0x010A0054
+        BAYER_GB10_MIPI = 0x810A0003
+        BAYER_GB12 = 0x01100012
+        BAYER_GB12_PACKED = 0x010C002C
+        BAYER_GB12P = 0x010C0055
+        BAYER_GB12_MIPI = 0x810C0013
+        BAYER_GB14 = 0x0110010B
+        BAYER_GB14P = 0x010E0107
+        BAYER_GB14_MIPI = 0x810E0023
+        BAYER_GB16 = 0x01100030
+        BAYER_BG8 = 0x0108000B
+        BAYER_BG10 = 0x0110000F
+        BAYER_BG10_PACKED = 0x010C0029
+        BAYER_BG10P = 0x010A0052
+        BAYER_BG10_MIPI = 0x810A0004
+        BAYER_BG12 = 0x01100013
+        BAYER_BG12_PACKED = 0x010C002D
+        BAYER_BG12P = 0x010C0053
+        BAYER_BG12_MIPI = 0x810C0014
+        BAYER_BG14 = 0x0110010C
+        BAYER_BG14P = 0x010E0108
+        BAYER_BG14_MIPI = 0x810E0024
+        BAYER_BG16 = 0x01100031
+        BAYER_GR8 = 0x01080008
+        BAYER_GR10 = 0x0110000C
+        BAYER_GR10_PACKED = 0x010C0026
+        BAYER_GR10P = 0x010A0056
+        BAYER_GR10_MIPI = 0x810A0005
+        BAYER_GR12 = 0x01100010
+        BAYER_GR12_PACKED = 0x010C002A
+        BAYER_GR12P = 0x010C0057
+        BAYER_GR12_MIPI = 0x810C0015
+        BAYER_GR14 = 0x01100109
+        BAYER_GR14P = 0x010E0105
+        BAYER_GR14_MIPI = 0x810E0025
+        BAYER_GR16 = 0x0110002E
+        YUV411_PACKED = 0x020C001E
+        YUV422_PACKED = 0x0210001F
+        YUV422_YUYV_PACKED = 0x02100032
+        YUV444_PACKED = 0x02180020
+        MONO1C = 0x012000FF
+    else:
+        locals().update({_member_name(info): code for code, info in _TABLE.items()})
 
     def __repr__(self) -> str:
         return f"<{type(self).__name__}.{self.name}: 0x{self.value:08X}>"
@@ -75,63 +161,85 @@ class PixelFormat(enum.IntEnum):
     def __str__(self) -> str:
         return self.label
 
+    def __format__(self, spec: str) -> str:
+        # Python's own takes the number up to 3.11 and the text from 3.12 on.
+        return format(self.value if spec.endswith(tuple("bcdoxXn")) else self.label, spec)
+
     @classmethod
     def parse(cls, name: str) -> PixelFormat:
-        """The source format that `name` means, in any spelling in use.
+        """The format that `name` means, in any spelling in use.
 
-        Names of PFNC, GStreamer, V4L2, ffmpeg, ROS and the C header, and codes
-        such as ``"0x01080001"``; case and underscores do not matter. Raises
-        ValueError for a name that is unknown, ambiguous or of another layout,
-        saying what it is and what to do.
+        Names of PFNC, GStreamer, V4L2, ffmpeg, ROS and the C header, and codes such as
+        ``"0x01080001"``; case, dashes and underscores do not matter. Raises ValueError for a name
+        that is unknown, ambiguous or of a format that cannot be read, saying what it is and what
+        to do. So does a name of big-endian words or of video range, such as ``"Y16_BE"``, which
+        are no part of a PixelFormat: pass such a name to `convert` or `Converter`.
         """
-        return _parse(name)
+        found, flags = _find(name)
+        if flags:
+            what = "big-endian words" if flags & _native.Frame.BIG_ENDIAN else "video range"
+            raise ValueError(
+                f"format {name!r} is {found.label} with {what}: pass the name itself to convert() "
+                "or Converter(), which take it so"
+            )
+        return found
 
     @property
     def label(self) -> str:
         """The format's usual name, such as ``"Mono12Packed"``."""
-        return _TRAITS[self].label
+        return str(_TABLE[self].name.decode())
 
     @property
     def names(self) -> Tuple[str, ...]:
-        """Every spelling of the format, its usual name first."""
-        return _names().spellings.get(self, (self.label,))
+        """Spellings of the format, its usual name first, its code last."""
+        info = _TABLE[self]
+        lists = (info.name, info.pfnc, info.gstreamer, info.v4l2, info.ffmpeg, info.ros)
+        words = b" ".join(lists).decode().split()
+        return (*dict.fromkeys(words), f"0x{self.value:08X}")
 
     @property
     def is_source(self) -> bool:
-        """Whether frames may have this format. RGBA8 and BGRA8 are results only."""
-        return self not in (PixelFormat.RGBA8_PACKED, PixelFormat.BGRA8_PACKED)
+        """Whether frames may have this format. All of them may."""
+        return True
 
     @property
     def is_bayer(self) -> bool:
         """Whether the format is a Bayer mosaic, to be demosaiced."""
-        return self.order in _BAYER_ORDERS
+        return _TABLE[self].order in _MOSAICS
 
     @property
     def bits(self) -> int:
         """Significant bits of one sample: 12 for Mono12 and Mono12Packed."""
-        return _TRAITS[self].bits
+        return int(_TABLE[self].depth)
 
     @property
     def bits_per_pixel(self) -> int:
         """Bits that one pixel takes in the frame: 16 for Mono12, 12 for Mono12Packed."""
-        return self.value >> 16 & 0xFF
+        return int(_TABLE[self].bits_per_pixel)
 
     @property
     def packing(self) -> Packing:
         """How samples lie in memory.
 
-        ``"bits"``, ``"nibbles"``: one stream without row ends, lowest bits first;
-        ``"bytes"``: a byte a sample; ``"words"``: 16-bit little-endian words;
-        ``"packed"``: 2 samples in 3 bytes, the outer bytes holding the high bits;
-        ``"points"``: a list of 4-byte records (Mono1C).
+        ``"bits"``, ``"nibbles"``, ``"lsb"``: one stream of 1, 4 or other numbers of bits, lowest
+        bits first, without row ends unless a stride says so; ``"bytes"``: a byte per sample;
+        ``"words"``: 16-bit words; ``"packed"``: 2 samples in 3 bytes, the outer bytes holding the
+        high bits; ``"mipi"``: the high bytes of a group, then its low bits; ``"points"``: a list of
+        4-byte records (Mono1C).
         """
-        return _TRAITS[self].packing
+        info = _TABLE[self]
+        if info.layout in _COLORS:
+            return "bytes" if info.depth == 8 else "words"
+        if info.layout == 1 and info.depth in (1, 4):
+            return "bits" if info.depth == 1 else "nibbles"
+        return _PACKINGS[info.layout]
 
     @property
     def order(self) -> Optional[Order]:
         """Colour order: the first two samples of a Bayer mosaic, the samples of
         one group of an RGB or YUV format, None for grey."""
-        return _TRAITS[self].order
+        info = _TABLE[self]
+        return _MOSAICS.get(info.order) or _COLORS.get(info.layout)
 
     @property
     def one_row_down(self) -> PixelFormat:
@@ -148,170 +256,106 @@ class PixelFormat(enum.IntEnum):
     @property
     def group(self) -> int:
         """Pixels that share their colour samples: 4 in YUV411, 2 in YUV422, else 1."""
-        return _TRAITS[self].group
+        return int(_TABLE[self].group_pixels) if _TABLE[self].layout in _COLORS else 1
 
-    def row_bytes(self, width: int) -> int:
-        """Bytes of one row of `width` pixels, padding excluded.
+    def row_bytes(self, width: SupportsIndex) -> int:
+        """Bytes of one row of `width` pixels, padding excluded, the last byte or group rounded up.
 
-        YUV rows hold whole groups; rows of the packed formats are rounded up to
-        whole bytes. Raises ValueError for the formats without rows (Mono1p,
-        Mono4p, Mono1C).
+        Raises ValueError for Mono1C, a list without rows.
 
         >>> PixelFormat.MONO12_PACKED.row_bytes(5), PixelFormat.YUV422_PACKED.row_bytes(5)
         (8, 12)
         """
-        if self.packing in ("bits", "nibbles", "points"):
-            raise ValueError(f"{self.label} frames have no rows: use frame_bytes()")
-        groups = -(-positive("width", width) // self.group)
-        return (groups * self.group * self.bits_per_pixel + 7) // 8
+        if self.packing == "points":
+            raise ValueError(f"a {self.label} list has no rows: 4 bytes per point")
+        return int(measure(make_frame(self, 0, width, 1)).row_bytes)
 
-    def frame_bytes(self, width: int, height: int, padding: int = 0) -> int:
+    def frame_bytes(
+        self,
+        width: SupportsIndex,
+        height: SupportsIndex,
+        padding: SupportsIndex = 0,
+        *,
+        stride: SupportsIndex = 0,
+    ) -> int:
         """Bytes of one frame of `height` rows, each followed by `padding` bytes.
 
-        Raises ValueError for Mono1C, whose length is that of its list.
+        `stride` are the bytes from row to row, for those who know that instead. Raises ValueError
+        for Mono1C, whose length is that of its list.
 
         >>> PixelFormat.MONO12_PACKED.frame_bytes(4096, 3000)
         18432000
         """
-        width, height = positive("width", width), positive("height", height)
-        padding = operator.index(padding)
-        if padding < 0:
-            raise ValueError(f"padding is {padding}, expected 0 or more bytes after each row")
+        frame = make_frame(self, 0, width, height, padding, stride)
+        size = int(measure(frame).frame_bytes)
         if self.packing == "points":
-            raise ValueError(f"a {self.label} list has no fixed length: 4 bytes a point")
-        if self.packing in ("bits", "nibbles"):
-            if padding:
-                raise ValueError(
-                    f"padding is {padding}, expected 0: {self.label} frames are one stream "
-                    "without row ends"
-                )
-            return (width * height * self.bits_per_pixel + 7) // 8
-        return (self.row_bytes(width) + padding) * height
+            raise ValueError(f"a {self.label} list has no fixed length: 4 bytes per point")
+        return size
 
 
-FormatLike = Union[PixelFormat, str, int]
-
-
-class _Traits(NamedTuple):
-    label: str
-    bits: int
-    packing: Packing
-    order: Optional[Order] = None
-    group: int = 1
-
-
-_TRAITS: Dict[PixelFormat, _Traits] = {
-    PixelFormat.MONO1P: _Traits("Mono1p", 1, "bits"),
-    PixelFormat.MONO4P: _Traits("Mono4p", 4, "nibbles"),
-    PixelFormat.MONO8: _Traits("Mono8", 8, "bytes"),
-    PixelFormat.MONO10: _Traits("Mono10", 10, "words"),
-    PixelFormat.MONO10_PACKED: _Traits("Mono10Packed", 10, "packed"),
-    PixelFormat.MONO12: _Traits("Mono12", 12, "words"),
-    PixelFormat.MONO12_PACKED: _Traits("Mono12Packed", 12, "packed"),
-    PixelFormat.MONO16: _Traits("Mono16", 16, "words"),
-    PixelFormat.RGB8_PACKED: _Traits("RGB8Packed", 8, "bytes", "RGB"),
-    PixelFormat.BGR8_PACKED: _Traits("BGR8Packed", 8, "bytes", "BGR"),
-    PixelFormat.RGBA8_PACKED: _Traits("RGBA8Packed", 8, "bytes", "RGBA"),
-    PixelFormat.BGRA8_PACKED: _Traits("BGRA8Packed", 8, "bytes", "BGRA"),
-    PixelFormat.YUV411_PACKED: _Traits("YUV411Packed", 8, "bytes", "UYYVYY", 4),
-    PixelFormat.YUV422_PACKED: _Traits("YUV422Packed", 8, "bytes", "UYVY", 2),
-    PixelFormat.YUV422_YUYV_PACKED: _Traits("YUV422_YUYV_Packed", 8, "bytes", "YUYV", 2),
-    PixelFormat.YUV444_PACKED: _Traits("YUV444Packed", 8, "bytes", "UYV"),
-    PixelFormat.MONO1C: _Traits("Mono1C", 8, "points"),
-}
-_BAYER_ORDERS: Tuple[Order, ...] = ("RG", "GB", "BG", "GR")
-for _order in _BAYER_ORDERS:
-    for _bits in (8, 10, 12):
-        _TRAITS[PixelFormat[f"BAYER_{_order}{_bits}"]] = _Traits(
-            f"Bayer{_order}{_bits}", _bits, "bytes" if _bits == 8 else "words", _order
-        )
-    for _bits in (10, 12):
-        _TRAITS[PixelFormat[f"BAYER_{_order}{_bits}_PACKED"]] = _Traits(
-            f"Bayer{_order}{_bits}Packed", _bits, "packed", _order
-        )
-
-
-def positive(name: str, value: int) -> int:
-    """`value` as an int of 1 or more."""
-    number = operator.index(value)
-    if number < 1:
-        raise ValueError(f"{name} is {number}, expected 1 or more")
-    return number
+FormatLike = Union[PixelFormat, str, SupportsIndex]
 
 
 def formats() -> Tuple[PixelFormat, ...]:
-    """The formats that frames may have: the C library's 30, and Bayer in GR order.
+    """Every format that frames may have.
 
-    >>> len(formats())
-    35
     >>> [format.label for format in formats() if format.order == "GB"][:2]
     ['BayerGB8', 'BayerGB10']
     """
-    return tuple(format for format in PixelFormat if format.is_source)
+    return tuple(PixelFormat)
 
 
-def resolve(format: FormatLike) -> PixelFormat:
-    """The source format given as member, name or code."""
+@functools.lru_cache(maxsize=4096)
+def _find(name: str) -> Tuple[PixelFormat, int]:
+    code, flags = ctypes.c_uint32(), ctypes.c_uint32()
+    plain = name.encode(errors="replace").split(b"\0")[0]
+    _native.call(_native.find_format, plain, ctypes.byref(code), ctypes.byref(flags))
+    return PixelFormat(code.value), flags.value
+
+
+def resolve(format: FormatLike) -> Tuple[PixelFormat, int]:
+    """The format given as member, name or code, and the flags of a frame that its name says."""
+    if isinstance(format, PixelFormat):
+        return format, 0
     if isinstance(format, str):
-        return PixelFormat.parse(format)
+        return _find(format)
     try:
         code = operator.index(format)
     except TypeError:
         raise TypeError(
             f"format must be an imgcnv.PixelFormat, a name or a code, not {type(format).__name__}"
         ) from None
-    try:
-        found = PixelFormat(code)
-    except ValueError:
-        # Drivers hand out codes as signed and as unsigned numbers.
-        return PixelFormat.parse(f"0x{code & 0xFFFFFFFF:08X}")
-    return found if found.is_source else PixelFormat.parse(found.label)
+    if not -(2**31) <= code < 2**32:
+        raise ValueError(f"format is {code}, expected a code of 32 bits")
+    # Drivers hand out codes as signed and as unsigned numbers.
+    return _find(f"0x{code & 0xFFFFFFFF:08X}")
 
 
-_NAMES_FILE = pathlib.Path(__file__).with_name("_format_names.json")
+def make_frame(
+    format: PixelFormat,
+    flags: int,
+    width: SupportsIndex,
+    height: SupportsIndex,
+    padding: SupportsIndex = 0,
+    stride: SupportsIndex = 0,
+) -> _native.Frame:
+    """A description that the library has yet to check."""
+    columns, rows = index("width", width), index("height", height)
+    pad, pitch = index("padding", padding), index("stride", stride)
+    if pad < 0:
+        raise ValueError(f"padding is {pad}, expected 0 or more bytes after each row")
+    if pad and pitch:
+        raise ValueError(f"padding is {pad} and stride {pitch}: pass one of them")
+    if pad:
+        if pad >= 2**31:
+            raise ValueError(f"padding is {pad}, expected at most {2**31 - 1} bytes after each row")
+        # -1 for a width that is none, which the library refuses then.
+        pitch = max(0, int(_native.row_bytes(format, columns))) + pad
+    return _native.Frame(format=format, flags=flags, width=columns, height=rows, stride=pitch)
 
 
-class _Names(NamedTuple):
-    spellings: Dict[PixelFormat, Tuple[str, ...]]
-    sources: Dict[str, PixelFormat]
-    refused: Dict[str, str]  # why the name is no source format, and what to do
-
-
-def _plain(name: str) -> str:
-    """`name` without what does not matter in it."""
-    name = name.strip().casefold().replace("_", "")
-    return f"0x{int(name, 16):08x}" if name.startswith("0x") and len(name) > 2 else name
-
-
-@functools.lru_cache(maxsize=None)
-def _names() -> _Names:
-    table = json.loads(_NAMES_FILE.read_text(encoding="utf-8"))
-    names = _Names({}, {}, {})
-    for row in table["formats"]:
-        format = PixelFormat(int(row["code"], 16))
-        spellings = (*row["names"], row["code"])
-        names.spellings[format] = spellings
-        for name in (*spellings, format.name, f"IMGCNV_PIXEL_{format.name}"):
-            names.sources[_plain(name)] = format
-    for row in table["foreign"]:
-        for name in row["names"]:
-            names.refused[_plain(name)] = f"{name}: {row['what']}; {row['remedy']}"
-    return names
-
-
-def _parse(name: str) -> PixelFormat:
-    names = _names()
-    try:
-        plain = _plain(name)
-    except ValueError:
-        plain = name
-    if plain in names.sources:
-        return names.sources[plain]
-    if plain in names.refused:
-        raise ValueError(f"format {names.refused[plain]}")
-    close = difflib.get_close_matches(plain, names.sources, n=3, cutoff=0.7)
-    meant = dict.fromkeys(names.sources[match].label for match in close)
-    raise ValueError(
-        f"format {name!r} is unknown; "
-        + (f"did you mean {' or '.join(meant)}?" if meant else "imgcnv.formats() lists them all")
-    )
+def measure(frame: _native.Frame) -> _native.FrameSizes:
+    """Sizes of a frame, once its description is checked."""
+    sizes = _native.FrameSizes()
+    _native.call(_native.frame_measure, ctypes.addressof(frame), ctypes.addressof(sizes))
+    return sizes

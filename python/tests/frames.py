@@ -4,13 +4,17 @@ from __future__ import annotations
 
 import ctypes
 import mmap
-from typing import Any, Callable, Optional
+import pathlib
+from typing import Any, List, Optional, Tuple
 
 import numpy as np
-from imgcnv import PixelFormat, _native
+from imgcnv import PixelFormat
 from numpy.typing import NDArray
 
+import core
+
 Bytes = NDArray[np.uint8]
+Bit = Optional[Tuple[int, int]]  # a sample and one of its bits
 
 DEPTH = {"mono8": 1, "rgb24": 3, "bgr24": 3, "rgba32": 4, "bgra32": 4}
 CODES = {
@@ -22,6 +26,7 @@ CODES = {
 }
 METHODS = ("nearest", "bilinear", "adaptive")
 PAGE = mmap.PAGESIZE
+SAMPLES = pathlib.Path(__file__).resolve().parents[2] / "samples"
 
 
 class Guarded:
@@ -43,22 +48,80 @@ def guarded(data: bytes) -> Bytes:
     return array
 
 
-def encode(format: PixelFormat, samples: Bytes, padding: int, rng: np.random.Generator) -> bytes:
-    """Rows of 8-bit `samples` in a grey or Bayer format; all other bits are noise."""
-    height, width = samples.shape
-    noise = rng.integers(0, 256, samples.shape)
+# Of each group of samples in memory order: the samples' bits, highest first, that a byte holds from
+# its highest bit down. None: bits that are not read.
+def _lsb_first(depth: int, samples: int) -> List[List[Bit]]:
+    stream = [(sample, bit) for sample in range(samples) for bit in range(depth)]
+    return [stream[at : at + 8][::-1] for at in range(0, len(stream), 8)]
+
+
+def _mipi(depth: int, samples: int) -> List[List[Bit]]:
+    high = [[(sample, depth - 1 - bit) for bit in range(8)] for sample in range(samples)]
+    low = [(sample, bit) for sample in range(samples) for bit in range(depth - 8)]
+    return high + [low[at : at + 8][::-1] for at in range(0, len(low), 8)]
+
+
+def _packed(depth: int) -> List[List[Bit]]:
+    high = [[(sample, depth - 1 - bit) for bit in range(8)] for sample in range(2)]
+    unread: List[Bit] = [None] * (12 - depth)
+    low = [[*unread, *((sample, bit) for bit in reversed(range(depth - 8)))] for sample in (1, 0)]
+    return [high[0], low[0] + low[1], high[1]]
+
+
+def bit_layout(format: PixelFormat) -> List[List[Bit]]:
+    """The bytes of one group of samples, drawn independently of the library."""
+    depth = format.bits
+    if format.packing == "words":
+        word = [None] * (16 - depth) + [(0, bit) for bit in reversed(range(depth))]
+        return [word[8:], word[:8]]
     if format.packing == "bytes":
-        rows = samples
-    elif format.packing == "words":
-        low = format.bits - 8
-        words = samples.astype(np.uint16) << low | noise & (1 << low) - 1
-        rows = words.astype("<u2").view(np.uint8)
-    else:
-        rows = rng.integers(0, 256, (height, (3 * width + 1) // 2), dtype=np.uint8)
-        rows[:, 0::3] = samples[:, 0::2]
-        rows[:, 2::3] = samples[:, 1::2]
+        return [[(0, bit) for bit in reversed(range(8))]]
+    if format.packing == "packed":
+        return _packed(depth)
+    group = {1: 8, 2: 4, 4: 2, 10: 4, 12: 2, 14: 4}[depth]
+    return _mipi(depth, group) if format.packing == "mipi" else _lsb_first(depth, group)
+
+
+def samples_of(format: PixelFormat, rows: Bytes, width: int) -> NDArray[np.uint16]:
+    """Samples at full depth of rows of bytes, bit by bit."""
+    layout = bit_layout(format)
+    count = 1 + max(bit[0] for byte in layout for bit in byte if bit)
+    groups = -(-width // count)
+    padded = np.zeros((len(rows), groups * len(layout)), np.uint8)
+    padded[:, : rows.shape[1]] = rows[:, : padded.shape[1]]
+    bits = np.unpackbits(padded.reshape(len(rows), groups, len(layout)), axis=2)
+    samples = np.zeros((len(rows), groups, count), np.uint16)
+    for at, bit in enumerate(bit for byte in layout for bit in byte):
+        if bit:
+            samples[..., bit[0]] |= bits[..., at].astype(np.uint16) << bit[1]
+    return samples.reshape(len(rows), -1)[:, :width]
+
+
+def encode(
+    format: PixelFormat, samples: NDArray[Any], padding: int, rng: np.random.Generator
+) -> bytes:
+    """Rows of `samples` at full depth in a grey or Bayer format; unread bits are noise."""
+    height, width = samples.shape
+    layout = bit_layout(format)
+    count = 1 + max(bit[0] for byte in layout for bit in byte if bit)
+    groups = -(-width // count)
+    whole = rng.integers(0, 2**16, (height, groups * count), dtype=np.uint16)
+    whole[:, :width] = samples
+    whole = whole.reshape(height, groups, count)
+    bits = rng.integers(0, 2, (height, groups, 8 * len(layout)), dtype=np.uint8)
+    for at, bit in enumerate(bit for byte in layout for bit in byte):
+        if bit:
+            bits[..., at] = whole[..., bit[0]] >> bit[1] & 1
+    rows = np.packbits(bits.reshape(height, -1), axis=1)[:, : format.row_bytes(width)]
     pads = rng.integers(0, 256, (height, padding), dtype=np.uint8)
     return np.concatenate([rows, pads], axis=1).tobytes()
+
+
+def to_eight_bits(format: PixelFormat, samples: NDArray[np.uint16]) -> Bytes:
+    if format.bits == 1:
+        return (samples * 255).astype(np.uint8)
+    shift = format.bits - 8
+    return (samples >> shift if shift >= 0 else samples << -shift).astype(np.uint8)
 
 
 def luma(rgb: NDArray[Any]) -> NDArray[Any]:
@@ -111,13 +174,7 @@ def decode_yuv(format: PixelFormat, rows: Bytes, width: int) -> Bytes:
 def c_convert(
     frame: bytes, width: int, height: int, code: int, to: str, method: int, written: int
 ) -> Bytes:
-    """`written` bytes as the C functions make them, called as the header says."""
-    out = np.zeros(written, np.uint8)
-    record = _native.OpenParam(width, height, 0, 0, len(frame), code)
-    handle = _native.open(record, CODES[to], method)
-    _native.check(_native.convert(handle, frame, out.ctypes.data))
-    _native.close(handle)
-    return out
+    return core.convert(frame, width, height, code, CODES[to], method, written)
 
 
 def c_demosaic(mosaic: Bytes, order: str, to: str, method: str) -> Bytes:
@@ -137,31 +194,31 @@ def c_demosaic(mosaic: Bytes, order: str, to: str, method: str) -> Bytes:
     return opaque(picture, to).reshape(height, width, DEPTH[to])
 
 
+def rows_of(format: PixelFormat, frame: bytes, width: int, height: int, stride: int) -> Bytes:
+    """The rows of a frame as bytes; rows of a stream of bits are shifted so that they begin one."""
+    data = np.frombuffer(frame, np.uint8)
+    row = format.row_bytes(width)
+    if format.packing in ("bits", "nibbles", "lsb") and not stride:
+        bits = np.unpackbits(data, bitorder="little")[: width * height * format.bits_per_pixel]
+        return np.packbits(bits.reshape(height, -1), axis=1, bitorder="little")
+    stride = stride or row
+    padded = np.zeros(height * stride, np.uint8)
+    padded[: len(data)] = data[: len(padded)]
+    return np.ascontiguousarray(padded.reshape(height, stride)[:, :row])
+
+
 def expected(
-    format: PixelFormat, frame: bytes, width: int, height: int, padding: int, to: str, method: str
+    format: PixelFormat, frame: bytes, width: int, height: int, stride: int, to: str, method: str
 ) -> Bytes:
     """What the frame must become, by formulas and the C library's plainest calls."""
-    data = np.frombuffer(frame, np.uint8)
-    if format.packing == "bits":
-        bits = np.unpackbits(data, bitorder="little")[: width * height]
-        return to_layout(bits.reshape(height, width) * 255, to)
-    if format.packing == "nibbles":
-        both = np.stack([data << 4, data & 0xF0], -1).reshape(-1)[: width * height]
-        return to_layout(both.reshape(height, width), to)
-    rows = data.reshape(height, -1)
-    rows = rows[:, : rows.shape[1] - padding]
+    rows = rows_of(format, frame, width, height, stride)
     if format in YUV_GROUPS:
         return to_layout(decode_yuv(format, rows, width), to)
-    if format.order in ("RGB", "BGR"):
-        rgb = rows.reshape(height, width, 3)
-        return to_layout(rgb[..., ::-1] if format.order == "BGR" else rgb, to)
-    if format.packing == "bytes":
-        grey = rows
-    elif format.packing == "words":
-        grey = (np.ascontiguousarray(rows).view("<u2") >> (format.bits - 8)).astype(np.uint8)
-    else:
-        grey = np.empty((height, width), np.uint8)
-        grey[:, 0::2], grey[:, 1::2] = rows[:, 0::3], rows[:, 2::3]
+    if format.order in ("RGB", "BGR", "RGBA", "BGRA"):
+        colors = to_eight_bits(format, samples_of(format, rows, width * len(format.order)))
+        rgb = colors.reshape(height, width, -1)[..., :3]
+        return to_layout(rgb[..., ::-1] if format.order.startswith("BGR") else rgb, to)
+    grey = to_eight_bits(format, samples_of(format, rows, width))
     if not format.is_bayer or 1 in (width, height):
         return to_layout(grey, to)
     above = 5 if format.order == "GR" else 0
@@ -172,6 +229,6 @@ def expected(
 
 
 def random_frame(
-    rng: np.random.Generator, format: PixelFormat, width: int, height: int, padding: int
+    rng: np.random.Generator, format: PixelFormat, width: int, height: int, stride: int
 ) -> bytes:
-    return rng.bytes(format.frame_bytes(width, height, padding))
+    return rng.bytes(format.frame_bytes(width, height, stride=stride))

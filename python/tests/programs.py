@@ -10,7 +10,13 @@ import sys
 from imgcnv import _native
 
 PYTHON = pathlib.Path(__file__).resolve().parents[1]
-LIBRARY = os.path.realpath(os.environ.get("IMGCNV_LIBRARY", _native.path))
+LIBRARY = os.path.realpath(os.environ.get("IMGCNV_LIBRARY", "libimgcnv.so.1"))
+FRAMES_LIBRARY = os.path.realpath(os.environ.get("IMGCNV_FRAMES_LIBRARY", _native.path))
+MODULE = {
+    "PYTHONPATH": str(PYTHON),
+    "IMGCNV_LIBRARY": LIBRARY,
+    "IMGCNV_FRAMES_LIBRARY": FRAMES_LIBRARY,
+}
 
 
 def run(*arguments, **environment):

@@ -13,6 +13,7 @@ import pytest
 from imgcnv import _native
 
 import frames
+from programs import MODULE, run
 
 
 def others_ran_during(action):
@@ -46,8 +47,9 @@ def test_gil(holds_gil, monkeypatch):
     """True shows that the test would notice a library that is called with the GIL."""
     if holds_gil:
         library = ctypes.PyDLL(_native.path)
-        library.IMGCNV_convert.argtypes = (ctypes.c_void_p,) * 3
-        monkeypatch.setattr(_native, "convert", library.IMGCNV_convert)
+        function = library.imgcnv_pipeline_run
+        function.argtypes = _native.pipeline_run.argtypes
+        monkeypatch.setattr(_native, "pipeline_run", function)
     frame = np.zeros((4000, 4000), np.uint8)
     with imgcnv.Converter(4000, 4000, "BayerRG8", demosaic="adaptive", to="mono8") as converter:
         converter.convert(frame)
@@ -59,12 +61,12 @@ def test_gil(holds_gil, monkeypatch):
 def test_a_converter_in_use_is_refused(monkeypatch):
     inside, leave = threading.Event(), threading.Event()
 
-    def slow_convert(*addresses):
+    def slow_run(*given):
         inside.set()
         assert leave.wait(30)
         return 0
 
-    monkeypatch.setattr(_native, "convert", slow_convert)
+    monkeypatch.setattr(_native, "pipeline_run", slow_run)
     with imgcnv.Converter(2, 2, "Mono8") as converter:
         with concurrent.futures.ThreadPoolExecutor() as pool:
             first = pool.submit(converter.convert, bytes(4))
@@ -82,7 +84,7 @@ def test_many_threads_give_the_results_of_one():
     rng = np.random.default_rng(7)
     jobs = []
     for number, format in enumerate(imgcnv.formats() * 4):
-        if format.packing == "points":
+        if format.packing == "points" or number % 5:
             continue
         width, height = int(rng.integers(1, 200)), int(rng.integers(1, 60))
         data = frames.random_frame(rng, format, width, height, 0)
@@ -95,3 +97,50 @@ def test_many_threads_give_the_results_of_one():
         for _ in range(3):
             for result, right in zip(pool.map(lambda job: job(), jobs), wanted):
                 np.testing.assert_array_equal(result, right)
+
+
+@pytest.mark.parametrize("format", ["BayerRG8", "BayerGR12p", "Mono12Packed", "Mono10p", "uyvy"])
+def test_the_same_picture_from_any_number_of_threads(format):
+    rng, known = np.random.default_rng(7), imgcnv.PixelFormat.parse(format)
+    for width, height in ((1283, 1031), (2048, 700)):
+        data = frames.random_frame(rng, known, width, height, 0)
+        one = imgcnv.convert(data, width, height, format, demosaic="adaptive")
+        for threads in (2, 3, 7, 0):
+            with imgcnv.Converter(
+                width, height, format, demosaic="adaptive", threads=threads
+            ) as converter:
+                assert 1 <= converter.threads <= (threads or 256)
+                np.testing.assert_array_equal(converter.convert(data), one)
+
+
+# A child of fork has no threads, and may have got a Converter that is at work.
+FORKS = """
+import os, signal, threading, imgcnv
+from imgcnv import _native
+frame = os.urandom(3000 * 2000)
+threaded = imgcnv.Converter(3000, 2000, "BayerRG8", threads=2)
+busy = imgcnv.Converter(4, 1, "Mono8", to="mono8")
+wanted = threaded.convert(frame).tobytes()
+inside, leave, run = threading.Event(), threading.Event(), _native.pipeline_run
+def slow_run(*given):
+    inside.set(), leave.wait(60)
+    return run(*given)
+_native.pipeline_run = slow_run
+other = threading.Thread(target=busy.convert, args=(b"abcd",))
+other.start(), inside.wait(60)
+_native.pipeline_run = run
+child = os.fork()
+if child == 0:
+    signal.alarm(60)
+    right = threaded.convert(frame).tobytes() == wanted
+    right &= busy.convert(b"efgh").tobytes() == b"efgh"
+    threaded.close(), busy.close()
+    os._exit(0 if right else 1)
+assert os.waitstatus_to_exitcode(os.waitpid(child, 0)[1]) == 0
+leave.set(), other.join()
+print(threaded.threads, threaded.convert(frame).tobytes() == wanted)
+"""
+
+
+def test_fork_while_a_thread_is_inside():
+    assert run("-c", FORKS, **MODULE) == "2 True\n"

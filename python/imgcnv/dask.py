@@ -1,0 +1,460 @@
+"""Archives of raw frames as Dask arrays: converted lazily, on one machine or a cluster.
+
+    array = imgcnv.dask.open_frames("s3://bucket/captures/*.raw", 1920, 1080, "BayerRG12Packed")
+    imgcnv.dask.to_zarr(array, "s3://bucket/pictures.zarr")      # again after a crash: goes on
+
+Needs dask, fsspec, and what is used of zarr and Pillow (Debian: python3-dask, python3-fsspec,
+python3-zarr, python3-pil; for a cluster python3-distributed).
+"""
+
+from __future__ import annotations
+
+import ctypes
+import hashlib
+import io
+import itertools
+import os
+import pathlib
+import threading
+import uuid
+import warnings
+from typing import Any, Dict, Iterable, Iterator, List, Mapping, NamedTuple, Optional, Tuple, Union
+
+import dask.array
+import dask.base
+import fsspec
+import numpy as np
+from dask.highlevelgraph import HighLevelGraph
+
+from . import _native
+from ._converter import Converter, length_error
+from ._formats import FormatLike, index as whole_number
+
+__all__ = ["File", "Index", "Report", "index", "open_frames", "to_pictures", "to_zarr"]
+
+Urls = Union[str, "os.PathLike[str]", Iterable[Union[str, "os.PathLike[str]"]]]
+Piece = Tuple[str, int, int]  # url, first frame, frames
+
+
+class File(NamedTuple):
+    """A file of an archive."""
+
+    url: str
+    bytes: int
+    #: Whole frames in it.
+    frames: int
+    #: Empty, or why its length is not that of whole frames.
+    problem: str
+
+
+class Index(NamedTuple):
+    """What `index` found."""
+
+    files: Tuple[File, ...]
+    #: Files whose length is not that of whole frames: cut short, or of another kind.
+    broken: Tuple[File, ...]
+
+    @property
+    def frames(self) -> int:
+        """Whole frames in all files that are not broken."""
+        return sum(file.frames for file in self.files)
+
+    def __str__(self) -> str:
+        total = sum(file.bytes for file in self.files)
+        lines = [f"{self.frames} frames in {len(self.files)} files, {total} bytes"]
+        lines += [f"left out: {file.url}: {file.problem}" for file in self.broken]
+        return "\n".join(lines)
+
+
+class Report(NamedTuple):
+    """What `to_zarr` or `to_pictures` did."""
+
+    #: Chunks or pictures that were made, and that were there already.
+    made: int
+    kept: int
+    #: What could not be made, and why.
+    failed: Tuple[str, ...]
+
+
+class _Recipe(NamedTuple):
+    """How frames are read: with paths and offsets, all that a task holds."""
+
+    token: str
+    arguments: Dict[str, Any]
+    skip: int
+    step: int  # bytes from frame to frame
+    frame_bytes: int
+    options: Dict[str, Any]
+
+
+def index(
+    urls: Urls,
+    width: int,
+    height: int,
+    format: FormatLike,
+    *,
+    skip: int = 0,
+    gap: int = 0,
+    best_effort: bool = False,
+    storage_options: Optional[Mapping[str, Any]] = None,
+    **frame: Any,
+) -> Index:
+    """Find the files of an archive, how many frames each has, and which are broken.
+
+    `urls` are files, folders, of which every file below is taken, or patterns such as
+    ``"captures/**/*.raw"``, in any scheme of fsspec. `skip` are bytes before a file's first frame,
+    `gap` those after each; other arguments about the frame, such as `padding`, are those of
+    `Converter`. With `best_effort`, the whole frames at the beginning of a broken file are taken.
+    """
+    with Converter(width, height, format, **frame) as converter:
+        described = converter._frame
+    described.skip, described.gap = whole_number("skip", skip), whole_number("gap", gap)
+    files, broken = [], []
+    for url, size in _list(urls, dict(storage_options or {})):
+        fit = _native.FileFit()
+        problem = _native.call(
+            _native.file_measure, ctypes.byref(described), size, ctypes.byref(fit)
+        )
+        file = File(url, size, int(fit.frames), problem)
+        if problem:
+            broken.append(file)
+        if not problem or (best_effort and fit.frames):
+            files.append(file)
+    return Index(tuple(files), tuple(broken))
+
+
+def _list(urls: Urls, options: Dict[str, Any]) -> Iterator[Tuple[str, int]]:
+    """Files and their lengths, in the order of their names for each url."""
+    for url in [urls] if isinstance(urls, (str, os.PathLike)) else urls:
+        filesystem, path = fsspec.core.url_to_fs(os.fspath(url), **options)
+        if any(letter in path for letter in "*?["):
+            found = filesystem.glob(path, detail=True)
+        elif filesystem.isdir(path):
+            found = filesystem.find(path, detail=True)
+        else:
+            found = {path: filesystem.info(path)}
+        for name, info in sorted(found.items()):
+            if info["type"] == "file":
+                yield filesystem.unstrip_protocol(name), int(info["size"])
+
+
+def open_frames(
+    urls: Union[Urls, Index],
+    width: int,
+    height: int,
+    format: FormatLike,
+    *,
+    to: str = "rgb24",
+    demosaic: str = "bilinear",
+    padding: int = 0,
+    stride: int = 0,
+    skip: int = 0,
+    gap: int = 0,
+    chunk_bytes: int = 64 << 20,
+    best_effort: bool = False,
+    storage_options: Optional[Mapping[str, Any]] = None,
+    **more: Any,
+) -> dask.array.Array:
+    """All frames of an archive as a Dask array (frames, height, width) or (.., channels).
+
+    Nothing is read before the array is computed. A chunk are as many frames as give pictures of
+    `chunk_bytes`; each file that it takes frames of is read once for it, only as far as needed.
+    `more` are other arguments of `Converter`, such as `levels` or `rotate`; the rest is as in
+    `index`, whose result may be given instead of urls. Files that are broken are left out, with a
+    warning that says why.
+    """
+    options = dict(storage_options or {})
+    arguments = dict(more, width=width, height=height, format=format, to=to, demosaic=demosaic)
+    arguments.update(padding=padding, stride=stride, threads=1)
+    with Converter(**arguments) as converter:
+        shape, dtype, frame_bytes = converter.shape, converter.dtype, converter.frame_bytes
+        arguments["format"] = int(converter.format)
+        arguments["big_endian"] = bool(converter._frame.flags & _native.Frame.BIG_ENDIAN) or None
+        arguments["video_range"] = bool(converter._frame.flags & _native.Frame.VIDEO_RANGE) or None
+    if not frame_bytes:
+        raise ValueError("Mono1C lists have no fixed length: an archive of them has no index")
+    found = urls
+    if not isinstance(found, Index):
+        found = index(
+            found,
+            width,
+            height,
+            format,
+            skip=skip,
+            gap=gap,
+            best_effort=best_effort,
+            storage_options=options,
+            padding=padding,
+            stride=stride,
+        )
+    for file in found.broken:
+        warnings.warn(f"{file.url} is left out: {file.problem}", stacklevel=2)
+    if not found.frames:
+        raise ValueError(f"there are no frames: {found}")
+    step = frame_bytes + gap
+    token = _token(arguments, skip, gap, [(file.url, file.frames) for file in found.files])
+    recipe = _Recipe(token, arguments, skip, step, frame_bytes, options)
+    per_chunk = max(1, int(chunk_bytes) // (int(np.prod(shape)) * dtype.itemsize))
+    name, rest = f"imgcnv-frames-{token}-{per_chunk}", (0,) * len(shape)
+    graph = {
+        (name, number, *rest): (_load, recipe, pieces)
+        for number, pieces in enumerate(_chunks(found.files, per_chunk))
+    }
+    whole, left = divmod(found.frames, per_chunk)
+    chunks = ((per_chunk,) * whole + ((left,) if left else ()), *((size,) for size in shape))
+    return dask.array.Array(
+        HighLevelGraph.from_collections(name, graph), name, chunks, dtype=dtype
+    )
+
+
+def _token(*parts: Any) -> str:
+    """The same for the same archive and parameters, on every machine."""
+    text = repr([sorted(part.items()) if isinstance(part, dict) else part for part in parts])
+    return hashlib.sha256(text.encode()).hexdigest()[:32]
+
+
+def _chunks(files: Iterable[File], per_chunk: int) -> Iterator[List[Piece]]:
+    """The frames of all files, `per_chunk` at a time."""
+    chunk: List[Piece] = []
+    free = per_chunk
+    for file in files:
+        first = 0
+        while first < file.frames:
+            count = min(free, file.frames - first)
+            chunk.append((file.url, first, count))
+            first, free = first + count, free - count
+            if not free:
+                yield chunk
+                chunk, free = [], per_chunk
+    if chunk:
+        yield chunk
+
+
+_mine = threading.local()
+
+
+def _converter_of(recipe: _Recipe) -> Converter:
+    """This thread's Converter, which it keeps for the next chunk."""
+    if getattr(_mine, "token", None) != recipe.token:
+        _mine.converter = Converter(**recipe.arguments)
+        _mine.token = recipe.token
+    converter: Converter = _mine.converter
+    return converter
+
+
+def _load(recipe: _Recipe, pieces: List[Piece]) -> "np.ndarray[Any, Any]":
+    """A chunk: one ranged read for each file."""
+    converter = _converter_of(recipe)
+    count = sum(piece[2] for piece in pieces)
+    pictures = np.empty((count, *converter.shape), converter.dtype)
+    number = 0
+    for url, first, frames in pieces:
+        filesystem, path = fsspec.core.url_to_fs(url, **recipe.options)
+        begin = recipe.skip + first * recipe.step
+        # The last frame may lack its padding.
+        end = begin + (frames - 1) * recipe.step + recipe.frame_bytes
+        data = memoryview(filesystem.cat_file(path, begin, end))
+        for frame in range(frames):
+            at = frame * recipe.step
+            part = data[at : at + recipe.frame_bytes]
+            if len(part) < converter._needed_bytes:
+                raise ValueError(
+                    f"{url}, frame {first + frame}: {length_error(converter._frame, len(part))}\n"
+                    "the file has become shorter since it was indexed"
+                )
+            converter.convert(part, pictures[number])
+            number += 1
+    return pictures
+
+
+def to_zarr(
+    array: dask.array.Array,
+    url: str,
+    *,
+    resume: bool = True,
+    storage_options: Optional[Mapping[str, Any]] = None,
+    **zarr_options: Any,
+) -> Report:
+    """Write an array to a Zarr array at `url`; with `resume`, only the chunks that are not there.
+
+    Chunks are written whole or not at all, by the workers of the current Dask client or the
+    scheduler in force, and a chunk that fails does not stop the others. A store that was made of
+    other frames or with other parameters is refused. `zarr_options`, such as `compressor`, are those
+    of ``zarr.create``.
+    """
+    import zarr
+
+    for sizes in array.chunks:
+        if len(set(sizes[:-1])) > 1 or sizes[-1] > sizes[0]:
+            raise ValueError(
+                f"array has chunks of unequal sizes {sizes}, which Zarr does not have: "
+                "call rechunk() first"
+            )
+    options = dict(storage_options or {})
+    store = _store(url, tuple(sorted(options.items())))
+    identity = {"source": array.name, "shape": list(array.shape), "dtype": str(array.dtype)}
+    if zarr.storage.contains_array(store):
+        there = zarr.open_array(store, mode="r").attrs.get("imgcnv")
+        if there != identity:
+            raise ValueError(
+                f"{url} holds other frames, or pictures made with other parameters: expected "
+                f"{identity}, found {there}; write to another url, or remove it"
+            )
+        if not resume:
+            raise ValueError(f"{url} is there already: pass resume=True, or write to another url")
+    else:
+        created = zarr.create(
+            array.shape,
+            chunks=array.chunksize,
+            dtype=array.dtype,
+            store=store,
+            write_empty_chunks=True,  # a black chunk that were left out would look undone
+            **zarr_options,
+        )
+        created.attrs["imgcnv"] = identity
+    present = set(store.keys())
+    blocks = list(itertools.product(*map(range, array.numblocks)))
+    missing = [block for block in blocks if ".".join(map(str, block)) not in present]
+    place = (url, tuple(sorted(options.items())))
+    failed = _write(array, {block: (block, *place) for block in missing}, _write_chunk)
+    return Report(len(missing) - len(failed), len(blocks) - len(missing), tuple(failed.values()))
+
+
+def _store(url: str, options: Tuple[Tuple[str, Any], ...]) -> Any:
+    """A Zarr store whose chunks appear whole: by renaming in folders, by upload elsewhere."""
+    import zarr
+
+    filesystem, path = fsspec.core.url_to_fs(url, **dict(options))
+    if _is_local(filesystem):
+        return zarr.storage.DirectoryStore(path)
+    return zarr.storage.FSStore(url, mode="a", **dict(options))
+
+
+def _is_local(filesystem: Any) -> bool:
+    protocol = filesystem.protocol
+    return "file" in ((protocol,) if isinstance(protocol, str) else protocol)
+
+
+def _write_chunk(
+    chunk: "np.ndarray[Any, Any]",
+    block: Tuple[int, ...],
+    url: str,
+    options: Tuple[Tuple[str, Any], ...],
+) -> None:
+    import zarr
+
+    array = zarr.open_array(_store(url, options), mode="r+", write_empty_chunks=True)
+    begin = [number * size for number, size in zip(block, array.chunks)]
+    array[tuple(slice(at, at + size) for at, size in zip(begin, chunk.shape))] = chunk
+
+
+def to_pictures(
+    array: dask.array.Array,
+    url_template: str,
+    *,
+    resume: bool = True,
+    storage_options: Optional[Mapping[str, Any]] = None,
+    **picture_options: Any,
+) -> Report:
+    """Write each frame as a picture, such as ``"out/{:06d}.png"``, to which its number is given.
+
+    The ending says the kind, one of Pillow's that has the array's pixels. With `resume`, pictures
+    that are there are not made again, whatever they are of; without, they are made anew. Files
+    appear whole. `picture_options`, such as `quality`, are those of Pillow's ``Image.save``.
+    """
+    if array.dtype != np.uint8 and not (array.dtype == np.uint16 and array.ndim == 3):
+        raise ValueError("pictures have 8 bits, or 16 of one channel: pass to='rgb24' or 'mono8'")
+    if url_template.format(0) == url_template.format(1):
+        raise ValueError(f"url_template is {url_template!r}, expected a place such as {{:06d}} in it")
+    array = array.rechunk({axis: -1 for axis in range(1, array.ndim)})
+    options = dict(storage_options or {})
+    filesystem, path = fsspec.core.url_to_fs(url_template, **options)
+    present = set(filesystem.find(os.path.dirname(path.partition("{")[0]))) if resume else set()
+    wanted: Dict[Tuple[int, ...], Tuple[Any, ...]] = {}
+    made = number = 0
+    for block, frames in enumerate(array.chunks[0]):
+        names = [path.format(number + frame) for frame in range(frames)]
+        missing = {frame: name for frame, name in enumerate(names) if name not in present}
+        if missing:
+            key = (block, *(0,) * (array.ndim - 1))
+            wanted[key] = (missing, url_template, options, picture_options)
+        made += len(missing)
+        number += frames
+    failed = _write(array, wanted, _write_pictures)
+    lost = sum(len(wanted[block][0]) for block in failed)
+    return Report(made - lost, number - made, tuple(failed.values()))
+
+
+def _write_pictures(
+    chunk: "np.ndarray[Any, Any]",
+    missing: Dict[int, str],
+    url: str,
+    options: Dict[str, Any],
+    picture_options: Dict[str, Any],
+) -> None:
+    from PIL import Image
+
+    filesystem, _ = fsspec.core.url_to_fs(url, **options)
+    for frame, name in missing.items():
+        kind = Image.registered_extensions().get(os.path.splitext(name)[1].lower())
+        if kind is None:
+            raise ValueError(f"{name}: there is no kind of picture with this ending")
+        encoded = io.BytesIO()
+        Image.fromarray(chunk[frame]).save(encoded, format=kind, **picture_options)
+        filesystem.makedirs(os.path.dirname(name), exist_ok=True)
+        if not _is_local(filesystem):
+            filesystem.pipe_file(name, encoded.getvalue())
+            continue
+        unfinished = f"{name}.{uuid.uuid4().hex}.part"
+        try:
+            pathlib.Path(unfinished).write_bytes(encoded.getvalue())
+            os.replace(unfinished, name)
+        finally:
+            pathlib.Path(unfinished).unlink(missing_ok=True)
+
+
+def _write(
+    array: dask.array.Array, wanted: Dict[Tuple[int, ...], Tuple[Any, ...]], write: Any
+) -> Dict[Tuple[int, ...], str]:
+    """write(chunk, *arguments) for each block wanted; why some failed.
+
+    Frames are loaded and written by one task, so that one file that cannot be read does not stop
+    the others. Blocks of arrays that something else was done to come from tasks of their own.
+    """
+    if not wanted:
+        return {}
+    source = array.__dask_graph__()
+    graph, blocks = {}, {}
+    name = f"imgcnv-write-{uuid.uuid4().hex}"
+    for number, (block, arguments) in enumerate(wanted.items()):
+        key = (array.name, *block)
+        task = source[key]
+        is_load = isinstance(task, tuple) and task[0] is _load
+        load = (_Load(*task[1:]),) if is_load else (None, key)
+        graph[name, number] = (_attempt, write, _Arguments(arguments), *load)
+        blocks[name, number] = block
+    whole = HighLevelGraph.from_collections(name, graph, dependencies=[array])
+    keys = list(graph)
+    said = dask.base.compute_as_if_collection(dask.array.Array, whole, keys)
+    return {blocks[key]: text for key, text in zip(keys, said) if text}
+
+
+class _Load(NamedTuple):
+    recipe: _Recipe
+    pieces: List[Piece]
+
+
+class _Arguments:
+    """Kept from Dask, which would look for tasks in a tuple."""
+
+    def __init__(self, values: Tuple[Any, ...]) -> None:
+        self.values = values
+
+
+def _attempt(write: Any, arguments: _Arguments, load: Optional[_Load], chunk: Any = None) -> str:
+    """What went wrong, or an empty text."""
+    try:
+        write(_load(*load) if load else chunk, *arguments.values)
+    except (OSError, ValueError) as error:
+        return str(error)
+    return ""
