@@ -39,7 +39,8 @@ bench_peers_packages='libopencv-dev libyuv-dev libswscale-dev libdc1394-dev'
 gstreamer_packages='libgstreamer1.0-dev libgstreamer-plugins-base1.0-dev gstreamer1.0-tools gstreamer1.0-plugins-base gstreamer1.0-plugins-good gstreamer1.0-plugins-bad python3-gi gir1.2-gst-plugins-base-1.0'
 live_packages='libaravis-dev libusb-1.0-0-dev libsdl2-dev xvfb xdotool'
 clusters_packages=
-web_packages=
+web_build_packages='cmake ninja-build emscripten python3'
+web_packages="$web_build_packages $build_packages chromium nodejs npm python3-numpy"
 arm_packages=
 all_packages="$test_packages $clang_packages $debs_packages $abi_packages $bench_packages
     $quality_packages $bench_peers_packages $gstreamer_packages $live_packages $clusters_packages
