@@ -30,21 +30,23 @@ done
 
 tests() {
     # shellcheck disable=SC2086 # a list of words
-    ensure_packages $test_packages
+    ensure_packages $test_packages $gstreamer_packages $live_packages $clusters_packages
     configure_and_build -DIMGCNV_WERROR=$werror -DIMGCNV_BUILD_TESTS=ON -DIMGCNV_BUILD_EXAMPLES=ON \
-        -DIMGCNV_BUILD_FUZZ=ON -DPython3_EXECUTABLE=/usr/bin/python3
+        -DIMGCNV_BUILD_FUZZ=ON -DIMGCNV_BUILD_GSTREAMER=ON -DIMGCNV_BUILD_LIVE=ON \
+        -DPython3_EXECUTABLE=/usr/bin/python3
     ctest --preset release --no-tests=error -j "$(nproc)"
 }
 
 # A debug build: Clang warns of the same with and without optimisation.
 clang_builds_without_a_warning() {
     # shellcheck disable=SC2086 # a list of words
-    ensure_packages $test_packages $clang_packages
+    ensure_packages $test_packages $gstreamer_packages $live_packages $clang_packages
     cd "$root"
     say "Building (Debug) with $(clang --version | head -n 1) in build/clang"
     quietly build/clang-configure.log cmake -S . -B build/clang -G Ninja -DIMGCNV_WERROR=ON \
         -DCMAKE_BUILD_TYPE=Debug -DCMAKE_C_COMPILER=clang -DCMAKE_CXX_COMPILER=clang++ \
-        -DIMGCNV_BUILD_EXAMPLES=ON -DIMGCNV_BUILD_FUZZ=ON
+        -DIMGCNV_BUILD_EXAMPLES=ON -DIMGCNV_BUILD_FUZZ=ON \
+        -DIMGCNV_BUILD_GSTREAMER=ON -DIMGCNV_BUILD_LIVE=ON
     quietly build/clang-build.log cmake --build build/clang
 }
 

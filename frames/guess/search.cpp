@@ -286,7 +286,7 @@ class Search {
             if (rest <= kLongestHeader || has_gaps)
                 add_at_starts(fit, width, row, 0,
                               has_gaps || fits_behind_header(bytes) ? kFitsKnownSize : 0);
-            const auto offer_padded = [&](std::int64_t pitch) {
+            const auto offer_padded = [&, width = width, height = height](std::int64_t pitch) {
                 const auto padded = frame_bytes(pitch, height);
                 if (pitch > row && 4 * pitch < 5 * row + 8 * 64 && padded <= size_ &&
                     size_ % padded == 0)

@@ -27,7 +27,7 @@ quietly() {
 # What each part needs, as Debian packages. The names are those of Debian 12, Debian 13 and
 # Ubuntu 24.04 alike; scripts/package-names.sh asks apt whether a system knows all of them.
 build_packages='cmake ninja-build g++ pkg-config libcli11-dev libdeflate-dev libjpeg-dev libpng-dev libtiff-dev'
-test_packages="$build_packages libgtest-dev qemu-user ffmpeg python3-opencv
+test_packages="$build_packages libgtest-dev qemu-user valgrind ffmpeg python3-opencv
     git python3 python3-pytest python3-numpy python3-pil python3-build python3-setuptools python3-wheel mypy"
 clang_packages='clang libclang-rt-dev'
 debs_packages="build-essential debhelper dh-python fakeroot lintian python3"
@@ -39,11 +39,12 @@ bench_peers_packages='libopencv-dev libyuv-dev libswscale-dev libdc1394-dev'
 gstreamer_packages='libgstreamer1.0-dev libgstreamer-plugins-base1.0-dev gstreamer1.0-tools gstreamer1.0-plugins-base gstreamer1.0-plugins-good gstreamer1.0-plugins-bad python3-gi gir1.2-gst-plugins-base-1.0'
 live_packages='libaravis-dev libusb-1.0-0-dev libsdl2-dev xvfb xdotool'
 clusters_packages='python3-dask python3-distributed python3-zarr python3-fsspec python3-pil python3-xarray'
-web_packages=
-arm_packages=
+web_build_packages='cmake ninja-build emscripten python3'
+web_packages="$web_build_packages $build_packages chromium nodejs npm python3-numpy"
+arm_packages='g++-aarch64-linux-gnu qemu-user-static googletest'
 all_packages="$test_packages $clang_packages $debs_packages $abi_packages $bench_packages
     $quality_packages $bench_peers_packages $gstreamer_packages $live_packages $clusters_packages
-    $web_packages $arm_packages valgrind debootstrap"
+    $web_packages $arm_packages debootstrap"
 
 # Every script takes --yes: packages that are missing are installed without a question. Here it is
 # taken out of the script's arguments, and handed on to scripts that it calls.

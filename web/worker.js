@@ -1,0 +1,300 @@
+// A Worker: it has the file and the engine, so that the page never waits. Messages are
+// { id, task, ... }; answers { id, result } or { id, error }.
+'use strict';
+
+const HISTOGRAM_SAMPLES = 1 << 20;
+const MOST_BYTES_OF_A_LIST = 64 << 20;
+const HEX_BYTES = 64;
+
+let engine, formats, file;
+// What lies in the engine's buffers.
+let loaded = null;     // { frame, offset, length }
+let shown = null;      // the picture
+let samples = null;    // the samples of the frame, or null
+
+const reader = new FileReaderSync();
+
+function read(offset, into) {
+  const end = Math.min(offset + into.length, file.size);
+  if (offset >= end) return 0;
+  into.set(new Uint8Array(reader.readAsArrayBuffer(file.slice(offset, end))));
+  return end - offset;
+}
+
+function readSlice(offset, length) {
+  return new Uint8Array(reader.readAsArrayBuffer(file.slice(offset, offset + length)));
+}
+
+const formatOf = (code) => formats.get(code);
+const isMosaic = (format) => format.order !== 0;
+
+// Puts a frame of the file into the engine's buffer. What the file does not have is 0.
+function load(frame) {
+  const sizes = engine.setFrame(frame);
+  const isList = formatOf(frame.code).layout === POINTS;
+  const offset = frame.skip + frame.index * (sizes.frameBytes + frame.gap);
+  const there = Math.max(0, file.size - offset);
+  const length = isList ? Math.min(there, MOST_BYTES_OF_A_LIST) : sizes.frameBytes;
+  if (there === 0) throw new Refusal(engine.fitFile(file.size).text || `the file has no frame ${frame.index}`);
+  if (!loaded || loaded.file !== file || loaded.offset !== offset || loaded.length !== length) {
+    loaded = null;
+    const room = engine.room(SOURCE, length);
+    const got = read(offset, room);
+    room.fill(0, got);
+    loaded = { file, offset, length };
+  }
+  loaded.frame = frame;
+  loaded.sizes = sizes;
+  loaded.isCut = !isList && there < sizes.neededBytes;
+  samples = null;
+  return loaded;
+}
+
+function bitmapOf(picture, options) {
+  const pixels = engine.room(PICTURE, picture.bytes);
+  const data = new Uint8ClampedArray(pixels.buffer, pixels.byteOffset, picture.bytes);
+  return createImageBitmap(new ImageData(data, picture.width, picture.height), options);
+}
+
+function rawSamples() {
+  if (samples) return samples;
+  const { layout } = formatOf(loaded.frame.code);
+  if (layout >= 10) return null; // YUV and lists of points have no samples of pixels
+  engine.setFrame(loaded.frame);
+  engine.setTarget('raw16');
+  const info = engine.convert(SAMPLES, loaded.length);
+  samples = { ...info, pointer: engine.room(SAMPLES, info.bytes).byteOffset };
+  return samples;
+}
+
+const sampleWords = () => new Uint16Array(engine.calls.memory.buffer, samples.pointer, samples.bytes / 2);
+
+// Which of red, green and blue (0, 1, 2) a pixel of a mosaic has.
+function siteColour(order, x, y) {
+  const firstGreen = order === 2 || order === 4;
+  if (((x + y) % 2 === 0) === firstGreen) return 1;
+  const redRow = order === 1 || order === 4 ? 0 : 1;
+  return y % 2 === redRow ? 0 : 2;
+}
+
+// Counts of up to 256 levels for each colour; of large pictures every so many rows. The step is odd:
+// both kinds of a mosaic's rows are among them.
+function rawHistogram() {
+  const raw = rawSamples();
+  if (!raw) return null;
+  const format = formatOf(loaded.frame.code);
+  const shift = Math.max(0, format.depth - 8);
+  const colours = isMosaic(format) ? 3 : raw.channels;
+  const counts = Array.from({ length: colours }, () => new Uint32Array(Math.min(256, 1 << format.depth)));
+  const words = sampleWords();
+  const rowWords = raw.width * raw.channels;
+  const step = Math.ceil((rowWords * raw.height) / HISTOGRAM_SAMPLES) | 1;
+  for (let y = 0; y < raw.height; y += step) {
+    const row = words.subarray(y * rowWords, (y + 1) * rowWords);
+    const even = counts[colours === 1 ? 0 : isMosaic(format) ? siteColour(format.order, 0, y) : 0];
+    const odd = counts[colours === 1 ? 0 : isMosaic(format) ? siteColour(format.order, 1, y) : 0];
+    if (raw.channels === 3) for (let x = 0; x < rowWords; ++x) ++counts[x % 3][row[x] >> shift];
+    else for (let x = 0; x < rowWords; ++x) ++(x & 1 ? odd : even)[row[x] >> shift];
+  }
+  return counts;
+}
+
+function pictureHistogram(picture, isColor) {
+  const pixels = engine.room(PICTURE, picture.bytes);
+  const counts = Array.from({ length: isColor ? 3 : 1 }, () => new Uint32Array(256));
+  const step = Math.ceil((picture.width * picture.height) / HISTOGRAM_SAMPLES) | 1;
+  for (let y = 0; y < picture.height; y += step) {
+    const end = 4 * (y + 1) * picture.width;
+    for (let i = 4 * y * picture.width; i < end; i += 4) {
+      ++counts[0][pixels[i]];
+      if (isColor) {
+        ++counts[1][pixels[i + 1]];
+        ++counts[2][pixels[i + 2]];
+      }
+    }
+  }
+  return counts;
+}
+
+// The pixel of the frame that a pixel of the picture shows: flips undone, then the rotation.
+function sourcePixel(look, x, y) {
+  if (look.flip & 4) x = shown.width - 1 - x;
+  if (look.flip & 8) y = shown.height - 1 - y;
+  switch (look.rotation) {
+    case 90: return [y, shown.width - 1 - x];
+    case 180: return [shown.width - 1 - x, shown.height - 1 - y];
+    case 270: return [shown.height - 1 - y, x];
+    default: return [x, y];
+  }
+}
+
+// For each bit of a group's bytes, the highest first, which sample it belongs to and which bit of it
+// it is: found by setting the bit and looking which sample changes.
+function diagram(code, flags) {
+  const { layout, groupPixels, groupBytes } = formatOf(code);
+  if (layout >= 10) return null;
+  engine.setFrame({ code, flags, width: groupPixels, height: 1, stride: 0, skip: 0, gap: 0 });
+  engine.setTarget('raw16');
+  loaded = samples = null;
+  const sampleOf = (byte, bit) => {
+    const source = engine.room(SOURCE, groupBytes);
+    source.fill(0);
+    source[byte] = 1 << bit;
+    const info = engine.convert(SAMPLES, groupBytes);
+    const { byteOffset } = engine.room(SAMPLES, info.bytes);
+    const words = new Uint16Array(engine.calls.memory.buffer, byteOffset, info.bytes / 2);
+    const sample = words.findIndex((word) => word !== 0);
+    return sample < 0 ? null : { sample, bit: Math.log2(words[sample]) };
+  };
+  return Array.from({ length: groupBytes }, (_, byte) =>
+    [7, 6, 5, 4, 3, 2, 1, 0].map((bit) => sampleOf(byte, bit)));
+}
+
+const tasks = {
+  async start({ module }) {
+    engine = await Engine.load(module, read);
+    const list = engine.formats();
+    formats = new Map(list.map((format) => [format.code, format]));
+    return list;
+  },
+
+  open(message) {
+    file = message.file;
+    loaded = shown = samples = null;
+    return engine.nameHints(file.name || '');
+  },
+
+  findFormat: ({ name }) => engine.findFormat(name),
+
+  // Rows that lie between `skip` and the end of the file.
+  rows({ frame }) {
+    const { rowBytes, stride } = engine.setFrame({ ...frame, height: 1 });
+    const bytes = Math.max(0, file.size - frame.skip);
+    const { bits } = formatOf(frame.code);
+    if (rowBytes === 0) return null; // a list of points
+    return stride > 0 ? Math.floor((bytes + stride - rowBytes) / stride) : Math.floor((8 * bytes) / (bits * frame.width));
+  },
+
+  // Widths whose rows divide the file's length without a rest.
+  divisors({ code, skip, most }) {
+    const bytes = file.size - skip;
+    const { groupPixels } = formatOf(code);
+    const widths = [];
+    for (let width = 16; width <= most; ++width) {
+      if (width % groupPixels !== 0) continue;
+      const row = engine.calls.row_bytes(code, width);
+      if (row > 0 && bytes % row === 0 && bytes / row >= 16) widths.push(width);
+    }
+    return widths;
+  },
+
+  async picture({ frame, look }) {
+    const started = performance.now();
+    shown = null;
+    load(frame);
+    const fit = engine.fitFile(file.size);
+    engine.setTarget('rgba32', look);
+    const picture = engine.convert(PICTURE, loaded.length);
+    const converted = performance.now();
+    shown = { ...picture, look };
+    const bitmap = await bitmapOf(picture);
+    const format = formatOf(frame.code);
+    return {
+      transfer: [bitmap],
+      bitmap, fit,
+      width: picture.width, height: picture.height,
+      sizes: loaded.sizes, offset: loaded.offset, isCut: loaded.isCut,
+      hex: readSlice(loaded.offset, HEX_BYTES),
+      raw: rawHistogram(),
+      counts: pictureHistogram(picture, format.isColor),
+      milliseconds: converted - started,
+    };
+  },
+
+  // What lies under a pixel of the picture.
+  probe({ x, y }) {
+    if (!shown || x < 0 || y < 0 || x >= shown.width || y >= shown.height) return null;
+    const { frame, sizes, offset } = loaded;
+    const format = formatOf(frame.code);
+    const at = 4 * (y * shown.width + x);
+    const colour = [...engine.room(PICTURE, shown.bytes).subarray(at, at + 3)];
+    const [column, row] = sourcePixel(shown.look, x, y);
+    const result = { x: column, y: row, colour, isColor: format.isColor };
+    if (format.layout === POINTS) return result;
+    const bits = sizes.stride > 0 ? 0 : row * frame.width * format.bits;
+    const group = Math.floor(column / format.groupPixels);
+    const inRow = sizes.stride > 0 && format.layout !== 1 ? group * format.groupBytes
+      : Math.floor(((bits % 8) + column * format.bits) / 8);
+    const byte = row * sizes.stride + Math.floor(bits / 8) + inRow;
+    const length = format.layout === 1 ? Math.ceil((((bits + column * format.bits) % 8) + format.bits) / 8) : format.groupBytes;
+    result.offset = offset + byte;
+    result.bytes = [...engine.room(SOURCE, loaded.length).subarray(byte, byte + length)];
+    const raw = rawSamples();
+    if (raw) {
+      const word = (row * raw.width + column) * raw.channels;
+      result.samples = [...sampleWords().subarray(word, word + raw.channels)];
+      if (isMosaic(format)) result.site = siteColour(format.order, column, row);
+    }
+    return result;
+  },
+
+  autoLevels({ frame }) {
+    load(frame);
+    return engine.autoLevels(loaded.length);
+  },
+
+  // As `imgcnv convert` makes it: grey of grey formats, else RGB.
+  async png({ frame, look, bits }) {
+    load(frame);
+    const { isColor } = formatOf(frame.code);
+    const kind = bits === 8 ? (isColor ? 'rgb24' : 'mono8') : isColor ? 'rgb48' : 'raw16';
+    engine.setTarget(kind, { ...look, flags: bits === 16 ? FULL_SCALE : 0 });
+    const info = engine.convert(SAMPLES, loaded.length);
+    const pixels = engine.room(SAMPLES, info.bytes).slice();
+    return encodePng(pixels, info.width, info.height, info.channels, info.channelBytes);
+  },
+
+  guess: () => engine.guess(file.size, file.name || ''),
+
+  async thumbnail({ frame, look, size }) {
+    load(frame);
+    engine.setTarget('rgba32', look);
+    const picture = engine.convert(PICTURE, loaded.length);
+    const scale = Math.min(1, size / Math.max(picture.width, picture.height));
+    const bitmap = await bitmapOf(picture, {
+      resizeWidth: Math.max(1, Math.round(picture.width * scale)),
+      resizeHeight: Math.max(1, Math.round(picture.height * scale)),
+      resizeQuality: 'medium',
+    });
+    return { bitmap, transfer: [bitmap] };
+  },
+
+  // Of every format, by code and byte order.
+  diagrams() {
+    const all = {};
+    for (const { code } of formats.values())
+      for (const flags of [0, 1]) {
+        try {
+          all[`${code}:${flags}`] = diagram(code, flags);
+        } catch (error) {
+          if (!(error instanceof Refusal)) throw error; // this format has one byte order only
+        }
+      }
+    return all;
+  },
+};
+
+// One task after the other: some wait for the browser in between.
+let last = Promise.resolve();
+onmessage = ({ data }) => {
+  last = last.then(async () => {
+    try {
+      const result = await tasks[data.task](data);
+      const transfer = (result && result.transfer) || [];
+      if (result) delete result.transfer;
+      postMessage({ id: data.id, result }, transfer);
+    } catch (error) {
+      postMessage({ id: data.id, error: error.message, isFatal: !(error instanceof Refusal) });
+    }
+  });
+};
