@@ -4,7 +4,11 @@ from __future__ import annotations
 
 import os
 import pathlib
+import pickle
 import signal
+import socket
+import subprocess
+import threading
 import time
 import warnings
 
@@ -12,7 +16,7 @@ import numpy as np
 import pytest
 
 import imgcnv
-from programs import MODULE
+from programs import MODULE, PYTHON, run
 
 pytest.importorskip("dask.array", reason="Debian's python3-dask is not installed")
 fsspec = pytest.importorskip("fsspec", reason="Debian's python3-fsspec is not installed")
@@ -165,7 +169,6 @@ def test_pictures(captures, tmp_path):
 
 def test_ten_million_frames_are_described_in_seconds():
     """10,000 files of 1,000 frames, 62 TB: the graph holds paths and offsets alone."""
-    import pickle
 
     one = 1920 * 1080 * 3
     files = tuple(archive.File(f"s3://b/{n:05d}.raw", one * 500, 1000, "") for n in range(10000))
@@ -215,7 +218,6 @@ def test_a_worker_killed_in_the_middle(cluster, tmp_path):
             time.sleep(0.01)
         os.kill(victim, signal.SIGKILL)
 
-    import threading
 
     killer = threading.Thread(target=kill_later, daemon=True)
     killer.start()
@@ -227,3 +229,39 @@ def test_a_worker_killed_in_the_middle(cluster, tmp_path):
     np.testing.assert_array_equal(stored[:], wanted)
     peaks = cluster.run(lambda: __import__("resource").getrusage(0).ru_maxrss)
     assert max(peaks.values()) < 400_000
+
+
+def test_example_of_a_cluster(tmp_path):
+    """The scheduler and workers that start.sh starts convert a folder; a second run makes nothing."""
+    image = pytest.importorskip("PIL.Image", reason="Debian's python3-pil is not installed")
+    pytest.importorskip("distributed", reason="Debian's python3-distributed is not installed")
+    zarr_module()
+    examples = PYTHON.parent / "examples" / "cluster"
+    folder = tmp_path / "captures"
+    folder.mkdir()
+    grey = np.repeat(np.arange(30, dtype=np.uint8) * 8, WIDTH * HEIGHT)
+    (folder / "a.raw").write_bytes(grey.tobytes())
+    with socket.socket() as probe:
+        probe.bind(("127.0.0.1", 0))
+        port = probe.getsockname()[1]
+    environment = {**os.environ, **MODULE, "TMPDIR": str(tmp_path)}
+    with open(tmp_path / "log", "wb") as log:
+        cluster = subprocess.Popen(
+            [examples / "start.sh", str(port)], stdout=log, stderr=log, env=environment
+        )
+    try:
+        arguments = [WIDTH, HEIGHT, "Mono8", tmp_path / "all.zarr", tmp_path / "sheet.png"]
+        for made, kept in ((1, 0), (0, 1)):
+            output = run(
+                *(examples / "to_zarr.py", f"tcp://127.0.0.1:{port}", folder, *arguments), **MODULE
+            )
+            assert output.splitlines() == [
+                "30 frames in 1 files, 72000 bytes",
+                f"{made} chunks made, {kept} were there, 0 failed",
+            ]
+    finally:
+        cluster.terminate()
+        cluster.wait(60)
+    with image.open(tmp_path / "sheet.png") as sheet:
+        assert sheet.size == (6 * 15, 4 * 10)
+        assert sheet.getpixel((0, 0)) == (0, 0, 0) and sheet.getpixel((89, 39)) == (232,) * 3

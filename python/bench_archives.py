@@ -1,0 +1,77 @@
+#!/usr/bin/python3
+"""Frames per second of archives: what docs/archives.md shows, on this machine.
+
+    IMGCNV_FRAMES_LIBRARY=path/to/libimgcnv_frames.so python/bench_archives.py [FRAMES]
+
+Noisy frames of 600x400 BayerRG12Packed in 6 files, converted, and written to Zarr, PNG and JPEG, by
+one process with one thread and by a cluster of two workers.
+"""
+
+from __future__ import annotations
+
+import pathlib
+import sys
+import tempfile
+import time
+from typing import Any, Callable
+
+import dask
+import imgcnv
+import imgcnv.dask
+import numpy as np
+from distributed import Client, LocalCluster
+
+WIDTH, HEIGHT, FORMAT, FILES = 600, 400, "BayerRG12Packed", 6
+
+
+def make_files(folder: pathlib.Path, frames: int) -> None:
+    """A smooth picture with noise of a few values, as sensors have it: noise alone is no picture."""
+    rng = np.random.default_rng(0)
+    smooth = 2000 + 1500 * np.sin(np.add.outer(np.arange(HEIGHT) / 40, np.arange(WIDTH) / 60))
+    for number in range(FILES):
+        with open(folder / f"{number}.raw", "wb") as file:
+            for _ in range(frames // FILES):
+                samples = (smooth + rng.normal(0, 12, smooth.shape)).astype(np.uint16)
+                first, second = samples[:, ::2], samples[:, 1::2]
+                packed = [first >> 4, first & 15 | (second & 15) << 4, second >> 4]
+                file.write(np.stack(packed, -1).astype(np.uint8).tobytes())
+
+
+def rate(frames: int, action: Callable[[], Any]) -> float:
+    start = time.perf_counter()
+    action()
+    return frames / (time.perf_counter() - start)
+
+
+def main() -> None:
+    frames = int(sys.argv[1]) if len(sys.argv) > 1 else 240
+    with tempfile.TemporaryDirectory() as name:
+        folder = pathlib.Path(name)
+        (folder / "captures").mkdir()
+        make_files(folder / "captures", frames)
+        array = imgcnv.dask.open_frames(
+            folder / "captures", WIDTH, HEIGHT, FORMAT, chunk_bytes=16 << 20
+        )
+        with imgcnv.Converter(WIDTH, HEIGHT, FORMAT) as converter:
+            dumps = [path.read_bytes() for path in sorted((folder / "captures").iterdir())]
+            out = np.empty((len(dumps[0]) // converter.frame_bytes, *converter.shape), np.uint8)
+            alone = rate(frames, lambda: [converter.convert_batch(dump, out) for dump in dumps])
+        print(f"convert_batch() of bytes in memory      {alone:8.0f} frames/s")
+        with LocalCluster(
+            n_workers=2, threads_per_worker=1, memory_limit="400MB", dashboard_address=None
+        ) as cluster, Client(cluster, set_as_default=False) as client:
+            for where, scheduler in (("1 process", "synchronous"), ("2 workers", client)):
+                with dask.config.set(scheduler=scheduler):
+                    place = f"{name}/{where[0]}"
+                    ways: "dict[str, Callable[[], Any]]" = {
+                        "convert, mean of all pixels": lambda: array.mean().compute(),
+                        "Zarr": lambda: imgcnv.dask.to_zarr(array, f"{place}.zarr"),
+                        "PNG": lambda: imgcnv.dask.to_pictures(array, place + "/{}.png"),
+                        "JPEG": lambda: imgcnv.dask.to_pictures(array, place + "/{}.jpg"),
+                    }
+                    for way, action in ways.items():
+                        print(f"{way:28} {where:10} {rate(frames, action):8.0f} frames/s")
+
+
+if __name__ == "__main__":
+    main()
