@@ -45,6 +45,7 @@ SourceRows::SourceRows(const Geometry& frame, const Wish& wish)
             levels_[row].scale[i] =
                 static_cast<float>(full / (wish.levels.white - wish.levels.black) * gains[color]);
         }
+        levels8_[row] = fixed_levels(levels_[row], frame.format->depth);
     }
 }
 
