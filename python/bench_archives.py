@@ -66,7 +66,9 @@ def main() -> None:
                     ways: "dict[str, Callable[[], Any]]" = {
                         "convert, mean of all pixels": lambda: array.mean().compute(),
                         "Zarr": lambda: imgcnv.dask.to_zarr(array, f"{place}.zarr"),
-                        "PNG": lambda: imgcnv.dask.to_pictures(array, place + "/{}.png"),
+                        "PNG": lambda: imgcnv.dask.to_pictures(
+                            array, place + "/{}.png", compress_level=1
+                        ),
                         "JPEG": lambda: imgcnv.dask.to_pictures(array, place + "/{}.jpg"),
                     }
                     for way, action in ways.items():

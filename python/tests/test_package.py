@@ -124,8 +124,9 @@ def test_docstrings():
     assert all(getattr(imgcnv, name).__doc__ for name in set(imgcnv.__all__) - {"To", "Demosaic", "Flip"})
 
 
-def test_readme():
+def test_readme(monkeypatch):
     """The commands' results in it are what comes out."""
+    monkeypatch.chdir(PYTHON.parent)
     result = doctest.testfile(str(PYTHON / "README.md"), module_relative=False)
     assert result.failed == 0 and result.attempted >= 10
 
