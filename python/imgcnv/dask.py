@@ -284,6 +284,8 @@ def to_zarr(
     """
     import zarr
 
+    if int(zarr.__version__.split(".")[0]) != 2:
+        raise ImportError(f"to_zarr() needs zarr 2, found {zarr.__version__}")
     for sizes in array.chunks:
         if len(set(sizes[:-1])) > 1 or sizes[-1] > sizes[0]:
             raise ValueError(
