@@ -67,13 +67,16 @@ Planner::Planner(const Geometry& frame, const Wish& wish, const SourceRows& sour
 Way Planner::way() const {
     if (wish_.is_wide()) return Way::kWide;
     const auto layout = frame_.format->layout;
-    const bool is_grey = source_.channels() == 1 && !demosaics_;
-    if (is_grey && wish_.kind == IMGCNV_TARGET_MONO8) return Way::kSamples;
     const bool red_first = layout == IMGCNV_LAYOUT_RGB || layout == IMGCNV_LAYOUT_RGBA;
-    if (source_.channels() == 3 &&
-        wish_.kind == (red_first ? IMGCNV_TARGET_RGB24 : IMGCNV_TARGET_BGR24))
-        return Way::kSamples;
-    return Way::kCore;
+    const auto same = source_.channels() == 3
+                          ? (red_first ? IMGCNV_TARGET_RGB24 : IMGCNV_TARGET_BGR24)
+                          : IMGCNV_TARGET_MONO8;
+    if (source_.channels() == 0 || demosaics_ || wish_.kind != same) return Way::kCore;
+    // libimgcnv is faster where it does everything. It copies the padding of RGB rows along.
+    const bool is_one_call = wish_.is_upright() && wish_.is_tight() &&
+                             core_reads_frame({0, frame_.height, 0, frame_.width}) &&
+                             (source_.channels() == 1 || frame_.stride == frame_.row_bytes);
+    return is_one_call ? Way::kCore : Way::kSamples;
 }
 
 std::int64_t Planner::core_width(const Rectangle& made) const {

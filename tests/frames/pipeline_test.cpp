@@ -396,6 +396,53 @@ TEST(Pipelines, GiveSixteenBits) {
     }
 }
 
+// Black, white and gains at full depth before, gamma after demosaicing; off means the same bytes.
+TEST(Pipelines, ApplyLevelsToSamples) {
+    std::mt19937 random(23);
+    for (const char* name : {"Mono12", "Mono12p", "Mono8", "Mono10Packed", "RGB8", "BGRa8",
+                             "BayerGR12Packed", "BayerRG10p", "SRGGB12P"}) {
+        Case test;
+        ASSERT_EQ(imgcnv_find_format(name, &test.frame.format, nullptr, nullptr, 0), IMGCNV_OK);
+        const auto& format = test.format();
+        test.frame.width = 33;
+        test.frame.height = 17;
+        imgcnv_levels levels = IMGCNV_LEVELS_INIT;
+        const double largest = (1 << format.depth) - 1;
+        levels.black = largest / 8;
+        levels.white = largest / 2;
+        levels.red_gain = 1.5;
+        levels.blue_gain = 0.5;
+        imgcnv_frame_sizes sizes{};
+        sizes.struct_size = sizeof sizes;
+        ASSERT_EQ(imgcnv_frame_measure(&test.frame, &sizes, nullptr, 0), IMGCNV_OK);
+        // A flat frame of 16-bit grey, packed: every method leaves it flat.
+        const int sixteen = 17000;
+        const std::vector<std::uint16_t> grey(static_cast<std::size_t>(33 * 17), sixteen);
+        Bytes data(static_cast<std::size_t>(sizes.frame_bytes));
+        ASSERT_EQ(
+            imgcnv_pack_frame(&test.frame, grey.data(), 1, data.data(), data.size(), nullptr, 0),
+            IMGCNV_OK);
+        const double sample = sixteen >> (16 - format.depth);
+        Bytes picture(static_cast<std::size_t>(33 * 17 * 3));
+        for (const bool has_levels : {false, true}) {
+            test.target.levels = has_levels ? &levels : nullptr;
+            ASSERT_EQ(imgcnv_convert_frame(&test.frame, &test.target, data.data(), data.size(),
+                                           picture.data(), picture.size(), nullptr, 0),
+                      IMGCNV_OK);
+            const bool is_grey = becomes_grey(test);
+            const double gains[3] = {is_grey ? 1 : 1.5, 1, is_grey ? 1 : 0.5};
+            for (std::size_t i = 0; i < picture.size(); ++i) {
+                const double wanted = has_levels
+                                          ? (sample - levels.black) /
+                                                (levels.white - levels.black) * gains[i % 3] * 255
+                                          : static_cast<double>(sixteen >> 8);
+                ASSERT_NEAR(picture[i], std::clamp(wanted, 0.0, 255.0), has_levels ? 1.0 : 0.0)
+                    << test.text() << " byte " << i;
+            }
+        }
+    }
+}
+
 TEST(Pipelines, OneServesOneThreadAtATime) {
     Case test;
     test.frame.format = IMGCNV_PIXEL_BAYER_RG8;
