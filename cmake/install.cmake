@@ -1,5 +1,6 @@
-# What `cmake --install` puts where. Four components: "libraries", "runtime" (the command),
-# "development" (headers, link names, CMake and pkg-config files) and "python" (the NumPy module).
+# What `cmake --install` puts where. Five components: "libraries", "runtime" (the command),
+# "development" (headers, link names, CMake and pkg-config files), "python" (the NumPy module) and
+# "web" (the viewer).
 #
 # The installed tree may be moved: no file in it holds the prefix it was installed to, except the
 # pkg-config files of the folders that compilers search anyway.
@@ -52,5 +53,8 @@ if(TARGET imgcnv_tool)
   set_target_properties(imgcnv_tool PROPERTIES INSTALL_RPATH "$ORIGIN/${libdir_from_bindir}")
   install(TARGETS imgcnv_tool DESTINATION ${CMAKE_INSTALL_BINDIR} COMPONENT runtime)
 endif()
+
+# The page of scripts/build-web.sh, where it has been made: `imgcnv view` opens it.
+install(FILES dist/viewer.html DESTINATION ${CMAKE_INSTALL_DATADIR}/imgcnv COMPONENT web OPTIONAL)
 
 include(cmake/install_python.cmake)

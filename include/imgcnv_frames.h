@@ -256,8 +256,8 @@ typedef enum imgcnv_target_kind {
     IMGCNV_TARGET_BGR24 = 3,  /* 3 bytes per pixel: B, G, R (OpenCV's order) */
     IMGCNV_TARGET_RGBA32 = 4, /* 4 bytes per pixel, alpha 255 */
     IMGCNV_TARGET_BGRA32 = 5,
-    IMGCNV_TARGET_RAW16 = 6, /* samples as 16-bit words of the host; a mosaic stays a mosaic, RGB
-                                has three channels. YUV and Mono1C: IMGCNV_UNSUPPORTED */
+    IMGCNV_TARGET_RAW16 = 6, /* samples as 16-bit words of the host; a mosaic stays a mosaic; RGB
+                                and BGR give R, G, B. YUV and Mono1C: IMGCNV_UNSUPPORTED */
     IMGCNV_TARGET_RGB48 = 7, /* 3 16-bit words of the host per pixel */
     IMGCNV_TARGET_BGR48 = 8
 } imgcnv_target_kind;
@@ -442,7 +442,8 @@ typedef struct imgcnv_reading {
 /*
  * Ranks ways to read data of unknown format.
  *
- *   readings  out: the best first; struct_size of each is set by the call
+ *   readings  out: the best first. The caller sets struct_size of the first, the call that of the
+ *             others.
  *   most      room in readings
  *   count     out: how many were written
  *

@@ -16,6 +16,7 @@ void add_guess(CLI::App& app);
 void add_sheet(CLI::App& app);
 void add_preview(CLI::App& app);
 void add_bench(CLI::App& app);
+void add_view(CLI::App& app);
 void add_completions(CLI::App& app);
 
 /// Ends the command with this exit code, everything having been said.

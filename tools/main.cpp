@@ -29,6 +29,7 @@ int run(int argc, char** argv) {
     tool::add_sheet(app);
     tool::add_preview(app);
     tool::add_bench(app);
+    tool::add_view(app);
     tool::add_completions(app);
     try {
         app.parse(argc, argv);

@@ -1,5 +1,5 @@
-// What the page's Workers call: the frame engine behind numbers, texts and buffers, which is all that
-// JavaScript and WebAssembly have in common.
+// What the page's Workers call: the frame engine behind numbers, texts and buffers, which is all
+// that JavaScript and WebAssembly have in common.
 //
 // Numbers go in as arguments and come back in numbers(); texts and JSON come back in text() and
 // json(); bytes lie in the buffers of room(). Functions that can fail return an imgcnv_status.
@@ -62,7 +62,8 @@ void add_number(const char* name, double value) {
     // Whole numbers up to 2^53, or a score with six digits.
     const auto integer = static_cast<std::int64_t>(value);
     given_json += std::string("\"") + name + "\":";
-    given_json += value == static_cast<double>(integer) ? std::to_string(integer) : std::to_string(value);
+    given_json +=
+        value == static_cast<double>(integer) ? std::to_string(integer) : std::to_string(value);
     given_json += ',';
 }
 
@@ -79,8 +80,8 @@ EXPORTED(numbers) const double* numbers() { return given_numbers; }
 EXPORTED(text) const char* text() { return given_text; }
 EXPORTED(json) const char* json() { return given_json.c_str(); }
 
-// Buffer 0: the frame, 1: its picture, 2: its samples, 3: a text for the call that follows. Its bytes
-// are lost when it grows. Null when there is no memory.
+// Buffer 0: the frame, 1: its picture, 2: its samples, 3: a text for the call that follows. Its
+// bytes are lost when it grows. Null when there is no memory.
 EXPORTED(room) void* room(int number, double bytes) {
     auto& buffer = buffers[number];
     const auto size = static_cast<std::size_t>(std::max(1.0, bytes));
@@ -112,7 +113,8 @@ EXPORTED(formats) void formats() {
         add_string("name", info.name);
         add_string("layoutText", info.layout_text);
         add_string("names", (std::string(info.pfnc) + " " + info.gstreamer + " " + info.v4l2 + " " +
-                             info.ffmpeg + " " + info.ros).c_str());
+                             info.ffmpeg + " " + info.ros)
+                                .c_str());
         close_object();
     }
     given_json += "]";
@@ -121,8 +123,7 @@ EXPORTED(formats) void formats() {
 // Numbers: code, flags.
 EXPORTED(find_format) int find_format() {
     std::uint32_t code = 0, flags = 0;
-    const int status =
-        imgcnv_find_format(argument(), &code, &flags, given_text, sizeof given_text);
+    const int status = imgcnv_find_format(argument(), &code, &flags, given_text, sizeof given_text);
     give(code, flags);
     return status;
 }
@@ -135,8 +136,9 @@ EXPORTED(name_hints) void name_hints() {
 }
 
 // Numbers: row_bytes, stride, frame_bytes, needed_bytes.
-EXPORTED(set_frame) int set_frame(double code, double flags, double width, double height,
-                                  double stride, double skip, double gap) {
+EXPORTED(set_frame)
+int set_frame(double code, double flags, double width, double height, double stride, double skip,
+              double gap) {
     frame.format = static_cast<std::uint32_t>(whole(code));
     frame.flags = static_cast<std::uint32_t>(whole(flags));
     frame.width = whole(width);
@@ -173,8 +175,9 @@ EXPORTED(set_target) void set_target(int kind, int demosaic, int rotation, int f
     target.flags = static_cast<std::uint32_t>(flags);
 }
 
-EXPORTED(set_levels) void set_levels(double black, double white, double red, double green,
-                                     double blue, double gamma, double contrast) {
+EXPORTED(set_levels)
+void set_levels(double black, double white, double red, double green, double blue, double gamma,
+                double contrast) {
     levels.black = black;
     levels.white = white;
     levels.red_gain = red;
@@ -236,8 +239,8 @@ EXPORTED(guess) int guess(double bytes) {
     static imgcnv_reading readings[kMostReadings];
     for (auto& reading : readings) reading.struct_size = sizeof reading;
     int count = 0;
-    const int status = imgcnv_guess(&question, readings, kMostReadings, &count, given_text,
-                                    sizeof given_text);
+    const int status =
+        imgcnv_guess(&question, readings, kMostReadings, &count, given_text, sizeof given_text);
     given_json = "[";
     for (int i = 0; i < count; ++i) {
         const auto& reading = readings[i];

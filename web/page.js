@@ -1,7 +1,7 @@
 // The page: what is set, what is asked of the Workers, and what is shown.
 'use strict';
 
-const MOST_PIXELS_AT_FIRST = 32e6;
+const MOST_PIXELS_AT_FIRST = 8e6;
 const THUMBNAIL = 160;
 const NUMBERS = ['width', 'height', 'stride', 'skip', 'gap', 'index', ...LEVELS];
 const CHECKS = ['whole', 'bigEndian', 'videoRange', 'flipHorizontal', 'flipVertical'];
@@ -211,9 +211,12 @@ async function showDivisors() {
   return markDivisor();
 }
 
+// The button of the width is marked, and brought into sight without moving the page.
 function markDivisor() {
   for (const button of byId('divisor-list').children)
     button.setAttribute('aria-pressed', Number(button.value) === settings.width);
+  const list = byId('divisor-list'), [pressed] = list.querySelectorAll('[aria-pressed=true]');
+  if (pressed) list.scrollTop = pressed.offsetTop - list.offsetTop;
 }
 
 // ---- Files and guesses -----------------------------------------------------------------------
@@ -439,7 +442,11 @@ const KEYS = {
 };
 
 function wireFiles() {
-  byId('file').addEventListener('change', ({ target }) => { if (target.files[0]) open(target.files[0]); });
+  byId('file').addEventListener('change', ({ target }) => {
+    const [chosen] = target.files;
+    if (chosen) open(chosen);
+    target.value = ''; // the same file may be chosen again when it has changed
+  });
   document.addEventListener('dragover', (event) => {
     event.preventDefault();
     document.body.classList.add('dragging');

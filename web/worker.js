@@ -2,7 +2,7 @@
 // { id, task, ... }; answers { id, result } or { id, error }.
 'use strict';
 
-const HISTOGRAM_SAMPLES = 1 << 20;
+const HISTOGRAM_SAMPLES = 1 << 18;
 const MOST_BYTES_OF_A_LIST = 64 << 20;
 const HEX_BYTES = 64;
 
@@ -11,6 +11,7 @@ let engine, formats, file;
 let loaded = null;     // { frame, offset, length }
 let shown = null;      // the picture
 let samples = null;    // the samples of the frame, or null
+let rawCounts = null;  // their histogram
 
 const reader = new FileReaderSync();
 
@@ -37,17 +38,16 @@ function load(frame) {
   const length = isList ? Math.min(there, MOST_BYTES_OF_A_LIST) : sizes.frameBytes;
   if (there === 0) throw new Refusal(engine.fitFile(file.size).text || `the file has no frame ${frame.index}`);
   if (!loaded || loaded.file !== file || loaded.offset !== offset || loaded.length !== length) {
-    loaded = null;
+    loaded = samples = rawCounts = null;
     const room = engine.room(SOURCE, length);
     const got = read(offset, room);
     room.fill(0, got);
     loaded = { file, offset, length };
   }
-  loaded.frame = frame;
-  loaded.sizes = sizes;
-  loaded.isCut = !isList && there < sizes.neededBytes;
-  samples = null;
-  return loaded;
+  const key = JSON.stringify(frame);
+  if (loaded.key !== key) samples = rawCounts = null;
+  const isCut = !isList && there < sizes.neededBytes;
+  return Object.assign(loaded, { key, frame, sizes, isCut });
 }
 
 function bitmapOf(picture, options) {
@@ -135,7 +135,7 @@ function diagram(code, flags) {
   if (layout >= 10) return null;
   engine.setFrame({ code, flags, width: groupPixels, height: 1, stride: 0, skip: 0, gap: 0 });
   engine.setTarget('raw16');
-  loaded = samples = null;
+  loaded = samples = rawCounts = null;
   const sampleOf = (byte, bit) => {
     const source = engine.room(SOURCE, groupBytes);
     source.fill(0);
@@ -160,7 +160,7 @@ const tasks = {
 
   open(message) {
     file = message.file;
-    loaded = shown = samples = null;
+    loaded = shown = samples = rawCounts = null;
     return engine.nameHints(file.name || '');
   },
 
@@ -198,6 +198,7 @@ const tasks = {
     const converted = performance.now();
     shown = { ...picture, look };
     const bitmap = await bitmapOf(picture);
+    const drawn = performance.now();
     const format = formatOf(frame.code);
     return {
       transfer: [bitmap],
@@ -205,9 +206,9 @@ const tasks = {
       width: picture.width, height: picture.height,
       sizes: loaded.sizes, offset: loaded.offset, isCut: loaded.isCut,
       hex: readSlice(loaded.offset, HEX_BYTES),
-      raw: rawHistogram(),
+      raw: rawCounts ??= rawHistogram(),
       counts: pictureHistogram(picture, format.isColor),
-      milliseconds: converted - started,
+      milliseconds: [converted - started, drawn - converted],
     };
   },
 
@@ -248,6 +249,7 @@ const tasks = {
     load(frame);
     const { isColor } = formatOf(frame.code);
     const kind = bits === 8 ? (isColor ? 'rgb24' : 'mono8') : isColor ? 'rgb48' : 'raw16';
+    samples = null; // its room is taken
     engine.setTarget(kind, { ...look, flags: bits === 16 ? FULL_SCALE : 0 });
     const info = engine.convert(SAMPLES, loaded.length);
     const pixels = engine.room(SAMPLES, info.bytes).slice();

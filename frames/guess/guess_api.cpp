@@ -264,7 +264,7 @@ class Guess {
         Text unknown(reading.unknown, sizeof reading.unknown);
         if (known_.width == 0)
             unknown << "the size: a list of points tells only how far its points reach";
-        if (most_ > 0 && give(reading, &readings_[0])) count_ = 1;
+        if (most_ > 0 && give(reading, reading_at(0))) count_ = 1;
         return true;
     }
 
@@ -307,6 +307,14 @@ class Guess {
         return IMGCNV_BAD_DATA;
     }
 
+    /// Readings of the caller, whose version of them may be a shorter one.
+    imgcnv_reading* reading_at(int index) {
+        auto* bytes = reinterpret_cast<std::uint8_t*>(readings_);
+        const auto size = readings_->struct_size;
+        std::memcpy(bytes + static_cast<std::size_t>(index) * size, &size, sizeof size);
+        return reinterpret_cast<imgcnv_reading*>(bytes + static_cast<std::size_t>(index) * size);
+    }
+
     void give_answers() {
         std::vector<imgcnv_frame> given;
         for (const auto& answer : answers_) {
@@ -324,7 +332,7 @@ class Guess {
             reading.score = score;
             Text unknown(reading.unknown, sizeof reading.unknown);
             say_unknown(answer, answers_, unknown);
-            if (!give(reading, &readings_[count_])) break;
+            if (!give(reading, reading_at(count_))) break;
             ++count_;
         }
     }

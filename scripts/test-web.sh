@@ -1,0 +1,17 @@
+#!/bin/sh
+# Tests dist/viewer.html, which it builds, in Chromium without a network, against the imgcnv command.
+set -eu
+root=$(cd "$(dirname "$0")/.." && pwd)
+. "$root/scripts/lib/common.sh"
+
+# Where Node.js is not Debian's it brings npm along.
+needed=$web_packages
+command -v npm >/dev/null || needed="$needed nodejs npm"
+# shellcheck disable=SC2086 # a list of words
+ensure_packages $needed
+"$root/scripts/build-web.sh"
+configure_and_build
+cd "$root/web/tests"
+quietly "$root/build/web-npm.log" npm ci --no-audit --no-fund
+# In order of their names; a browser each would take the CPUs from each other.
+node --test viewer.test.mjs
