@@ -442,7 +442,7 @@ typedef struct imgcnv_reading {
 /*
  * Ranks ways to read data of unknown format.
  *
- *   readings  out: the best first; struct_size of each is set by the call
+ *   readings  out: the best first; struct_size of each must be set
  *   most      room in readings
  *   count     out: how many were written
  *
