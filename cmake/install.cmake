@@ -18,6 +18,7 @@ install(TARGETS imgcnv imgcnv_frames
         ARCHIVE DESTINATION ${CMAKE_INSTALL_LIBDIR} COMPONENT development
         INCLUDES DESTINATION ${CMAKE_INSTALL_INCLUDEDIR})
 install(FILES include/imgcnv.h include/imgcnv.hpp include/imgcnv_frames.h
+              include/imgcnv_frames.hpp
         DESTINATION ${CMAKE_INSTALL_INCLUDEDIR} COMPONENT development)
 
 install(EXPORT imgcnv-targets NAMESPACE imgcnv::

@@ -1,28 +1,35 @@
-// A raw BayerRG12Packed frame becomes a PPM picture: convert FRAME.raw WIDTH HEIGHT OUT.ppm
+// A raw frame of any format becomes a PPM picture: convert FRAME.raw FORMAT WIDTH HEIGHT OUT.ppm
 #include <cstdlib>
 #include <fstream>
-#include <imgcnv.hpp>
+#include <imgcnv_frames.hpp>
 #include <iostream>
 #include <iterator>
 
-int main(int argc, char** argv) {
-    if (argc != 5) {
-        std::cerr << "usage: " << argv[0] << " FRAME.raw WIDTH HEIGHT OUT.ppm\n";
-        return 2;
-    }
-    const imgcnv::Frame frame{imgcnv::PixelFormat::BayerRG12Packed, std::atoi(argv[2]),
-                              std::atoi(argv[3])};
-    std::ifstream in(argv[1], std::ios::binary);
-    const std::vector<std::uint8_t> raw{std::istreambuf_iterator<char>(in), {}};
+static int fail(const std::string& which, const std::string& what) {
+    std::cerr << which << ": " << what << "\n";
+    return 1;
+}
 
-    const auto picture = imgcnv::convert(frame, imgcnv::Destination::RGB24, raw);
-    if (!picture) {
-        std::cerr << argv[1] << ": " << to_string(picture.error()) << "\n";
-        return 1;
-    }
-    std::ofstream out(argv[4], std::ios::binary);
-    out << "P6\n" << frame.width << " " << frame.height << "\n255\n";
+int main(int argc, char** argv) {
+    if (argc != 6) return fail("arguments", "expected FRAME.raw FORMAT WIDTH HEIGHT OUT.ppm");
+
+    // Describe the frame. Its format may go by any of its names.
+    const auto frame = imgcnv::RawFrame::of(argv[2], std::atoi(argv[3]), std::atoi(argv[4]));
+    if (!frame) return fail(argv[2], frame.error().text);
+
+    // Say what is wanted. A pipeline converts any number of such frames.
+    auto pipeline = imgcnv::Pipeline::open(*frame, {.kind = IMGCNV_TARGET_RGB24});
+    if (!pipeline) return fail(argv[1], pipeline.error().text);
+
+    std::ifstream in(argv[1], std::ios::binary);
+    if (!in) return fail(argv[1], "cannot be read");
+    const std::vector<std::uint8_t> raw{std::istreambuf_iterator<char>(in), {}};
+    const auto picture = pipeline->run(raw);
+    if (!picture) return fail(argv[1], picture.error().text);
+
+    std::ofstream out(argv[5], std::ios::binary);
+    out << "P6\n" << pipeline->picture().width << " " << pipeline->picture().height << "\n255\n";
     out.write(reinterpret_cast<const char*>(picture->data()),
               static_cast<std::streamsize>(picture->size()));
-    return out.flush() ? 0 : 1;
+    return out.flush() ? 0 : fail(argv[5], "cannot be written");
 }

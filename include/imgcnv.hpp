@@ -1,5 +1,8 @@
 /*
- * imgcnv.hpp - the C++20 face of imgcnv.h. Header only: link libimgcnv, nothing else.
+ * imgcnv.hpp - the C++20 face of imgcnv.h and, through imgcnv_frames.hpp, of imgcnv_frames.h.
+ * Header only. For whole pictures of all formats take imgcnv::Pipeline (see imgcnv_frames.hpp; link
+ * libimgcnv_frames). imgcnv::Converter, below, is for those who need exactly what libimgcnv does
+ * with its thirty formats; it needs libimgcnv, nothing else.
  *
  *     imgcnv::Frame frame{imgcnv::PixelFormat::BayerRG8, 640, 480};
  *     auto converter = imgcnv::Converter::open(frame, imgcnv::Destination::RGB24);
@@ -24,25 +27,24 @@
 #define IMGCNV_HPP
 
 #if __cplusplus < 202002L
-#error "imgcnv.hpp needs C++20: compile with -std=c++20 or newer, or use imgcnv.h, which is C99 and C++11"
+#error \
+    "imgcnv.hpp needs C++20: compile with -std=c++20 or newer, or use imgcnv.h, which is C99 and C++11"
 #endif
 
 #include <array>
 #include <cstddef>
 #include <cstdint>
-#include <cstdlib>
 #include <functional>
 #include <limits>
 #include <optional>
 #include <span>
-#include <stdexcept>
 #include <string>
 #include <string_view>
 #include <utility>
-#include <variant>
 #include <vector>
 
 #include "imgcnv.h"
+#include "imgcnv_frames.hpp"  // Result; nothing of libimgcnv_frames is called
 
 namespace imgcnv {
 
@@ -329,57 +331,11 @@ inline std::string to_string(const Error& error) {
     return text;
 }
 
-// What value() throws.
-class BadResult : public std::runtime_error {
-  public:
-    explicit BadResult(const Error& error)
-        : std::runtime_error("imgcnv: " + to_string(error)), error_(error) {}
-    const Error& error() const noexcept { return error_; }
+// Result<T> in this header is a value or this Error.
+template <class T, class E = Error>
+class Result;
 
-  private:
-    Error error_;
-};
-
-// A value, or the error that kept it from being made.
-template <class T>
-class [[nodiscard]] Result {
-  public:
-    Result(T value) : state_(std::in_place_index<0>, std::move(value)) {}
-    Result(Error error) : state_(std::in_place_index<1>, error) {}
-
-    bool has_value() const noexcept { return state_.index() == 0; }
-    explicit operator bool() const noexcept { return has_value(); }
-
-    // The value; throws BadResult when there is none.
-    T& value() & { return check(), **this; }
-    const T& value() const& { return check(), **this; }
-    T&& value() && { return check(), std::move(**this); }
-
-    // The value, which must be there.
-    T& operator*() & noexcept { return *std::get_if<0>(&state_); }
-    const T& operator*() const& noexcept { return *std::get_if<0>(&state_); }
-    T&& operator*() && noexcept { return std::move(*std::get_if<0>(&state_)); }
-    T* operator->() noexcept { return std::get_if<0>(&state_); }
-    const T* operator->() const noexcept { return std::get_if<0>(&state_); }
-
-    // The error; its status is Success when there is a value.
-    Error error() const noexcept {
-        const Error* error = std::get_if<1>(&state_);
-        return error != nullptr ? *error : Error{Status::Success};
-    }
-
-  private:
-    void check() const {
-        if (has_value()) return;
-#ifdef __cpp_exceptions
-        throw BadResult(error());
-#else
-        std::abort();
-#endif
-    }
-
-    std::variant<T, Error> state_;
-};
+using BadResult = BadResultOf<Error>;
 
 /* ------------------------------------------------------------------------- */
 /* Geometry                                                                   */

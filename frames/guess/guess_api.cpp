@@ -365,10 +365,10 @@ extern "C" int imgcnv_guess(const imgcnv_guess_question* question, imgcnv_readin
     Text out(text, text_bytes);
     imgcnv_guess_question asked;
     if (!take(question, asked) || readings == nullptr || count == nullptr || most < 0 ||
+        (most > 0 && readings->struct_size < sizeof(size_t)) ||
         (asked.data == nullptr && asked.read == nullptr) || asked.bytes < 0) {
-        out << "imgcnv_guess needs a question with data or a function to read it, room for "
-               "readings "
-               "and a count";
+        out << "imgcnv_guess needs a question with data or a function to read it, readings "
+               "whose struct_size is set, and a count";
         return IMGCNV_BAD_ARGUMENT;
     }
     *count = 0;

@@ -53,11 +53,16 @@ class Runner:
         (tools / "imgcnv").symlink_to(Path(command).resolve())
         (self.folder / "samples").symlink_to(ROOT / "samples")
         library = Path(library).resolve()
-        self.flags = [f"-I{ROOT / 'include'}", f"-L{library.parent}", f"-Wl,-rpath,{library.parent}"]
-        # Linked by the name that a user gives, -limgcnv; the file may be a versioned one.
-        self.linked = ["-limgcnv"]
+        engine = Path(os.environ.get("IMGCNV_FRAMES_LIBRARY",
+                                     library.parents[1] / "frames" / "libimgcnv_frames.so")).resolve()
+        self.flags = [f"-I{ROOT / 'include'}"]
+        for folder in (engine.parent, library.parent):
+            self.flags += [f"-L{folder}", f"-Wl,-rpath,{folder}"]
+        # Linked by the names that a user gives; the files may be versioned ones.
+        self.linked = ["-limgcnv_frames", "-limgcnv"]
         self.environment = {**os.environ, "PATH": f"{tools}:{os.environ['PATH']}",
                             "PYTHONPATH": str(ROOT / "python"), "IMGCNV_LIBRARY": str(library),
+                            "IMGCNV_FRAMES_LIBRARY": str(engine),
                             "PYTHONDONTWRITEBYTECODE": "1", "LC_ALL": "C.UTF-8"}
 
     def run(self, block):
