@@ -53,16 +53,15 @@ class Runner:
         (tools / "imgcnv").symlink_to(Path(command).resolve())
         (self.folder / "samples").symlink_to(ROOT / "samples")
         library = Path(library).resolve()
-        engine = Path(os.environ.get("IMGCNV_FRAMES_LIBRARY",
-                                     library.parents[1] / "frames" / "libimgcnv_frames.so")).resolve()
-        self.flags = [f"-I{ROOT / 'include'}"]
-        for folder in (engine.parent, library.parent):
-            self.flags += [f"-L{folder}", f"-Wl,-rpath,{folder}"]
+        engine = Path(os.environ.get("IMGCNV_FRAMES_LIBRARY", library.parents[1] / "frames" / "libimgcnv_frames.so"))
+        folders = [library.parent, engine.resolve().parent]
+        self.flags = [f"-I{ROOT / 'include'}", "-Wl,--as-needed", *(f"-L{folder}" for folder in folders),
+                      *(f"-Wl,-rpath,{folder}" for folder in folders)]
         # Linked by the names that a user gives; the files may be versioned ones.
         self.linked = ["-limgcnv_frames", "-limgcnv"]
         self.environment = {**os.environ, "PATH": f"{tools}:{os.environ['PATH']}",
                             "PYTHONPATH": str(ROOT / "python"), "IMGCNV_LIBRARY": str(library),
-                            "IMGCNV_FRAMES_LIBRARY": str(engine),
+                            "IMGCNV_FRAMES_LIBRARY": str(engine.resolve()),
                             "PYTHONDONTWRITEBYTECODE": "1", "LC_ALL": "C.UTF-8"}
 
     def run(self, block):
@@ -72,7 +71,7 @@ class Runner:
         elif block.kind == "python":
             command = [PYTHON, "-c", block.text]
         else:
-            compiler, standard = {"c": ("cc", "-std=c99"), "cpp": ("c++", "-std=c++20")}[block.kind]
+            compiler, standard = {"c": ("cc", "-std=c11"), "cpp": ("c++", "-std=c++20")}[block.kind]
             source = self.folder / f"block{block.line}.{block.kind}"
             source.write_text(block.text)
             program = source.with_suffix("")
