@@ -158,6 +158,10 @@ TEST(WrapperPipeline, TakesBytesAndWordsFromAnyContiguousRange) {
     EXPECT_EQ(pipeline.run(words, bytes).value().size(), 4u);
     EXPECT_EQ(std::memcmp(bytes.data(), words.data(), 4), 0);
 
+    // Three bytes take two words.
+    auto grey = Pipeline::open(RawFrame::of("Mono8", 3, 1).value(), {.kind = IMGCNV_TARGET_MONO8});
+    EXPECT_EQ(grey->run<std::uint16_t>(Bytes(3)).value().size(), 2u);
+
     // Nothing that would take a picture away with it, nor what is not made of bytes.
     using Word = std::uint16_t;
     static_assert(!imgcnv::detail::Writable<std::vector<Word>>);
