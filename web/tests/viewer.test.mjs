@@ -49,7 +49,7 @@ const sameButRedAndBlue = (name) => name.replace('BayerBG', 'BayerRG').replace('
 test('guesses: ten dumps of which the name says nothing', async () => {
   const dumps = [['coffee.png', 'Mono8'], ['coffee.png', 'BayerGB8'], ['chelsea.png', 'Mono12Packed'],
     ['coffee.png', 'BayerRG10Packed'], ['coffee.png', 'BayerGR12p'], ['coffee.png', 'Mono10MIPI'],
-    ['chelsea.png', 'RGB8Packed'], ['coffee.png', 'YUV422Packed'], ['coffee.png', 'BayerBG12'], ['chelsea.png', 'Mono16']];
+    ['chelsea.png', 'RGB8Packed'], ['coffee.png', 'YUV422Packed'], ['coffee.png', 'BayerBG12'], ['chelsea.png', 'BayerRG8']];
   for (const [picture, format] of dumps) {
     const page = await viewer.start();
     await viewer.open(pack(picture, format, 'dump.bin'));
@@ -117,7 +117,7 @@ test('the copied line makes the same PNG, the copied link the same page', async 
   assert.deepEqual([picture.width, picture.height], [400, 600]);
   assert.ok(picture.pixels.equals(readPng(readFileSync(join(folder, 'picture.png'))).pixels), line);
 
-  await page.waitForFunction(() => location.hash.includes('black='));
+  await page.waitForFunction(() => location.hash.includes('white='));
   const fragment = await page.evaluate(() => location.hash);
   await viewer.start(fragment);
   assert.match(await viewer.page.textContent('#wanted'), /it's a dump\.raw/);
@@ -145,8 +145,15 @@ test('3 GB open within 2 seconds and 300 MB', async () => {
   const started = Date.now();
   await viewer.open(path);
   const seconds = (Date.now() - started) / 1000;
-  await viewer.guessed();
-  const megabytes = Math.max(...(await renderers()).map((id) => Number(/RssAnon:\s*(\d+)/.exec(readFileSync(`/proc/${id}/status`, 'utf8'))[1]) / 1000));
+  // Memory is watched while the bytes are looked at.
+  let megabytes = 0;
+  for (let i = 0; i < 20; ++i) {
+    for (const id of await renderers()) {
+      const [, kilobytes] = /RssAnon:\s*(\d+)/.exec(readFileSync(`/proc/${id}/status`, 'utf8'));
+      megabytes = Math.max(megabytes, kilobytes / 1000);
+    }
+    await page.waitForTimeout(100);
+  }
   console.log(`3 GB: ${seconds} s, ${Math.round(megabytes)} MB`);
   assert.ok(seconds < 2 && megabytes < 300);
   assert.equal(await page.isVisible('#picture'), true);
