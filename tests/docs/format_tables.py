@@ -155,7 +155,7 @@ SPEED = {"Mono8-RGB24": "Mono8 to RGB24", "Mono12Packed-RGB24": "Mono12Packed to
          "BayerRG8-RGB24-bilinear": "BayerRG8 to RGB24, bilinear",
          "BayerRG8-RGB24-adaptive": "BayerRG8 to RGB24, adaptive",
          "BayerRG12Packed-RGB24-bilinear": "BayerRG12Packed to RGB24, bilinear",
-         "RGB8-rotate-90": "RGB24 turned by 90 degrees"}
+         "RGB8-rotate-90": "RGB24 rotated by 90 degrees"}
 
 
 def speed_table():
@@ -165,7 +165,7 @@ def speed_table():
     heads = cells[0]
     machine = next(line for line in peers.splitlines()[1:] if line)
     first, last = heads.index("OpenCV"), heads.index("/ bare pass")
-    lines = [row("ns a pixel, 640x480", "imgcnv", "limited to AVX2", "bytes moved only", "fastest other library"),
+    lines = [row("ns per pixel, 640x480", "imgcnv", "limited to AVX2", "bare copy of the bytes", "fastest other library"),
              "|---|--:|--:|--:|--:|"]
     for line in cells:
         if line[0] in SPEED and line[1] == "640x480":
