@@ -7,7 +7,7 @@ root=$(cd "$(dirname "$0")/.." && pwd)
 
 usage="usage: scripts/fuzz.sh [SECONDS [NAME...]]
   SECONDS  for each fuzzer, one after the other; 60 when not given
-  NAME     convert, turn, api, cli; all of them when none is named
+  NAME     convert, turn, api, frame_names, guess, pipeline; all of them when none is named
 
 Inputs found on the way are kept in build/fuzz-inputs and used again the next time. An input that
 shows a fault is written to build/fuzz-faults; run it alone with
@@ -21,7 +21,7 @@ seconds=${1-60}
 case $seconds in '' | *[!0-9]*) die "expected a number of seconds, not '$seconds'
 $usage" ;; esac
 [ $# -eq 0 ] || shift
-[ $# -gt 0 ] || set -- convert turn api cli
+[ $# -gt 0 ] || set -- convert turn api frame_names guess pipeline
 
 # shellcheck disable=SC2086 # a list of words
 ensure_packages $build_packages $clang_packages

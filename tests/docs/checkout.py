@@ -27,7 +27,7 @@ PROGRAMS = """abidiff apt-get chroot cmake ctest debootstrap dpkg-buildpackage d
     mount mountpoint qemu-x86_64 sudo umount unshare valgrind""".split()
 SUITES = ["bookworm", "trixie", platform.freedesktop_os_release()["VERSION_CODENAME"]]
 BUILT = ["build/release/tests/load/imgcnv_load",
-         *(f"build/fuzz/fuzz/fuzz_{name}" for name in ("convert", "turn", "api", "cli"))]
+         *(f"build/fuzz/fuzz/fuzz_{name}" for name in ("convert", "turn", "api", "frame_names", "guess", "pipeline"))]
 SLOW = ["tests/mutation/mutate.py", "bench/quality.py"]
 COPY = f"root='{ROOT}'; . '{ROOT}/scripts/lib/common.sh'; copy_tree ."
 # For the one block that only builds and tests; scripts/test.sh --long sets it.

@@ -31,7 +31,7 @@ CALLS = {
                   "ldconfig"],
     "docs/quality.md": [r"bench/quality\.py docs/quality.md docs/pictures"],
     "CONTRIBUTING.md": ["cmake --preset release .*WERROR=ON", "ctest --preset release", "valgrind",
-                        "ctest --preset asan", "fuzz_cli -max_total_time=60", "qemu-x86_64 -cpu Haswell",
+                        "ctest --preset asan", "fuzz_pipeline -max_total_time=60", "qemu-x86_64 -cpu Haswell",
                         "abidiff", r"\S*mutate\.py"],
     "docs/release.md": ["cmake .*WERROR=ON", r"chroot .*scripts/demo\.sh$", r"chroot .*scripts/test\.sh$",
                         "dpkg-buildpackage", "lintian", r"chroot .*use_debs\.sh$"],
