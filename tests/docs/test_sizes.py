@@ -1,4 +1,4 @@
-"""The formulas of docs/formats.md, "What your buffers must hold", against what the library does."""
+"""The formulas of docs/formats.md, "What the buffers of libimgcnv must hold", against what the library does."""
 import ctypes
 import os
 import re
@@ -9,7 +9,7 @@ import format_tables
 from blocks import ROOT
 
 LIBRARY = ctypes.CDLL(os.environ["IMGCNV_LIBRARY"])
-FORMATS = {e["name"]: e for e in format_tables.load(os.environ["IMGCNV_TOOL"])["formats"] if e["order"] != "GR"}
+FORMATS = {e["name"]: e for e in format_tables.load(os.environ["IMGCNV_FRAMES_LIBRARY"])["formats"] if e["in_core"]}
 DESTINATIONS = {"Mono8": (0x01080001, 1), "RGB24": (0x02180014, 3), "BGR24": (0x02180015, 3),
                 "RGBA32": (0x02200016, 4), "BGRA32": (0x02200017, 4)}
 GEOMETRIES = [(9, 5, 0), (10, 4, 3), (8, 6, 1), (13, 7, 2), (11, 1, 0), (3, 3, 0)]  # width, height, padding
@@ -22,7 +22,7 @@ class Record(ctypes.Structure):
 
 def page_rows():
     text = (ROOT / "docs" / "formats.md").read_text(encoding="utf-8")
-    section = text[text.index("## What your buffers must hold"):text.index("## Quirks")]
+    section = text[text.index("## What the buffers of libimgcnv must hold"):text.index("## Quirks")]
     return [[cell.strip() for cell in line.split("|")[1:-1]] for line in section.splitlines()
             if line.startswith("| ") and not line.startswith("| source ")]
 
