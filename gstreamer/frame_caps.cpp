@@ -29,14 +29,10 @@ constexpr std::array kColorOutputs = {
 };
 // 16-bit grey of GStreamer is 0 to 65535, whatever the camera's depth.
 constexpr std::array kGreyOutputs = {
-    kGray8,
-    Output{kGray16, IMGCNV_TARGET_RAW16, IMGCNV_TARGET_FULL_SCALE},
-    kColorOutputs[0],
-    kColorOutputs[1],
-    kColorOutputs[2],
-    kColorOutputs[3],
-    kColorOutputs[4],
-    kColorOutputs[5],
+    kGray8,           Output{kGray16, IMGCNV_TARGET_RAW16, IMGCNV_TARGET_FULL_SCALE},
+    kColorOutputs[0], kColorOutputs[1],
+    kColorOutputs[2], kColorOutputs[3],
+    kColorOutputs[4], kColorOutputs[5],
 };
 
 bool is_order(std::string_view name) {
@@ -103,8 +99,8 @@ constexpr const char* kAnyRate = "video/x-raw,framerate=(fraction)[0/1,max]";
 bool has_any_rate(const GstStructure* caps) {
     GstStructure* any = gst_structure_from_string(kAnyRate, nullptr);
     const GValue* rate = gst_structure_get_value(caps, "framerate");
-    const bool is_any =
-        rate && gst_value_compare(rate, gst_structure_get_value(any, "framerate")) == GST_VALUE_EQUAL;
+    const bool is_any = rate && gst_value_compare(rate, gst_structure_get_value(
+                                                            any, "framerate")) == GST_VALUE_EQUAL;
     gst_structure_free(any);
     return is_any;
 }
@@ -146,8 +142,9 @@ bool set_range_of_caps(const GstStructure* caps, imgcnv_frame& frame, std::strin
     GstVideoColorimetry colorimetry{};
     if (text == nullptr || !gst_video_colorimetry_from_string(&colorimetry, text) ||
         colorimetry.range == GST_VIDEO_COLOR_RANGE_UNKNOWN) {
-        why = "the caps do not tell the range of YUV samples: set range=full (cameras) or "
-              "range=video (16 to 235)";
+        why =
+            "the caps do not tell the range of YUV samples: set range=full (cameras) or "
+            "range=video (16 to 235)";
         return false;
     }
     if (colorimetry.matrix != GST_VIDEO_COLOR_MATRIX_BT601 &&
@@ -230,8 +227,8 @@ bool describe_frame(const GstStructure* caps, const std::string& pixel_format, R
     if (!find_format(name, frame, &why)) return false;
     if (is_yuv(info_of(frame))) {
         // A PFNC name means what cameras deliver: full range.
-        const bool from_caps = range == Range::kFromCaps && pixel_format.empty() &&
-                               gst_structure_has_name(caps, kRaw);
+        const bool from_caps =
+            range == Range::kFromCaps && pixel_format.empty() && gst_structure_has_name(caps, kRaw);
         if (range == Range::kVideo) frame.flags |= IMGCNV_FRAME_VIDEO_RANGE;
         if (from_caps && !set_range_of_caps(caps, frame, why)) return false;
     }

@@ -21,8 +21,8 @@ struct Output {
     std::uint32_t flags;  ///< IMGCNV_TARGET_...
 };
 
-/// What frames of these caps can become, the preferred one first; `pixel_format`, when not empty, is
-/// their true format. Caps that do not settle the format can become anything.
+/// What frames of these caps can become, the preferred one first; `pixel_format`, when not empty,
+/// is their true format. Caps that do not settle the format can become anything.
 std::span<const Output> outputs_of(const GstStructure* caps, const std::string& pixel_format);
 
 GstCaps* sink_template();

@@ -98,12 +98,18 @@ State& state_of(gpointer element) { return GST_IMGCNV(element)->state; }
 
 double* level_of(Settings& settings, guint property) {
     switch (property) {
-        case kBlack: return &settings.levels.black;
-        case kWhite: return &settings.levels.white;
-        case kRedGain: return &settings.levels.red_gain;
-        case kGreenGain: return &settings.levels.green_gain;
-        case kBlueGain: return &settings.levels.blue_gain;
-        default: return nullptr;
+        case kBlack:
+            return &settings.levels.black;
+        case kWhite:
+            return &settings.levels.white;
+        case kRedGain:
+            return &settings.levels.red_gain;
+        case kGreenGain:
+            return &settings.levels.green_gain;
+        case kBlueGain:
+            return &settings.levels.blue_gain;
+        default:
+            return nullptr;
     }
 }
 
@@ -186,9 +192,8 @@ GstCaps* transform_caps(GstBaseTransform* transform, GstPadDirection direction, 
 /// Of what both sides can do, the element's preference decides, not the order of the peer's caps.
 GstCaps* preferred(std::span<const imgcnv_gst::Output> outputs, GstCaps* caps) {
     for (const auto& output : outputs) {
-        GstCaps* one =
-            gst_caps_new_simple("video/x-raw", "format", G_TYPE_STRING,
-                                gst_video_format_to_string(output.format), nullptr);
+        GstCaps* one = gst_caps_new_simple("video/x-raw", "format", G_TYPE_STRING,
+                                           gst_video_format_to_string(output.format), nullptr);
         GstCaps* both = gst_caps_intersect_full(caps, one, GST_CAPS_INTERSECT_FIRST);
         gst_caps_unref(one);
         if (!gst_caps_is_empty(both)) {
@@ -203,8 +208,8 @@ GstCaps* preferred(std::span<const imgcnv_gst::Output> outputs, GstCaps* caps) {
 GstCaps* fixate_caps(GstBaseTransform* transform, GstPadDirection direction, GstCaps* caps,
                      GstCaps* other) {
     if (direction == GST_PAD_SRC) return gst_caps_fixate(other);
-    const auto outputs = imgcnv_gst::outputs_of(gst_caps_get_structure(caps, 0),
-                                                wanted_pixel_format(transform));
+    const auto outputs =
+        imgcnv_gst::outputs_of(gst_caps_get_structure(caps, 0), wanted_pixel_format(transform));
     other = gst_caps_fixate(preferred(outputs, other));
     // What was YUV before is RGB now; GRAY needs no colorimetry.
     GstStructure* structure = gst_caps_get_structure(other, 0);
@@ -221,8 +226,8 @@ gboolean transform_size(GstBaseTransform*, GstPadDirection, GstCaps*, gsize size
     GstVideoInfo info;
     // Sizes of frames are the engine's to judge, in transform(): its text says what is wrong.
     const GstStructure* structure = gst_caps_get_structure(other, 0);
-    const bool is_video = gst_structure_has_name(structure, "video/x-raw") &&
-                          gst_video_info_from_caps(&info, other);
+    const bool is_video =
+        gst_structure_has_name(structure, "video/x-raw") && gst_video_info_from_caps(&info, other);
     *other_size = is_video ? GST_VIDEO_INFO_SIZE(&info) : size;
     return TRUE;
 }
@@ -339,8 +344,9 @@ GstFlowReturn transform(GstBaseTransform* base, GstBuffer* input, GstBuffer* out
     }
     GstVideoFrame picture;
     GstFlowReturn result = GST_FLOW_ERROR;
-    if (gst_video_frame_map(&picture, &self->state.output, output,
-                            static_cast<GstMapFlags>(GST_MAP_WRITE | int{GST_VIDEO_FRAME_MAP_FLAG_NO_REF}))) {
+    if (gst_video_frame_map(
+            &picture, &self->state.output, output,
+            static_cast<GstMapFlags>(GST_MAP_WRITE | int{GST_VIDEO_FRAME_MAP_FLAG_NO_REF}))) {
         result = convert(self, source.data, source.size, gst_buffer_get_video_meta(input), picture);
         gst_video_frame_unmap(&picture);
     } else {
@@ -383,8 +389,7 @@ gboolean decide_allocation(GstBaseTransform* transform, GstQuery* query) {
     else
         gst_query_add_allocation_pool(query, pool, size, least, most);
     gst_object_unref(pool);
-    return GST_BASE_TRANSFORM_CLASS(gst_imgcnv_parent_class)
-        ->decide_allocation(transform, query);
+    return GST_BASE_TRANSFORM_CLASS(gst_imgcnv_parent_class)->decide_allocation(transform, query);
 }
 
 gboolean stop(GstBaseTransform* transform) {
@@ -407,13 +412,11 @@ void install_properties(GObjectClass* object_class) {
                                 "The frames' true format, a PFNC name such as BayerRG12Packed, "
                                 "where the caps cannot tell it. Empty: as the caps say",
                                 "", flags));
-    install(kDemosaic,
-            g_param_spec_enum("demosaic", "demosaic", "How mosaics become colour", demosaic_type(),
-                              IMGCNV_BILINEAR, flags));
-    install(kThreads,
-            g_param_spec_int("threads", "threads",
-                             "Threads that work on a frame at most; 0: as many as pay", 0, 256, 1,
-                             flags));
+    install(kDemosaic, g_param_spec_enum("demosaic", "demosaic", "How mosaics become colour",
+                                         demosaic_type(), IMGCNV_BILINEAR, flags));
+    install(kThreads, g_param_spec_int("threads", "threads",
+                                       "Threads that work on a frame at most; 0: as many as pay", 0,
+                                       256, 1, flags));
     install(kRange, g_param_spec_enum("range", "range", "Range of YUV samples", range_type(),
                                       static_cast<int>(Range::kFromCaps), flags));
     install(kAuto,
@@ -431,8 +434,8 @@ void install_properties(GObjectClass* object_class) {
 
 void add_pad_template(GstElementClass* element, const char* name, GstPadDirection direction,
                       GstCaps* caps) {
-    gst_element_class_add_pad_template(
-        element, gst_pad_template_new(name, direction, GST_PAD_ALWAYS, caps));
+    gst_element_class_add_pad_template(element,
+                                       gst_pad_template_new(name, direction, GST_PAD_ALWAYS, caps));
     gst_caps_unref(caps);
 }
 

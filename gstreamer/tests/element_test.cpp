@@ -51,7 +51,8 @@ imgcnv_format_info info_at(int index) {
 
 imgcnv_frame frame_of(const std::string& format, int width, int height) {
     imgcnv_frame frame = IMGCNV_FRAME_INIT;
-    EXPECT_EQ(imgcnv_find_format(format.c_str(), &frame.format, &frame.flags, nullptr, 0), IMGCNV_OK)
+    EXPECT_EQ(imgcnv_find_format(format.c_str(), &frame.format, &frame.flags, nullptr, 0),
+              IMGCNV_OK)
         << format;
     frame.width = width;
     frame.height = height;
@@ -87,7 +88,8 @@ Bytes expected(const imgcnv_frame& frame, const Bytes& source, const Output& out
     Bytes picture(static_cast<std::size_t>(frame.width * frame.height * 8));
     imgcnv_pipeline* pipeline = nullptr;
     char text[IMGCNV_TEXT_BYTES] = "";
-    EXPECT_EQ(imgcnv_pipeline_open(&frame, &target, &pipeline, text, sizeof text), IMGCNV_OK) << text;
+    EXPECT_EQ(imgcnv_pipeline_open(&frame, &target, &pipeline, text, sizeof text), IMGCNV_OK)
+        << text;
     if (!pipeline) return {};
     imgcnv_picture_info info{};
     info.struct_size = sizeof info;
@@ -181,8 +183,10 @@ std::vector<std::pair<std::string, std::string>> caps_and_names(const imgcnv_for
             continue;  // a format of a later GStreamer
         all.emplace_back(is_mosaic ? "video/x-bayer" : "video/x-raw", word);
         const auto end = word.size() - 2;
-        if (word.compare(end, 2, "le") == 0) all.emplace_back("video/x-bayer", word.replace(end, 2, "be"));
-        if (word.compare(end, 2, "LE") == 0) all.emplace_back("video/x-raw", word.replace(end, 2, "BE"));
+        if (word.compare(end, 2, "le") == 0)
+            all.emplace_back("video/x-bayer", word.replace(end, 2, "be"));
+        if (word.compare(end, 2, "LE") == 0)
+            all.emplace_back("video/x-raw", word.replace(end, 2, "BE"));
     }
     return all;
 }
@@ -218,19 +222,21 @@ TEST(Element, ListsOfPointsHaveAnyLength) {
     }
 }
 
-// Cameras do not pad rows, GStreamer pads them to 4 bytes, newer ones to 4 pixels, and a GstVideoMeta
-// may say anything.
+// Cameras do not pad rows, GStreamer pads them to 4 bytes, newer ones to 4 pixels, and a
+// GstVideoMeta may say anything.
 TEST(Element, StridesAreToldApart) {
     constexpr int kOddWidth = 322 / 2 * 2 - 1;
-    for (const char* name : {"rggb", "grbg", "bggr12le", "GRAY8", "RGB", "BayerRG12Packed", "Mono10p"}) {
-        const std::string media = gst_video_format_from_string(name) != GST_VIDEO_FORMAT_UNKNOWN
-                                      ? "video/x-raw"
-                                  : std::strlen(name) == 4 || std::strchr(name, 'l') ? "video/x-bayer"
-                                                                                     : "video/x-pfnc";
+    for (const char* name :
+         {"rggb", "grbg", "bggr12le", "GRAY8", "RGB", "BayerRG12Packed", "Mono10p"}) {
+        const std::string media =
+            gst_video_format_from_string(name) != GST_VIDEO_FORMAT_UNKNOWN ? "video/x-raw"
+            : std::strlen(name) == 4 || std::strchr(name, 'l')             ? "video/x-bayer"
+                                                                           : "video/x-pfnc";
         const auto tight = frame_of(name, kOddWidth, kHeight);
         const auto row_bytes = imgcnv_row_bytes(tight.format, kOddWidth);
-        for (const auto stride : {row_bytes, (row_bytes + 3) / 4 * 4,
-                                  imgcnv_row_bytes(tight.format, kOddWidth / 4 * 4 + 4), row_bytes + 13}) {
+        for (const auto stride :
+             {row_bytes, (row_bytes + 3) / 4 * 4,
+              imgcnv_row_bytes(tight.format, kOddWidth / 4 * 4 + 4), row_bytes + 13}) {
             SCOPED_TRACE(std::string(name) + " every " + std::to_string(stride));
             auto padded = tight;
             padded.stride = stride;
@@ -244,7 +250,8 @@ TEST(Element, StridesAreToldApart) {
                                                GST_VIDEO_FORMAT_ENCODED, kOddWidth, kHeight, 1,
                                                offsets, strides);
             }
-            // Rows of Mono10p that begin with a byte are told from a stream of bits by their length.
+            // Rows of Mono10p that begin with a byte are told from a stream of bits by their
+            // length.
             ASSERT_EQ(rows_of(harness, push(harness, buffer)),
                       expected(padded, source, kOutputs[0]));
         }
@@ -312,7 +319,8 @@ TEST(Element, CapsAndPropertiesChangeWhilePlaying) {
     expect(frame_of("BayerRG8", kWidth, kHeight), IMGCNV_BILINEAR, nullptr);
     gst_harness_set(harness.get(), "imgcnv", "demosaic", IMGCNV_ADAPTIVE, "threads", 2, nullptr);
     expect(frame_of("BayerRG8", kWidth, kHeight), IMGCNV_ADAPTIVE, nullptr);
-    gst_harness_set_src_caps_str(harness.get(), caps_of("video/x-bayer", "grbg12le", 64, 40).c_str());
+    gst_harness_set_src_caps_str(harness.get(),
+                                 caps_of("video/x-bayer", "grbg12le", 64, 40).c_str());
     expect(frame_of("BayerGR12", 64, 40), IMGCNV_ADAPTIVE, nullptr);
     gst_harness_set(harness.get(), "imgcnv", "black", 64.0, "white", 3000.0, "red-gain", 1.5,
                     "blue-gain", 0.5, nullptr);
@@ -334,7 +342,8 @@ TEST(Element, AutoTakesTheLevelsOfItsFirstFrame) {
     auto first = noise_for(frame);
     for (auto& byte : first) byte = static_cast<std::uint8_t>(50 + byte / 4);
     imgcnv_levels levels = IMGCNV_LEVELS_INIT;
-    ASSERT_EQ(imgcnv_auto_levels(&frame, first.data(), first.size(), &levels, nullptr, 0), IMGCNV_OK);
+    ASSERT_EQ(imgcnv_auto_levels(&frame, first.data(), first.size(), &levels, nullptr, 0),
+              IMGCNV_OK);
     const auto second = noise(first.size(), 2);
     for (const auto& source : {first, second})
         ASSERT_EQ(rows_of(harness, push(harness, source)),
@@ -363,12 +372,14 @@ TEST(Element, RangeOfYuvComesFromCapsOrProperty) {
 TEST(Element, GreyStaysGreyWhereBothAreTaken) {
     const auto format_made = [](const char* caps) {
         Harness harness(gst_harness_new("imgcnv"));
-        gst_harness_set_sink_caps_str(harness.get(), "video/x-raw,format={RGBA,RGB,GRAY16_LE,GRAY8}");
+        gst_harness_set_sink_caps_str(harness.get(),
+                                      "video/x-raw,format={RGBA,RGB,GRAY16_LE,GRAY8}");
         gst_harness_set_src_caps_str(harness.get(), caps);
         gst_harness_push(harness.get(), gst_buffer_new_allocate(nullptr, 64 * 48, nullptr));
         GstCaps* made = gst_pad_get_current_caps(harness->sinkpad);
         if (!made) return std::string("nothing");
-        const std::string format = gst_structure_get_string(gst_caps_get_structure(made, 0), "format");
+        const std::string format =
+            gst_structure_get_string(gst_caps_get_structure(made, 0), "format");
         gst_caps_unref(made);
         return format;
     };
@@ -389,7 +400,8 @@ TEST(Element, ErrorsSayWhatToDo) {
     has(error_of("imgcnv pixel-format=BayerRG12Pakced", rggb, 360000), "BayerRG12Pakced");
     has(error_of("imgcnv", caps_of("video/x-pfnc", "BayerXX8", 64, 48), 3072), "BayerXX8");
     has(error_of("imgcnv", caps_of("video/x-raw", "UYVY", 64, 48), 6144), "range=full");
-    has(error_of("imgcnv", caps_of("video/x-raw", "UYVY", 64, 48, ",colorimetry=(string)bt709"), 6144),
+    has(error_of("imgcnv", caps_of("video/x-raw", "UYVY", 64, 48, ",colorimetry=(string)bt709"),
+                 6144),
         "BT.601");
     EXPECT_EQ(error_of("imgcnv", rggb, 240000), "");
 }

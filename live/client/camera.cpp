@@ -14,7 +14,7 @@ namespace {
 
 /// A GError that becomes a Failure.
 class Checked {
-public:
+  public:
     ~Checked() { g_clear_error(&error_); }
     operator GError**() {
         g_clear_error(&error_);
@@ -26,7 +26,7 @@ public:
         if (error_) throw Failure(what + ": " + error_->message);
     }
 
-private:
+  private:
     GError* error_ = nullptr;
 };
 
@@ -164,7 +164,8 @@ std::string no_camera_advice() {
         freeifaddrs(all);
     }
     return "asked: GigE Vision on " + (asked.empty() ? "no network interface that is up" : asked) +
-           "; USB3 Vision.\nA GigE camera must have an address in the network of its interface, and "
+           "; USB3 Vision.\nA GigE camera must have an address in the network of its interface, "
+           "and "
            "no firewall may drop its UDP packets.\nA camera to try with, from a dump of frames:\n"
            "  imgcnv-fakecam FRAMES.raw -f BayerRG8 -s 1920x1080 --loop";
 }

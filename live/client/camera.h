@@ -23,7 +23,7 @@ struct Unref {
 
 /// A frame in a buffer of the stream, which gets it back when this is destroyed.
 class Grabbed {
-public:
+  public:
     Grabbed() = default;
     Grabbed(ArvStream* stream, ArvBuffer* buffer) : stream_(stream), buffer_(buffer) {}
     Grabbed(Grabbed&& other) noexcept
@@ -50,7 +50,7 @@ public:
         return arv_buffer_get_part_data(buffer_, 0, &bytes);
     }
 
-private:
+  private:
     ArvBufferStatus status() const { return arv_buffer_get_status(buffer_); }
 
     ArvStream* stream_ = nullptr;
@@ -59,7 +59,7 @@ private:
 
 /// A streaming camera.
 class Camera {
-public:
+  public:
     /// Connects, sets what the options say, starts. Throws Failure.
     Camera(const std::string& id, const Options& options);
     ~Camera();
@@ -74,7 +74,7 @@ public:
 
     std::uint64_t missing_packets() const;
 
-private:
+  private:
     void set(const Options& options);
     void start(int buffers);
 

@@ -20,7 +20,7 @@ struct Picture {
 
 /// Converts frames, whose format and size may change from one to the next.
 class Converter {
-public:
+  public:
     /// `kind`: imgcnv_target_kind; 0: grey for grey formats and RGB for others.
     Converter(int demosaic, int threads, int kind);
 
@@ -33,7 +33,7 @@ public:
     void next_demosaic();
     void toggle_auto_levels();
 
-private:
+  private:
     void open(const imgcnv_frame& frame, const void* data, std::size_t bytes);
 
     imgcnv_frame frame_ = IMGCNV_FRAME_INIT;

@@ -30,7 +30,7 @@ void say(const std::string& text) { std::fprintf(stderr, "imgcnv-live: %s\n", te
 
 /// The line that changes while frames come, on a terminal only.
 class StatusLine {
-public:
+  public:
     explicit StatusLine(bool is_wanted) : is_wanted_(is_wanted && isatty(STDERR_FILENO)) {}
     ~StatusLine() { clear(); }
 
@@ -44,13 +44,13 @@ public:
         if (is_wanted_) std::fputs("\r\033[K", stderr);
     }
 
-private:
+  private:
     bool is_wanted_;
     std::chrono::steady_clock::time_point shown_;
 };
 
 class Session {
-public:
+  public:
     Session(const live::Options& options, std::unique_ptr<live::View> view)
         : options_(options),
           view_(std::move(view)),
@@ -89,7 +89,7 @@ public:
 
     const live::Report& report() const { return report_; }
 
-private:
+  private:
     std::unique_ptr<live::Camera> connect(const std::string& id) {
         report_.start_stream();
         try {
@@ -191,12 +191,12 @@ int list_cameras(bool json) {
     if (json) std::puts("[");
     for (const auto& each : found) {
         if (json)
-            std::printf("  {\"id\": %s, \"address\": %s, \"vendor\": %s, \"model\": %s, \"serial\": "
-                        "%s, \"protocol\": %s}%s\n",
-                        quoted(each.id).c_str(), quoted(each.address).c_str(),
-                        quoted(each.vendor).c_str(), quoted(each.model).c_str(),
-                        quoted(each.serial).c_str(), quoted(each.protocol).c_str(),
-                        &each == &found.back() ? "" : ",");
+            std::printf(
+                "  {\"id\": %s, \"address\": %s, \"vendor\": %s, \"model\": %s, \"serial\": "
+                "%s, \"protocol\": %s}%s\n",
+                quoted(each.id).c_str(), quoted(each.address).c_str(), quoted(each.vendor).c_str(),
+                quoted(each.model).c_str(), quoted(each.serial).c_str(),
+                quoted(each.protocol).c_str(), &each == &found.back() ? "" : ",");
         else
             std::printf("%s  %s  %s\n", each.id.c_str(), each.address.c_str(),
                         each.protocol.c_str());

@@ -70,9 +70,10 @@ void add_output_options(CLI::App& app, Options& options) {
         ->check(CLI::PositiveNumber);
     app.add_option("--first", options.first, "Write the first complete frame as a PNG")
         ->type_name("FILE");
-    app.add_option("--record", options.record,
-                   "Write all complete frames as they come. Size and format are added to the file's "
-                   "name, where imgcnv convert finds them")
+    app.add_option(
+           "--record", options.record,
+           "Write all complete frames as they come. Size and format are added to the file's "
+           "name, where imgcnv convert finds them")
         ->type_name("FILE");
     app.add_flag("--window", options.window,
                  "Show the newest frame; as text in the terminal where there is no display. "
@@ -81,7 +82,8 @@ void add_output_options(CLI::App& app, Options& options) {
     app.add_flag("--incomplete", options.incomplete,
                  "Use frames with missing packets as well; they are only counted otherwise");
     app.add_option_function<std::string>(
-           "-m,--demosaic", [&](const std::string& text) { options.demosaic = parse_demosaic(text); },
+           "-m,--demosaic",
+           [&](const std::string& text) { options.demosaic = parse_demosaic(text); },
            "How mosaics become colour: nearest, bilinear, adaptive. Default: bilinear")
         ->type_name("METHOD");
     app.add_option("--threads", options.threads,

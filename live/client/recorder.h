@@ -12,7 +12,7 @@ namespace live {
 /// Appends frames to a dump, whose name tells size and format: cap.raw becomes
 /// cap_1920x1080_BayerRG8.raw. Frames of another kind begin another file.
 class Recorder {
-public:
+  public:
     explicit Recorder(std::string path) : path_(std::move(path)) {}
 
     /// Rows are written without padding. Throws Failure; the dump then ends with its last whole
@@ -23,7 +23,7 @@ public:
 
     const std::string& name() const { return name_; }
 
-private:
+  private:
     void open(const imgcnv_frame& frame);
 
     struct Close {

@@ -64,7 +64,8 @@ double Report::conversion(double fraction) const {
     if (milliseconds_.empty()) return 0;
     auto sorted = milliseconds_;
     const auto at = static_cast<std::size_t>(fraction * static_cast<double>(sorted.size() - 1));
-    std::nth_element(sorted.begin(), sorted.begin() + static_cast<std::ptrdiff_t>(at), sorted.end());
+    std::nth_element(sorted.begin(), sorted.begin() + static_cast<std::ptrdiff_t>(at),
+                     sorted.end());
     return sorted[at];
 }
 
@@ -93,8 +94,9 @@ std::string Report::text() const {
         static_cast<unsigned long long>(missing_), static_cast<long long>(incomplete_));
     if (losses_ > 0) text += formatted(", camera lost %lld times", static_cast<long long>(losses_));
     if (conversions_ > 0)
-        text += formatted("\nconverting: median %.2f ms, 99th percentile %.2f ms; %.1f s of CPU time in all",
-                          conversion(0.5), conversion(0.99), cpu_seconds());
+        text += formatted(
+            "\nconverting: median %.2f ms, 99th percentile %.2f ms; %.1f s of CPU time in all",
+            conversion(0.5), conversion(0.99), cpu_seconds());
     return text;
 }
 

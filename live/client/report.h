@@ -11,7 +11,7 @@ namespace live {
 
 /// What has been received, and how fast.
 class Report {
-public:
+  public:
     using Clock = std::chrono::steady_clock;
 
     /// A stream began: the time since the frame before does not count.
@@ -35,7 +35,7 @@ public:
     std::string text() const;
     std::string json() const;
 
-private:
+  private:
     double megabytes_per_second() const;
     double conversion(double fraction) const;
 

@@ -16,7 +16,7 @@ namespace {
 constexpr std::chrono::milliseconds kBetweenPictures{100};
 
 class Terminal : public View {
-public:
+  public:
     Terminal() {
         tcgetattr(STDIN_FILENO, &before_);
         termios now = before_;
@@ -37,12 +37,18 @@ public:
         char key = 0;
         if (poll(&input, 1, 0) != 1 || read(STDIN_FILENO, &key, 1) != 1) return Wish::kNothing;
         switch (key) {
-            case ' ': return Wish::kPause;
-            case 's': return Wish::kSave;
-            case 'a': return Wish::kAutoLevels;
-            case 'd': return Wish::kNextDemosaic;
-            case 'q': return Wish::kQuit;
-            default: return Wish::kNothing;
+            case ' ':
+                return Wish::kPause;
+            case 's':
+                return Wish::kSave;
+            case 'a':
+                return Wish::kAutoLevels;
+            case 'd':
+                return Wish::kNextDemosaic;
+            case 'q':
+                return Wish::kQuit;
+            default:
+                return Wish::kNothing;
         }
     }
 
@@ -58,7 +64,7 @@ public:
         std::fflush(stdout);
     }
 
-private:
+  private:
     termios before_{};
     std::chrono::steady_clock::time_point shown_;
 };

@@ -12,7 +12,7 @@ enum class Wish { kNothing, kPause, kSave, kAutoLevels, kNextDemosaic, kQuit };
 
 /// Where pictures are shown.
 class View {
-public:
+  public:
     virtual ~View() = default;
     /// imgcnv_target_kind of the pictures it shows.
     virtual int target_kind() const = 0;

@@ -19,7 +19,7 @@ struct Destroyed {
 };
 
 class Window : public View {
-public:
+  public:
     Window()
         : window_(SDL_CreateWindow("imgcnv-live", SDL_WINDOWPOS_UNDEFINED, SDL_WINDOWPOS_UNDEFINED,
                                    640, 480, SDL_WINDOW_RESIZABLE | SDL_WINDOW_HIDDEN)) {
@@ -55,21 +55,31 @@ public:
         draw();
     }
 
-private:
+  private:
     Wish wish_of(SDL_Keycode key) {
         switch (key) {
-            case SDLK_SPACE: return Wish::kPause;
-            case SDLK_s: return Wish::kSave;
-            case SDLK_a: return Wish::kAutoLevels;
-            case SDLK_d: return Wish::kNextDemosaic;
+            case SDLK_SPACE:
+                return Wish::kPause;
+            case SDLK_s:
+                return Wish::kSave;
+            case SDLK_a:
+                return Wish::kAutoLevels;
+            case SDLK_d:
+                return Wish::kNextDemosaic;
             case SDLK_q:
-            case SDLK_ESCAPE: return Wish::kQuit;
+            case SDLK_ESCAPE:
+                return Wish::kQuit;
             case SDLK_PLUS:
             case SDLK_EQUALS:
-            case SDLK_KP_PLUS: zoom_ = std::min(zoom_ * kZoomStep, 64.0); break;
+            case SDLK_KP_PLUS:
+                zoom_ = std::min(zoom_ * kZoomStep, 64.0);
+                break;
             case SDLK_MINUS:
-            case SDLK_KP_MINUS: zoom_ = std::max(zoom_ / kZoomStep, 1 / 64.0); break;
-            default: return Wish::kNothing;
+            case SDLK_KP_MINUS:
+                zoom_ = std::max(zoom_ / kZoomStep, 1 / 64.0);
+                break;
+            default:
+                return Wish::kNothing;
         }
         draw();
         return Wish::kNothing;

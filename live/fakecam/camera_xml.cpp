@@ -31,7 +31,7 @@ constexpr const char* kPayload = R"(<IntSwissKnife Name="PayloadSize" NameSpace=
 )";
 
 class Xml {
-public:
+  public:
     Xml() { text_ << kHead; }
 
     void category(const char* name, std::initializer_list<const char*> features) {
@@ -42,14 +42,15 @@ public:
 
     /// A text of the registers that every GigE Vision device has.
     void bootstrap_text(const char* name, int address, int bytes) {
-        text_ << "<StringReg Name=\"" << name << "\" NameSpace=\"Standard\">\n  <Address>" << address
-              << "</Address><Length>" << bytes
+        text_ << "<StringReg Name=\"" << name << "\" NameSpace=\"Standard\">\n  <Address>"
+              << address << "</Address><Length>" << bytes
               << "</Length><AccessMode>RO</AccessMode><pPort>Device</pPort>\n</StringReg>\n";
     }
 
     void integer(const char* name, int address, std::int64_t least, std::int64_t most) {
         text_ << "<Integer Name=\"" << name << "\" NameSpace=\"Standard\">\n  <pValue>" << name
-              << "Register</pValue><Min>" << least << "</Min><Max>" << most << "</Max>\n</Integer>\n";
+              << "Register</pValue><Min>" << least << "</Min><Max>" << most
+              << "</Max>\n</Integer>\n";
         value_register(name, address);
     }
 
@@ -94,7 +95,7 @@ public:
         return text_.str();
     }
 
-private:
+  private:
     std::ostringstream text_;
 };
 
@@ -126,8 +127,8 @@ std::string camera_xml(const imgcnv_frame& frame) {
     xml.bootstrap_text("DeviceManufacturerInfo", 0xa8, 48);
     xml.bootstrap_text("DeviceID", 0xd8, 16);
 
-    xml.category("ImageFormatControl", {"SensorWidth", "SensorHeight", "OffsetX", "OffsetY", "Width",
-                                        "Height", "PixelFormat"});
+    xml.category("ImageFormatControl", {"SensorWidth", "SensorHeight", "OffsetX", "OffsetY",
+                                        "Width", "Height", "PixelFormat"});
     xml.integer("SensorWidth", ARV_FAKE_CAMERA_REGISTER_SENSOR_WIDTH, frame.width, frame.width);
     xml.integer("SensorHeight", ARV_FAKE_CAMERA_REGISTER_SENSOR_HEIGHT, frame.height, frame.height);
     xml.integer("OffsetX", ARV_FAKE_CAMERA_REGISTER_X_OFFSET, 0, 0);

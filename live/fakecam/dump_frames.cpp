@@ -18,8 +18,10 @@ DumpFrames::DumpFrames(const imgcnv_frame& frame, const std::vector<std::string>
         const int status = imgcnv_file_measure(&frame, file_bytes, &fit, text, sizeof text);
         if (status != IMGCNV_OK || fit.frames == 0) throw Failure(path + ": " + text);
         if (fit.left_over != 0)
-            std::fprintf(stderr, "imgcnv-fakecam: %s: %lld bytes after the last whole frame are not served\n",
-                         path.c_str(), static_cast<long long>(fit.left_over));
+            std::fprintf(
+                stderr,
+                "imgcnv-fakecam: %s: %lld bytes after the last whole frame are not served\n",
+                path.c_str(), static_cast<long long>(fit.left_over));
         dump.frames = fit.frames;
         count_ += fit.frames;
         dumps_.push_back(std::move(dump));
@@ -40,7 +42,8 @@ std::span<const std::uint8_t> DumpFrames::next() {
     dump->stream.read(reinterpret_cast<char*>(bytes_.data()), frame_bytes);
     if (dump->stream.gcount() != frame_bytes) {
         // The file became shorter since it was measured. Black is what a client can be told by.
-        std::fprintf(stderr, "imgcnv-fakecam: %s: frame %lld cannot be read any more; it is served black\n",
+        std::fprintf(stderr,
+                     "imgcnv-fakecam: %s: frame %lld cannot be read any more; it is served black\n",
                      dump->path.c_str(), static_cast<long long>(index));
         std::fill(bytes_.begin(), bytes_.end(), std::uint8_t{0});
     }

@@ -12,7 +12,7 @@ namespace live {
 
 /// The frames of dumps, one after the other.
 class DumpFrames {
-public:
+  public:
     /// Checks every file. Throws Failure.
     DumpFrames(const imgcnv_frame& frame, const std::vector<std::string>& paths, bool loop);
 
@@ -25,7 +25,7 @@ public:
     /// Whether next() will have one.
     bool has_next() const { return loop_ || next_ < count_; }
 
-private:
+  private:
     struct Dump {
         std::string path;
         std::ifstream stream;

@@ -48,8 +48,8 @@ void FrameServer::repack(const Request& request, std::span<const std::uint8_t> f
     const auto y = std::clamp<std::int64_t>(request.y, 0, dump_.height - request.height);
     region_.resize(static_cast<std::size_t>(request.width * request.height * 3));
     for (std::int64_t row = 0; row < request.height; ++row)
-        std::memcpy(&region_[row * request.width * 3],
-                    &picture_[((y + row) * dump_.width + x) * 3], request.width * 3 * 2);
+        std::memcpy(&region_[row * request.width * 3], &picture_[((y + row) * dump_.width + x) * 3],
+                    request.width * 3 * 2);
     if (imgcnv_pack_frame(&wanted, region_.data(), 3, payload.data(), payload.size(), text,
                           sizeof text) != IMGCNV_OK)
         throw Failure(text);

@@ -16,13 +16,13 @@ struct Request {
 /// Serves frames as the client asks for them: as they lie in the dump where format and region are
 /// the dump's, else packed anew from the dump's picture.
 class FrameServer {
-public:
+  public:
     FrameServer(const imgcnv_frame& dump, DumpFrames& frames) : dump_(dump), frames_(frames) {}
 
     /// Fills `payload` with the next frame. What cannot be made is black, and said once.
     void serve(const Request& request, std::span<std::uint8_t> payload);
 
-private:
+  private:
     void repack(const Request& request, std::span<const std::uint8_t> frame,
                 std::span<std::uint8_t> payload);
 

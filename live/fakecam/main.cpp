@@ -4,10 +4,10 @@
 #include "fakecam/frame_server.h"
 #include "support/engine.h"
 
-#include <CLI/CLI.hpp>
 #include <arv.h>
 #include <glib/gstdio.h>
 #include <unistd.h>
+#include <CLI/CLI.hpp>
 
 #include <cmath>
 #include <csignal>
@@ -82,7 +82,7 @@ void refuse_unusable_address(const std::string& text) {
 
 /// A file with the camera's description, as long as it lives.
 class XmlFile {
-public:
+  public:
     explicit XmlFile(const std::string& xml) {
         char* path = nullptr;
         const int file = g_file_open_tmp("imgcnv-fakecam-XXXXXX.xml", &path, nullptr);
@@ -100,7 +100,7 @@ public:
 
     const char* path() const { return path_.c_str(); }
 
-private:
+  private:
     std::string path_;
 };
 

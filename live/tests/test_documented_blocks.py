@@ -14,7 +14,7 @@ BLOCKS = re.findall(r"```sh live\n(.*?)```", (SAMPLES.parent / "docs/live.md").r
 def test_a_block_runs(block, tmp_path):
     (tmp_path / "samples").symlink_to(SAMPLES)
     path = ":".join([os.path.dirname(LIVE), os.path.dirname(FAKECAM), os.environ["PATH"]])
-    subprocess.run(["bash", "-emc", block], cwd=tmp_path, env={**os.environ, "PATH": path},
+    subprocess.run(["sh", "-euc", block], cwd=tmp_path, env={**os.environ, "PATH": path},
                    check=True, timeout=60)
     assert list(tmp_path.glob("*.png"))
 
