@@ -17,7 +17,7 @@ constexpr double kHalvesScore = 0.05;      // bits per byte
 constexpr double kMoreBitsThanUsed = 0.1;  // depths above the highest bit set
 constexpr double kWrongGreen = 0.6;        // the uneven diagonal as green, times the certainty
 constexpr double kColdColours = 0.03;      // red and blue exchanged so that blue is brighter
-constexpr double kColourless = 0.06;       // a mosaic that is as even as a grey picture
+constexpr double kColourless = 0.02;       // a mosaic that is as even as a grey picture
 constexpr double kRandom = 7.8;            // bits per byte of data without any structure
 constexpr std::int64_t kSearchedBytes = 8 << 20;
 constexpr std::int64_t kFewestBytes = 64;
@@ -283,6 +283,10 @@ class Guess {
         std::erase_if(answers_, [](const Answer& answer) {
             const auto& placement = answer.candidate.placement;
             if (!placement.has_known_size) return true;
+            // Any other header would make any length fit.
+            const bool has_usual_header =
+                placement.skip == 0 || (placement.skip >= 256 && placement.skip % 256 == 0);
+            if (!has_usual_header || placement.gap > 0) return true;
             if (placement.left_over == 0) return false;
             const auto bytes =
                 frame_bytes(answer.candidate.hypothesis.pitch_bits, placement.height);

@@ -331,6 +331,20 @@ class Placer {
                 const auto column = steps_.seam(last, placement.height);
                 if (column != 0) penalty += kWrongSeam;
             }
+            if (placement.gap > 0) {
+                // Frames of a scene at rest continue each other; the bytes between them do not.
+                const auto end =
+                    8 * (skip + frame_bytes(pitch_, placement.height)) - (pitch_ - row_);
+                const auto pixels =
+                    std::min(hypothesis_.fit->coding.widest_row(8 * placement.gap) / 8 * 8,
+                             hypothesis_.width);
+                const auto between = pixels > 0
+                                         ? steps_.step(end + pitch_ - row_ - lines() * pitch_,
+                                                       end + pitch_ - row_, pixels)
+                                         : RowStep{};
+                if (between.is_known()) penalty += steps_.is_jump(between) ? kJump : kNoJump;
+                return;
+            }
             const bool is_flat = steps_.mean() <= 0;
             if (steps_.is_jump(step))
                 penalty += kJump;

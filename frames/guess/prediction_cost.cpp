@@ -124,6 +124,7 @@ std::vector<std::int64_t> chunk_starts(std::int64_t window, std::int64_t phase) 
 }
 
 constexpr double kNearlyAll = 0.995;
+constexpr double kFewForeign = 0.02;  // of the groups: headers and chunks have such bytes
 
 template <class Predicate>
 bool nearly_all(std::span<const std::uint16_t> words, Predicate predicate) {
@@ -151,8 +152,9 @@ int empty_bits(std::span<const std::uint16_t> words) {
 bool has_unused_bits(const CodingFit& fit, std::span<const std::uint8_t> window,
                      const std::vector<std::int64_t>& starts) {
     std::size_t groups = 0, used = 0;
-    // Further on, bytes between frames may have moved the groups.
-    for (const auto start : std::span(starts).first((starts.size() + 3) / 4))
+    // A header may be in front, and further on bytes between frames may have moved the groups.
+    const auto count = starts.size();
+    for (const auto start : std::span(starts).subspan(count / 8, (count + 7) / 8))
         for (std::int64_t at = 0; at < kChunkBytes; at += fit.coding.group_bytes(), ++groups)
             used += (window[static_cast<std::size_t>(start + at + 1)] & 0xCC) != 0;
     return static_cast<double>(used) <= (1 - kNearlyAll) * static_cast<double>(groups);
@@ -327,8 +329,7 @@ double prediction_cost(std::span<const std::uint8_t> window, const Hypothesis& h
                        0);
         }
     }
-    if (static_cast<double>(foreign) >
-        (1 - kNearlyAll) * static_cast<double>(counted * pixels_taken))
+    if (static_cast<double>(foreign) > kFewForeign * static_cast<double>(counted * pixels_taken))
         return 8;
     // The edges of rows have no neighbours to compare with and count like the rest.
     const auto whole = [&](double bits, std::size_t plane, std::int64_t reach) {
