@@ -95,8 +95,9 @@ use_libraries
 
 echo "Purging"
 installed=$(for deb in /debs/*.deb; do dpkg-deb -f "$deb" Package; done)
+# What a package of the system merely suggests, as iproute2 does Python, would stay.
 # shellcheck disable=SC2086 # a list of words
-apt purge --autoremove $installed
+apt purge --autoremove -o APT::AutoRemove::SuggestsImportant=false $installed
 list_files >/use/after
 if ! diff /use/before /use/after; then
     echo "the packages left these files behind (>) or took those away (<)" >&2
