@@ -1,13 +1,23 @@
 #!/bin/sh
 # Builds the Debian packages of this source tree into build/debs: those that packaging/debian/control
-# names. Tests are left to scripts/test.sh.
+# names; imgcnv-web, which takes Emscripten, with --web. Tests are left to scripts/test.sh.
 set -eu
 root=$(cd "$(dirname "$0")/.." && pwd)
 . "$root/scripts/lib/common.sh"
 
+case $*:$# in
+    :0) ;;
+    --web:1) export DEB_BUILD_PROFILES="${DEB_BUILD_PROFILES-} pkg.imgcnv.web" ;;
+    *) die "usage: scripts/build-debs.sh [--web] [--yes]" ;;
+esac
+
 # What packaging/debian/control builds with, but for the names that stand for debhelper and dh-python.
 needed=$(sed -n '/^Build-Depends:/,/^[A-Z]/s/^ \([a-z0-9.+-]*\).*/\1/p' "$root/packaging/debian/control" |
     grep -v -e '^debhelper-compat$' -e '^dh-sequence-')
+case ${DEB_BUILD_PROFILES-} in
+    *pkg.imgcnv.web*) ;;
+    *) needed=$(say "$needed" | grep -v '^emscripten$') ;;
+esac
 # shellcheck disable=SC2086 # a list of words
 ensure_packages $debs_packages $needed
 

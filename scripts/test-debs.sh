@@ -1,7 +1,7 @@
 #!/bin/sh
 # Builds the Debian packages and installs, uses and purges them on a Debian system that has nothing
 # else installed. Takes root, for the system is bootstrapped into build/clean-machine.
-# With --built it takes the packages that lie in build/debs.
+# With --web also imgcnv-web; with --built it takes the packages that lie in build/debs.
 set -eu
 root=$(cd "$(dirname "$0")/.." && pwd)
 . "$root/scripts/lib/common.sh"
@@ -9,8 +9,9 @@ root=$(cd "$(dirname "$0")/.." && pwd)
 
 case $*:$# in
     :0) "$root/scripts/build-debs.sh" ;;
+    --web:1) "$root/scripts/build-debs.sh" --web ;;
     --built:1) ;;
-    *) die "usage: scripts/test-debs.sh [--built]" ;;
+    *) die "usage: scripts/test-debs.sh [--web | --built] [--yes]" ;;
 esac
 
 machine=$root/build/clean-machine

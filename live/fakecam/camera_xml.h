@@ -2,6 +2,7 @@
 
 #include "imgcnv_frames.h"
 
+#include <cstdint>
 #include <string>
 
 namespace live {

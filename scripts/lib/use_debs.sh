@@ -17,7 +17,7 @@ list_files() {
 }
 
 apt update
-apt install gcc g++ libc6-dev pkg-config cmake make
+apt install gcc g++ libc6-dev pkg-config cmake make gstreamer1.0-tools iproute2
 list_files >/use/before
 
 echo "Installing"
@@ -49,6 +49,29 @@ import imgcnv
 assert imgcnv.__version__ == '$(dpkg-query -W -f '${source:Upstream-Version}' python3-imgcnv)', imgcnv.__version__
 print(imgcnv.convert(b'\\x80\\x10\\x80\\x20', 2, 1, 'uyvy').tolist())"
 
+coffee=/use/samples/coffee_600x400_BayerRG12Packed.raw
+echo "Using the GStreamer element"
+GST_REGISTRY=/use/registry gst-launch-1.0 -q filesrc location=$coffee blocksize=360000 \
+    ! video/x-pfnc,format=BayerRG12Packed,width=600,height=400 ! imgcnv ! video/x-raw,format=RGB \
+    ! filesink location=/use/by_element
+imgcnv convert $coffee --output-format raw -o - | cmp - /use/by_element
+
+echo "Using a camera"
+# Seen by nobody else: a network of its own, with a loopback device.
+unshare --net sh -euc '
+    ip link set lo up
+    imgcnv-fakecam "$1" -f BayerRG12Packed -s 600x400 --loop >/use/camera.log &
+    camera=$!
+    trap "kill $camera" EXIT
+    until grep -q 127.0.0.1 /use/camera.log; do kill -0 $camera && sleep 0.1; done
+    imgcnv-live 127.0.0.1 --frames 3 --record /use/live.raw' sh $coffee
+for frame in 0 1 2; do cmp -i $((frame * 360000)):0 -n 360000 /use/live_*.raw $coffee; done
+
+if dpkg-query -W imgcnv-web 2>/dev/null; then
+    echo "Looking at the browser page"
+    head -n 1 /usr/share/imgcnv/viewer.html | grep '^<!doctype html>'
+fi
+
 echo "Upgrading each library alone"
 for library in libimgcnv libimgcnv_frames; do
     package=$(dpkg-query -S "/usr/lib/*/$library.so.1" | cut -d: -f1)
@@ -65,15 +88,16 @@ for library in libimgcnv libimgcnv_frames; do
     apt install "/use/$package.deb"
 done
 dpkg-query -W -f '${Package} ${Version} ${db:Status-Status}\n' '*imgcnv*'
-for package in libimgcnv-dev python3-imgcnv imgcnv-tools; do
+for package in libimgcnv-dev python3-imgcnv imgcnv-tools imgcnv-live gstreamer1.0-imgcnv; do
     [ "$(dpkg-query -W -f '${db:Status-Status}' $package)" = installed ]
 done
 use_libraries
 
 echo "Purging"
 installed=$(for deb in /debs/*.deb; do dpkg-deb -f "$deb" Package; done)
+# What a package of the system merely suggests, as iproute2 does Python, would stay.
 # shellcheck disable=SC2086 # a list of words
-apt purge --autoremove $installed
+apt purge --autoremove -o APT::AutoRemove::SuggestsImportant=false $installed
 list_files >/use/after
 if ! diff /use/before /use/after; then
     echo "the packages left these files behind (>) or took those away (<)" >&2
