@@ -19,7 +19,6 @@ namespace {
 constexpr double kOddWidth = 0.02;  // sensors have even ones, mostly multiples of 4
 constexpr double kPaddingTaken = 0.005;
 constexpr double kPaddingSeen = 0.1;   // columns of one value at the end of all rows
-constexpr double kEvenColumns = 0.05;  // such columns taken for picture
 constexpr double kBigEndian = 0.02;
 constexpr double kMosaic = 0.01;         // noise looks the same through both
 constexpr double kPatternMissed = 0.12;  // of period 2, taken for grey
