@@ -23,7 +23,7 @@ case ${0##*/} in
     dpkg-buildpackage) touch ../libimgcnv1_0.deb ../libimgcnv-dev_0.deb ../imgcnv-tools_0.deb ;;
 esac
 """
-PROGRAMS = """abidiff apt-get chroot cmake ctest debootstrap dpkg-buildpackage dpkg-query id ldconfig lintian
+PROGRAMS = """abidiff abidw apt-get chroot cmake ctest debootstrap dpkg-buildpackage dpkg-query id ldconfig lintian
     mount mountpoint qemu-x86_64 sudo umount unshare valgrind""".split()
 SUITES = ["bookworm", "trixie", platform.freedesktop_os_release()["VERSION_CODENAME"]]
 BUILT = ["build/release/tests/load/imgcnv_load",

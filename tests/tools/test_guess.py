@@ -39,7 +39,9 @@ def test_guess_finds_what_was_packed(run, samples, name, padding, stride, frames
 
 def test_guess_with_the_size(run, samples):
     run("pack", samples / "coffee.png", "-f", "Mono8", "--padding", 1, "-o", "frame.raw")
-    assert best(run, "frame.raw", "-s", "600x400") == {("Mono8", 600, 400, 601, 1)}
+    # A scene with little colour could be a mosaic, too: the picture that was packed comes first.
+    first = json.loads(run("guess", "frame.raw", "-s", "600x400", "--json").out)["answers"][0]
+    assert (first["format"], first["width"], first["height"], first["stride"]) == ("Mono8", 600, 400, 601)
 
 
 def test_guess_says_what_it_cannot_know(run, samples):
@@ -53,7 +55,7 @@ def test_guess_says_what_it_cannot_know(run, samples):
 def test_guess_refuses_noise_and_impossible_sizes(run, tmp_path):
     noise = np.random.default_rng(1).integers(0, 256, 90000, np.uint8)
     (tmp_path / "noise.raw").write_bytes(noise.tobytes())
-    assert "noise" in json.loads(run("guess", "noise.raw", "--json").out)["else"]
+    assert "better than chance" in run("guess", "noise.raw", code=1).said
     assert "fits into its 90000 bytes" in run("guess", "noise.raw", "-s", "900x900", code=1).said
     assert "expected WIDTHxHEIGHT" in run("guess", "noise.raw", "-s", "0x5", code=2).said
     (tmp_path / "empty.raw").write_bytes(b"")
