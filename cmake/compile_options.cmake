@@ -43,6 +43,7 @@ endif()
 # Hardening, where the compiler has it: checked calls of the C library, guarded return addresses
 # and stack buffers, probes of every stack page, and addresses that are read-only after loading.
 if(NOT EMSCRIPTEN AND NOT IMGCNV_SANITIZE)
+  set(CMAKE_REQUIRED_FLAGS -Werror) # Clang only warns of a flag that this CPU does not have
   foreach(flag -fstack-protector-strong -fstack-clash-protection -fcf-protection
                -mbranch-protection=standard)
     string(MAKE_C_IDENTIFIER "IMGCNV_HAS${flag}" has)
@@ -51,6 +52,7 @@ if(NOT EMSCRIPTEN AND NOT IMGCNV_SANITIZE)
       target_compile_options(imgcnv_options INTERFACE ${flag})
     endif()
   endforeach()
+  unset(CMAKE_REQUIRED_FLAGS)
   target_compile_options(imgcnv_options INTERFACE
     $<$<CONFIG:Release,RelWithDebInfo>:-U_FORTIFY_SOURCE> $<$<CONFIG:Release,RelWithDebInfo>:-D_FORTIFY_SOURCE=2>)
   target_link_options(imgcnv_options INTERFACE -Wl,-z,relro -Wl,-z,now)
