@@ -113,7 +113,7 @@ double* level_of(Settings& settings, guint property) {
     }
 }
 
-void set_property(GObject* object, guint property, const GValue* value, GParamSpec* spec) {
+void set_property(GObject* object, guint property, const GValue* value, GParamSpec* parameter) {
     State& state = state_of(object);
     {
         const std::lock_guard guard(state.lock);
@@ -132,7 +132,7 @@ void set_property(GObject* object, guint property, const GValue* value, GParamSp
         } else if (property == kAuto) {
             wanted.auto_levels = g_value_get_boolean(value);
         } else {
-            G_OBJECT_WARN_INVALID_PROPERTY_ID(object, property, spec);
+            G_OBJECT_WARN_INVALID_PROPERTY_ID(object, property, parameter);
             return;
         }
         state.has_changed = true;
@@ -141,7 +141,7 @@ void set_property(GObject* object, guint property, const GValue* value, GParamSp
     if (property == kPixelFormat) gst_base_transform_reconfigure_src(GST_BASE_TRANSFORM(object));
 }
 
-void get_property(GObject* object, guint property, GValue* value, GParamSpec* spec) {
+void get_property(GObject* object, guint property, GValue* value, GParamSpec* parameter) {
     State& state = state_of(object);
     const std::lock_guard guard(state.lock);
     Settings& wanted = state.wanted;
@@ -158,7 +158,7 @@ void get_property(GObject* object, guint property, GValue* value, GParamSpec* sp
     } else if (property == kAuto) {
         g_value_set_boolean(value, wanted.auto_levels);
     } else {
-        G_OBJECT_WARN_INVALID_PROPERTY_ID(object, property, spec);
+        G_OBJECT_WARN_INVALID_PROPERTY_ID(object, property, parameter);
     }
 }
 
@@ -400,8 +400,8 @@ gboolean stop(GstBaseTransform* transform) {
 void install_properties(GObjectClass* object_class) {
     constexpr auto flags = static_cast<GParamFlags>(G_PARAM_READWRITE | G_PARAM_STATIC_STRINGS |
                                                     GST_PARAM_MUTABLE_PLAYING);
-    const auto install = [&](Property property, GParamSpec* spec) {
-        g_object_class_install_property(object_class, property, spec);
+    const auto install = [&](Property property, GParamSpec* parameter) {
+        g_object_class_install_property(object_class, property, parameter);
     };
     const auto install_level = [&](Property property, const char* name, const char* text,
                                    double most, double usual) {

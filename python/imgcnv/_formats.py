@@ -161,9 +161,9 @@ class PixelFormat(enum.IntEnum):
     def __str__(self) -> str:
         return self.label
 
-    def __format__(self, spec: str) -> str:
+    def __format__(self, style: str) -> str:
         # Python's own takes the number up to 3.11 and the text from 3.12 on.
-        return format(self.value if spec.endswith(tuple("bcdoxXn")) else self.label, spec)
+        return format(self.value if style.endswith(tuple("bcdoxXn")) else self.label, style)
 
     @classmethod
     def parse(cls, name: str) -> PixelFormat:
