@@ -202,10 +202,11 @@ void serve(const Options& options) {
     Served served{registers, live::FrameServer(frame, frames), frames};
     arv_fake_camera_set_fill_pattern(registers, fill, &served);
 
-    std::printf("imgcnv-fakecam-%s at %s: %lld frames of %s %s, %g a second%s. Ctrl-C ends it.\n",
+    std::printf("imgcnv-fakecam-%s at %s: %lld %s of %s %s, %g per second%s. Ctrl-C ends it.\n",
                 options.serial.c_str(), options.address.c_str(),
-                static_cast<long long>(frames.count()), live::format_info(frame.format).name,
-                options.size.c_str(), options.fps, options.loop ? ", again and again" : "");
+                static_cast<long long>(frames.count()), frames.count() == 1 ? "frame" : "frames",
+                live::format_info(frame.format).name, options.size.c_str(), options.fps,
+                options.loop ? ", again and again" : "");
     std::fflush(stdout);
     int signal = 0;
     sigwait(&signals, &signal);
