@@ -6,20 +6,22 @@ root=$(cd "$(dirname "$0")/.." && pwd)
 . "$root/scripts/lib/common.sh"
 . "$root/scripts/lib/clean_root.sh"
 
-usage="usage: scripts/test.sh [--werror] [--clang] [--all] [--long] [--yes]
+usage="usage: scripts/test.sh [--werror] [--clang] [--quick] [--all] [--long] [--yes]
   --werror  compiler warnings are errors
   --clang   also builds everything with Clang, whose warnings are errors
+  --quick   leaves out the slowest tests, of what is the same on every system
   --all     everything that a push is tested with: --werror, --clang, the parts for browsers and
             ARM, the packages, and demo and tests on a bare system of the other Debian release
             (as root; see steps_of_all)
   --long    also the checks that take many minutes: see long_checks
   --yes     installs missing packages without asking"
 
-werror=OFF clang=no all=no long=no
+werror=OFF clang=no quick=no all=no long=no
 for argument in "$@"; do
     case $argument in
         --werror) werror=ON ;;
         --clang) clang=yes ;;
+        --quick) quick=yes ;;
         --all) all=yes werror=ON ;;
         --long) long=yes ;;
         -h | --help) say "$usage" && exit 0 ;;
@@ -34,7 +36,10 @@ tests() {
     configure_and_build -DIMGCNV_WERROR=$werror -DIMGCNV_BUILD_TESTS=ON -DIMGCNV_BUILD_EXAMPLES=ON \
         -DIMGCNV_BUILD_FUZZ=ON -DIMGCNV_BUILD_GSTREAMER=ON -DIMGCNV_BUILD_LIVE=ON \
         -DPython3_EXECUTABLE=/usr/bin/python3
-    ctest --preset release --no-tests=error -j "$(nproc)"
+    left_out=
+    [ $quick = no ] || left_out='-LE slow'
+    # shellcheck disable=SC2086 # no option or two words
+    ctest --preset release --no-tests=error -j "$(nproc)" $left_out
 }
 
 # A debug build: Clang warns of the same with and without optimisation.
@@ -58,13 +63,15 @@ other_debian() {
     [ "$(id -u)" != 0 ] || ensure_packages debootstrap
     clean_root_possible || return 77
     "$root/scripts/clean-machine.sh" --suite $other scripts/package-names.sh scripts/demo.sh \
-        'scripts/test.sh --werror --clang'
+        'scripts/test.sh --werror --clang --quick'
 }
 
+# Without debugging symbols, which take half of the time and change nothing that is tested.
 packages() {
     [ "$(id -u)" != 0 ] || ensure_packages debootstrap
     clean_root_possible || return 77
-    "$root/scripts/test-debs.sh"
+    DEB_CFLAGS_APPEND=-g0 DEB_CXXFLAGS_APPEND=-g0 \
+        DEB_BUILD_OPTIONS="parallel=$(nproc) noautodbgsym" "$root/scripts/test-debs.sh"
 }
 
 # step NAME COMMAND...: runs it whatever became of earlier steps. Status 77 says that it cannot be
