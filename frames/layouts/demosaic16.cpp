@@ -113,7 +113,7 @@ class AdaptiveStrip {
                                         maker_.kind(y, inner_begin));
     }
     void make_plain_green(std::int64_t y, std::int64_t from, std::int64_t to) {
-        const Adaptive16 adaptive(m_, maker_.job().order == IMGCNV_ORDER_RG);
+        const Adaptive adaptive(m_, maker_.job().order == IMGCNV_ORDER_RG);
         for (std::int64_t x = from; x < to; ++x) {
             const int green = m_.is_color_site(y, x) ? adaptive.green_of(y, x) : m_.at(y, x);
             green_of(y)[x - from_ + 2] = static_cast<std::uint16_t>(green);

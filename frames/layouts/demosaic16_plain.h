@@ -1,5 +1,5 @@
-// Demosaicing of 16-bit samples, the plain definition of each pixel: libimgcnv's methods and its
-// edges, so that samples of 8 bits give the colours that libimgcnv makes of them.
+// Demosaicing, the plain definition of each pixel: libimgcnv's methods and its edges, so that
+// samples of 8 bits give the colours that libimgcnv makes of them.
 //
 // The 2x2 cells of the orders, each beginning at an even row and column:
 //
@@ -21,11 +21,12 @@ struct OwnGreenOther {
     int own, green, other;
 };
 
-/// A mosaic whose rows are found by number.
-class Mosaic16 {
+/// A mosaic of bytes or words whose rows are found by number.
+template <class Sample>
+class Mosaic {
   public:
     /// rows[0] is row `first` of the frame.
-    Mosaic16(const Demosaic16& job, const std::uint16_t* const* rows, std::int64_t first)
+    Mosaic(const Demosaic16& job, const Sample* const* rows, std::int64_t first)
         : job_(job), rows_(rows), first_(first) {}
 
     std::int64_t last_x() const { return job_.width - 1; }
@@ -35,21 +36,23 @@ class Mosaic16 {
     bool is_color_site(std::int64_t y, std::int64_t x) const {
         return ((y + x) % 2 == 0) != is_gb();
     }
-    const std::uint16_t* row(std::int64_t y) const { return rows_[y - first_]; }
+    const Sample* row(std::int64_t y) const { return rows_[y - first_]; }
     int at(std::int64_t y, std::int64_t x) const { return row(y)[x]; }
     int largest() const { return (1 << job_.depth) - 1; }
 
   private:
     const Demosaic16& job_;
-    const std::uint16_t* const* rows_;
+    const Sample* const* rows_;
     std::int64_t first_;
 };
+using Mosaic16 = Mosaic<std::uint16_t>;
 
 // --- nearest ----------------------------------------------------------------
 
 /// The four pixels of a cell share its red and blue. Those at green sites keep their green, the
 /// others get the mean of the cell's greens.
-inline OwnGreenOther nearest_pixel(const Mosaic16& m, std::int64_t y, std::int64_t x) {
+template <class Sample>
+OwnGreenOther nearest_pixel(const Mosaic<Sample>& m, std::int64_t y, std::int64_t x) {
     const std::int64_t left = x & ~std::int64_t{1};
     const std::int64_t color = m.is_color_site(y, left) ? left : left + 1, green = color ^ 1;
     const std::int64_t across = y ^ 1;
@@ -59,7 +62,8 @@ inline OwnGreenOther nearest_pixel(const Mosaic16& m, std::int64_t y, std::int64
 
 // --- bilinear ---------------------------------------------------------------
 
-inline OwnGreenOther bilinear_corner(const Mosaic16& m, std::int64_t y, std::int64_t x) {
+template <class Sample>
+OwnGreenOther bilinear_corner(const Mosaic<Sample>& m, std::int64_t y, std::int64_t x) {
     const std::int64_t inner_y = y == 0 ? 1 : y - 1, inner_x = x == 0 ? 1 : x - 1;
     const int own = m.at(y, x), horizontal = m.at(y, inner_x), vertical = m.at(inner_y, x);
     const int diagonal = m.at(inner_y, inner_x);
@@ -70,8 +74,9 @@ inline OwnGreenOther bilinear_corner(const Mosaic16& m, std::int64_t y, std::int
 
 /// The top and the bottom row between the corners: one row stands in for two. A colour site takes
 /// its green from the left, in GB from the row inside.
-inline OwnGreenOther bilinear_top(const Mosaic16& m, std::int64_t y, std::int64_t x) {
-    const std::uint16_t *line = m.row(y) + x, *next = m.row(y == 0 ? 1 : y - 1) + x;
+template <class Sample>
+OwnGreenOther bilinear_top(const Mosaic<Sample>& m, std::int64_t y, std::int64_t x) {
+    const Sample *line = m.row(y) + x, *next = m.row(y == 0 ? 1 : y - 1) + x;
     if (m.is_color_site(y, x))
         return {line[0], m.is_gb() ? next[0] : line[-1], (next[-1] + next[1]) >> 1};
     return {(line[-1] + line[1]) >> 1, line[0], next[0]};
@@ -79,7 +84,8 @@ inline OwnGreenOther bilinear_top(const Mosaic16& m, std::int64_t y, std::int64_
 
 /// The outermost columns between the corners. A colour site on the left takes its green from above,
 /// in GB from the right.
-inline OwnGreenOther bilinear_side(const Mosaic16& m, std::int64_t y, std::int64_t x) {
+template <class Sample>
+OwnGreenOther bilinear_side(const Mosaic<Sample>& m, std::int64_t y, std::int64_t x) {
     const std::int64_t inner = x == 0 ? 1 : x - 1;
     if (m.is_color_site(y, x)) {
         const int green = x == 0 && !m.is_gb() ? m.at(y - 1, x) : m.at(y, inner);
@@ -89,12 +95,13 @@ inline OwnGreenOther bilinear_side(const Mosaic16& m, std::int64_t y, std::int64
 }
 
 /// Means of the neighbours, which drop the fraction.
-inline OwnGreenOther bilinear_pixel(const Mosaic16& m, std::int64_t y, std::int64_t x) {
+template <class Sample>
+OwnGreenOther bilinear_pixel(const Mosaic<Sample>& m, std::int64_t y, std::int64_t x) {
     const bool side = x == 0 || x == m.last_x(), top = y == 0 || y == m.last_y();
     if (side && top) return bilinear_corner(m, y, x);
     if (top) return bilinear_top(m, y, x);
     if (side) return bilinear_side(m, y, x);
-    const std::uint16_t *above = m.row(y - 1) + x, *line = m.row(y) + x, *below = m.row(y + 1) + x;
+    const Sample *above = m.row(y - 1) + x, *line = m.row(y) + x, *below = m.row(y + 1) + x;
     if (m.is_color_site(y, x))
         return {line[0], (above[0] + below[0] + line[-1] + line[1]) >> 2,
                 (above[-1] + above[1] + below[-1] + below[1]) >> 2};
@@ -104,15 +111,37 @@ inline OwnGreenOther bilinear_pixel(const Mosaic16& m, std::int64_t y, std::int6
 // --- adaptive ---------------------------------------------------------------
 
 /// Green at a colour site is the mean of two green neighbours along the direction in which the
-/// picture changes less, corrected by the second derivative of the site's own colour. The other
-/// colours follow from the differences colour - green of the colour sites around.
+/// picture changes less, corrected by the second derivative of the site's own colour.
+template <class Sample>
+inline int adaptive_green(const Mosaic<Sample>& m, std::int64_t y, std::int64_t x) {
+    const Sample* line = m.row(y) + x;
+    const int left = line[-1], right = line[1], up = m.at(y - 1, x), down = m.at(y + 1, x);
+    const int laplacian_h = 2 * line[0] - line[-2] - line[2];
+    const int laplacian_v = 2 * line[0] - m.at(y - 2, x) - m.at(y + 2, x);
+    const int gradient_h = std::abs(laplacian_h) + std::abs(left - right);
+    const int gradient_v = std::abs(laplacian_v) + std::abs(up - down);
+    const int horizontal = ((left + right) >> 1) + (laplacian_h >> 2);
+    const int vertical = ((up + down) >> 1) + (laplacian_v >> 2);
+    // Equal gradients take the vertical estimate. No branch, which would depend on pixels.
+    const int green = vertical + (gradient_h < gradient_v) * (horizontal - vertical);
+    return std::clamp(green, 0, m.largest());
+}
+
+/// Near the edges it is the mean of the cell's greens.
+template <class Sample>
+inline int cell_green(const Mosaic<Sample>& m, std::int64_t y, std::int64_t x) {
+    return (m.at(y, x ^ 1) + m.at(y ^ 1, x)) >> 1;
+}
+
+/// The other colours follow from the differences colour - green of the colour sites around.
 ///
 /// Two rows and columns along each edge lack neighbours: green is there the mean of the cell's
 /// greens, and colours are copied from the cell. Which ones depends on the order; RG is GB with the
 /// frame upside down.
-class Adaptive16 {
+template <class Sample>
+class Adaptive {
   public:
-    explicit Adaptive16(const Mosaic16& mosaic, bool upside_down)
+    explicit Adaptive(const Mosaic<Sample>& mosaic, bool upside_down)
         : m_(mosaic), upside_down_(upside_down) {}
 
     OwnGreenOther pixel(std::int64_t frame_y, std::int64_t x) const {
@@ -159,16 +188,8 @@ class Adaptive16 {
     int green_at(std::int64_t y, std::int64_t x) const {
         if (!is_color_site(y, x)) return at(y, x);
         const bool inner = y >= 2 && y + 2 <= m_.last_y() && x >= 2 && x + 2 <= m_.last_x();
-        if (!inner) return (at(y, x ^ 1) + at(y ^ 1, x)) >> 1;
-        const int left = at(y, x - 1), right = at(y, x + 1), up = at(y - 1, x), down = at(y + 1, x);
-        const int laplacian_h = 2 * at(y, x) - at(y, x - 2) - at(y, x + 2);
-        const int laplacian_v = 2 * at(y, x) - at(y - 2, x) - at(y + 2, x);
-        const int gradient_h = std::abs(laplacian_h) + std::abs(left - right);
-        const int gradient_v = std::abs(laplacian_v) + std::abs(up - down);
-        // Equal gradients take the vertical estimate.
-        const int green = gradient_h < gradient_v ? ((left + right) >> 1) + (laplacian_h >> 2)
-                                                  : ((up + down) >> 1) + (laplacian_v >> 2);
-        return std::clamp(green, 0, m_.largest());
+        const auto row = upside_down_ ? m_.last_y() - y : y;
+        return inner ? adaptive_green(m_, row, x) : cell_green(m_, row, x);
     }
     int difference(std::int64_t y, std::int64_t x) const { return at(y, x) - green_at(y, x); }
 
@@ -182,15 +203,16 @@ class Adaptive16 {
         return two_rows || x + 1 >= m_.last_x() ? x & ~std::int64_t{1} : std::int64_t{-1};
     }
 
-    const Mosaic16& m_;
+    const Mosaic<Sample>& m_;
     const bool upside_down_;
 };
 
-inline OwnGreenOther demosaic16_pixel(const Mosaic16& m, const Demosaic16& job, std::int64_t y,
+template <class Sample>
+OwnGreenOther demosaic16_pixel(const Mosaic<Sample>& m, const Demosaic16& job, std::int64_t y,
                                       std::int64_t x) {
     if (job.method == IMGCNV_NEAREST) return nearest_pixel(m, y, x);
     if (job.method == IMGCNV_BILINEAR) return bilinear_pixel(m, y, x);
-    return Adaptive16(m, job.order == IMGCNV_ORDER_RG).pixel(y, x);
+    return Adaptive(m, job.order == IMGCNV_ORDER_RG).pixel(y, x);
 }
 
 inline void store_pixel(OwnGreenOther pixel, bool own_first, std::uint16_t* out) {

@@ -1,5 +1,7 @@
 #include "pipeline/planner.h"
 
+#include "pipeline/last_columns.h"
+
 #include <algorithm>
 #include <limits>
 
@@ -13,12 +15,6 @@ constexpr std::int64_t kMostInt = std::numeric_limits<std::int32_t>::max();
 constexpr std::int64_t kBandBytes = std::int64_t{256} << 10;
 /// Bands begin at a byte of every stream of bits, and at the first row of a 2x2 cell.
 constexpr std::int64_t kBandStep = 8;
-/// More context than any method needs, for parts that are mended.
-constexpr std::int64_t kMendingContext = 8;
-/// Rows beside an edge that libimgcnv does not complete, which may depend on it.
-constexpr std::int64_t kEdgeRows = 4;
-/// Rows of the last columns that are mended at once.
-constexpr std::int64_t kColumnRows = 1024;
 /// Smaller mosaics are made in one part.
 constexpr std::int64_t kLeastSide = 16;
 
@@ -196,21 +192,19 @@ Task Planner::part(const Rectangle& keep, const Rectangle& made, Job& job) {
     return task;
 }
 
-/// Where rows and columns around a part lie that it depends on: the mosaic goes on mirrored beyond
-/// an edge that libimgcnv does not complete, and ends at one that it does.
-Rectangle Planner::with_context(const Rectangle& keep, std::int64_t rows,
-                                std::int64_t columns) const {
+/// Whole rows with those around them that they depend on: the mosaic goes on mirrored beyond an
+/// edge that libimgcnv does not complete, and ends at one that it does.
+Rectangle Planner::with_context(const Rectangle& keep) const {
+    const auto rows = context();
     auto made = keep;
     if (!demosaics_) return made;
-    const auto odd_column = frame_.width % 2;
     made.first_row = std::max(keep.first_row - rows, origin_ == 0 ? 0 : std::int64_t{-5});
     if ((made.first_row - origin_) % 2 != 0) --made.first_row;
     made.last_row = keep.last_row + rows;
     if ((made.last_row - made.first_row) % 2 != 0) ++made.last_row;
     made.last_row = std::min(made.last_row, frame_.height);
-    made.first_column = round_down(std::max(keep.first_column - columns, std::int64_t{0}), 2);
-    made.last_column = std::min(keep.last_column + columns, frame_.width + odd_column);
-    if (keep.last_column == frame_.width) made.last_column = frame_.width + odd_column;
+    if (made.rows() == 1) made.first_row -= 2;  // libimgcnv makes a single row grey
+    made.last_column += frame_.width % 2;
     return made;
 }
 
@@ -236,20 +230,22 @@ void Planner::plan_stored(const Rows& slab, Job& job) {
     const auto step = band_rows();
     for (auto row = slab.first; row < slab.last; row += step) {
         const Rectangle keep{row, std::min(row + step, slab.last), 0, frame_.width};
-        job.tasks.push_back(part(keep, with_context(keep, context(), 0), job));
+        job.tasks.push_back(part(keep, with_context(keep), job));
     }
 }
 
 void Planner::plan_last_columns(const Rows& slab, Job& job) {
     // Of an odd width libimgcnv leaves the last column open; the adaptive method looks at it from
-    // two columns before it. Narrow strips are quicker, by column.
+    // two columns before it.
     const std::int64_t columns = wish_.method == IMGCNV_ADAPTIVE ? 3 : 1;
-    const std::int64_t around = wish_.method == IMGCNV_ADAPTIVE ? 5 : 2;
-    const auto last = slab.last;
-    for (auto row = slab.first; row < last; row += kColumnRows) {
-        const Rectangle keep{row, std::min(row + kColumnRows, last), frame_.width - columns,
-                             frame_.width};
-        job.tasks.push_back(part(keep, with_context(keep, context(), around), job));
+    for (auto row = slab.first; row < slab.last; row += LastColumns::kMostRows) {
+        Task task;
+        task.way = Way::kColumns;
+        task.writes_target = true;
+        task.keep = {row, std::min(row + LastColumns::kMostRows, slab.last), frame_.width - columns,
+                     frame_.width};
+        task.made = task.keep;
+        job.tasks.push_back(task);
     }
 }
 
@@ -257,13 +253,14 @@ void Planner::plan_mending(const std::vector<Rows>& slabs, Plan& plan) {
     const auto mend = [&](std::int64_t first, std::int64_t last) {
         const Rectangle keep{std::max(first, std::int64_t{0}), std::min(last, frame_.height), 0,
                              frame_.width};
-        plan.mending.push_back(
-            part(keep, with_context(keep, kMendingContext, kMendingContext), plan.jobs[0]));
+        plan.mending.push_back(part(keep, with_context(keep), plan.jobs[0]));
     };
-    if (origin_ != 0) mend(0, kEdgeRows);
+    // Rows that look at one which libimgcnv does not have, and that one.
+    const auto edge_rows = std::max(context(), std::int64_t{1});
+    if (origin_ != 0) mend(0, edge_rows);
     for (std::size_t i = 1; i < slabs.size() && context() != 0; ++i)
         mend(slabs[i].first - context(), slabs[i].first + context());
-    if (slabs.back().last != frame_.height) mend(frame_.height - kEdgeRows, frame_.height);
+    if (slabs.back().last != frame_.height) mend(frame_.height - edge_rows, frame_.height);
 }
 
 Plan Planner::plan(bool& fits) {

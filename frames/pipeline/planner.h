@@ -38,7 +38,7 @@ class Planner {
     void plan_last_columns(const Rows& slab, Job& job);
     void plan_mending(const std::vector<Rows>& slabs, Plan& plan);
 
-    Rectangle with_context(const Rectangle& keep, std::int64_t rows, std::int64_t columns) const;
+    Rectangle with_context(const Rectangle& keep) const;
     Task part(const Rectangle& keep, const Rectangle& made, Job& job);
     CoreFrame core_frame(const Task& task) const;
     std::int64_t core_width(const Rectangle& made) const;

@@ -20,6 +20,7 @@ struct Rectangle {
 /// A position beyond 0 or size - 1 mirrored at these, so that the colours of a mosaic stay in
 /// phase.
 inline std::int64_t mirrored(std::int64_t position, std::int64_t size) {
+    if (position >= 0 && position < size) return position;
     if (size == 1) return 0;
     const auto period = 2 * (size - 1);
     const auto inside = ((position % period) + period) % period;

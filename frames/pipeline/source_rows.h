@@ -26,6 +26,10 @@ class SourceRows {
     /// Rows `stride` bytes apart. The rectangle begins at an even column (YUV: at column 0).
     void read8(const std::uint8_t* frame, const Rectangle& part, std::uint8_t* out,
                std::int64_t stride, std::uint8_t* scratch) const;
+    /// The last columns of an odd width and, as one more, the mirrored column beyond them.
+    static constexpr std::int64_t kLastColumns = 9;
+    void read_last8(const std::uint8_t* frame, std::int64_t first_row, std::int64_t last_row,
+                    std::uint8_t* out, std::uint8_t* scratch) const;
     /// Rows `stride` words apart.
     void read16(const std::uint8_t* frame, const Rectangle& part, std::uint16_t* out,
                 std::int64_t stride, std::uint8_t* scratch) const;

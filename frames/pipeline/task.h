@@ -13,6 +13,7 @@ enum class Way {
     kSamples,  ///< the samples are the picture
     kCore,     ///< one call of libimgcnv
     kWide,     ///< 16-bit samples, demosaiced here
+    kColumns,  ///< a few 8-bit columns, demosaiced here
 };
 
 /// One part of a picture: what is made at once, and what of it is kept.

@@ -1,17 +1,10 @@
 #include "pipeline/wide.h"
 
+#include "pipeline/completed_mosaic.h"
+
 #include <algorithm>
 
 namespace frames {
-namespace {
-
-/// Rows by which a GR mosaic is continued upwards, where it is one in BG order: more than any
-/// method reaches.
-constexpr std::int64_t kRowsAboveGr = 5;
-
-std::int64_t round_up_to_even(std::int64_t value) { return value + value % 2; }
-
-}  // namespace
 
 std::size_t WidePicture::scratch_bytes(const Rectangle& made) const {
     const auto rows = made.rows();
@@ -19,7 +12,7 @@ std::size_t WidePicture::scratch_bytes(const Rectangle& made) const {
         const auto width = frame_.width + frame_.format->group_pixels;
         return static_cast<std::size_t>(rows * (source_.row_bytes8(width) + width * 3));
     }
-    const auto pointers = (rows + 2 * kRowsAboveGr) * static_cast<std::int64_t>(sizeof(void*));
+    const auto pointers = (rows + 2 * CompletedMosaic::kMostAbove) * static_cast<std::int64_t>(sizeof(void*));
     return static_cast<std::size_t>(rows * made.columns() * source_.channels() * 2 + pointers);
 }
 
@@ -33,7 +26,7 @@ imgcnv_status WidePicture::make(const Task& task, const CoreCall* yuv_call,
         const bool is_blue_first = frame_.format->layout == IMGCNV_LAYOUT_BGR ||
                                    frame_.format->layout == IMGCNV_LAYOUT_BGRA;
         // Raw channels are R, G, B whatever their order in the frame.
-        if (source_.channels() == 3 && is_blue_first != blue_first())
+        if (source_.channels() == 3 && is_blue_first != wish_.is_blue_first())
             for (auto y = task.keep.first_row; y < task.keep.last_row; ++y, out += stride)
                 sample_kernels().exchange16(out, out,
                                             static_cast<std::size_t>(task.keep.columns()));
@@ -60,20 +53,12 @@ void WidePicture::make_grey(const Task& task, const std::uint8_t* bytes, std::ui
 void WidePicture::make_mosaic(const Task& task, const std::uint8_t* bytes, std::uint16_t* out,
                               std::int64_t stride, std::uint8_t* scratch, std::uint8_t* row) const {
     const auto& made = task.made;
-    const auto above = frame_.format->order == IMGCNV_ORDER_GR ? kRowsAboveGr : 0;
-    Demosaic16 job{};
-    job.order =
-        above != 0 ? IMGCNV_ORDER_BG : static_cast<imgcnv_bayer_order>(frame_.format->order);
-    job.method = wish_.method;
-    job.depth = wish_.full_scale ? 16 : frame_.format->depth;
-    job.blue_first = blue_first();
-    job.width = round_up_to_even(frame_.width);
-    job.height = round_up_to_even(frame_.height + above);
+    const CompletedMosaic mosaic(frame_, wish_);
+    const auto& job = mosaic.job;
+    const auto above = mosaic.rows_above;
 
     const auto** rows = reinterpret_cast<const std::uint16_t**>(scratch);
-    const auto reach = demosaic_reach(job.method);
-    const auto first = std::max(task.keep.first_row - reach, -above);
-    const auto last = std::min(task.keep.last_row + reach, job.height - above);
+    const auto [first, last] = mosaic.rows_around(task.keep);
     auto* samples = reinterpret_cast<std::uint16_t*>(rows + (last - first));
     source_.read16(bytes, made, samples, made.columns(), row);
     for (auto y = first; y < last; ++y) {

@@ -32,7 +32,6 @@ class WidePicture {
     imgcnv_status make_yuv(const Task& task, const CoreCall& call, const std::uint8_t* bytes,
                            std::uint16_t* out, std::int64_t stride, std::uint8_t* scratch,
                            std::uint8_t* row) const;
-    bool blue_first() const { return wish_.kind == IMGCNV_TARGET_BGR48; }
 
     const Geometry& frame_;
     const Wish& wish_;

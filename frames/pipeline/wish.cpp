@@ -119,10 +119,9 @@ void make_curve(const Geometry& frame, bool levels_as_table, Wish& wish) {
     if (!has_curve && !levels_as_table) return;
     const double unit = levels_as_table ? (1 << frame.format->depth) - 1 : 255;
     const double gains[3] = {levels.red_gain, levels.green_gain, levels.blue_gain};
-    const bool blue_first = wish.kind == IMGCNV_TARGET_BGR24 || wish.kind == IMGCNV_TARGET_BGRA32;
     wish.curve.resize(768);
     for (int channel = 0; channel < 3; ++channel) {
-        const int color = wish.channels == 1 ? 1 : blue_first ? 2 - channel : channel;
+        const int color = wish.channels == 1 ? 1 : wish.is_blue_first() ? 2 - channel : channel;
         for (int i = 0; i < 256; ++i) {
             double value = i;
             if (levels_as_table)

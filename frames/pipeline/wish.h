@@ -39,6 +39,10 @@ struct Wish {
     bool is_wide() const { return channel_bytes == 2; }
     bool is_upright() const { return !transpose && !flip_horizontal && !flip_vertical; }
     bool is_tight() const { return stride == row_bytes; }
+    bool is_blue_first() const {
+        return kind == IMGCNV_TARGET_BGR24 || kind == IMGCNV_TARGET_BGRA32 ||
+               kind == IMGCNV_TARGET_BGR48;
+    }
     bool has_alpha() const { return channels == 4 && !any_alpha; }
 };
 

@@ -39,6 +39,7 @@ void Worker::reserve(const Task& task) {
     const auto pixel_bytes = wish_.pixel_bytes();
     const auto rows = task.made.rows() + 1;  // an extra row of mosaics of odd height
     if (task.way == Way::kWide) samples_.need(wide_.scratch_bytes(task.made));
+    if (task.way == Way::kColumns) samples_.need(columns_.scratch_bytes());
     if (task.way == Way::kCore && !task.reads_frame)
         samples_.need(size(source_.row_bytes8(task.made.columns()) * rows));
     // 16-bit words go through memory of ours where the target does not lie at even addresses.
@@ -89,7 +90,8 @@ imgcnv_status Worker::run_task(const Task& task, const std::uint8_t* source,
         store(wish_, made, task.keep, pixels_.get(), target, turned_.get());
         return IMGCNV_OK;
     }
-    auto* out = target + task.made.first_row * wish_.stride;
+    auto* out =
+        target + task.made.first_row * wish_.stride + task.made.first_column * wish_.pixel_bytes();
     const auto saved =
         size(task.saved_rows * wish_.row_bytes);  // rows are tight where any are saved
     if (saved != 0) std::memcpy(saved_.get(), out, saved);
@@ -108,6 +110,10 @@ imgcnv_status Worker::make(const Task& task, const std::uint8_t* source, std::ui
     if (task.way == Way::kSamples) {
         make_samples(task, source, out,
                      task.writes_target ? wish_.stride : wish_.pixel_bytes() * task.made.columns());
+        return IMGCNV_OK;
+    }
+    if (task.way == Way::kColumns) {
+        columns_.make(task.keep, source, out, samples_.get(), row_.get());
         return IMGCNV_OK;
     }
     const auto& call = calls_[task.call];

@@ -1,5 +1,6 @@
 #pragma once
 
+#include "pipeline/last_columns.h"
 #include "pipeline/source_rows.h"
 #include "pipeline/task.h"
 #include "pipeline/wide.h"
@@ -26,7 +27,7 @@ class Scratch {
 class Worker {
   public:
     Worker(const Geometry& frame, const Wish& wish, const SourceRows& source)
-        : frame_(frame), wish_(wish), source_(source), wide_(frame, wish, source) {}
+        : frame_(frame), wish_(wish), source_(source), wide_(frame, wish, source), columns_(frame, wish, source) {}
 
     /// Opens the calls and allocates what the tasks need.
     imgcnv_status prepare(const Job& job, const std::vector<Task>& mending);
@@ -55,6 +56,7 @@ class Worker {
     const Wish& wish_;
     const SourceRows& source_;
     WidePicture wide_;
+    LastColumns columns_;
     std::vector<CoreCall> calls_;
     Scratch samples_, row_, pixels_, turned_, saved_;
 };

@@ -1,0 +1,129 @@
+#include "pipeline/last_columns.h"
+
+#include "layouts/demosaic16_plain.h"
+#include "pipeline/completed_mosaic.h"
+
+namespace frames {
+namespace {
+
+constexpr std::int64_t kColumns = SourceRows::kLastColumns + 1;
+constexpr std::int64_t kMostReach = demosaic_reach(IMGCNV_ADAPTIVE);
+
+/// libimgcnv's grey of a colour, to the last bit.
+std::uint8_t luma(int red, int green, int blue) {
+    return static_cast<std::uint8_t>(0.299 * red + 0.587 * green + 0.114 * blue);
+}
+
+/// How a pixel of 8-bit channels is stored.
+struct PixelLayout {
+    int channels;
+    bool blue_first;
+
+    void store(const OwnGreenOther& pixel, bool own_is_red, std::uint8_t* out) const {
+        if (channels == 1) {
+            *out = own_is_red ? luma(pixel.own, pixel.green, pixel.other)
+                              : luma(pixel.other, pixel.green, pixel.own);
+            return;
+        }
+        const int own_at = own_is_red != blue_first ? 0 : 2;
+        out[own_at] = static_cast<std::uint8_t>(pixel.own);
+        out[1] = static_cast<std::uint8_t>(pixel.green);
+        out[2 - own_at] = static_cast<std::uint8_t>(pixel.other);
+        if (channels == 4) out[3] = 0;
+    }
+};
+
+/// The adaptive method in the three columns before the last one of a completed mosaic, in rows that
+/// are no edges. What rows share is made once: a row's greens and differences serve three rows.
+class AdaptiveColumns {
+  public:
+    explicit AdaptiveColumns(const Mosaic<std::uint8_t>& mosaic)
+        : m_(mosaic), first_x_(mosaic.last_x() - 4) {}
+
+    /// Makes what pixels of a row need; the rows of a part come one after the other.
+    void begin_row(std::int64_t y) {
+        for (auto row = std::max(y - 1, next_row_); row <= y + 1; ++row) fill(row);
+        next_row_ = y + 2;
+    }
+    OwnGreenOther pixel(std::int64_t y, std::int64_t x) const {
+        const auto i = x - first_x_;
+        const auto &above = line(y - 1), &own = line(y), &below = line(y + 1);
+        if (m_.is_color_site(y, x))
+            return {m_.at(y, x), own.green[i],
+                    corrected(own.green[i], (above.difference[i - 1] + above.difference[i + 1] +
+                                             below.difference[i - 1] + below.difference[i + 1]) >>
+                                                2)};
+        const int green = m_.at(y, x);
+        return {corrected(green, (own.difference[i - 1] + own.difference[i + 1]) >> 1), green,
+                x == m_.last_x() - 1
+                    ? m_.at(y ^ 1, x)
+                    : corrected(green, (above.difference[i] + below.difference[i]) >> 1)};
+    }
+
+  private:
+    /// At colour sites.
+    struct Line {
+        int green[5];
+        int difference[5];
+    };
+    const Line& line(std::int64_t y) const { return lines_[y % 4]; }
+    static int corrected(int green, int difference) {
+        return std::clamp(green + difference, 0, 255);
+    }
+
+    void fill(std::int64_t y) {
+        auto& line = lines_[y % 4];
+        const bool is_inner = y >= 2 && y + 2 <= m_.last_y();
+        for (std::int64_t i = m_.is_color_site(y, first_x_) ? 0 : 1; i < 5; i += 2) {
+            const auto x = first_x_ + i;
+            line.green[i] = is_inner && i < 3 ? adaptive_green(m_, y, x) : cell_green(m_, y, x);
+            line.difference[i] = m_.at(y, x) - line.green[i];
+        }
+    }
+
+    const Mosaic<std::uint8_t>& m_;
+    const std::int64_t first_x_;
+    std::int64_t next_row_ = 0;
+    Line lines_[4];
+};
+
+}  // namespace
+
+std::size_t LastColumns::scratch_bytes() const { return (kMostRows + 2 * kMostReach) * kColumns; }
+
+void LastColumns::make(const Rectangle& keep, const std::uint8_t* bytes, std::uint8_t* out,
+                       std::uint8_t* samples, std::uint8_t* row) const {
+    const CompletedMosaic completed(frame_, wish_);
+    const auto& job = completed.job;
+    const auto [first, last] = completed.rows_around(keep);
+    source_.read_last8(bytes, first, last, samples, row);
+
+    const std::uint8_t* rows[kMostRows + 2 * kMostReach];
+    for (std::int64_t i = 0; i < last - first; ++i)
+        rows[i] = samples + i * kColumns - (job.width - kColumns);
+    const Mosaic mosaic(job, rows, first + completed.rows_above);
+
+    const PixelLayout layout{wish_.channels, wish_.is_blue_first()};
+    const auto make_row = [&](std::int64_t y, auto&& pixel_at) {
+        for (auto x = keep.first_column; x < keep.last_column; ++x)
+            layout.store(pixel_at(y, x), mosaic.has_red(y),
+                         out + (x - keep.first_column) * layout.channels);
+        out += wish_.stride;
+    };
+    AdaptiveColumns adaptive(mosaic);
+    const auto first_y = keep.first_row + completed.rows_above;
+    for (auto y = first_y; y < first_y + keep.rows(); ++y) {
+        if (job.method == IMGCNV_NEAREST) {
+            make_row(y, [&](auto row, auto x) { return nearest_pixel(mosaic, row, x); });
+        } else if (job.method == IMGCNV_BILINEAR) {
+            make_row(y, [&](auto row, auto x) { return bilinear_pixel(mosaic, row, x); });
+        } else if (y < 2 || y + 2 > mosaic.last_y()) {
+            make_row(y, [&](auto row, auto x) { return demosaic16_pixel(mosaic, job, row, x); });
+        } else {
+            adaptive.begin_row(y);
+            make_row(y, [&](auto row, auto x) { return adaptive.pixel(row, x); });
+        }
+    }
+}
+
+}  // namespace frames
