@@ -33,6 +33,21 @@ struct PixelLayout {
     }
 };
 
+/// The methods at a column that the mirrored one follows. `s` is its sample; rows of samples are
+/// kColumns apart.
+OwnGreenOther nearest_before_last(const std::uint8_t* s, bool is_color_site, bool is_even_row) {
+    const auto* across = is_even_row ? s + kColumns : s - kColumns;
+    if (is_color_site) return {s[0], (s[1] + across[0]) >> 1, across[1]};
+    return {s[1], s[0], across[0]};
+}
+OwnGreenOther bilinear_before_last(const std::uint8_t* s, bool is_color_site) {
+    const auto *above = s - kColumns, *below = s + kColumns;
+    if (is_color_site)
+        return {s[0], (above[0] + below[0] + s[-1] + s[1]) >> 2,
+                (above[-1] + above[1] + below[-1] + below[1]) >> 2};
+    return {(s[-1] + s[1]) >> 1, s[0], (above[0] + below[0]) >> 1};
+}
+
 /// The adaptive method in the three columns before the last one of a completed mosaic, in rows that
 /// are no edges. What rows share is made once: a row's greens and differences serve three rows.
 class AdaptiveColumns {
@@ -104,24 +119,30 @@ void LastColumns::make(const Rectangle& keep, const std::uint8_t* bytes, std::ui
     const Mosaic mosaic(job, rows, first + completed.rows_above);
 
     const PixelLayout layout{wish_.channels, wish_.is_blue_first()};
-    const auto make_row = [&](std::int64_t y, auto&& pixel_at) {
-        for (auto x = keep.first_column; x < keep.last_column; ++x)
-            layout.store(pixel_at(y, x), mosaic.has_red(y),
-                         out + (x - keep.first_column) * layout.channels);
-        out += wish_.stride;
-    };
-    AdaptiveColumns adaptive(mosaic);
+    const auto* sample = samples + (keep.first_row - first) * kColumns + kColumns - 2;
     const auto first_y = keep.first_row + completed.rows_above;
-    for (auto y = first_y; y < first_y + keep.rows(); ++y) {
-        if (job.method == IMGCNV_NEAREST) {
-            make_row(y, [&](auto row, auto x) { return nearest_pixel(mosaic, row, x); });
-        } else if (job.method == IMGCNV_BILINEAR) {
-            make_row(y, [&](auto row, auto x) { return bilinear_pixel(mosaic, row, x); });
-        } else if (y < 2 || y + 2 > mosaic.last_y()) {
-            make_row(y, [&](auto row, auto x) { return demosaic16_pixel(mosaic, job, row, x); });
-        } else {
+    const auto end_y = first_y + keep.rows(), stride = wish_.stride;
+    const auto method = job.method;
+    const int edge_rows = method == IMGCNV_ADAPTIVE ? 2 : method == IMGCNV_BILINEAR ? 1 : 0;
+    AdaptiveColumns adaptive(mosaic);
+    for (auto y = first_y; y < end_y; ++y, sample += kColumns, out += stride) {
+        const bool own_is_red = mosaic.has_red(y);
+        const auto make = [&](auto&& pixel_at) {
+            for (auto x = keep.first_column; x < keep.last_column; ++x)
+                layout.store(pixel_at(x), own_is_red,
+                             out + (x - keep.first_column) * layout.channels);
+        };
+        if (y < edge_rows || y + edge_rows > mosaic.last_y()) {
+            make([&](auto x) { return demosaic16_pixel(mosaic, job, y, x); });
+        } else if (method == IMGCNV_ADAPTIVE) {
             adaptive.begin_row(y);
-            make_row(y, [&](auto row, auto x) { return adaptive.pixel(row, x); });
+            make([&](auto x) { return adaptive.pixel(y, x); });
+        } else {
+            const bool is_color_site = mosaic.is_color_site(y, keep.first_column);
+            layout.store(method == IMGCNV_BILINEAR
+                             ? bilinear_before_last(sample, is_color_site)
+                             : nearest_before_last(sample, is_color_site, y % 2 == 0),
+                         own_is_red, out);
         }
     }
 }
