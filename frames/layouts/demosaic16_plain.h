@@ -209,7 +209,7 @@ class Adaptive {
 
 template <class Sample>
 OwnGreenOther demosaic16_pixel(const Mosaic<Sample>& m, const Demosaic16& job, std::int64_t y,
-                                      std::int64_t x) {
+                               std::int64_t x) {
     if (job.method == IMGCNV_NEAREST) return nearest_pixel(m, y, x);
     if (job.method == IMGCNV_BILINEAR) return bilinear_pixel(m, y, x);
     return Adaptive(m, job.order == IMGCNV_ORDER_RG).pixel(y, x);

@@ -20,8 +20,7 @@ struct CompletedMosaic {
     CompletedMosaic(const Geometry& frame, const Wish& wish) {
         const bool is_gr = frame.format->order == IMGCNV_ORDER_GR;
         if (is_gr) rows_above = kMostAbove;
-        job.order =
-            is_gr ? IMGCNV_ORDER_BG : static_cast<imgcnv_bayer_order>(frame.format->order);
+        job.order = is_gr ? IMGCNV_ORDER_BG : static_cast<imgcnv_bayer_order>(frame.format->order);
         job.method = wish.method;
         job.depth = !wish.is_wide() ? 8 : wish.full_scale ? 16 : frame.format->depth;
         job.blue_first = wish.is_blue_first();

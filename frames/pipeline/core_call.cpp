@@ -7,6 +7,11 @@ CoreCall::~CoreCall() {
 }
 
 imgcnv_status CoreCall::open() {
+    if (frame_.target_stride != 0) {
+        strided_ = std::make_unique<StridedCall>();
+        strided_->open(frame_);
+        return IMGCNV_OK;
+    }
     // A mosaic's row length follows from dataSize / height - rowPadding: the size counts the
     // padding of the last row, whether it is there or not.
     IMGCNV_SOpenParam record{};
@@ -22,6 +27,10 @@ imgcnv_status CoreCall::open() {
 }
 
 imgcnv_status CoreCall::run(const std::uint8_t* source, std::uint8_t* target) const {
+    if (strided_ != nullptr) {
+        strided_->run(source, target);
+        return IMGCNV_OK;
+    }
     // libimgcnv does not write to its source.
     const int status = IMGCNV_convert(handle_, const_cast<std::uint8_t*>(source), target);
     return status == IMGCNV_SUCCESS ? IMGCNV_OK : IMGCNV_OUT_OF_MEMORY;

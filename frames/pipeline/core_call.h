@@ -1,33 +1,23 @@
 #pragma once
 
-#include "imgcnv.h"
 #include "imgcnv_frames.h"
+#include "pipeline/core_frame.h"
+#include "pipeline/strided_call.h"
 
 #include <cstdint>
+#include <memory>
 #include <utility>
 
 namespace frames {
 
-/// What one call of libimgcnv converts: rows of `width` pixels every `stride` bytes, to rows
-/// without padding.
-struct CoreFrame {
-    IMGCNV_EPixelFormat format;
-    std::int64_t width;
-    std::int64_t rows;
-    std::int64_t row_bytes;
-    std::int64_t stride;
-    IMGCNV_EPixelFormat target;
-    IMGCNV_EBayerDemosaic demosaic;
-
-    bool operator==(const CoreFrame&) const = default;
-};
-
-/// An open converter of libimgcnv.
+/// An open converter of libimgcnv, or its kernels for rows that lie apart.
 class CoreCall {
   public:
     explicit CoreCall(const CoreFrame& frame) : frame_(frame) {}
     CoreCall(CoreCall&& other) noexcept
-        : frame_(other.frame_), handle_(std::exchange(other.handle_, nullptr)) {}
+        : frame_(other.frame_),
+          handle_(std::exchange(other.handle_, nullptr)),
+          strided_(std::move(other.strided_)) {}
     ~CoreCall();
 
     imgcnv_status open();
@@ -39,6 +29,7 @@ class CoreCall {
   private:
     CoreFrame frame_;
     IMGCNV_HANDLE handle_ = nullptr;
+    std::unique_ptr<StridedCall> strided_;
 };
 
 }  // namespace frames

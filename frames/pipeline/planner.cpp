@@ -55,9 +55,9 @@ Planner::Planner(const Geometry& frame, const Wish& wish, const SourceRows& sour
     const bool mends =
         demosaics_ && (origin_ != 0 || frame.width % 2 != 0 || frame.height % 2 != 0);
     const bool is_small = std::min(frame.width, frame.height) < kLeastSide;
-    in_place_ = wish.is_upright() &&
-                (way() == Way::kSamples || (way() == Way::kCore && wish.is_tight() &&
-                                            writes_whole_rows() && !(mends && is_small)));
+    in_place_ =
+        wish.is_upright() && (way() == Way::kSamples ||
+                              (way() == Way::kCore && writes_whole_rows() && !(mends && is_small)));
 }
 
 Way Planner::way() const {
@@ -69,9 +69,10 @@ Way Planner::way() const {
                           : IMGCNV_TARGET_MONO8;
     if (source_.channels() == 0 || demosaics_ || wish_.kind != same) return Way::kCore;
     // libimgcnv is faster where it does everything. It copies the padding of RGB rows along.
-    const bool is_one_call = wish_.is_upright() && wish_.is_tight() &&
+    const bool copies_padding = wish_.is_tight() && frame_.stride != frame_.row_bytes;
+    const bool is_one_call = wish_.is_upright() &&
                              core_reads_frame({0, frame_.height, 0, frame_.width}) &&
-                             (source_.channels() == 1 || frame_.stride == frame_.row_bytes);
+                             (source_.channels() == 1 || !copies_padding);
     return is_one_call ? Way::kCore : Way::kSamples;
 }
 
@@ -155,6 +156,8 @@ CoreFrame Planner::core_frame(const Task& task) const {
     call.rows = task.made.rows();
     call.target = core_target(wish_.kind);
     call.demosaic = static_cast<IMGCNV_EBayerDemosaic>(wish_.method);
+    if (task.way == Way::kCore && task.writes_target && !wish_.is_tight())
+        call.target_stride = wish_.stride;
     if (task.reads_frame) {
         const auto* readable = origin_ != 0 ? with_order(format, IMGCNV_ORDER_BG) : &format;
         call.format = static_cast<IMGCNV_EPixelFormat>(readable->code);
@@ -176,13 +179,10 @@ CoreFrame Planner::core_frame(const Task& task) const {
     return call;
 }
 
-Task Planner::part(const Rectangle& keep, const Rectangle& made, Job& job) {
-    Task task;
+/// The task with what it asks for completed.
+Task Planner::part(Task task, Job& job) {
     task.way = way();
-    task.keep = keep;
-    task.made = made;
-    task.reads_frame = core_reads_frame(made);
-    task.writes_target = task.way == Way::kWide && wish_.is_upright();
+    task.reads_frame = core_reads_frame(task.made);
     if (task.way == Way::kSamples || (task.way == Way::kWide && !is_yuv(*frame_.format)))
         return task;
     const auto call = core_frame(task);
@@ -190,6 +190,15 @@ Task Planner::part(const Rectangle& keep, const Rectangle& made, Job& job) {
         fits_ = false;
     task.call = job.number_of(call);
     return task;
+}
+
+/// A part that is made apart, with what it depends on, and stored.
+Task Planner::stored(const Rectangle& keep, Job& job) {
+    Task task;
+    task.keep = keep;
+    task.made = with_context(keep);
+    task.writes_target = way() == Way::kWide && wish_.is_upright();
+    return part(task, job);
 }
 
 /// Whole rows with those around them that they depend on: the mosaic goes on mirrored beyond an
@@ -214,14 +223,14 @@ void Planner::plan_bands(const Rows& slab, Job& job) {
     for (auto row = slab.first; row < slab.last;) {
         auto next = std::min(row + step, slab.last);
         if (slab.last - next < around || slab.last - next < kBandStep) next = slab.last;
-        const Rectangle keep{row, next, 0, frame_.width};
-        auto made = keep;
-        if (row != slab.first) made.first_row -= around;
-        if (next != slab.last) made.last_row += around;
-        auto task = part(keep, made, job);
+        Task task;
+        task.keep = {row, next, 0, frame_.width};
+        task.made = task.keep;
+        if (row != slab.first) task.made.first_row -= around;
+        if (next != slab.last) task.made.last_row += around;
         task.writes_target = true;
-        task.saved_rows = keep.first_row - made.first_row;
-        job.tasks.push_back(task);
+        task.saved_rows = task.keep.first_row - task.made.first_row;
+        job.tasks.push_back(part(task, job));
         row = next;
     }
 }
@@ -230,7 +239,7 @@ void Planner::plan_stored(const Rows& slab, Job& job) {
     const auto step = band_rows();
     for (auto row = slab.first; row < slab.last; row += step) {
         const Rectangle keep{row, std::min(row + step, slab.last), 0, frame_.width};
-        job.tasks.push_back(part(keep, with_context(keep), job));
+        job.tasks.push_back(stored(keep, job));
     }
 }
 
@@ -253,7 +262,7 @@ void Planner::plan_mending(const std::vector<Rows>& slabs, Plan& plan) {
     const auto mend = [&](std::int64_t first, std::int64_t last) {
         const Rectangle keep{std::max(first, std::int64_t{0}), std::min(last, frame_.height), 0,
                              frame_.width};
-        plan.mending.push_back(part(keep, with_context(keep), plan.jobs[0]));
+        plan.mending.push_back(stored(keep, plan.jobs[0]));
     };
     // Rows that look at one which libimgcnv does not have, and that one.
     const auto edge_rows = std::max(context(), std::int64_t{1});

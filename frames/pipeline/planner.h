@@ -39,7 +39,8 @@ class Planner {
     void plan_mending(const std::vector<Rows>& slabs, Plan& plan);
 
     Rectangle with_context(const Rectangle& keep) const;
-    Task part(const Rectangle& keep, const Rectangle& made, Job& job);
+    Task part(Task task, Job& job);
+    Task stored(const Rectangle& keep, Job& job);
     CoreFrame core_frame(const Task& task) const;
     std::int64_t core_width(const Rectangle& made) const;
 

@@ -149,8 +149,7 @@ void SourceRows::read8(const std::uint8_t* frame, const Rectangle& part, std::ui
 }
 
 void SourceRows::read_last8(const std::uint8_t* frame, std::int64_t first_row,
-                            std::int64_t last_row, std::uint8_t* out,
-                            std::uint8_t* scratch) const {
+                            std::int64_t last_row, std::uint8_t* out, std::uint8_t* scratch) const {
     const auto column = frame_.width - kLastColumns;
     if (frame_.format->layout != IMGCNV_LAYOUT_BYTES || has_levels_) {
         read8(frame, {first_row, last_row, column, frame_.width + 1}, out, kLastColumns + 1,
@@ -159,8 +158,7 @@ void SourceRows::read_last8(const std::uint8_t* frame, std::int64_t first_row,
     }
     // The general way takes longer than all else that is done to these bytes.
     for (auto y = first_row; y < last_row; ++y, out += kLastColumns + 1) {
-        std::memcpy(out, frame + mirrored(y, frame_.height) * frame_.stride + column,
-                    kLastColumns);
+        std::memcpy(out, frame + mirrored(y, frame_.height) * frame_.stride + column, kLastColumns);
         out[kLastColumns] = out[kLastColumns - 2];
     }
 }

@@ -12,7 +12,8 @@ std::size_t WidePicture::scratch_bytes(const Rectangle& made) const {
         const auto width = frame_.width + frame_.format->group_pixels;
         return static_cast<std::size_t>(rows * (source_.row_bytes8(width) + width * 3));
     }
-    const auto pointers = (rows + 2 * CompletedMosaic::kMostAbove) * static_cast<std::int64_t>(sizeof(void*));
+    const auto pointers =
+        (rows + 2 * CompletedMosaic::kMostAbove) * static_cast<std::int64_t>(sizeof(void*));
     return static_cast<std::size_t>(rows * made.columns() * source_.channels() * 2 + pointers);
 }
 

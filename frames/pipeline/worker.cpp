@@ -92,12 +92,13 @@ imgcnv_status Worker::run_task(const Task& task, const std::uint8_t* source,
     }
     auto* out =
         target + task.made.first_row * wish_.stride + task.made.first_column * wish_.pixel_bytes();
-    const auto saved =
-        size(task.saved_rows * wish_.row_bytes);  // rows are tight where any are saved
-    if (saved != 0) std::memcpy(saved_.get(), out, saved);
+    const auto row_bytes = size(wish_.row_bytes);
+    for (std::int64_t y = 0; y < task.saved_rows; ++y)
+        std::memcpy(saved_.get() + y * wish_.row_bytes, out + y * wish_.stride, row_bytes);
     if (const auto status = make(task, source, out); status != IMGCNV_OK) return status;
     finish(task, source, out, wish_.stride);
-    if (saved != 0) std::memcpy(out, saved_.get(), saved);
+    for (std::int64_t y = 0; y < task.saved_rows; ++y)
+        std::memcpy(out + y * wish_.stride, saved_.get() + y * wish_.row_bytes, row_bytes);
     return IMGCNV_OK;
 }
 

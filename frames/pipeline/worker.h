@@ -27,7 +27,11 @@ class Scratch {
 class Worker {
   public:
     Worker(const Geometry& frame, const Wish& wish, const SourceRows& source)
-        : frame_(frame), wish_(wish), source_(source), wide_(frame, wish, source), columns_(frame, wish, source) {}
+        : frame_(frame),
+          wish_(wish),
+          source_(source),
+          wide_(frame, wish, source),
+          columns_(frame, wish, source) {}
 
     /// Opens the calls and allocates what the tasks need.
     imgcnv_status prepare(const Job& job, const std::vector<Task>& mending);

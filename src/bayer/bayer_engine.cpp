@@ -2,7 +2,7 @@
 
 #include <cstdlib>
 
-#include "converter/kernels_for_frame.h"
+#include "bayer/demosaic.h"
 
 namespace imgcnv {
 namespace {
@@ -96,20 +96,6 @@ BayerFrame describe_frame(const BayerJob& job, size_t rows, const FrameMemory& m
             .upside_down = upside_down};
 }
 
-void demosaic(const BayerJob& job, BayerFrame frame) {
-    const size_t src_bytes = static_cast<size_t>(job.height) * static_cast<size_t>(job.stride);
-    const size_t bytes = src_bytes + frame.height * frame.width * frame.dst_bytes;
-    const bool is_nearest = job.method == IMGCNV_DEMOSAIC_NEAREST;
-    const KernelsForFrame kernels(
-        bytes, 0,
-        is_nearest ? KernelsForFrame::kStreamNearestAbove : KernelsForFrame::kStreamDemosaicAbove);
-    frame.kernels = &*kernels;
-    frame.beyond_caches = bytes > KernelsForFrame::kStreamAbove;
-    if (is_nearest) return demosaic_nearest(frame);
-    if (job.method == IMGCNV_DEMOSAIC_BILINEAR) return demosaic_bilinear(frame);
-    demosaic_adaptive(frame);
-}
-
 bool is_known(tagIMGCNV_EBayerDemosaic method) {
     return method == IMGCNV_DEMOSAIC_NEAREST || method == IMGCNV_DEMOSAIC_BILINEAR ||
            method == IMGCNV_DEMOSAIC_ADAPTIVE;
@@ -128,7 +114,8 @@ int run_bayer(const BayerJob& job) {
     if (job.logic_width >= 2 && is_known(job.method)) {
         const BayerFrame frame = describe_frame(job, rows, memory);
         fill_row_tables(job, frame, memory);
-        demosaic(job, frame);
+        const size_t src_bytes = static_cast<size_t>(job.height) * static_cast<size_t>(job.stride);
+        demosaic(frame, src_bytes, job.method);
     }
     memory.release();
     return IMGCNV_SUCCESS;

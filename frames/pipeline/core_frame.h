@@ -1,0 +1,23 @@
+#pragma once
+
+#include "imgcnv.h"
+
+#include <cstdint>
+
+namespace frames {
+
+/// What one call of libimgcnv converts: rows of `width` pixels every `stride` bytes.
+struct CoreFrame {
+    IMGCNV_EPixelFormat format;
+    std::int64_t width;
+    std::int64_t rows;
+    std::int64_t row_bytes;
+    std::int64_t stride;
+    IMGCNV_EPixelFormat target;
+    IMGCNV_EBayerDemosaic demosaic;
+    std::int64_t target_stride = 0;  ///< 0: rows without padding
+
+    bool operator==(const CoreFrame&) const = default;
+};
+
+}  // namespace frames

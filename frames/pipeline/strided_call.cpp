@@ -1,0 +1,103 @@
+#include "pipeline/strided_call.h"
+
+#include "bayer/demosaic.h"
+#include "converter/destination.h"
+
+namespace frames {
+namespace {
+
+imgcnv::MonoLayout mono_layout(const Format& format) {
+    if (format.layout == IMGCNV_LAYOUT_BYTES) return imgcnv::kBytes;
+    if (format.layout == IMGCNV_LAYOUT_PACKED) return imgcnv::kPacked;
+    return format.depth == 10   ? imgcnv::kWords10
+           : format.depth == 12 ? imgcnv::kWords12
+                                : imgcnv::kWords16;
+}
+
+imgcnv::ColorLayout color_layout(const Format& format) {
+    switch (format.layout) {
+        case IMGCNV_LAYOUT_UYYVYY:
+            return imgcnv::kYuv411;
+        case IMGCNV_LAYOUT_UYVY:
+            return imgcnv::kYuv422Uyvy;
+        case IMGCNV_LAYOUT_YUYV:
+            return imgcnv::kYuv422Yuyv;
+        case IMGCNV_LAYOUT_UYV:
+            return imgcnv::kYuv444;
+        default:
+            return imgcnv::kTriples;
+    }
+}
+
+bool is_red_first(IMGCNV_EPixelFormat code) {
+    return code != IMGCNV_PIXEL_BGR8_PACKED && code != IMGCNV_PIXEL_BGRA8_PACKED;
+}
+
+}  // namespace
+
+void StridedCall::open(const CoreFrame& frame) {
+    frame_ = frame;
+    format_ = format_of_code(static_cast<std::uint32_t>(frame.format));
+    pixel_bytes_ = imgcnv::bytes_per_pixel(frame.target);
+    if (is_mosaic(*format_)) open_mosaic(*format_);
+}
+
+void StridedCall::open_mosaic(const Format& format) {
+    using imgcnv::BayerOrder;
+    const auto layout = mono_layout(format);
+    mosaic_.order = format.order == IMGCNV_ORDER_RG   ? BayerOrder::RG
+                    : format.order == IMGCNV_ORDER_GB ? BayerOrder::GB
+                                                      : BayerOrder::BG;
+    mosaic_.line_format = {layout == imgcnv::kBytes,
+                           imgcnv::kernels_for_this_cpu().mono[layout][imgcnv::kGrey1],
+                           layout == imgcnv::kBytes    ? size_t{2}
+                           : layout == imgcnv::kPacked ? size_t{3}
+                                                       : size_t{4}};
+    mosaic_.width = static_cast<size_t>(frame_.width);
+    mosaic_.height = static_cast<size_t>(frame_.rows);
+    mosaic_.dst_bytes = static_cast<size_t>(pixel_bytes_);
+    mosaic_.dst_red_first = pixel_bytes_ != 1 && is_red_first(frame_.target);
+    // The adaptive method knows RG as GB upside down.
+    mosaic_.upside_down =
+        mosaic_.order == BayerOrder::RG && frame_.demosaic == IMGCNV_DEMOSAIC_ADAPTIVE;
+    if (mosaic_.upside_down) mosaic_.order = BayerOrder::GB;
+    source_rows_.resize(mosaic_.height);
+    target_rows_.resize(mosaic_.height);
+    mosaic_.src_rows = source_rows_.data();
+    mosaic_.dst_rows = target_rows_.data();
+}
+
+void StridedCall::demosaic(const std::uint8_t* source, std::uint8_t* target) {
+    for (std::int64_t y = 0; y < frame_.rows; ++y) {
+        const auto row = static_cast<size_t>(mosaic_.upside_down ? frame_.rows - 1 - y : y);
+        source_rows_[row] = source + y * frame_.stride;
+        target_rows_[row] = target + y * frame_.target_stride;
+    }
+    imgcnv::demosaic(mosaic_, static_cast<size_t>(frame_.rows * frame_.stride), frame_.demosaic);
+}
+
+imgcnv::RowKernel StridedCall::row_kernel(const imgcnv::KernelTable& kernels) const {
+    if (frame_.format == frame_.target) return kernels.mono[imgcnv::kBytes][imgcnv::kGrey1];
+    if (channels(*format_) == 1)
+        return kernels.mono[mono_layout(*format_)][imgcnv::grey_sink(frame_.target)];
+    // YUV is red first.
+    const bool source_red_first = frame_.format != IMGCNV_PIXEL_BGR8_PACKED;
+    const bool target_red_first = pixel_bytes_ == 1 || is_red_first(frame_.target);
+    return kernels.color[color_layout(*format_)]
+                        [imgcnv::triple_sink(pixel_bytes_, source_red_first == target_red_first)];
+}
+
+void StridedCall::run(const std::uint8_t* source, std::uint8_t* target) {
+    if (is_mosaic(*format_)) return demosaic(source, target);
+    const imgcnv::KernelsForFrame kernels(
+        static_cast<size_t>(frame_.rows * frame_.row_bytes),
+        static_cast<size_t>(frame_.rows * frame_.width * pixel_bytes_));
+    const auto kernel = row_kernel(*kernels);
+    // Pixels in their own format are copied by the byte.
+    const auto count = static_cast<size_t>(
+        frame_.format == frame_.target ? frame_.width * pixel_bytes_ : frame_.width);
+    for (std::int64_t y = 0; y < frame_.rows; ++y)
+        kernel(source + y * frame_.stride, target + y * frame_.target_stride, count);
+}
+
+}  // namespace frames

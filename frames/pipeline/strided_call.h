@@ -1,0 +1,31 @@
+#pragma once
+
+#include "bayer/bayer_frame.h"
+#include "formats/format.h"
+#include "pipeline/core_frame.h"
+
+#include <vector>
+
+namespace frames {
+
+/// What a call of libimgcnv does, for a target whose rows lie apart, which its interface has no
+/// word for: the same kernels write the same bytes, row by row.
+class StridedCall {
+  public:
+    void open(const CoreFrame& frame);
+    void run(const std::uint8_t* source, std::uint8_t* target);
+
+  private:
+    void open_mosaic(const Format& format);
+    void demosaic(const std::uint8_t* source, std::uint8_t* target);
+    imgcnv::RowKernel row_kernel(const imgcnv::KernelTable& kernels) const;
+
+    CoreFrame frame_{};
+    const Format* format_ = nullptr;
+    int pixel_bytes_ = 0;
+    imgcnv::BayerFrame mosaic_{};
+    std::vector<const std::uint8_t*> source_rows_;  ///< of mosaics
+    std::vector<std::uint8_t*> target_rows_;
+};
+
+}  // namespace frames
