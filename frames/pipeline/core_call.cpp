@@ -8,8 +8,8 @@ CoreCall::~CoreCall() {
 
 imgcnv_status CoreCall::open() {
     if (frame_.target_stride != 0) {
-        strided_ = std::make_unique<StridedCall>();
-        strided_->open(frame_);
+        kernels_ = std::make_unique<KernelCall>();
+        kernels_->open(frame_);
         return IMGCNV_OK;
     }
     // A mosaic's row length follows from dataSize / height - rowPadding: the size counts the
@@ -27,8 +27,8 @@ imgcnv_status CoreCall::open() {
 }
 
 imgcnv_status CoreCall::run(const std::uint8_t* source, std::uint8_t* target) const {
-    if (strided_ != nullptr) {
-        strided_->run(source, target);
+    if (kernels_ != nullptr) {
+        kernels_->run(source, target);
         return IMGCNV_OK;
     }
     // libimgcnv does not write to its source.

@@ -2,7 +2,7 @@
 
 #include "imgcnv_frames.h"
 #include "pipeline/core_frame.h"
-#include "pipeline/strided_call.h"
+#include "pipeline/kernel_call.h"
 
 #include <cstdint>
 #include <memory>
@@ -10,14 +10,14 @@
 
 namespace frames {
 
-/// An open converter of libimgcnv, or its kernels for rows that lie apart.
+/// An open converter of libimgcnv, or its kernels where it has no such converter.
 class CoreCall {
   public:
     explicit CoreCall(const CoreFrame& frame) : frame_(frame) {}
     CoreCall(CoreCall&& other) noexcept
         : frame_(other.frame_),
           handle_(std::exchange(other.handle_, nullptr)),
-          strided_(std::move(other.strided_)) {}
+          kernels_(std::move(other.kernels_)) {}
     ~CoreCall();
 
     imgcnv_status open();
@@ -29,7 +29,7 @@ class CoreCall {
   private:
     CoreFrame frame_;
     IMGCNV_HANDLE handle_ = nullptr;
-    std::unique_ptr<StridedCall> strided_;
+    std::unique_ptr<KernelCall> kernels_;
 };
 
 }  // namespace frames

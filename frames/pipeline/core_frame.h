@@ -15,7 +15,7 @@ struct CoreFrame {
     std::int64_t stride;
     IMGCNV_EPixelFormat target;
     IMGCNV_EBayerDemosaic demosaic;
-    std::int64_t target_stride = 0;  ///< 0: rows without padding
+    std::int64_t target_stride = 0;  ///< 0: libimgcnv's interface does it, in rows without padding
 
     bool operator==(const CoreFrame&) const = default;
 };

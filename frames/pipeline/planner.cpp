@@ -156,8 +156,9 @@ CoreFrame Planner::core_frame(const Task& task) const {
     call.rows = task.made.rows();
     call.target = core_target(wish_.kind);
     call.demosaic = static_cast<IMGCNV_EBayerDemosaic>(wish_.method);
-    if (task.way == Way::kCore && task.writes_target && !wish_.is_tight())
-        call.target_stride = wish_.stride;
+    const bool is_apart = task.way == Way::kCore && task.writes_target && !wish_.is_tight();
+    if (is_apart || demosaics_)
+        call.target_stride = is_apart ? wish_.stride : call.width * wish_.pixel_bytes();
     if (task.reads_frame) {
         const auto* readable = origin_ != 0 ? with_order(format, IMGCNV_ORDER_BG) : &format;
         call.format = static_cast<IMGCNV_EPixelFormat>(readable->code);

@@ -1,4 +1,4 @@
-#include "pipeline/strided_call.h"
+#include "pipeline/kernel_call.h"
 
 #include "bayer/demosaic.h"
 #include "converter/destination.h"
@@ -35,14 +35,14 @@ bool is_red_first(IMGCNV_EPixelFormat code) {
 
 }  // namespace
 
-void StridedCall::open(const CoreFrame& frame) {
+void KernelCall::open(const CoreFrame& frame) {
     frame_ = frame;
     format_ = format_of_code(static_cast<std::uint32_t>(frame.format));
     pixel_bytes_ = imgcnv::bytes_per_pixel(frame.target);
     if (is_mosaic(*format_)) open_mosaic(*format_);
 }
 
-void StridedCall::open_mosaic(const Format& format) {
+void KernelCall::open_mosaic(const Format& format) {
     using imgcnv::BayerOrder;
     const auto layout = mono_layout(format);
     mosaic_.order = format.order == IMGCNV_ORDER_RG   ? BayerOrder::RG
@@ -54,7 +54,7 @@ void StridedCall::open_mosaic(const Format& format) {
                            : layout == imgcnv::kPacked ? size_t{3}
                                                        : size_t{4}};
     mosaic_.width = static_cast<size_t>(frame_.width);
-    mosaic_.height = static_cast<size_t>(frame_.rows);
+    mosaic_.height = static_cast<size_t>(frame_.rows + frame_.rows % 2);
     mosaic_.dst_bytes = static_cast<size_t>(pixel_bytes_);
     mosaic_.dst_red_first = pixel_bytes_ != 1 && is_red_first(frame_.target);
     // The adaptive method knows RG as GB upside down.
@@ -67,16 +67,18 @@ void StridedCall::open_mosaic(const Format& format) {
     mosaic_.dst_rows = target_rows_.data();
 }
 
-void StridedCall::demosaic(const std::uint8_t* source, std::uint8_t* target) {
-    for (std::int64_t y = 0; y < frame_.rows; ++y) {
-        const auto row = static_cast<size_t>(mosaic_.upside_down ? frame_.rows - 1 - y : y);
-        source_rows_[row] = source + y * frame_.stride;
+void KernelCall::demosaic(const std::uint8_t* source, std::uint8_t* target) {
+    const auto height = static_cast<std::int64_t>(mosaic_.height);
+    for (std::int64_t y = 0; y < height; ++y) {
+        const auto row = static_cast<size_t>(mosaic_.upside_down ? height - 1 - y : y);
+        // An odd height is completed by the row before the last, which has the right colours.
+        source_rows_[row] = source + (y < frame_.rows ? y : y - 2) * frame_.stride;
         target_rows_[row] = target + y * frame_.target_stride;
     }
     imgcnv::demosaic(mosaic_, static_cast<size_t>(frame_.rows * frame_.stride), frame_.demosaic);
 }
 
-imgcnv::RowKernel StridedCall::row_kernel(const imgcnv::KernelTable& kernels) const {
+imgcnv::RowKernel KernelCall::row_kernel(const imgcnv::KernelTable& kernels) const {
     if (frame_.format == frame_.target) return kernels.mono[imgcnv::kBytes][imgcnv::kGrey1];
     if (channels(*format_) == 1)
         return kernels.mono[mono_layout(*format_)][imgcnv::grey_sink(frame_.target)];
@@ -87,7 +89,7 @@ imgcnv::RowKernel StridedCall::row_kernel(const imgcnv::KernelTable& kernels) co
                         [imgcnv::triple_sink(pixel_bytes_, source_red_first == target_red_first)];
 }
 
-void StridedCall::run(const std::uint8_t* source, std::uint8_t* target) {
+void KernelCall::run(const std::uint8_t* source, std::uint8_t* target) {
     if (is_mosaic(*format_)) return demosaic(source, target);
     const imgcnv::KernelsForFrame kernels(
         static_cast<size_t>(frame_.rows * frame_.row_bytes),

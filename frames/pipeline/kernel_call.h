@@ -8,9 +8,9 @@
 
 namespace frames {
 
-/// What a call of libimgcnv does, for a target whose rows lie apart, which its interface has no
-/// word for: the same kernels write the same bytes, row by row.
-class StridedCall {
+/// What a call of libimgcnv does, by the same kernels: for targets whose rows lie apart, which
+/// libimgcnv's interface has no word for, and for mosaics, whose conversion allocates there.
+class KernelCall {
   public:
     void open(const CoreFrame& frame);
     void run(const std::uint8_t* source, std::uint8_t* target);
