@@ -26,11 +26,13 @@ imgcnv_status CoreCall::open() {
     return status == IMGCNV_SUCCESS ? IMGCNV_OK : IMGCNV_OUT_OF_MEMORY;
 }
 
-imgcnv_status CoreCall::run(const std::uint8_t* source, std::uint8_t* target) const {
+imgcnv_status CoreCall::run(const Task& task, const std::uint8_t* source,
+                            std::uint8_t* target) const {
     if (kernels_ != nullptr) {
-        kernels_->run(source, target);
+        kernels_->run(task, source, target);
         return IMGCNV_OK;
     }
+    if (task.reads_frame) source += task.made.first_row * frame_.stride;
     // libimgcnv does not write to its source.
     const int status = IMGCNV_convert(handle_, const_cast<std::uint8_t*>(source), target);
     return status == IMGCNV_SUCCESS ? IMGCNV_OK : IMGCNV_OUT_OF_MEMORY;

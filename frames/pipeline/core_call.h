@@ -3,6 +3,7 @@
 #include "imgcnv_frames.h"
 #include "pipeline/core_frame.h"
 #include "pipeline/kernel_call.h"
+#include "pipeline/task.h"
 
 #include <cstdint>
 #include <memory>
@@ -23,8 +24,10 @@ class CoreCall {
     imgcnv_status open();
     const CoreFrame& frame() const { return frame_; }
 
-    /// `target` has room for the extra row of a mosaic of odd height.
-    imgcnv_status run(const std::uint8_t* source, std::uint8_t* target) const;
+    /// Makes rows task.made and writes rows task.keep.
+    ///
+    ///   source  row 0 of the frame, or of the samples that were made for the task
+    imgcnv_status run(const Task& task, const std::uint8_t* source, std::uint8_t* target) const;
 
   private:
     CoreFrame frame_;

@@ -17,6 +17,9 @@ struct CoreFrame {
     IMGCNV_EBayerDemosaic demosaic;
     std::int64_t target_stride = 0;  ///< 0: libimgcnv's interface does it, in rows without padding
 
+    /// Of a mosaic: rows of the frame, which is read mirrored beyond its first one.
+    std::int64_t frame_rows = 0;
+
     bool operator==(const CoreFrame&) const = default;
 };
 

@@ -63,17 +63,24 @@ void KernelCall::open_mosaic(const Format& format) {
     if (mosaic_.upside_down) mosaic_.order = BayerOrder::GB;
     source_rows_.resize(mosaic_.height);
     target_rows_.resize(mosaic_.height);
+    dropped_row_.resize(mosaic_.width * mosaic_.dst_bytes);
     mosaic_.src_rows = source_rows_.data();
     mosaic_.dst_rows = target_rows_.data();
 }
 
-void KernelCall::demosaic(const std::uint8_t* source, std::uint8_t* target) {
+void KernelCall::demosaic(const Task& task, const std::uint8_t* source, std::uint8_t* target) {
     const auto height = static_cast<std::int64_t>(mosaic_.height);
-    for (std::int64_t y = 0; y < height; ++y) {
-        const auto row = static_cast<size_t>(mosaic_.upside_down ? height - 1 - y : y);
+    for (std::int64_t i = 0; i < height; ++i) {
         // An odd height is completed by the row before the last, which has the right colours.
-        source_rows_[row] = source + (y < frame_.rows ? y : y - 2) * frame_.stride;
-        target_rows_[row] = target + y * frame_.target_stride;
+        const auto read = i < frame_.rows ? i : i - 2;
+        const auto y = task.made.first_row + i;
+        const auto from =
+            task.reads_frame ? mirrored(task.made.first_row + read, frame_.frame_rows) : read;
+        const bool is_kept = y >= task.keep.first_row && y < task.keep.last_row;
+        const auto row = static_cast<size_t>(mosaic_.upside_down ? height - 1 - i : i);
+        source_rows_[row] = source + from * frame_.stride;
+        target_rows_[row] = is_kept ? target + (y - task.keep.first_row) * frame_.target_stride
+                                    : dropped_row_.data();
     }
     imgcnv::demosaic(mosaic_, static_cast<size_t>(frame_.rows * frame_.stride), frame_.demosaic);
 }
@@ -89,8 +96,9 @@ imgcnv::RowKernel KernelCall::row_kernel(const imgcnv::KernelTable& kernels) con
                         [imgcnv::triple_sink(pixel_bytes_, source_red_first == target_red_first)];
 }
 
-void KernelCall::run(const std::uint8_t* source, std::uint8_t* target) {
-    if (is_mosaic(*format_)) return demosaic(source, target);
+void KernelCall::run(const Task& task, const std::uint8_t* source, std::uint8_t* target) {
+    if (is_mosaic(*format_)) return demosaic(task, source, target);
+    if (task.reads_frame) source += task.made.first_row * frame_.stride;
     const imgcnv::KernelsForFrame kernels(
         static_cast<size_t>(frame_.rows * frame_.row_bytes),
         static_cast<size_t>(frame_.rows * frame_.width * pixel_bytes_));

@@ -3,6 +3,7 @@
 #include "bayer/bayer_frame.h"
 #include "formats/format.h"
 #include "pipeline/core_frame.h"
+#include "pipeline/task.h"
 
 #include <vector>
 
@@ -13,11 +14,11 @@ namespace frames {
 class KernelCall {
   public:
     void open(const CoreFrame& frame);
-    void run(const std::uint8_t* source, std::uint8_t* target);
+    void run(const Task& task, const std::uint8_t* source, std::uint8_t* target);
 
   private:
     void open_mosaic(const Format& format);
-    void demosaic(const std::uint8_t* source, std::uint8_t* target);
+    void demosaic(const Task& task, const std::uint8_t* source, std::uint8_t* target);
     imgcnv::RowKernel row_kernel(const imgcnv::KernelTable& kernels) const;
 
     CoreFrame frame_{};
@@ -26,6 +27,7 @@ class KernelCall {
     imgcnv::BayerFrame mosaic_{};
     std::vector<const std::uint8_t*> source_rows_;  ///< of mosaics
     std::vector<std::uint8_t*> target_rows_;
+    std::vector<std::uint8_t> dropped_row_;  ///< pixels of all rows that are not kept
 };
 
 }  // namespace frames

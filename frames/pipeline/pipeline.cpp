@@ -28,18 +28,14 @@ imgcnv_status Pipeline::open(Text& text) {
              << " is too long: expected rows of less than 2^31 bytes for 16 of them";
         return IMGCNV_UNSUPPORTED;
     }
-    const std::vector<Task> none;
-    workers_.reserve(plan_.jobs.size());
-    for (const auto& job : plan_.jobs) {
+    workers_.reserve(plan_.size());
+    for (const auto& job : plan_) {
         workers_.emplace_back(frame_, wish_, source_);
-        const auto& mending = workers_.size() == 1 ? plan_.mending : none;
-        if (workers_.back().prepare(job, mending) != IMGCNV_OK) return out_of_memory(text);
+        if (workers_.back().prepare(job) != IMGCNV_OK) return out_of_memory(text);
     }
-    if (plan_.jobs.size() == 1 && plan_.mending.empty())
-        only_call_ = workers_[0].only_call(plan_.jobs[0].tasks);
-    if (plan_.jobs.size() > 1) {
+    if (plan_.size() > 1) {
         process_ = getpid();
-        team_.start(static_cast<int>(plan_.jobs.size()) - 1);
+        team_.start(static_cast<int>(plan_.size()) - 1);
     }
     return IMGCNV_OK;
 }
@@ -93,9 +89,7 @@ imgcnv_status Pipeline::convert(const std::uint8_t* source, std::size_t source_b
                                 std::uint8_t* target, Text& text) {
     if (is_points(*frame_.format))
         return draw_points(frame_, wish_, source, source_bytes, target, text);
-    const auto status =
-        only_call_ != nullptr ? only_call_->run(source, target) : run_jobs(source, target);
-    if (status != IMGCNV_OK) return out_of_memory(text);
+    if (run_jobs(source, target) != IMGCNV_OK) return out_of_memory(text);
     return IMGCNV_OK;
 }
 
@@ -104,22 +98,24 @@ imgcnv_status Pipeline::run_jobs(const std::uint8_t* source, std::uint8_t* targe
     std::atomic<int> failed{IMGCNV_OK};
     const auto work = [&](int i) {
         const auto number = static_cast<std::size_t>(i);
-        const auto status = workers_[number].run(plan_.jobs[number].tasks, source, target);
+        const auto status = workers_[number].run(plan_[number].tasks, source, target);
         if (status != IMGCNV_OK) failed.store(status, std::memory_order_relaxed);
     };
     if (count == 1)
         work(0);
     else
         team_.run(count, std::cref(work));
-    if (failed.load(std::memory_order_relaxed) != IMGCNV_OK)
-        return static_cast<imgcnv_status>(failed.load(std::memory_order_relaxed));
-    return plan_.mending.empty() ? IMGCNV_OK : workers_[0].run(plan_.mending, source, target);
+    return static_cast<imgcnv_status>(failed.load(std::memory_order_relaxed));
 }
 
 const char* Pipeline::way() const {
     if (is_points(*frame_.format)) return "points of a list";
-    if (only_call_ != nullptr) return "one call of libimgcnv";
-    switch (plan_.jobs[0].tasks[0].way) {
+    const auto& tasks = plan_[0].tasks;
+    const bool is_one_task = plan_.size() == 1 && tasks.size() == 1;
+    if (is_one_task && tasks[0].way == Way::kCore && tasks[0].reads_frame &&
+        tasks[0].writes_target && !wish_.has_alpha() && wish_.curve.empty())
+        return "one call of libimgcnv";
+    switch (tasks[0].way) {
         case Way::kSamples:
             return "samples as they are";
         case Way::kCore:

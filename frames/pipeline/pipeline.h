@@ -36,7 +36,6 @@ class Pipeline {
     SourceRows source_;
     Plan plan_;
     std::vector<Worker> workers_;
-    const CoreCall* only_call_ = nullptr;  ///< makes the whole picture alone
     ThreadTeam team_;
     std::atomic<bool> busy_{false};
     std::int64_t process_ = 0;  ///< whose threads these are

@@ -15,8 +15,9 @@ constexpr std::int64_t kMostInt = std::numeric_limits<std::int32_t>::max();
 constexpr std::int64_t kBandBytes = std::int64_t{256} << 10;
 /// Bands begin at a byte of every stream of bits, and at the first row of a 2x2 cell.
 constexpr std::int64_t kBandStep = 8;
-/// Smaller mosaics are made in one part.
-constexpr std::int64_t kLeastSide = 16;
+/// Rows that a thread gets at least, and columns of a mosaic whose last ones are made apart.
+constexpr std::int64_t kLeastRows = 32;
+constexpr std::int64_t kLeastColumns = 16;
 
 /// Pixels that a thread gets at least: waking it costs 20 to 50 us.
 std::int64_t least_pixels(bool demosaics, imgcnv_demosaic method) {
@@ -52,12 +53,10 @@ Planner::Planner(const Geometry& frame, const Wish& wish, const SourceRows& sour
       source_(source),
       demosaics_(is_demosaiced(frame) && wish.kind != IMGCNV_TARGET_RAW16),
       origin_(demosaics_ && frame.format->order == IMGCNV_ORDER_GR ? 1 : 0) {
-    const bool mends =
-        demosaics_ && (origin_ != 0 || frame.width % 2 != 0 || frame.height % 2 != 0);
-    const bool is_small = std::min(frame.width, frame.height) < kLeastSide;
+    const bool is_too_narrow = demosaics_ && frame.width % 2 != 0 && frame.width < kLeastColumns;
     in_place_ =
-        wish.is_upright() && (way() == Way::kSamples ||
-                              (way() == Way::kCore && writes_whole_rows() && !(mends && is_small)));
+        wish.is_upright() &&
+        (way() == Way::kSamples || (way() == Way::kCore && writes_whole_rows() && !is_too_narrow));
 }
 
 Way Planner::way() const {
@@ -89,8 +88,8 @@ bool Planner::writes_whole_rows() const {
 
 bool Planner::core_reads_frame(const Rectangle& made) const {
     const auto& format = *frame_.format;
-    if (source_.changes_samples() || frame_.is_stream() || made.first_row < 0 ||
-        made.first_column != 0 || made.last_column != frame_.width || frame_.big_endian)
+    if (source_.changes_samples() || frame_.is_stream() || made.first_column != 0 ||
+        made.last_column != frame_.width || frame_.big_endian)
         return false;
     if (format.layout == IMGCNV_LAYOUT_LSB_FIRST) return false;  // rows of part bytes
     if (format.layout == IMGCNV_LAYOUT_PACKED && frame_.width % 2 != 0) return false;
@@ -127,22 +126,18 @@ int Planner::threads() const {
     const int wanted = wish_.threads;
     const auto pixels = frame_.width * frame_.height;
     const auto most =
-        std::min({frame_.height / (2 * kLeastSide), pixels / least_pixels(demosaics_, wish_.method),
+        std::min({frame_.height / kLeastRows, pixels / least_pixels(demosaics_, wish_.method),
                   static_cast<std::int64_t>(wanted)});
     return static_cast<int>(std::max<std::int64_t>(most, 1));
 }
 
 std::vector<Planner::Rows> Planner::slabs() const {
     const auto count = threads();
-    // In place, rows that libimgcnv does not complete are left to the mending.
-    const auto first = in_place_ ? origin_ : 0;
-    const auto height =
-        in_place_ && demosaics_ ? round_down(frame_.height - first, 2) : frame_.height - first;
     std::vector<Rows> slabs;
-    auto from = first;
+    std::int64_t from = 0;
     for (int i = 1; i <= count; ++i) {
         const auto to =
-            i == count ? first + height : first + round_down(height * i / count, kBandStep);
+            i == count ? frame_.height : round_down(frame_.height * i / count, kBandStep);
         slabs.push_back({from, to});
         from = to;
     }
@@ -154,6 +149,7 @@ CoreFrame Planner::core_frame(const Task& task) const {
     CoreFrame call{};
     call.width = core_width(task.made);
     call.rows = task.made.rows();
+    call.frame_rows = frame_.height;
     call.target = core_target(wish_.kind);
     call.demosaic = static_cast<IMGCNV_EBayerDemosaic>(wish_.method);
     const bool is_apart = task.way == Way::kCore && task.writes_target && !wish_.is_tight();
@@ -180,10 +176,13 @@ CoreFrame Planner::core_frame(const Task& task) const {
     return call;
 }
 
-/// The task with what it asks for completed.
-Task Planner::part(Task task, Job& job) {
+Task Planner::band(const Rectangle& keep, Job& job) {
+    Task task;
     task.way = way();
+    task.keep = keep;
+    task.made = with_context(keep);
     task.reads_frame = core_reads_frame(task.made);
+    task.writes_target = in_place_ || (task.way == Way::kWide && wish_.is_upright());
     if (task.way == Way::kSamples || (task.way == Way::kWide && !is_yuv(*frame_.format)))
         return task;
     const auto call = core_frame(task);
@@ -191,15 +190,6 @@ Task Planner::part(Task task, Job& job) {
         fits_ = false;
     task.call = job.number_of(call);
     return task;
-}
-
-/// A part that is made apart, with what it depends on, and stored.
-Task Planner::stored(const Rectangle& keep, Job& job) {
-    Task task;
-    task.keep = keep;
-    task.made = with_context(keep);
-    task.writes_target = way() == Way::kWide && wish_.is_upright();
-    return part(task, job);
 }
 
 /// Whole rows with those around them that they depend on: the mosaic goes on mirrored beyond an
@@ -214,34 +204,14 @@ Rectangle Planner::with_context(const Rectangle& keep) const {
     if ((made.last_row - made.first_row) % 2 != 0) ++made.last_row;
     made.last_row = std::min(made.last_row, frame_.height);
     if (made.rows() == 1) made.first_row -= 2;  // libimgcnv makes a single row grey
-    made.last_column += frame_.width % 2;
+    if (!in_place_) made.last_column += frame_.width % 2;
     return made;
 }
 
 void Planner::plan_bands(const Rows& slab, Job& job) {
     const auto step = band_rows();
-    const auto around = context();
-    for (auto row = slab.first; row < slab.last;) {
-        auto next = std::min(row + step, slab.last);
-        if (slab.last - next < around || slab.last - next < kBandStep) next = slab.last;
-        Task task;
-        task.keep = {row, next, 0, frame_.width};
-        task.made = task.keep;
-        if (row != slab.first) task.made.first_row -= around;
-        if (next != slab.last) task.made.last_row += around;
-        task.writes_target = true;
-        task.saved_rows = task.keep.first_row - task.made.first_row;
-        job.tasks.push_back(part(task, job));
-        row = next;
-    }
-}
-
-void Planner::plan_stored(const Rows& slab, Job& job) {
-    const auto step = band_rows();
-    for (auto row = slab.first; row < slab.last; row += step) {
-        const Rectangle keep{row, std::min(row + step, slab.last), 0, frame_.width};
-        job.tasks.push_back(stored(keep, job));
-    }
+    for (auto row = slab.first; row < slab.last; row += step)
+        job.tasks.push_back(band({row, std::min(row + step, slab.last), 0, frame_.width}, job));
 }
 
 void Planner::plan_last_columns(const Rows& slab, Job& job) {
@@ -259,36 +229,15 @@ void Planner::plan_last_columns(const Rows& slab, Job& job) {
     }
 }
 
-void Planner::plan_mending(const std::vector<Rows>& slabs, Plan& plan) {
-    const auto mend = [&](std::int64_t first, std::int64_t last) {
-        const Rectangle keep{std::max(first, std::int64_t{0}), std::min(last, frame_.height), 0,
-                             frame_.width};
-        plan.mending.push_back(stored(keep, plan.jobs[0]));
-    };
-    // Rows that look at one which libimgcnv does not have, and that one.
-    const auto edge_rows = std::max(context(), std::int64_t{1});
-    if (origin_ != 0) mend(0, edge_rows);
-    for (std::size_t i = 1; i < slabs.size() && context() != 0; ++i)
-        mend(slabs[i].first - context(), slabs[i].first + context());
-    if (slabs.back().last != frame_.height) mend(frame_.height - edge_rows, frame_.height);
-}
-
 Plan Planner::plan(bool& fits) {
     const auto parts = slabs();
-    Plan plan;
-    plan.jobs.resize(parts.size());
+    Plan jobs(parts.size());
     for (std::size_t i = 0; i < parts.size(); ++i) {
-        auto& job = plan.jobs[i];
-        if (!in_place_) {
-            plan_stored(parts[i], job);
-            continue;
-        }
-        plan_bands(parts[i], job);
-        if (demosaics_ && frame_.width % 2 != 0) plan_last_columns(parts[i], job);
+        plan_bands(parts[i], jobs[i]);
+        if (in_place_ && demosaics_ && frame_.width % 2 != 0) plan_last_columns(parts[i], jobs[i]);
     }
-    if (in_place_ && demosaics_) plan_mending(parts, plan);
     fits = fits_;
-    return plan;
+    return jobs;
 }
 
 }  // namespace frames

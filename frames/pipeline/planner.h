@@ -8,10 +8,9 @@ namespace frames {
 
 /// Divides the making of a picture into tasks.
 ///
-/// Threads and cache blocking are one mechanism: bands of rows. Where the target lets libimgcnv
-/// write into it, bands lie one after the other there; the context rows that a band overwrites are
-/// put back after it, and the rows beside a cut between two threads are mended at the end.
-/// Elsewhere each band is made in scratch memory, with its context, and stored.
+/// Threads and cache blocking are one mechanism: bands of rows. A band of a mosaic is made with the
+/// rows around it that it depends on, whose pixels are dropped. Where the target lets libimgcnv
+/// write into it, bands are made there; elsewhere each is made in scratch memory and stored.
 class Planner {
   public:
     Planner(const Geometry& frame, const Wish& wish, const SourceRows& source);
@@ -34,13 +33,10 @@ class Planner {
     std::vector<Rows> slabs() const;
 
     void plan_bands(const Rows& slab, Job& job);
-    void plan_stored(const Rows& slab, Job& job);
     void plan_last_columns(const Rows& slab, Job& job);
-    void plan_mending(const std::vector<Rows>& slabs, Plan& plan);
 
     Rectangle with_context(const Rectangle& keep) const;
-    Task part(Task task, Job& job);
-    Task stored(const Rectangle& keep, Job& job);
+    Task band(const Rectangle& keep, Job& job);
     CoreFrame core_frame(const Task& task) const;
     std::int64_t core_width(const Rectangle& made) const;
 
@@ -48,7 +44,7 @@ class Planner {
     const Wish& wish_;
     const SourceRows& source_;
     bool demosaics_;
-    bool in_place_;        ///< bands lie one after the other in the target, where they are made
+    bool in_place_;        ///< pixels are made in the target
     std::int64_t origin_;  ///< the first row whose order libimgcnv has: 1 for GR
     bool fits_ = true;
 };

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "pipeline/core_call.h"
+#include "pipeline/core_frame.h"
 #include "pipeline/rectangle.h"
 
 #include <cstdint>
@@ -23,9 +23,7 @@ struct Task {
     Rectangle keep;
     bool reads_frame = false;    ///< libimgcnv reads the frame itself, else samples of it
     bool writes_target = false;  ///< else the pixels are made in the scratch and stored
-    /// Rows of `made` above `keep`, right in the target already, that are saved and put back.
-    std::int64_t saved_rows = 0;
-    std::size_t call = 0;  ///< number of the core call
+    std::size_t call = 0;        ///< number of the core call
 };
 
 /// What one thread does, in this order.
@@ -36,11 +34,6 @@ struct Job {
     std::size_t number_of(const CoreFrame& call);
 };
 
-struct Plan {
-    std::vector<Job> jobs;  ///< one per thread; they share no byte of the target
-    /// Tasks of the first thread once all jobs are done: rows whose context another thread's rows
-    /// overwrote or libimgcnv does not complete.
-    std::vector<Task> mending;
-};
+using Plan = std::vector<Job>;  ///< one per thread; they share no byte of the target
 
 }  // namespace frames

@@ -81,8 +81,9 @@ imgcnv_status WidePicture::make_yuv(const Task& task, const CoreCall& call,
         source_.read8(bytes, task.made, scratch, row_bytes, row);
         pixels += row_bytes * task.made.rows();
     }
-    const auto* from = task.reads_frame ? bytes + task.made.first_row * frame_.stride : scratch;
-    if (const auto status = call.run(from, pixels); status != IMGCNV_OK) return status;
+    if (const auto status = call.run(task, task.reads_frame ? bytes : scratch, pixels);
+        status != IMGCNV_OK)
+        return status;
     const int scale = wish_.full_scale ? 257 : 1;
     for (auto y = task.keep.first_row; y < task.keep.last_row; ++y, out += stride) {
         for (std::int64_t x = 0; x < frame_.width * 3; ++x)

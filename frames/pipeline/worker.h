@@ -34,21 +34,16 @@ class Worker {
           columns_(frame, wish, source) {}
 
     /// Opens the calls and allocates what the tasks need.
-    imgcnv_status prepare(const Job& job, const std::vector<Task>& mending);
+    imgcnv_status prepare(const Job& job);
     imgcnv_status run(const std::vector<Task>& tasks, const std::uint8_t* source,
                       std::uint8_t* target) const;
-
-    /// The call that makes the whole picture right in the target and leaves nothing to be done;
-    /// null when there is more to it.
-    const CoreCall* only_call(const std::vector<Task>& tasks) const;
 
   private:
     void reserve(const Task& task);
     imgcnv_status run_task(const Task& task, const std::uint8_t* source,
                            std::uint8_t* target) const;
-    imgcnv_status make(const Task& task, const std::uint8_t* source, std::uint8_t* out) const;
-    void make_samples(const Task& task, const std::uint8_t* source, std::uint8_t* out,
-                      std::int64_t stride) const;
+    imgcnv_status make(const Task& task, const std::uint8_t* source, std::uint8_t* out,
+                       std::int64_t stride) const;
     imgcnv_status make_wide(const Task& task, const std::uint8_t* source,
                             std::uint8_t* target) const;
     void finish(const Task& task, const std::uint8_t* source, std::uint8_t* pixels,
@@ -62,7 +57,7 @@ class Worker {
     WidePicture wide_;
     LastColumns columns_;
     std::vector<CoreCall> calls_;
-    Scratch samples_, row_, pixels_, turned_, saved_;
+    Scratch samples_, row_, pixels_, turned_;
 };
 
 }  // namespace frames
