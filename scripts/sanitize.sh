@@ -8,7 +8,7 @@ root=$(cd "$(dirname "$0")/.." && pwd)
 usage="usage: scripts/sanitize.sh [NAME...]     all of them when none is named
   asan      addresses and leaks, the whole suite
   ubsan     undefined behaviour, the whole suite
-  tsan      races: all conversions on many threads at once
+  tsan      races: all conversions, and many pipelines, on many threads at once
   msan      uninitialised bytes, every level, over the fuzzers' inputs
   integer   wrapping and lossy conversions, over the fuzzers' inputs
   valgrind  uninitialised bytes and addresses in the unsanitized suite, on the plain level"
@@ -47,8 +47,8 @@ sanitize() {
             run "$1" -E "$elsewhere"
             ;;
         tsan)
-            build tsan imgcnv_load
-            run tsan -R '^load\.(threads|handles)$'
+            build tsan imgcnv_load imgcnv_frames_tests
+            run tsan -R '^(load\.(threads|handles)|frames\.threads)$'
             ;;
         msan | integer)
             # shellcheck disable=SC2086 # a list of words

@@ -52,47 +52,56 @@ OwnGreenOther bilinear_before_last(const std::uint8_t* s, bool is_color_site) {
 /// are no edges. What rows share is made once: a row's greens and differences serve three rows.
 class AdaptiveColumns {
   public:
+    static constexpr int kPixels = 3;
+
     explicit AdaptiveColumns(const Mosaic<std::uint8_t>& mosaic)
         : m_(mosaic), first_x_(mosaic.last_x() - 4) {}
 
-    /// Makes what pixels of a row need; the rows of a part come one after the other.
-    void begin_row(std::int64_t y) {
-        for (auto row = std::max(y - 1, next_row_); row <= y + 1; ++row) fill(row);
+    /// The pixels of row y; the rows of a part come one after the other.
+    void make(std::int64_t y, OwnGreenOther (&pixels)[kPixels]) {
+        for (auto row = std::max(y - 1, next_row_); row <= y + 1; ++row)
+            m_.is_color_site(row, first_x_) ? fill<0>(row) : fill<1>(row);
         next_row_ = y + 2;
-    }
-    OwnGreenOther pixel(std::int64_t y, std::int64_t x) const {
-        const auto i = x - first_x_;
-        const auto &above = line(y - 1), &own = line(y), &below = line(y + 1);
-        if (m_.is_color_site(y, x))
-            return {m_.at(y, x), own.green[i],
-                    corrected(own.green[i], (above.difference[i - 1] + above.difference[i + 1] +
-                                             below.difference[i - 1] + below.difference[i + 1]) >>
-                                                2)};
-        const int green = m_.at(y, x);
-        return {corrected(green, (own.difference[i - 1] + own.difference[i + 1]) >> 1), green,
-                x == m_.last_x() - 1
-                    ? m_.at(y ^ 1, x)
-                    : corrected(green, (above.difference[i] + below.difference[i]) >> 1)};
+        m_.is_color_site(y, first_x_) ? make_row<0>(y, pixels) : make_row<1>(y, pixels);
     }
 
   private:
-    /// At colour sites.
+    /// At colour sites, from column first_x_ on.
     struct Line {
         int green[5];
         int difference[5];
     };
     const Line& line(std::int64_t y) const { return lines_[y % 4]; }
-    static int corrected(int green, int difference) {
-        return std::clamp(green + difference, 0, 255);
-    }
 
+    /// kColor: the first colour site of the row.
+    template <int kColor>
     void fill(std::int64_t y) {
         auto& line = lines_[y % 4];
         const bool is_inner = y >= 2 && y + 2 <= m_.last_y();
-        for (std::int64_t i = m_.is_color_site(y, first_x_) ? 0 : 1; i < 5; i += 2) {
+        for (int i = kColor; i < 5; i += 2) {
             const auto x = first_x_ + i;
             line.green[i] = is_inner && i < 3 ? adaptive_green(m_, y, x) : cell_green(m_, y, x);
             line.difference[i] = m_.at(y, x) - line.green[i];
+        }
+    }
+    template <int kColor>
+    void make_row(std::int64_t y, OwnGreenOther (&pixels)[kPixels]) const {
+        const auto *samples = m_.row(y) + first_x_, *across = m_.row(y ^ 1) + first_x_;
+        const int *above = line(y - 1).difference, *own = line(y).difference,
+                  *below = line(y + 1).difference;
+        for (int i = 1; i <= kPixels; ++i) {
+            const bool is_color_site = i % 2 == kColor;
+            const int green = is_color_site ? line(y).green[i] : samples[i];
+            const auto corrected = [&](int difference) {
+                return std::clamp(green + difference, 0, 255);
+            };
+            if (is_color_site)
+                pixels[i - 1] = {
+                    samples[i], green,
+                    corrected((above[i - 1] + above[i + 1] + below[i - 1] + below[i + 1]) >> 2)};
+            else
+                pixels[i - 1] = {corrected((own[i - 1] + own[i + 1]) >> 1), green,
+                                 i == kPixels ? across[i] : corrected((above[i] + below[i]) >> 1)};
         }
     }
 
@@ -135,8 +144,9 @@ void LastColumns::make(const Rectangle& keep, const std::uint8_t* bytes, std::ui
         if (y < edge_rows || y + edge_rows > mosaic.last_y()) {
             make([&](auto x) { return demosaic16_pixel(mosaic, job, y, x); });
         } else if (method == IMGCNV_ADAPTIVE) {
-            adaptive.begin_row(y);
-            make([&](auto x) { return adaptive.pixel(y, x); });
+            OwnGreenOther pixels[AdaptiveColumns::kPixels];
+            adaptive.make(y, pixels);
+            make([&](auto x) { return pixels[x - keep.first_column]; });
         } else {
             const bool is_color_site = mosaic.is_color_site(y, keep.first_column);
             layout.store(method == IMGCNV_BILINEAR

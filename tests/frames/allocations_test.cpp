@@ -1,7 +1,7 @@
 // What pipelines take from the heap: all of it when they are opened, and nothing that is kept when
 // one of these allocations fails.
-#include "imgcnv_frames.h"
 #include "support/allocations.h"
+#include "imgcnv_frames.h"
 
 #include <gtest/gtest.h>
 

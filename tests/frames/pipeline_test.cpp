@@ -287,6 +287,85 @@ TEST(Pipelines, AreTheSameOnAnyNumberOfThreads) {
         }
 }
 
+// A band of one row, which libimgcnv would make grey if it got it alone.
+TEST(Pipelines, MakeLastRowsOfBands) {
+    std::mt19937 random(24);
+    for (const char* name : {"BayerRG8", "BayerGR12p"})
+        for (const std::int64_t height : {97, 98, 113, 137, 145}) {
+            Case test;
+            ASSERT_EQ(imgcnv_find_format(name, &test.frame.format, nullptr, nullptr, 0), IMGCNV_OK);
+            test.frame.width = 641;
+            test.frame.height = height;
+            test.target.kind = IMGCNV_TARGET_BGRA32;
+            for (const int method : {IMGCNV_NEAREST, IMGCNV_BILINEAR, IMGCNV_ADAPTIVE})
+                for (const int flags : {0, static_cast<int>(IMGCNV_TARGET_FLIP_VERTICAL)}) {
+                    test.target.demosaic = method;
+                    test.target.flags = static_cast<std::uint32_t>(flags);
+                    check(test, random);
+                    if (HasFatalFailure()) return;
+                }
+        }
+}
+
+// Run by the thread sanitizer, too.
+TEST(Pipelines, ManyWorkInManyThreads) {
+    constexpr int kThreads = 6, kRuns = 3;
+    struct Kind {
+        const char* format;
+        std::int64_t width, height;
+        int method, rotation;
+    };
+    constexpr Kind kKinds[] = {{"BayerGR8", 1031, 520, IMGCNV_ADAPTIVE, 0},
+                               {"BayerBG10p", 1250, 901, IMGCNV_BILINEAR, 0},
+                               {"BayerRG8", 1250, 900, IMGCNV_BILINEAR, 90}};
+    struct Job {
+        Case test;
+        Bytes source, picture;
+    };
+    std::vector<Job> jobs;
+    for (const auto& kind : kKinds) {
+        Job job;
+        auto& [test, source, picture] = job;
+        ASSERT_EQ(imgcnv_find_format(kind.format, &test.frame.format, nullptr, nullptr, 0),
+                  IMGCNV_OK);
+        test.frame.width = kind.width;
+        test.frame.height = kind.height;
+        test.target.demosaic = kind.method;
+        test.target.rotation = kind.rotation;
+        source.resize(static_cast<std::size_t>(kind.width * kind.height * 2));
+        std::mt19937 random(25);
+        for (auto& byte : source) byte = static_cast<std::uint8_t>(random());
+        picture.resize(static_cast<std::size_t>(kind.width * kind.height * 3));
+        ASSERT_EQ(imgcnv_convert_frame(&test.frame, &test.target, source.data(), source.size(),
+                                       picture.data(), picture.size(), nullptr, 0),
+                  IMGCNV_OK);
+        test.target.threads = 2;
+        jobs.push_back(job);
+    }
+    int good[kThreads] = {};
+    const auto work = [&](int number) {
+        const auto& job = jobs[static_cast<std::size_t>(number) % jobs.size()];
+        imgcnv_pipeline* pipeline = nullptr;
+        if (imgcnv_pipeline_open(&job.test.frame, &job.test.target, &pipeline, nullptr, 0) !=
+            IMGCNV_OK)
+            return;
+        imgcnv_picture_info info{};
+        info.struct_size = sizeof info;
+        imgcnv_pipeline_describe(pipeline, &info);
+        for (int run = 0; run < kRuns; ++run) {
+            Bytes picture(job.picture.size());
+            const int status = imgcnv_pipeline_run(pipeline, job.source.data(), job.source.size(),
+                                                   picture.data(), picture.size(), nullptr, 0);
+            good[number] += status == IMGCNV_OK && info.threads == 2 && picture == job.picture;
+        }
+        imgcnv_pipeline_close(pipeline);
+    };
+    std::vector<std::thread> threads;
+    for (int i = 0; i < kThreads; ++i) threads.emplace_back(work, i);
+    for (auto& thread : threads) thread.join();
+    for (const int count : good) EXPECT_EQ(count, kRuns);
+}
+
 struct Refusal {
     const char* what;
     imgcnv_status status;
