@@ -142,6 +142,7 @@ def small_calls() -> Dict[str, float]:
     """Microseconds a 64 x 64 call costs beyond the C function, by destination."""
     frame = np.random.default_rng(0).integers(0, 256, 64 * 96, dtype=np.uint8)
     result: Dict[str, float] = {}
+    many = (600, 100)  # short rounds: some of them nothing else on the machine interrupts
     destinations: Tuple[imgcnv.To, ...] = ("mono8", "rgb24", "rgba32")
     for to in destinations:
         with imgcnv.Converter(64, 64, "Mono12Packed", to=to) as converter:
@@ -149,13 +150,13 @@ def small_calls() -> Dict[str, float]:
             handle, source, target = converter._handle, address(frame), address(out)
             rest = (out.nbytes, None, 0)
             run = _native.pipeline_run
-            call = seconds(lambda: converter.convert(frame, out), 30, 2000)
-            bare = seconds(lambda: run(handle, source, frame.nbytes, target, *rest), 30, 2000)
+            call = seconds(lambda: converter.convert(frame, out), *many)
+            bare = seconds(lambda: run(handle, source, frame.nbytes, target, *rest), *many)
             # A foreign call costs something itself: that of one which does nothing.
-            nothing = seconds(lambda: run(None, source, frame.nbytes, target, *rest), 30, 2000)
+            nothing = seconds(lambda: run(None, source, frame.nbytes, target, *rest), *many)
             result[to] = (call - bare + nothing) * 1e6
             once = functools.partial(imgcnv.convert, frame, 64, 64, "Mono12Packed", to=to)
-            result[f"convert() to {to}"] = (seconds(once, 30, 1000) - bare + nothing) * 1e6
+            result[f"convert() to {to}"] = (seconds(once, *many) - bare + nothing) * 1e6
     return result
 
 
