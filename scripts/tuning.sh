@@ -1,23 +1,34 @@
 #!/bin/sh
 # Measures what each special case of src/ buys: builds the library with and without it, and compares
 # the two builds in one process. Prints the rows of the table in docs/tuning.md. Each special case
-# takes the time of building the library; arguments choose some by name. Best on a quiet machine.
-# Needs a POSIX shell and apt; what else is missing is installed from Debian.
+# takes the time of building the library; arguments choose some by name. `--level sse4` or
+# `--level avx2` leaves out the stronger levels, which is how a weaker CPU would run the library. Best
+# on a quiet machine. Needs a POSIX shell and apt; what else is missing is installed from Debian.
 set -eu
 root=$(cd "$(dirname "$0")/.." && pwd)
 . "$root/scripts/lib/common.sh"
 
+level=
+if [ "${1-}" = --level ]; then
+    level=${2:?"--level needs the name of a level"}
+    case $level in sse4 | avx2) ;; *) die "--level $level: sse4 or avx2" ;; esac
+    shift 2
+fi
+
 # name | file | edit that takes it away | rows it concerns | sizes
 switches() {
     cat <<'END'
-unroll|src/mono/mono_simd.h|s/kUnroll = kSink == kGrey1 . 4 : 1/kUnroll = 1/|Mono|640x480 1920x1200
+unroll|src/mono/mono_simd.h|s/kUnroll = kTarget == kGrey1 . 4 : 1/kUnroll = 1/|Mono|640x480 1920x1200
 pipeline|src/simd/row.h|s/kPipelined = .*;/kPipelined = false;/|mono8|640x480 1920x1200
 load-ahead|src/simd/row.h|s/kAhead = 1024/kAhead = 0/|mono8|640x480 5120x3840
 load-ahead-streaming|src/simd/streaming.h|s/kAhead = 256/kAhead = 0/|YUV|5120x3840
 next-row|src/bayer/lanes_simd.h|s/if (kOnceALine .*) return;/return;/|Bayer|640x480 5120x3840
+next-row-once|src/bayer/lanes_simd.h|s/kOnceALine = V::kBytes == 16/kOnceALine = false/|Bayer|640x480 1920x1200
+rgb-to-bgr|src/color/color_simd.h|s/V::swap_rb3(in.0., out.0.)/store_all<V, kCba>(out, ColorBlocks<V, kRgb8>::load(in))/|RGB8 bgr24|640x480 1920x1200
 flip-short-rows|src/api/flip_simd.h|s/kShort = 1024/kShort = 0/|Mono8 Flip|640x480
 copy-large|src/mono/mono_simd.h|s/kLong = 4096/kLong = ~size_t{0}/|Mono8 mono8|640x480 1920x1200
 streaming|src/converter/kernels_for_frame.h|s/size_t{[0-9]*} << 20/~size_t{0}/||5120x3840
+rotation-ahead|src/api/rotate_simd.h|s/const bool large = .*;/const bool large = false;/|Rotation|1920x1200 5120x3840
 gathered-rotation|src/api/rotate_simd.h|s/src_step % conflict == 0 .. dst_step % conflict == 0/false/|Rotation|2048x1088 1280x1024
 slp|src/CMakeLists.txt|s/COMPILE_OPTIONS -fno-tree-slp-vectorize/COMPILE_OPTIONS -DNDEBUG/|Bayer|640x480
 END
@@ -29,6 +40,15 @@ work=$root/build/tuning
 mkdir -p "$work"
 
 build_library() { # FOLDER: the library from the sources in it
+    case $level in
+        sse4) stronger='avx2 avx512' ;;
+        avx2) stronger=avx512 ;;
+        *) stronger= ;;
+    esac
+    for level_to_drop in $stronger; do
+        sed -i "/{\"$level_to_drop\", /d" "$1/src/levels/levels.cpp"
+        sed -i "/set(levels plain/s/ $level_to_drop//" "$1/src/CMakeLists.txt"
+    done
     quietly "$work/configure.log" cmake -S "$1" -B "$1/build" -G Ninja -DCMAKE_BUILD_TYPE=Release \
         -DIMGCNV_BUILD_TOOLS=OFF -DIMGCNV_BUILD_TESTS=OFF
     quietly "$work/build.log" cmake --build "$1/build" --target imgcnv
@@ -40,7 +60,7 @@ mkdir "$work/with"
 copy_tree "$work/with"
 build_library "$work/with"
 
-say "$(grep -m1 'model name' /proc/cpuinfo | sed 's/.*: //'), $(${CXX:-c++} --version | head -1)"
+say "$(grep -m1 'model name' /proc/cpuinfo | sed 's/.*: //'), $(${CXX:-c++} --version | head -1)${level:+, level $level}"
 say 'new / old is: with the special case / without it'
 switches | while IFS='|' read -r name file edit rows sizes; do
     case " $* " in "  " | *" $name "*) ;; *) continue ;; esac

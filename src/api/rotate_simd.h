@@ -128,32 +128,27 @@ __attribute__((noinline, flatten)) void transpose_gathered(const uint8_t* src, p
     }
 }
 
-// dst[x][y] = src[y][x] for `width` columns and `height` rows.
+// For pictures smaller than a tile.
 template <class V, size_t kPixelBytes>
-inline void transpose(const uint8_t* src, ptrdiff_t src_step, uint8_t* dst, ptrdiff_t dst_step,
-                      size_t width, size_t height) {
-    using Tile = TransposeTile<V, kPixelBytes>;
-    if (width < Tile::kColumns || height < Tile::kRows) {
-        for (size_t x = 0; x < width; ++x) {
-            for (size_t y = 0; y < height; ++y) {
-                memcpy(dst + static_cast<ptrdiff_t>(x) * dst_step + y * kPixelBytes,
-                       src + static_cast<ptrdiff_t>(y) * src_step + x * kPixelBytes, kPixelBytes);
-            }
+inline void transpose_pixels(const uint8_t* src, ptrdiff_t src_step, uint8_t* dst,
+                             ptrdiff_t dst_step, size_t width, size_t height) {
+    for (size_t x = 0; x < width; ++x) {
+        for (size_t y = 0; y < height; ++y) {
+            memcpy(dst + static_cast<ptrdiff_t>(x) * dst_step + y * kPixelBytes,
+                   src + static_cast<ptrdiff_t>(y) * src_step + x * kPixelBytes, kPixelBytes);
         }
-        return;
     }
-    const size_t bytes = width * height * kPixelBytes;
-    const bool beyond_caches = bytes > size_t{8} << 20;
-    const ptrdiff_t conflict = beyond_caches ? kConflictStepOfLarge : kConflictStep;
-    if (src_step % conflict == 0 || dst_step % conflict == 0) {
-        return transpose_gathered<V, kPixelBytes>(src, src_step, dst, dst_step, width, height,
-                                                  beyond_caches);
-    }
-    // 64 columns at a time, so that a cache line of the source is used up while
-    // it is near; within them along the destination's rows.
+}
+
+// 64 columns at a time, so that a cache line of the source is used up while it is near; within
+// them along the destination's rows.
+template <class V, size_t kPixelBytes>
+inline void transpose_tiles(const uint8_t* src, ptrdiff_t src_step, uint8_t* dst,
+                            ptrdiff_t dst_step, size_t width, size_t height) {
+    using Tile = TransposeTile<V, kPixelBytes>;
     constexpr size_t kStrip = 64;
     // The hardware prefetcher does not follow rows at such distances.
-    const bool large = bytes > size_t{1} << 20;
+    const bool large = width * height * kPixelBytes > size_t{1} << 20;
     for (size_t strip = 0; strip < width; strip += kStrip) {
         const size_t strip_end = strip + kStrip < width ? strip + kStrip : width;
         for (size_t y = 0; y < height; y += Tile::kRows) {
@@ -171,6 +166,23 @@ inline void transpose(const uint8_t* src, ptrdiff_t src_step, uint8_t* dst, ptrd
             }
         }
     }
+}
+
+// dst[x][y] = src[y][x] for `width` columns and `height` rows.
+template <class V, size_t kPixelBytes>
+inline void transpose(const uint8_t* src, ptrdiff_t src_step, uint8_t* dst, ptrdiff_t dst_step,
+                      size_t width, size_t height) {
+    using Tile = TransposeTile<V, kPixelBytes>;
+    if (width < Tile::kColumns || height < Tile::kRows) {
+        return transpose_pixels<V, kPixelBytes>(src, src_step, dst, dst_step, width, height);
+    }
+    const bool beyond_caches = width * height * kPixelBytes > size_t{8} << 20;
+    const ptrdiff_t conflict = beyond_caches ? kConflictStepOfLarge : kConflictStep;
+    if (src_step % conflict == 0 || dst_step % conflict == 0) {
+        return transpose_gathered<V, kPixelBytes>(src, src_step, dst, dst_step, width, height,
+                                                  beyond_caches);
+    }
+    transpose_tiles<V, kPixelBytes>(src, src_step, dst, dst_step, width, height);
 }
 
 template <class V, size_t kPixelBytes, bool kClockwise>

@@ -1,6 +1,6 @@
 // Adaptive demosaic: the frame around the row kernels.
 //
-// Green, and the differences between colour and green, are computed one row ahead of the
+// Green, and the colour differences, are computed one row ahead of the
 // colours, so that the frame is passed over once. What the edges look like is in
 // adaptive_border.h.
 
@@ -22,10 +22,10 @@ class AdaptiveFrame {
           green_ring_(differences_ring_.end(), kGreenLines, columns_),
           samples_(frame, {green_ring_.end(), kSampleLines, columns_}, kReach, false) {
         for (size_t y = 0; y < 2; ++y) {
-            const Phase phase = f_.phase(y);
-            kinds_[y] = {f_.kernels->adaptive_green[phase],
-                         f_.kernels->adaptive_color[kNoneCopied][phase][f_.sink(y)], f_.own_byte(y),
-                         f_.starts_with_chroma(y)};
+            const RowStart row_start = f_.row_start(y);
+            kinds_[y] = {f_.kernels->adaptive_green[row_start],
+                         f_.kernels->adaptive_color[kNoneReplicated][row_start][f_.target(y)],
+                         f_.own_byte(y), f_.starts_with_chroma(y)};
         }
     }
 
@@ -96,9 +96,9 @@ class AdaptiveFrame {
             kind.green(rows_from(y - 2), green_begin_, green + green_begin_,
                        differences + green_begin_ / 2, pixels);
         } else {
-            f_.kernels->block_green[f_.phase(y)](row(y) + green_begin_, row(y ^ 1) + green_begin_,
-                                                 green + green_begin_,
-                                                 differences + green_begin_ / 2, pixels);
+            f_.kernels->block_green[f_.row_start(y)](
+                row(y) + green_begin_, row(y ^ 1) + green_begin_, green + green_begin_,
+                differences + green_begin_ / 2, pixels);
         }
         if (kind.starts_with_chroma) {
             fix_green<true>(y, green, differences);
@@ -157,7 +157,7 @@ class AdaptiveFrame {
                                                      uint8_t* dst) const {
         const auto rule = AdaptiveRowRule::of(f_, y);
         const AdaptiveColorKernel kernel =
-            f_.kernels->adaptive_color[rule.kind()][f_.phase(y)][f_.sink(y)];
+            f_.kernels->adaptive_color[rule.kind()][f_.row_start(y)][f_.target(y)];
         const bool is_last_row = y == (f_.upside_down ? 0 : last_y_);
         if (kBytes == 4 && is_last_row) {
             convert_all_but_alpha(kernel, lines, dst);
@@ -192,7 +192,7 @@ class AdaptiveFrame {
             left -= part;
             dst += part * 4;
             lines.line += part;
-            lines.beside += part;
+            lines.paired += part;
             lines.green += part;
             for (const int16_t*& differences : lines.differences) differences += part / 2;
         }

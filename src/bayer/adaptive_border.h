@@ -38,8 +38,8 @@ struct AdaptiveRowRule {
     AdaptiveRow kind() const {
         const bool own = own_is_even ? even_replicated : odd_replicated;
         const bool other = own_is_even ? odd_replicated : even_replicated;
-        if (own) return other ? kBothCopied : kOwnCopied;
-        return other ? kOtherCopied : kNoneCopied;
+        if (own) return other ? kBothReplicated : kOwnReplicated;
+        return other ? kOtherReplicated : kNoneReplicated;
     }
 };
 
@@ -67,7 +67,7 @@ struct AdaptiveEdges {
         const int own = is_chroma                   ? lines.line[x]
                         : own_from != kInterpolated ? lines.line[own_from]
                                                     : pixel.from_row();
-        const int other = other_from != kInterpolated ? lines.beside[other_from]
+        const int other = other_from != kInterpolated ? lines.paired[other_from]
                           : is_chroma                 ? pixel.from_corners()
                                                       : pixel.from_column();
         store_pixel<kStored>(dst + x * ptrdiff_t{kBytes}, own_byte, own, lines.green[x], other);

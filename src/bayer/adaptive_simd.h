@@ -2,15 +2,15 @@
 #pragma once
 
 #include "bayer/lanes_simd.h"
-#include "color/triple_simd.h"
+#include "color/channels_simd.h"
 #include "simd/row.h"
 
 namespace imgcnv {
 
-template <class V, Phase kPhase>
+template <class V, RowStart kStart>
 struct AdaptiveGreenBody : BodyOf<V> {
     template <class W>
-    using Rebind = AdaptiveGreenBody<W, kPhase>;
+    using Rebind = AdaptiveGreenBody<W, kStart>;
     using Reg = typename V::Reg;
     using L = Lanes<V>;
     static constexpr size_t kPixels = V::kBytes;
@@ -19,49 +19,47 @@ struct AdaptiveGreenBody : BodyOf<V> {
     static constexpr size_t kSrcBytes = kPixels, kDstBytes = kPixels;
 
     static void block(const uint8_t* const* in, uint8_t* const* out) {
-        constexpr bool kColorIsFirst = kPhase == kColorFirst;
-        // The byte of the pair that is the colour site's.
-        const auto own = [](Reg pairs) {
-            return kColorIsFirst ? L::first(pairs) : L::second(pairs);
-        };
+        constexpr bool kIsChromaFirst = kStart == kChromaFirst;
+        // The byte of the pair that is the chroma site's.
+        const auto own = [](Reg pairs) { return kIsChromaFirst ? L::low(pairs) : L::high(pairs); };
         const uint8_t* s = in[4];
         L::template prefetch_after<1, false>(in[2], in[3]);
-        const Reg line = V::load(s), color = own(line);
-        const Reg left = kColorIsFirst ? L::first(s - 1) : L::first(line);
-        const Reg right = kColorIsFirst ? L::second(line) : L::second(s + 1);
+        const Reg line = V::load(s), chroma = own(line);
+        const Reg left = kIsChromaFirst ? L::low(s - 1) : L::low(line);
+        const Reg right = kIsChromaFirst ? L::high(line) : L::high(s + 1);
         const Reg up = own(V::load(in[1])), down = own(V::load(in[2]));
-        const Reg twice = V::add16(color, color);
-        const auto bend = [&](Reg before, Reg after) {
-            return V::sub16(twice, V::add16(before, after));
+        const Reg doubled = V::add16(chroma, chroma);
+        const auto laplacian_of = [&](Reg before, Reg after) {
+            return V::sub16(doubled, V::add16(before, after));
         };
-        const Reg bend_h = bend(own(V::load(s - 2)), own(V::load(s + 2)));
-        const Reg bend_v = bend(own(V::load(in[0])), own(V::load(in[3])));
-        const auto gradient = [](Reg curve, Reg p, Reg q) {
-            return V::add16(V::abs16(curve), V::abs16(V::sub16(p, q)));
+        const Reg laplacian_h = laplacian_of(own(V::load(s - 2)), own(V::load(s + 2)));
+        const Reg laplacian_v = laplacian_of(own(V::load(in[0])), own(V::load(in[3])));
+        const auto gradient = [](Reg laplacian, Reg p, Reg q) {
+            return V::add16(V::abs16(laplacian), V::abs16(V::sub16(p, q)));
         };
         const auto horizontal =
-            V::greater16(gradient(bend_v, up, down), gradient(bend_h, left, right));
+            V::greater16(gradient(laplacian_v, up, down), gradient(laplacian_h, left, right));
         const Reg sum = V::select16(horizontal, V::add16(left, right), V::add16(up, down));
-        const Reg curve = V::select16(horizontal, bend_h, bend_v);
+        const Reg laplacian = V::select16(horizontal, laplacian_h, laplacian_v);
         const Reg green =
-            L::clamped(V::add16(V::template shr16<1>(sum), V::template sar16<2>(curve)));
-        V::store(out[0], L::template with_byte<kColorIsFirst>(line, green));
-        V::store(out[1], V::sub16(color, green));
+            L::clamped(V::add16(V::template shr16<1>(sum), V::template sar16<2>(laplacian)));
+        V::store(out[0], L::template with_byte<kIsChromaFirst>(line, green));
+        V::store(out[1], V::sub16(chroma, green));
     }
 };
 
-template <class V, Phase kPhase>
+template <class V, RowStart kStart>
 __attribute__((flatten)) void adaptive_green_row(const uint8_t* const lines[5], ptrdiff_t column,
                                                  uint8_t* green, int16_t* differences,
                                                  size_t pixels) {
     // in: rows y-2, y-1, y+1, y+2, y; out: green, differences
-    run_row<AdaptiveGreenBody<V, kPhase>>({{lines[0] + column, lines[1] + column, lines[3] + column,
+    run_row<AdaptiveGreenBody<V, kStart>>({{lines[0] + column, lines[1] + column, lines[3] + column,
                                             lines[4] + column, lines[2] + column},
                                            {green, reinterpret_cast<uint8_t*>(differences)}},
                                           pixels);
 }
 
-template <class V, AdaptiveRow kRow, Phase kPhase>
+template <class V, AdaptiveRow kRow, RowStart kStart>
 struct AdaptiveColorBlocks : BodyOf<V> {
     using Reg = typename V::Reg;
     using L = Lanes<V>;
@@ -70,54 +68,52 @@ struct AdaptiveColorBlocks : BodyOf<V> {
     static constexpr size_t kFirstHaloInput = 3;
     static constexpr size_t kSrcBytes = kPixels;
 
-    static constexpr bool kInner = kRow == kNoneCopied;
+    static constexpr bool kInner = kRow == kNoneReplicated;
 
-    // in: line, beside, green; differences of rows y-1, y, y+1
-    static Triple<V> load(const uint8_t* const* in) {
+    // in: line, paired, green; differences of rows y-1, y, y+1
+    static Channels<V> load(const uint8_t* const* in) {
         const Reg line = V::load(in[0]), green = V::load(in[2]);
         Reg a, c;
-        if constexpr (kRow == kOwnCopied || kRow == kBothCopied) {
-            a = kColorIsFirst ? V::dup_even(line) : V::dup_odd(line);
+        if constexpr (kRow == kOwnReplicated || kRow == kBothReplicated) {
+            a = kIsChromaFirst ? V::dup_even(line) : V::dup_odd(line);
         } else {
-            a = L::template with_byte<!kColorIsFirst>(line, own_at_green(in, green));
+            a = L::template with_byte<!kIsChromaFirst>(line, own_at_green(in, green));
         }
-        if constexpr (kRow == kOtherCopied || kRow == kBothCopied) {
-            const Reg beside = V::load(in[1]);
-            c = kColorIsFirst ? V::dup_odd(beside) : V::dup_even(beside);
+        if constexpr (kRow == kOtherReplicated || kRow == kBothReplicated) {
+            const Reg paired = V::load(in[1]);
+            c = kIsChromaFirst ? V::dup_odd(paired) : V::dup_even(paired);
         } else {
             const Other other(in, green);
-            c = kColorIsFirst ? L::template with_byte<false>(other.at_color, other.at_green)
-                              : L::template with_byte<false>(other.at_green, other.at_color);
+            c = kIsChromaFirst ? L::template with_byte<false>(other.at_chroma, other.at_green)
+                               : L::template with_byte<false>(other.at_green, other.at_chroma);
         }
         return {a, green, c};
     }
 
-    static GreyLanes<V, kPhase> load_for_grey(const uint8_t* const* in) requires kInner {
+    static GreyLanes<V, kStart> load_for_grey(const uint8_t* const* in) requires kInner {
         const Reg line = V::load(in[0]), green = V::load(in[2]);
         const Reg own = own_at_green(in, green);
         const Other other(in, green);
-        if constexpr (kColorIsFirst) {
-            return {{L::merged(line, V::template shl16<8>(green)), L::merged(own, green)},
-                    {other.at_color, other.at_green}};
+        if constexpr (kIsChromaFirst) {
+            return {{L::blend(line, V::template shl16<8>(green)), L::blend(own, green)},
+                    {other.at_chroma, other.at_green}};
         } else {
             return {
-                {L::template with_byte<false>(green, own), L::merged(green_at_color(green), line)},
-                {other.at_green, other.at_color}};
+                {L::template with_byte<false>(green, own), L::blend(green_at_chroma(green), line)},
+                {other.at_green, other.at_chroma}};
         }
     }
 
   private:
-    static constexpr bool kColorIsFirst = kPhase == kColorFirst;
-    // A green site lies between the colour sites of its pair and of the next
+    static constexpr bool kIsChromaFirst = kStart == kChromaFirst;
+    // A green site lies between the chroma sites of its pair and of the next
     // pair; in the rows above and below it is the other way round.
-    static constexpr ptrdiff_t kNext = kColorIsFirst ? 2 : -2;
+    static constexpr ptrdiff_t kNext = kIsChromaFirst ? 2 : -2;
 
-    static Reg green_at_color(Reg green) {
-        return kColorIsFirst ? L::first(green) : L::second(green);
+    static Reg green_at_chroma(Reg green) {
+        return kIsChromaFirst ? L::low(green) : L::high(green);
     }
-    static Reg green_at_green(Reg green) {
-        return kColorIsFirst ? L::second(green) : L::first(green);
-    }
+    static Reg green_at_green(Reg green) { return kIsChromaFirst ? L::high(green) : L::low(green); }
     static Reg corrected(Reg green, Reg mean) { return L::clamped(V::add16(green, mean)); }
 
     static Reg own_at_green(const uint8_t* const* in, Reg green) {
@@ -125,7 +121,7 @@ struct AdaptiveColorBlocks : BodyOf<V> {
         return corrected(green_at_green(green), V::template sar16<1>(sum));
     }
     struct Other {
-        Reg at_green, at_color;
+        Reg at_green, at_chroma;
 
         Other(const uint8_t* const* in, Reg green) {
             const auto column = [&](ptrdiff_t shift) {
@@ -134,32 +130,32 @@ struct AdaptiveColorBlocks : BodyOf<V> {
             const Reg own = column(0);
             const Reg corners = V::add16(own, column(-kNext));
             at_green = corrected(green_at_green(green), V::template sar16<1>(own));
-            at_color = corrected(green_at_color(green), V::template sar16<2>(corners));
+            at_chroma = corrected(green_at_chroma(green), V::template sar16<2>(corners));
         }
     };
 };
 
-template <class V, AdaptiveRow kRow, Phase kPhase, TripleSink kSink>
-struct AdaptiveColorBody : TripleBody<V, AdaptiveColorBlocks<V, kRow, kPhase>, kSink> {
+template <class V, AdaptiveRow kRow, RowStart kStart, ColorTarget kTarget>
+struct AdaptiveColorBody : ChannelsBody<V, AdaptiveColorBlocks<V, kRow, kStart>, kTarget> {
     template <class W>
-    using Rebind = AdaptiveColorBody<W, kRow, kPhase, kSink>;
+    using Rebind = AdaptiveColorBody<W, kRow, kStart, kTarget>;
 };
 
-template <class V, AdaptiveRow kRow, Phase kPhase, TripleSink kSink>
+template <class V, AdaptiveRow kRow, RowStart kStart, ColorTarget kTarget>
 __attribute__((flatten)) void adaptive_color_row(const AdaptiveLines& lines, uint8_t* dst,
                                                  size_t pixels) {
     const auto bytes = [](const int16_t* p) { return reinterpret_cast<const uint8_t*>(p); };
-    run_row<AdaptiveColorBody<V, kRow, kPhase, kSink>>(
-        {{lines.line, lines.beside, lines.green, bytes(lines.differences[0]),
+    run_row<AdaptiveColorBody<V, kRow, kStart, kTarget>>(
+        {{lines.line, lines.paired, lines.green, bytes(lines.differences[0]),
           bytes(lines.differences[1]), bytes(lines.differences[2])},
          {dst}},
         pixels);
 }
 
-template <class V, Phase kPhase>
+template <class V, RowStart kStart>
 struct BlockGreenBody : BodyOf<V> {
     template <class W>
-    using Rebind = BlockGreenBody<W, kPhase>;
+    using Rebind = BlockGreenBody<W, kStart>;
     using Reg = typename V::Reg;
     using L = Lanes<V>;
     static constexpr size_t kPixels = V::kBytes;
@@ -168,21 +164,21 @@ struct BlockGreenBody : BodyOf<V> {
 
     // in: the row, the paired row; out: green, differences
     static void block(const uint8_t* const* in, uint8_t* const* out) {
-        constexpr bool kColorIsFirst = kPhase == kColorFirst;
+        constexpr bool kIsChromaFirst = kStart == kChromaFirst;
         const Reg line = V::load(in[0]), paired = V::load(in[1]);
-        const Reg color = kColorIsFirst ? L::first(line) : L::second(line);
-        const Reg own_green = kColorIsFirst ? L::second(line) : L::first(line);
-        const Reg paired_green = kColorIsFirst ? L::first(paired) : L::second(paired);
+        const Reg chroma = kIsChromaFirst ? L::low(line) : L::high(line);
+        const Reg own_green = kIsChromaFirst ? L::high(line) : L::low(line);
+        const Reg paired_green = kIsChromaFirst ? L::low(paired) : L::high(paired);
         const Reg mean = V::template shr16<1>(V::add16(own_green, paired_green));
-        V::store(out[0], L::template with_byte<kColorIsFirst>(line, mean));
-        V::store(out[1], V::sub16(color, mean));
+        V::store(out[0], L::template with_byte<kIsChromaFirst>(line, mean));
+        V::store(out[1], V::sub16(chroma, mean));
     }
 };
 
-template <class V, Phase kPhase>
+template <class V, RowStart kStart>
 __attribute__((flatten)) void block_green_row(const uint8_t* line, const uint8_t* paired,
                                               uint8_t* green, int16_t* differences, size_t pixels) {
-    run_row<BlockGreenBody<V, kPhase>>(
+    run_row<BlockGreenBody<V, kStart>>(
         {{line, paired}, {green, reinterpret_cast<uint8_t*>(differences)}}, pixels);
 }
 

@@ -43,7 +43,9 @@ struct BayerFrame {
 
     // Chroma sites lie on the main diagonal of the 2x2 cell, in GB on the other.
     bool starts_with_chroma(size_t y) const { return (y % 2 == 0) == (order != BayerOrder::GB); }
-    Phase phase(size_t y) const { return starts_with_chroma(y) ? kColorFirst : kGreenFirst; }
+    RowStart row_start(size_t y) const {
+        return starts_with_chroma(y) ? kChromaFirst : kGreenFirst;
+    }
 
     // Whether the row's own colour comes first in a destination pixel (for one
     // byte per pixel: is red).
@@ -55,9 +57,9 @@ struct BayerFrame {
     // is red, else 2).
     ptrdiff_t own_byte(size_t y) const { return own_color_leads(y) ? 0 : 2; }
 
-    // The sink of row y for channels (own colour, green, other colour).
-    TripleSink sink(size_t y) const {
-        return triple_sink(static_cast<int>(dst_bytes), own_color_leads(y));
+    // The target of row y for channels (own colour, green, other colour).
+    ColorTarget target(size_t y) const {
+        return color_target(static_cast<int>(dst_bytes), own_color_leads(y));
     }
 
     uint8_t* dst(size_t y, size_t x) const { return dst_rows[y] + x * dst_bytes; }

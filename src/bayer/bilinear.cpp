@@ -58,12 +58,12 @@ class BilinearFrame {
           lines_(frame, {memory_, kLines, kColumns}, kReach, kLumaBranches),
           last_y_(frame.height - 1),
           is_gb_(frame.order == BayerOrder::GB) {
-        const EdgeGreen edge_green = is_gb_ ? kGreenFromNextRow : kGreenFromRow;
+        const EdgeGreen edge_green = is_gb_ ? kGreenFromInnerRow : kGreenFromLeft;
         for (size_t y = 0; y < 2; ++y) {
-            const Phase phase = f_.phase(y);
-            const TripleSink sink = f_.sink(y);
-            kinds_[y] = {f_.kernels->bilinear[phase][sink],
-                         f_.kernels->bilinear_edge[edge_green][phase][sink], f_.own_byte(y),
+            const RowStart row_start = f_.row_start(y);
+            const ColorTarget target = f_.target(y);
+            kinds_[y] = {f_.kernels->bilinear[row_start][target],
+                         f_.kernels->bilinear_edge[edge_green][row_start][target], f_.own_byte(y),
                          f_.starts_with_chroma(y)};
         }
     }

@@ -1,7 +1,7 @@
 // Bilinear demosaic, the plain definition of a row's interior and of the top and
 // bottom rows. a is the row's own colour, c the other one.
 //
-//   at a colour site    a  own sample
+//   at a chroma site    a  own sample
 //                       b  mean of the four samples above, below, left, right
 //                       c  mean of the four diagonal samples
 //   at a green site     a  mean of left and right
@@ -12,43 +12,44 @@
 #pragma once
 
 #include "bayer/bayer_frame.h"
-#include "color/triple_plain.h"
+#include "color/channels_plain.h"
 
 namespace imgcnv {
 
-template <Phase kPhase, TripleSink kSink>
+template <RowStart kStart, ColorTarget kTarget>
 void bilinear_row_plain(const uint8_t* above, const uint8_t* line, const uint8_t* below,
                         uint8_t* dst, size_t pixels) {
     const auto byte = [](int v) { return static_cast<uint8_t>(v); };
-    const auto at_color_site = [&](size_t i) {
+    const auto at_chroma_site = [&](size_t i) {
         const uint8_t *u = above + i, *s = line + i, *d = below + i;
-        put_triple<kSink>(dst, i,
-                          {s[0], byte((u[0] + d[0] + s[-1] + s[1]) >> 2),
-                           byte((u[-1] + u[1] + d[-1] + d[1]) >> 2)});
+        store_channels<kTarget>(dst, i,
+                                {s[0], byte((u[0] + d[0] + s[-1] + s[1]) >> 2),
+                                 byte((u[-1] + u[1] + d[-1] + d[1]) >> 2)});
     };
     const auto at_green_site = [&](size_t i) {
         const uint8_t* s = line + i;
-        put_triple<kSink>(dst, i, {byte(avg2(s[-1], s[1])), s[0], byte(avg2(above[i], below[i]))});
+        store_channels<kTarget>(dst, i,
+                                {byte(avg2(s[-1], s[1])), s[0], byte(avg2(above[i], below[i]))});
     };
-    constexpr size_t kColor = kPhase == kColorFirst ? 0 : 1;
-    for (size_t i = kColor; i < pixels; i += 2) at_color_site(i);
-    for (size_t i = 1 - kColor; i < pixels; i += 2) at_green_site(i);
+    constexpr size_t kChroma = kStart == kChromaFirst ? 0 : 1;
+    for (size_t i = kChroma; i < pixels; i += 2) at_chroma_site(i);
+    for (size_t i = 1 - kChroma; i < pixels; i += 2) at_green_site(i);
 }
 
-// Without a row on one side, c comes from the next row alone. A colour site
+// Without a row on one side, c comes from the next row alone. A chroma site
 // takes its green from its left neighbour or from the next row.
-template <EdgeGreen kEdgeGreen, Phase kPhase, TripleSink kSink>
+template <EdgeGreen kEdgeGreen, RowStart kStart, ColorTarget kTarget>
 void bilinear_edge_row_plain(const uint8_t* line, const uint8_t* next, uint8_t* dst,
                              size_t pixels) {
     const auto byte = [](int v) { return static_cast<uint8_t>(v); };
-    constexpr size_t kColor = kPhase == kColorFirst ? 0 : 1;
+    constexpr size_t kChroma = kStart == kChromaFirst ? 0 : 1;
     for (size_t i = 0; i < pixels; ++i) {
         const uint8_t *s = line + i, *n = next + i;
-        if (i % 2 == kColor) {
-            const uint8_t green = kEdgeGreen == kGreenFromRow ? s[-1] : n[0];
-            put_triple<kSink>(dst, i, {s[0], green, byte(avg2(n[-1], n[1]))});
+        if (i % 2 == kChroma) {
+            const uint8_t green = kEdgeGreen == kGreenFromLeft ? s[-1] : n[0];
+            store_channels<kTarget>(dst, i, {s[0], green, byte(avg2(n[-1], n[1]))});
         } else {
-            put_triple<kSink>(dst, i, {byte(avg2(s[-1], s[1])), s[0], n[0]});
+            store_channels<kTarget>(dst, i, {byte(avg2(s[-1], s[1])), s[0], n[0]});
         }
     }
 }

@@ -10,7 +10,7 @@ void demosaic_nearest(const BayerFrame& frame) {
     alignas(64) uint8_t memory[kLines * line_bytes(kColumns)];
     static_assert(sizeof memory <= kMostLineBytes);
     SampleLines lines(frame, {memory, kLines, kColumns}, 0, false);
-    const NearestKernel kernel = frame.kernels->nearest[frame.phase(0)][frame.sink(0)];
+    const NearestKernel kernel = frame.kernels->nearest[frame.row_start(0)][frame.target(0)];
     for_each_strip(frame.width, kColumns, [&](const Strip& strip) {
         lines.begin_strip(strip);
         for (size_t y = 0; y < frame.height; y += 2) {

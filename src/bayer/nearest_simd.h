@@ -2,7 +2,7 @@
 #pragma once
 
 #include "bayer/lanes_simd.h"
-#include "color/triple_simd.h"
+#include "color/channels_simd.h"
 #include "simd/row.h"
 
 namespace imgcnv {
@@ -10,28 +10,28 @@ namespace imgcnv {
 // The even and the odd row.
 template <class V>
 struct RowPair {
-    Triple<V> even, odd;
+    Channels<V> even, odd;
 };
-template <class V, TripleSink kSink>
+template <class V, ColorTarget kTarget>
 inline void store_all(uint8_t* const* out, const RowPair<V>& rows) {
-    store_all<V, kSink>(out, rows.even);
-    store_all<V, kSink>(out + 1, rows.odd);
+    store_all<V, kTarget>(out, rows.even);
+    store_all<V, kTarget>(out + 1, rows.odd);
 }
 
 // The odd row's own colour is the other one.
-template <class V, Phase kPhase>
+template <class V, RowStart kStart>
 struct GreyRowPair {
-    GreyLanes<V, kPhase> even;
-    GreyLanes<V, kPhase == kColorFirst ? kGreenFirst : kColorFirst> odd;
+    GreyLanes<V, kStart> even;
+    GreyLanes<V, kStart == kChromaFirst ? kGreenFirst : kChromaFirst> odd;
 };
-template <class V, TripleSink kSink, Phase kPhase>
-inline void store_all(uint8_t* const* out, const GreyRowPair<V, kPhase>& rows, LastTies<V>& last) {
-    constexpr TripleSink kOdd = kSink == kLumaRedFirst ? kLumaRedLast : kLumaRedFirst;
-    store_all<V, kSink>(out, rows.even, last);
+template <class V, ColorTarget kTarget, RowStart kStart>
+inline void store_all(uint8_t* const* out, const GreyRowPair<V, kStart>& rows, LastTies<V>& last) {
+    constexpr ColorTarget kOdd = kTarget == kLumaRedFirst ? kLumaRedLast : kLumaRedFirst;
+    store_all<V, kTarget>(out, rows.even, last);
     store_all<V, kOdd>(out + 1, rows.odd, last);
 }
 
-template <class V, Phase kPhase>
+template <class V, RowStart kStart>
 struct NearestBlocks : BodyOf<V> {
     using Reg = typename V::Reg;
     using L = Lanes<V>;
@@ -42,32 +42,32 @@ struct NearestBlocks : BodyOf<V> {
     static RowPair<V> load(const uint8_t* const* in) {
         prefetch(in);
         const Reg even = V::load(in[0]), odd = V::load(in[1]);
-        if constexpr (kPhase == kColorFirst) {
+        if constexpr (kStart == kChromaFirst) {
             // even row: a g, odd row: g c
-            const Reg mean = mean_of(L::second(even), L::first(odd));
+            const Reg mean = mean_of(L::high(even), L::low(odd));
             const Reg a = V::dup_even(even), c = V::dup_odd(odd);
             return {{a, L::template with_byte<true>(even, mean), c},
                     {a, L::template with_byte<false>(odd, mean), c}};
         } else {
             // even row: g a, odd row: c g
-            const Reg mean = mean_of(L::first(even), L::second(odd));
+            const Reg mean = mean_of(L::low(even), L::high(odd));
             const Reg a = V::dup_odd(even), c = V::dup_even(odd);
             return {{a, L::template with_byte<false>(even, mean), c},
                     {a, L::template with_byte<true>(odd, mean), c}};
         }
     }
 
-    static GreyRowPair<V, kPhase> load_for_grey(const uint8_t* const* in) {
+    static GreyRowPair<V, kStart> load_for_grey(const uint8_t* const* in) {
         prefetch(in);
         const Reg even = V::load(in[0]), odd = V::load(in[1]);
-        if constexpr (kPhase == kColorFirst) {
-            const Reg mean = mean_of(L::second(even), L::first(odd));
-            const Reg a = L::first(even), c = L::second(odd);
+        if constexpr (kStart == kChromaFirst) {
+            const Reg mean = mean_of(L::high(even), L::low(odd));
+            const Reg a = L::low(even), c = L::high(odd);
             return {{{L::template with_byte<false>(even, mean), even}, {c, c}},
                     {{odd, L::template with_byte<true>(odd, mean)}, {a, a}}};
         } else {
-            const Reg mean = mean_of(L::first(even), L::second(odd));
-            const Reg a = L::second(even), c = L::first(odd);
+            const Reg mean = mean_of(L::low(even), L::high(odd));
+            const Reg a = L::high(even), c = L::low(odd);
             return {{{even, L::template with_byte<true>(even, mean)}, {c, c}},
                     {{L::template with_byte<false>(odd, mean), odd}, {a, a}}};
         }
@@ -81,16 +81,16 @@ struct NearestBlocks : BodyOf<V> {
     }
 };
 
-template <class V, Phase kPhase, TripleSink kSink>
-struct NearestBody : TripleBody<V, NearestBlocks<V, kPhase>, kSink> {
+template <class V, RowStart kStart, ColorTarget kTarget>
+struct NearestBody : ChannelsBody<V, NearestBlocks<V, kStart>, kTarget> {
     template <class W>
-    using Rebind = NearestBody<W, kPhase, kSink>;
+    using Rebind = NearestBody<W, kStart, kTarget>;
 };
 
-template <class V, Phase kPhase, TripleSink kSink>
+template <class V, RowStart kStart, ColorTarget kTarget>
 __attribute__((flatten)) void nearest_rows(const uint8_t* even, const uint8_t* odd,
                                            uint8_t* dst_even, uint8_t* dst_odd, size_t pixels) {
-    run_row<NearestBody<V, kPhase, kSink>>({{even, odd}, {dst_even, dst_odd}}, pixels);
+    run_row<NearestBody<V, kStart, kTarget>>({{even, odd}, {dst_even, dst_odd}}, pixels);
 }
 
 }  // namespace imgcnv

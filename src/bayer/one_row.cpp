@@ -12,15 +12,15 @@ int convert_one_row(const CImgConverterC& converter, MonoLayout layout, const ui
                     uint8_t* dst) {
     if (dst == nullptr) return IMGCNV_ILLEGAL_PARAM;
     if (converter.width < 1) return IMGCNV_SUCCESS;
-    const GreySink sink = grey_sink(converter.dstFormat);
+    const GreyTarget target = grey_target(converter.dstFormat);
     const size_t pixels = static_cast<size_t>(converter.width);
     const size_t whole = layout == kPacked ? pixels & ~size_t{1} : pixels;
     const KernelTable& kernels = kernels_for_this_cpu();
-    kernels.mono[layout][sink](src, dst, whole);
+    kernels.mono[layout][target](src, dst, whole);
     if (whole != pixels) {
         // Half a packed group: its first byte is a pixel.
         const size_t dst_bytes = static_cast<size_t>(bytes_per_pixel(converter.dstFormat));
-        kernels.mono[kBytes][sink](src + whole / 2 * 3, dst + whole * dst_bytes, 1);
+        kernels.mono[kBytes][target](src + whole / 2 * 3, dst + whole * dst_bytes, 1);
     }
     return IMGCNV_SUCCESS;
 }

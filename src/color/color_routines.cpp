@@ -1,24 +1,24 @@
-// The packed colour routines: which sink, and how a frame is cut into rows.
+// The packed colour routines: which target, and how a frame is cut into rows.
 
 #include "converter/destination.h"
-#include "converter/kernels_for_frame.h"
 #include "converter/frame_rows.h"
 #include "converter/img_converter.h"
+#include "converter/kernels_for_frame.h"
 
 using namespace imgcnv;
 
 namespace {
 
-void convert_color_rows(const CImgConverterC& converter, ColorLayout layout, TripleSink sink,
+void convert_color_rows(const CImgConverterC& converter, ColorLayout layout, ColorTarget target,
                         size_t pixels, size_t row_bytes, const uint8_t* src, uint8_t* dst) {
     FrameRows frame = rows_of(converter, src, dst, pixels, row_bytes);
     frame.may_overwrite_next_row = bytes_per_pixel(converter.dstFormat) != 1;  // grey has ties
     const KernelsForFrame kernels(frame.src_bytes(), frame.dst_bytes());
-    convert_rows(frame, kernels->color[layout][sink]);
+    convert_rows(frame, kernels->color[layout][target]);
 }
 
-int convert_triples(const CImgConverterC& converter, tagIMGCNV_EPixelFormat same_order,
-                    const uint8_t* src, uint8_t* dst) {
+int convert_rgb8_or_bgr8(const CImgConverterC& converter, tagIMGCNV_EPixelFormat same_order,
+                         const uint8_t* src, uint8_t* dst) {
     if (dst == nullptr) return IMGCNV_ILLEGAL_PARAM;
     if (converter.dstFormat == same_order) {
         // The buffer as it is, row padding included.
@@ -43,10 +43,10 @@ int convert_triples(const CImgConverterC& converter, tagIMGCNV_EPixelFormat same
             return IMGCNV_SUCCESS;  // unknown destinations get nothing
     }
     const bool source_has_red_first = same_order == IMGCNV_PIXEL_RGB8_PACKED;
-    const TripleSink sink = triple_sink(bytes_per_pixel(converter.dstFormat),
-                                        source_has_red_first == destination_has_red_first);
+    const ColorTarget target = color_target(bytes_per_pixel(converter.dstFormat),
+                                            source_has_red_first == destination_has_red_first);
     const size_t pixels = static_cast<size_t>(converter.width);
-    convert_color_rows(converter, kTriples, sink, pixels, 3 * pixels, src, dst);
+    convert_color_rows(converter, kRgb8, target, pixels, 3 * pixels, src, dst);
     return IMGCNV_SUCCESS;
 }
 
@@ -58,8 +58,8 @@ int convert_yuv(const CImgConverterC& converter, ColorLayout layout, size_t grou
     // Groups are converted whole: the pixels beyond the width shift later rows.
     const size_t groups = (static_cast<size_t>(converter.width) + group_pixels - 1) / group_pixels;
     const int bytes = bytes_per_pixel(converter.dstFormat);
-    const TripleSink sink = triple_sink(bytes, bytes == 1 || converter.redOffset == 0);
-    convert_color_rows(converter, layout, sink, groups * group_pixels, groups * group_bytes, src,
+    const ColorTarget target = color_target(bytes, bytes == 1 || converter.redOffset == 0);
+    convert_color_rows(converter, layout, target, groups * group_pixels, groups * group_bytes, src,
                        dst);
     return IMGCNV_SUCCESS;
 }
@@ -67,10 +67,10 @@ int convert_yuv(const CImgConverterC& converter, ColorLayout layout, size_t grou
 }  // namespace
 
 int CImgConverterC::convertRGB8(unsigned char* src, unsigned char* dst) {
-    return convert_triples(*this, IMGCNV_PIXEL_RGB8_PACKED, src, dst);
+    return convert_rgb8_or_bgr8(*this, IMGCNV_PIXEL_RGB8_PACKED, src, dst);
 }
 int CImgConverterC::convertBGR8(unsigned char* src, unsigned char* dst) {
-    return convert_triples(*this, IMGCNV_PIXEL_BGR8_PACKED, src, dst);
+    return convert_rgb8_or_bgr8(*this, IMGCNV_PIXEL_BGR8_PACKED, src, dst);
 }
 int CImgConverterC::convertYUV444P(unsigned char* src, unsigned char* dst) {
     return convert_yuv(*this, kYuv444, 1, 3, src, dst);

@@ -5,7 +5,7 @@
 // high half of a lane as easily as in the low one. Packing the sums clamps them.
 #pragma once
 
-#include "color/triple_simd.h"
+#include "color/channels_simd.h"
 #include "simd/row.h"
 
 namespace imgcnv {
@@ -27,7 +27,7 @@ struct Yuv {
         return {V::add16(y, term(v0, 359)), V::sub16(y, V::add16(term(u0, 88), term(v0, 183))),
                 V::add16(y, term(u0, 454))};
     }
-    static Triple<V> clamped(const Half& lo, const Half& hi) {
+    static Channels<V> clamped(const Half& lo, const Half& hi) {
         return {V::pack16(lo.red, hi.red), V::pack16(lo.green, hi.green),
                 V::pack16(lo.blue, hi.blue)};
     }
@@ -37,9 +37,9 @@ template <class V, ColorLayout kLayout>
 struct ColorSource;
 
 template <class V>
-struct ColorSource<V, kTriples> {
+struct ColorSource<V, kRgb8> {
     static constexpr size_t kBitsPerPixel = 24, kGroup = 1;
-    static Triple<V> load(const uint8_t* p) {
+    static Channels<V> load(const uint8_t* p) {
         typename V::Reg a, b, c;
         V::load3(p, a, b, c);
         return {a, b, c};
@@ -49,7 +49,7 @@ struct ColorSource<V, kTriples> {
 template <class V>
 struct ColorSource<V, kYuv444> {
     static constexpr size_t kBitsPerPixel = 24, kGroup = 1;
-    static Triple<V> load(const uint8_t* p) {
+    static Channels<V> load(const uint8_t* p) {
         typename V::Reg u, y, v;
         V::load3(p, u, y, v);
         const auto zero = V::zero();
@@ -64,7 +64,7 @@ struct ColorSource422 {
     static constexpr size_t kBitsPerPixel = 16, kGroup = 2;
     using Reg = typename V::Reg;
 
-    static Triple<V> load(const uint8_t* p) {
+    static Channels<V> load(const uint8_t* p) {
         Reg lo, hi;
         V::load_yuv422(p, lo, hi);
         return Yuv<V>::clamped(half(lo), half(hi));
@@ -91,7 +91,7 @@ struct ColorSource<V, kYuv411> {
     static constexpr size_t kBitsPerPixel = 12, kGroup = 4;
     using Reg = typename V::Reg;
 
-    static Triple<V> load(const uint8_t* p) {
+    static Channels<V> load(const uint8_t* p) {
         Reg lo, hi;
         V::load_yuv411(p, lo, hi);
         return Yuv<V>::clamped(half<0>(lo), half<4>(hi));
@@ -120,31 +120,28 @@ struct ColorBlocks : BodyOf<V> {
     using Source = ColorSource<V, kLayout>;
     using BodyOf<V>::kPixels;
     static constexpr size_t kGroup = Source::kGroup;
-    static constexpr bool kComputeBound = kLayout != kTriples;
+    static constexpr bool kComputeBound = kLayout != kRgb8;
     static constexpr size_t kSrcBytes = kPixels * Source::kBitsPerPixel / 8;
 
-    static Triple<V> load(const uint8_t* const* in) { return Source::load(in[0]); }
+    static Channels<V> load(const uint8_t* const* in) { return Source::load(in[0]); }
 };
 
-template <class V, ColorLayout kLayout, TripleSink kSink>
-struct ColorBody : TripleBody<V, ColorBlocks<V, kLayout>, kSink> {
+template <class V, ColorLayout kLayout, ColorTarget kTarget>
+struct ColorBody : ChannelsBody<V, ColorBlocks<V, kLayout>, kTarget> {
     template <class W>
-    using Rebind = ColorBody<W, kLayout, kSink>;
+    using Rebind = ColorBody<W, kLayout, kTarget>;
 };
-// RGB8 to BGR24 and back needs no channels: 1.5 times as fast with 16- and
-// 32-byte vectors.
+// RGB8 to BGR24 and back needs no channels: bytes change places within registers.
 template <class V>
-struct ColorBody<V, kTriples, kCba> : TripleBody<V, ColorBlocks<V, kTriples>, kCba> {
+struct ColorBody<V, kRgb8, kCba> : ChannelsBody<V, ColorBlocks<V, kRgb8>, kCba> {
     template <class W>
-    using Rebind = ColorBody<W, kTriples, kCba>;
-    static void block(const uint8_t* const* in, uint8_t* const* out) {
-        V::swap_rb3(in[0], out[0]);
-    }
+    using Rebind = ColorBody<W, kRgb8, kCba>;
+    static void block(const uint8_t* const* in, uint8_t* const* out) { V::swap_rb3(in[0], out[0]); }
 };
 
-template <class V, ColorLayout kLayout, TripleSink kSink>
+template <class V, ColorLayout kLayout, ColorTarget kTarget>
 __attribute__((flatten)) void color_row(const uint8_t* src, uint8_t* dst, size_t pixels) {
-    run_row<ColorBody<V, kLayout, kSink>>({{src}, {dst}}, pixels);
+    run_row<ColorBody<V, kLayout, kTarget>>({{src}, {dst}}, pixels);
 }
 
 }  // namespace imgcnv

@@ -179,7 +179,7 @@ struct LumaSums {
     }
 };
 
-// r, g, b: one byte a pixel
+// r, g, b: one byte per pixel
 template <class V>
 inline typename V::Reg luma_of(typename V::Reg r, typename V::Reg g, typename V::Reg b,
                                LastTies<V>& last) {

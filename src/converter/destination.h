@@ -13,7 +13,7 @@ constexpr int bytes_per_pixel(tagIMGCNV_EPixelFormat dst) {
     return 4;
 }
 
-constexpr GreySink grey_sink(tagIMGCNV_EPixelFormat dst) {
+constexpr GreyTarget grey_target(tagIMGCNV_EPixelFormat dst) {
     switch (bytes_per_pixel(dst)) {
         case 1:
             return kGrey1;
@@ -24,9 +24,9 @@ constexpr GreySink grey_sink(tagIMGCNV_EPixelFormat dst) {
     }
 }
 
-// The sink for channels of which the first, or the last, is the one that stands
-// at byte 0 of a destination pixel (for one byte a pixel: is red).
-constexpr TripleSink triple_sink(int bytes, bool first_leads) {
+// The target for channels of which the first, or the last, is the one that stands
+// at byte 0 of a destination pixel (for one byte per pixel: is red).
+constexpr ColorTarget color_target(int bytes, bool first_leads) {
     switch (bytes) {
         case 1:
             return first_leads ? kLumaRedFirst : kLumaRedLast;

@@ -12,24 +12,24 @@ namespace imgcnv {
 namespace {
 
 struct PlainKernels {
-    template <MonoLayout kLayout, GreySink kSink>
-    static constexpr RowKernel mono = mono_row_plain<kLayout, kSink>;
-    template <ColorLayout kLayout, TripleSink kSink>
-    static constexpr RowKernel color = color_row_plain<kLayout, kSink>;
-    template <Phase kPhase, TripleSink kSink>
-    static constexpr NearestKernel nearest = nearest_rows_plain<kPhase, kSink>;
-    template <Phase kPhase, TripleSink kSink>
-    static constexpr BilinearKernel bilinear = bilinear_row_plain<kPhase, kSink>;
-    template <EdgeGreen kGreen, Phase kPhase, TripleSink kSink>
+    template <MonoLayout kLayout, GreyTarget kTarget>
+    static constexpr RowKernel mono = mono_row_plain<kLayout, kTarget>;
+    template <ColorLayout kLayout, ColorTarget kTarget>
+    static constexpr RowKernel color = color_row_plain<kLayout, kTarget>;
+    template <RowStart kStart, ColorTarget kTarget>
+    static constexpr NearestKernel nearest = nearest_rows_plain<kStart, kTarget>;
+    template <RowStart kStart, ColorTarget kTarget>
+    static constexpr BilinearKernel bilinear = bilinear_row_plain<kStart, kTarget>;
+    template <EdgeGreen kGreen, RowStart kStart, ColorTarget kTarget>
     static constexpr BilinearEdgeKernel bilinear_edge =
-        bilinear_edge_row_plain<kGreen, kPhase, kSink>;
-    template <Phase kPhase>
-    static constexpr AdaptiveGreenKernel adaptive_green = adaptive_green_row_plain<kPhase>;
-    template <Phase kPhase>
-    static constexpr BlockGreenKernel block_green = block_green_row_plain<kPhase>;
-    template <AdaptiveRow kRow, Phase kPhase, TripleSink kSink>
+        bilinear_edge_row_plain<kGreen, kStart, kTarget>;
+    template <RowStart kStart>
+    static constexpr AdaptiveGreenKernel adaptive_green = adaptive_green_row_plain<kStart>;
+    template <RowStart kStart>
+    static constexpr BlockGreenKernel block_green = block_green_row_plain<kStart>;
+    template <AdaptiveRow kRow, RowStart kStart, ColorTarget kTarget>
     static constexpr AdaptiveColorKernel adaptive_color =
-        adaptive_color_row_plain<kRow, kPhase, kSink>;
+        adaptive_color_row_plain<kRow, kStart, kTarget>;
     template <PixelSize kSize>
     static constexpr RotateKernel flip_h = flip_h_plain<bytes_of(kSize)>;
     static constexpr RotateKernel flip_v = flip_v_plain;

@@ -26,43 +26,43 @@ constexpr KernelTable table_of(const char* name, const KernelTable* streaming = 
     KernelTable t{};
     t.name = name;
     t.streaming = streaming;
-    for_each_index<kGreySinks>([&](auto sink) {
-        constexpr auto kSink = static_cast<GreySink>(sink.value);
+    for_each_index<kGreyTargets>([&](auto target) {
+        constexpr auto kTarget = static_cast<GreyTarget>(target.value);
         for_each_index<kMonoLayouts>([&](auto layout) {
             constexpr auto kLayout = static_cast<MonoLayout>(layout.value);
-            if constexpr (is_needed(kLayout, kSink)) {
-                t.mono[kLayout][kSink] = Kernels::template mono<kLayout, kSink>;
+            if constexpr (is_needed(kLayout, kTarget)) {
+                t.mono[kLayout][kTarget] = Kernels::template mono<kLayout, kTarget>;
             }
         });
     });
-    for_each_index<kTripleSinks>([&](auto sink) {
-        constexpr auto kSink = static_cast<TripleSink>(sink.value);
+    for_each_index<kColorTargets>([&](auto target) {
+        constexpr auto kTarget = static_cast<ColorTarget>(target.value);
         for_each_index<kColorLayouts>([&](auto layout) {
             constexpr auto kLayout = static_cast<ColorLayout>(layout.value);
-            if constexpr (is_needed(kLayout, kSink)) {
-                t.color[kLayout][kSink] = Kernels::template color<kLayout, kSink>;
+            if constexpr (is_needed(kLayout, kTarget)) {
+                t.color[kLayout][kTarget] = Kernels::template color<kLayout, kTarget>;
             }
         });
-        for_each_index<kPhases>([&](auto phase) {
-            constexpr auto kPhase = static_cast<Phase>(phase.value);
-            t.nearest[kPhase][kSink] = Kernels::template nearest<kPhase, kSink>;
-            t.bilinear[kPhase][kSink] = Kernels::template bilinear<kPhase, kSink>;
+        for_each_index<kRowStarts>([&](auto start) {
+            constexpr auto kStart = static_cast<RowStart>(start.value);
+            t.nearest[kStart][kTarget] = Kernels::template nearest<kStart, kTarget>;
+            t.bilinear[kStart][kTarget] = Kernels::template bilinear<kStart, kTarget>;
             for_each_index<kEdgeGreens>([&](auto green) {
                 constexpr auto kGreen = static_cast<EdgeGreen>(green.value);
-                t.bilinear_edge[kGreen][kPhase][kSink] =
-                    Kernels::template bilinear_edge<kGreen, kPhase, kSink>;
+                t.bilinear_edge[kGreen][kStart][kTarget] =
+                    Kernels::template bilinear_edge<kGreen, kStart, kTarget>;
             });
             for_each_index<kAdaptiveRows>([&](auto row) {
                 constexpr auto kRow = static_cast<AdaptiveRow>(row.value);
-                t.adaptive_color[kRow][kPhase][kSink] =
-                    Kernels::template adaptive_color<kRow, kPhase, kSink>;
+                t.adaptive_color[kRow][kStart][kTarget] =
+                    Kernels::template adaptive_color<kRow, kStart, kTarget>;
             });
         });
     });
-    for_each_index<kPhases>([&](auto phase) {
-        constexpr auto kPhase = static_cast<Phase>(phase.value);
-        t.adaptive_green[kPhase] = Kernels::template adaptive_green<kPhase>;
-        t.block_green[kPhase] = Kernels::template block_green<kPhase>;
+    for_each_index<kRowStarts>([&](auto start) {
+        constexpr auto kStart = static_cast<RowStart>(start.value);
+        t.adaptive_green[kStart] = Kernels::template adaptive_green<kStart>;
+        t.block_green[kStart] = Kernels::template block_green<kStart>;
     });
     for_each_index<kPixelSizes>([&](auto size) {
         constexpr auto kSize = static_cast<PixelSize>(size.value);

@@ -40,51 +40,51 @@ struct Forward<kFind, void (*)(Args...)> {
 // convert a handful of rows per frame are taken from there, and are not compiled for V.
 template <class V, const KernelTable* kNarrow = nullptr>
 struct VectorKernels {
-    template <EdgeGreen kGreen, Phase kPhase, TripleSink kSink>
+    template <EdgeGreen kGreen, RowStart kStart, ColorTarget kTarget>
     static BilinearEdgeKernel narrow_bilinear_edge() {
-        return kNarrow->bilinear_edge[kGreen][kPhase][kSink];
+        return kNarrow->bilinear_edge[kGreen][kStart][kTarget];
     }
-    template <Phase kPhase>
+    template <RowStart kStart>
     static BlockGreenKernel narrow_block_green() {
-        return kNarrow->block_green[kPhase];
+        return kNarrow->block_green[kStart];
     }
-    template <AdaptiveRow kRow, Phase kPhase, TripleSink kSink>
+    template <AdaptiveRow kRow, RowStart kStart, ColorTarget kTarget>
     static AdaptiveColorKernel narrow_adaptive_color() {
-        return kNarrow->adaptive_color[kRow][kPhase][kSink];
+        return kNarrow->adaptive_color[kRow][kStart][kTarget];
     }
 
-    template <MonoLayout kLayout, GreySink kSink>
-    static constexpr RowKernel mono = mono_row<V, kLayout, kSink>;
-    template <ColorLayout kLayout, TripleSink kSink>
-    static constexpr RowKernel color = color_row<V, kLayout, kSink>;
-    template <Phase kPhase, TripleSink kSink>
-    static constexpr NearestKernel nearest = nearest_rows<V, kPhase, kSink>;
-    template <Phase kPhase, TripleSink kSink>
-    static constexpr BilinearKernel bilinear = bilinear_row<V, kPhase, kSink>;
-    template <EdgeGreen kGreen, Phase kPhase, TripleSink kSink>
+    template <MonoLayout kLayout, GreyTarget kTarget>
+    static constexpr RowKernel mono = mono_row<V, kLayout, kTarget>;
+    template <ColorLayout kLayout, ColorTarget kTarget>
+    static constexpr RowKernel color = color_row<V, kLayout, kTarget>;
+    template <RowStart kStart, ColorTarget kTarget>
+    static constexpr NearestKernel nearest = nearest_rows<V, kStart, kTarget>;
+    template <RowStart kStart, ColorTarget kTarget>
+    static constexpr BilinearKernel bilinear = bilinear_row<V, kStart, kTarget>;
+    template <EdgeGreen kGreen, RowStart kStart, ColorTarget kTarget>
     static constexpr BilinearEdgeKernel bilinear_edge = [] {
         if constexpr (kNarrow == nullptr) {
-            return bilinear_edge_row<V, kGreen, kPhase, kSink>;
+            return bilinear_edge_row<V, kGreen, kStart, kTarget>;
         } else {
-            return Forward<narrow_bilinear_edge<kGreen, kPhase, kSink>>::run;
+            return Forward<narrow_bilinear_edge<kGreen, kStart, kTarget>>::run;
         }
     }();
-    template <Phase kPhase>
-    static constexpr AdaptiveGreenKernel adaptive_green = adaptive_green_row<V, kPhase>;
-    template <Phase kPhase>
+    template <RowStart kStart>
+    static constexpr AdaptiveGreenKernel adaptive_green = adaptive_green_row<V, kStart>;
+    template <RowStart kStart>
     static constexpr BlockGreenKernel block_green = [] {
         if constexpr (kNarrow == nullptr) {
-            return block_green_row<V, kPhase>;
+            return block_green_row<V, kStart>;
         } else {
-            return Forward<narrow_block_green<kPhase>>::run;
+            return Forward<narrow_block_green<kStart>>::run;
         }
     }();
-    template <AdaptiveRow kRow, Phase kPhase, TripleSink kSink>
+    template <AdaptiveRow kRow, RowStart kStart, ColorTarget kTarget>
     static constexpr AdaptiveColorKernel adaptive_color = [] {
-        if constexpr (kNarrow == nullptr || kRow == kNoneCopied) {
-            return adaptive_color_row<V, kRow, kPhase, kSink>;
+        if constexpr (kNarrow == nullptr || kRow == kNoneReplicated) {
+            return adaptive_color_row<V, kRow, kStart, kTarget>;
         } else {
-            return Forward<narrow_adaptive_color<kRow, kPhase, kSink>>::run;
+            return Forward<narrow_adaptive_color<kRow, kStart, kTarget>>::run;
         }
     }();
     template <PixelSize kSize>
@@ -102,23 +102,23 @@ template <class V, const KernelTable* kNarrow = nullptr>
 struct StreamingKernels : VectorKernels<V, kNarrow> {
     using Streamed = Streaming<V>;
 
-    template <TripleSink kSink>
-    using To = Choose<sink_bytes(kSink) == 1, V, Streamed>;
+    template <ColorTarget kTarget>
+    using To = Choose<target_bytes(kTarget) == 1, V, Streamed>;
 
-    template <MonoLayout kLayout, GreySink kSink>
-    static constexpr RowKernel mono = mono_row<Streamed, kLayout, kSink>;
-    template <ColorLayout kLayout, TripleSink kSink>
-    static constexpr RowKernel color = color_row<To<kSink>, kLayout, kSink>;
-    template <Phase kPhase, TripleSink kSink>
-    static constexpr NearestKernel nearest = nearest_rows<To<kSink>, kPhase, kSink>;
-    template <Phase kPhase, TripleSink kSink>
-    static constexpr BilinearKernel bilinear = bilinear_row<To<kSink>, kPhase, kSink>;
-    template <AdaptiveRow kRow, Phase kPhase, TripleSink kSink>
+    template <MonoLayout kLayout, GreyTarget kTarget>
+    static constexpr RowKernel mono = mono_row<Streamed, kLayout, kTarget>;
+    template <ColorLayout kLayout, ColorTarget kTarget>
+    static constexpr RowKernel color = color_row<To<kTarget>, kLayout, kTarget>;
+    template <RowStart kStart, ColorTarget kTarget>
+    static constexpr NearestKernel nearest = nearest_rows<To<kTarget>, kStart, kTarget>;
+    template <RowStart kStart, ColorTarget kTarget>
+    static constexpr BilinearKernel bilinear = bilinear_row<To<kTarget>, kStart, kTarget>;
+    template <AdaptiveRow kRow, RowStart kStart, ColorTarget kTarget>
     static constexpr AdaptiveColorKernel adaptive_color = [] {
-        if constexpr (kRow == kNoneCopied) {
-            return adaptive_color_row<To<kSink>, kRow, kPhase, kSink>;
+        if constexpr (kRow == kNoneReplicated) {
+            return adaptive_color_row<To<kTarget>, kRow, kStart, kTarget>;
         } else {
-            return VectorKernels<V, kNarrow>::template adaptive_color<kRow, kPhase, kSink>;
+            return VectorKernels<V, kNarrow>::template adaptive_color<kRow, kStart, kTarget>;
         }
     }();
     template <PixelSize kSize>

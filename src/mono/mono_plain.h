@@ -38,23 +38,24 @@ inline uint8_t mono_sample(const uint8_t* src, size_t i) {
     }
 }
 
-template <GreySink kSink>
-inline void put_grey(uint8_t* dst, size_t i, uint8_t grey) {
-    if constexpr (kSink == kGrey1) {
+template <GreyTarget kTarget>
+inline void store_grey(uint8_t* dst, size_t i, uint8_t grey) {
+    if constexpr (kTarget == kGrey1) {
         dst[i] = grey;
     } else {
-        uint8_t* pixel = dst + i * (kSink == kGrey4 ? 4 : 3);
+        uint8_t* pixel = dst + i * (kTarget == kGrey4 ? 4 : 3);
         pixel[0] = pixel[1] = pixel[2] = grey;
-        if constexpr (kSink == kGrey4) pixel[3] = 0;
+        if constexpr (kTarget == kGrey4) pixel[3] = 0;
     }
 }
 
-template <MonoLayout kLayout, GreySink kSink>
+template <MonoLayout kLayout, GreyTarget kTarget>
 void mono_row_plain(const uint8_t* src, uint8_t* dst, size_t pixels) {
-    if constexpr (kLayout == kBytes && kSink == kGrey1) {
+    if constexpr (kLayout == kBytes && kTarget == kGrey1) {
         std::memcpy(dst, src, pixels);  // flips and copies of whole pictures go this way, too
     } else {
-        for (size_t i = 0; i < pixels; ++i) put_grey<kSink>(dst, i, mono_sample<kLayout>(src, i));
+        for (size_t i = 0; i < pixels; ++i)
+            store_grey<kTarget>(dst, i, mono_sample<kLayout>(src, i));
     }
 }
 

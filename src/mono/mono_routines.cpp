@@ -29,23 +29,23 @@ int convert_raster(const CImgConverterC& converter, MonoLayout layout, const uin
     FrameRows frame = rows_of(converter, src, dst, pixels, row_bytes);
     frame.may_overwrite_next_row = layout == kPacked;
     const KernelsForFrame kernels(frame.src_bytes(), frame.dst_bytes());
-    convert_rows(frame, kernels->mono[layout][grey_sink(converter.dstFormat)]);
+    convert_rows(frame, kernels->mono[layout][grey_target(converter.dstFormat)]);
     return IMGCNV_SUCCESS;
 }
 
 // Formats that are one stream of bits, without rows.
-void convert_stream(MonoLayout layout, GreySink sink, size_t pixels, const uint8_t* src,
+void convert_stream(MonoLayout layout, GreyTarget target, size_t pixels, const uint8_t* src,
                     uint8_t* dst) {
     const size_t src_bytes = layout == kBits1 ? pixels / 8 : (pixels + 1) / 2;
-    const size_t dst_bytes = pixels * (sink == kGrey1 ? 1 : sink == kGrey3 ? 3 : 4);
+    const size_t dst_bytes = pixels * (target == kGrey1 ? 1 : target == kGrey3 ? 3 : 4);
     const KernelsForFrame kernels(src_bytes, dst_bytes);
-    kernels->mono[layout][sink](src, dst, pixels);
+    kernels->mono[layout][target](src, dst, pixels);
 }
 
 }  // namespace
 
 // One bit stream without row alignment. A last partial byte is left unconverted,
-// and the picture is always one byte a pixel.
+// and the picture is always one byte per pixel.
 int CImgConverterC::convertMono1P(unsigned char* src, unsigned char* dst) {
     if (dst == nullptr) return IMGCNV_ILLEGAL_PARAM;
     const int bytes = wrapping_mul(height, width) >> 3;
@@ -57,7 +57,7 @@ int CImgConverterC::convertMono1P(unsigned char* src, unsigned char* dst) {
 int CImgConverterC::convertMono4P(unsigned char* src, unsigned char* dst) {
     if (dst == nullptr) return IMGCNV_ILLEGAL_PARAM;
     const size_t pixels = static_cast<uint32_t>(wrapping_mul(width, height));
-    convert_stream(kNibbles, grey_sink(dstFormat), pixels, src, dst);
+    convert_stream(kNibbles, grey_target(dstFormat), pixels, src, dst);
     return IMGCNV_SUCCESS;
 }
 

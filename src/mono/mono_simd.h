@@ -30,21 +30,21 @@ inline typename V::Reg load_mono(const uint8_t* p) {
     }
 }
 
-template <class V, GreySink kSink>
+template <class V, GreyTarget kTarget>
 inline void store_grey(uint8_t* p, typename V::Reg grey) {
-    if constexpr (kSink == kGrey1) {
+    if constexpr (kTarget == kGrey1) {
         V::store(p, grey);
-    } else if constexpr (kSink == kGrey3) {
+    } else if constexpr (kTarget == kGrey3) {
         V::store3_grey(p, grey);
     } else {
         V::store4(p, grey, grey, grey);
     }
 }
 
-template <class V, MonoLayout kLayout, GreySink kSink>
+template <class V, MonoLayout kLayout, GreyTarget kTarget>
 struct MonoBody : BodyOf<V> {
     template <class W>
-    using Rebind = MonoBody<W, kLayout, kSink>;
+    using Rebind = MonoBody<W, kLayout, kTarget>;
     static constexpr size_t kBitsPerPixel = kLayout == kBits1     ? 1
                                             : kLayout == kNibbles ? 4
                                             : kLayout == kBytes   ? 8
@@ -55,19 +55,21 @@ struct MonoBody : BodyOf<V> {
                                      : kLayout == kNibbles || kLayout == kPacked ? 2
                                                                                  : 1;
     static constexpr size_t kSrcBytes = kPixels * kBitsPerPixel / 8;
-    static constexpr size_t kDstBytes = kPixels * (kSink == kGrey1 ? 1 : kSink == kGrey3 ? 3 : 4);
+    static constexpr size_t kDstBytes = kPixels * (kTarget == kGrey1   ? 1
+                                                   : kTarget == kGrey3 ? 3
+                                                                       : 4);
 
     // With one byte per pixel a block is so short that the loop itself counts.
-    static constexpr size_t kUnroll = kSink == kGrey1 ? 4 : 1;
+    static constexpr size_t kUnroll = kTarget == kGrey1 ? 4 : 1;
 
     static void block(const uint8_t* const* in, uint8_t* const* out) {
-        store_grey<V, kSink>(out[0], load_mono<V, kLayout>(in[0]));
+        store_grey<V, kTarget>(out[0], load_mono<V, kLayout>(in[0]));
     }
 };
 
-template <class V, MonoLayout kLayout, GreySink kSink>
+template <class V, MonoLayout kLayout, GreyTarget kTarget>
 __attribute__((flatten)) void mono_row(const uint8_t* src, uint8_t* dst, size_t pixels) {
-    if constexpr (kLayout == kBytes && kSink == kGrey1 && !StreamingVector<V>) {
+    if constexpr (kLayout == kBytes && kTarget == kGrey1 && !StreamingVector<V>) {
         // memcpy knows the CPU, but takes longer to begin.
         constexpr size_t kLong = 4096;
         if (pixels > kLong) {
@@ -75,11 +77,11 @@ __attribute__((flatten)) void mono_row(const uint8_t* src, uint8_t* dst, size_t 
             return;
         }
         if (pixels >= 2 * V::kBytes) {
-            using Copies = MonoBody<typename V::CopyVector, kLayout, kSink>;
+            using Copies = MonoBody<typename V::CopyVector, kLayout, kTarget>;
             return run_row<Copies>({{src}, {dst}}, pixels);
         }
     }
-    run_row<MonoBody<V, kLayout, kSink>>({{src}, {dst}}, pixels);
+    run_row<MonoBody<V, kLayout, kTarget>>({{src}, {dst}}, pixels);
 }
 
 }  // namespace imgcnv

@@ -34,7 +34,7 @@ struct BodyOf {
     static constexpr size_t kHalo = 0;                  // bytes read on either side of a block
     static constexpr size_t kFirstHaloInput = 0;        // the inputs before it have no halo
     static constexpr size_t kGroup = 1;                 // blocks begin at multiples of it
-    static constexpr size_t kUnroll = 1;                // blocks in a turn of the loop
+    static constexpr size_t kUnroll = 1;                // blocks per iteration of the loop
     static constexpr bool kComputeBound = false;        // computing costs more than copying
 };
 

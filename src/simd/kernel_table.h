@@ -13,9 +13,9 @@ namespace imgcnv {
 
 // How monochrome samples lie in memory, and how they become 8 bits.
 enum MonoLayout : int {
-    kBits1,    // 8 pixels a byte, first in bit 0: 0x00 or 0xFF
-    kNibbles,  // 2 pixels a byte, first in bits 0..3: value x 16
-    kBytes,    // 1 byte a pixel
+    kBits1,    // 8 pixels per byte, first in bit 0: 0x00 or 0xFF
+    kNibbles,  // 2 pixels per byte, first in bits 0..3: value x 16
+    kBytes,    // 1 byte per pixel
     kWords10,  // 16-bit little-endian words: bits 2..9
     kWords12,  // bits 4..11
     kWords16,  // bits 8..15
@@ -23,11 +23,11 @@ enum MonoLayout : int {
     kMonoLayouts
 };
 
-// Bytes a pixel that a grey value is spread over: g; g g g; g g g 0.
-enum GreySink : int { kGrey1, kGrey3, kGrey4, kGreySinks };
+// The bytes of a destination pixel that a grey value g becomes: g; g g g; g g g 0.
+enum GreyTarget : int { kGrey1, kGrey3, kGrey4, kGreyTargets };
 
 enum ColorLayout : int {
-    kTriples,     // three bytes a pixel, R G B or B G R
+    kRgb8,        // three bytes per pixel, R G B or B G R
     kYuv444,      // U Y V
     kYuv422Uyvy,  // U Y0 V Y1
     kYuv422Yuyv,  // Y0 U Y1 V
@@ -35,31 +35,32 @@ enum ColorLayout : int {
     kColorLayouts
 };
 
-// What becomes of three channels (a, b, c). b is always green; a is the red one
-// or the blue one, which is all that tells RGB from BGR, and a red row of a
-// mosaic from a blue one.
-enum TripleSink : int {
+// The bytes of a destination pixel that three channels (a, b, c) become. b is green. Whether a is
+// red or blue is all that tells RGB from BGR, and the rows of a mosaic that have red samples from
+// those that have blue ones.
+enum ColorTarget : int {
     kLumaRedFirst,  // grey, a = red
     kLumaRedLast,   // grey, c = red
-    kAbc,           // a b c
-    kCba,           // c b a
+    kAbc,           // a b c: RGB24 where a is red
+    kCba,           // c b a: BGR24 where a is red
     kAbc0,          // a b c 0
     kCba0,          // c b a 0
-    kTripleSinks
+    kColorTargets
 };
 
-// Which site the first pixel of a mosaic row (or of a part of it) is.
-enum Phase : int { kColorFirst, kGreenFirst, kPhases };
+// What a mosaic row (or a part of it) begins with: a chroma site, where red or blue was sampled, or
+// a green one.
+enum RowStart : int { kChromaFirst, kGreenFirst, kRowStarts };
 
-// Where a colour site on the top or bottom row takes its green from.
-enum EdgeGreen : int { kGreenFromRow, kGreenFromNextRow, kEdgeGreens };
+// Where a chroma site on the top or bottom row takes its green from.
+enum EdgeGreen : int { kGreenFromLeft, kGreenFromInnerRow, kEdgeGreens };
 
 // Converts `pixels` pixels that lie one after the other: of kPacked and YUV a whole number of
 // groups, of kBits1 and kNibbles also a part of the last byte.
 using RowKernel = void (*)(const uint8_t* src, uint8_t* dst, size_t pixels);
 
 // Two mosaic rows of `pixels` (even) samples into two output rows. a is the
-// colour of the even row, c that of the odd row; the phase is the even row's.
+// colour of the even row, c that of the odd row; the even row tells how they start.
 using NearestKernel = void (*)(const uint8_t* even, const uint8_t* odd, uint8_t* dst_even,
                                uint8_t* dst_odd, size_t pixels);
 
@@ -77,27 +78,31 @@ using BilinearEdgeKernel = void (*)(const uint8_t* line, const uint8_t* next, ui
 // of a pair of columns.
 struct AdaptiveLines {
     const uint8_t* line;            // the row's samples
-    const uint8_t* beside;          // samples of the row that the other colour is copied from
+    const uint8_t* paired;          // samples of the other row of its 2x2 cells
     const uint8_t* green;           // the row's green
     const int16_t* differences[3];  // of rows y-1, y, y+1: see below
 };
 
 // Adaptive green of one row from a column of lines[0..4] on, which are rows y-2..y+2; two
-// samples on either side are read. With it, for every pair of pixels, goes the difference
-// colour - green at the pair's colour site, which is all that the rows above and
-// below need to know of this one.
+// samples on either side are read. Also, for every pair of pixels, the colour difference at the
+// pair's chroma site: its sample minus its green. Neighbouring rows need nothing else of this row.
 using AdaptiveGreenKernel = void (*)(const uint8_t* const lines[5], ptrdiff_t column,
                                      uint8_t* green, int16_t* differences, size_t pixels);
 
 // Green of a row whose 2x2 blocks stand for themselves, as along the edges: the mean of the
-// block's two greens at its colour sites. `paired` is the block's other row; `pixels` is even.
+// block's two greens at its chroma sites. `paired` is the block's other row; `pixels` is even.
 using BlockGreenKernel = void (*)(const uint8_t* line, const uint8_t* paired, uint8_t* green,
                                   int16_t* differences, size_t pixels);
 
-// Which of a row's colours come from differences, and which are copied within
-// pairs of pixels, the row's own colour from the row, the other one from a row
-// beside it.
-enum AdaptiveRow : int { kNoneCopied, kOwnCopied, kOtherCopied, kBothCopied, kAdaptiveRows };
+// Which of a row's colours are interpolated from colour differences, and which are replicated
+// within the pairs of pixels: the row's own colour from the row, the other one from the paired row.
+enum AdaptiveRow : int {
+    kNoneReplicated,
+    kOwnReplicated,
+    kOtherReplicated,
+    kBothReplicated,
+    kAdaptiveRows
+};
 
 // Adaptive colour of one row; one pair on either side is read.
 using AdaptiveColorKernel = void (*)(const AdaptiveLines& lines, uint8_t* dst, size_t pixels);
@@ -115,11 +120,11 @@ using RotateKernel = void (*)(const uint8_t* src, uint8_t* dst, ImageSize source
 
 // Which kernels there are; the others' places in the table are null, for no conversion needs them:
 // Mono1p becomes Mono8 only, RGB8 in its own order is a copy, and of YUV red always comes first.
-constexpr bool is_needed(MonoLayout layout, GreySink sink) {
-    return layout != kBits1 || sink == kGrey1;
+constexpr bool is_needed(MonoLayout layout, GreyTarget target) {
+    return layout != kBits1 || target == kGrey1;
 }
-constexpr bool is_needed(ColorLayout layout, TripleSink sink) {
-    return sink != (layout == kTriples ? kAbc : kLumaRedLast);
+constexpr bool is_needed(ColorLayout layout, ColorTarget target) {
+    return target != (layout == kRgb8 ? kAbc : kLumaRedLast);
 }
 
 struct KernelTable {
@@ -127,14 +132,14 @@ struct KernelTable {
     // The same for frames that the caches do not hold: kernels that gain by it use streaming
     // stores, which want a fence once the frame is done. Null: there is none.
     const KernelTable* streaming;
-    RowKernel mono[kMonoLayouts][kGreySinks];
-    RowKernel color[kColorLayouts][kTripleSinks];
-    NearestKernel nearest[kPhases][kTripleSinks];
-    BilinearKernel bilinear[kPhases][kTripleSinks];
-    BilinearEdgeKernel bilinear_edge[kEdgeGreens][kPhases][kTripleSinks];
-    AdaptiveGreenKernel adaptive_green[kPhases];
-    BlockGreenKernel block_green[kPhases];
-    AdaptiveColorKernel adaptive_color[kAdaptiveRows][kPhases][kTripleSinks];
+    RowKernel mono[kMonoLayouts][kGreyTargets];
+    RowKernel color[kColorLayouts][kColorTargets];
+    NearestKernel nearest[kRowStarts][kColorTargets];
+    BilinearKernel bilinear[kRowStarts][kColorTargets];
+    BilinearEdgeKernel bilinear_edge[kEdgeGreens][kRowStarts][kColorTargets];
+    AdaptiveGreenKernel adaptive_green[kRowStarts];
+    BlockGreenKernel block_green[kRowStarts];
+    AdaptiveColorKernel adaptive_color[kAdaptiveRows][kRowStarts][kColorTargets];
     RotateKernel flip_h[kPixelSizes];  // the pixels of every row in reverse order
     RotateKernel flip_v;               // the rows in reverse order, of pixels of 1 byte
     RotateKernel rotate90[kPixelSizes];

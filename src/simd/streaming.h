@@ -1,4 +1,4 @@
-// Rows written by non-temporal stores, which go past the caches: for frames that the caches do
+// Rows written by non-temporal stores, which bypass the caches: for frames that the caches do
 // not hold. They spare the reading of the lines that they overwrite.
 //
 // A cache line has to be stored whole and at once. Blocks are therefore converted into a buffer

@@ -1,5 +1,5 @@
 // What becomes of three channels of pixel i: the plain definition of every
-// TripleSink.
+// ColorTarget.
 #pragma once
 
 #include <cstddef>
@@ -9,19 +9,19 @@
 
 namespace imgcnv {
 
-struct Triple {
+struct Channels {
     uint8_t a, b, c;
 };
 
-template <TripleSink kSink>
-inline void put_triple(uint8_t* dst, size_t i, Triple t) {
-    if constexpr (kSink == kLumaRedFirst) {
+template <ColorTarget kTarget>
+inline void store_channels(uint8_t* dst, size_t i, Channels t) {
+    if constexpr (kTarget == kLumaRedFirst) {
         dst[i] = luma(t.a, t.b, t.c);
-    } else if constexpr (kSink == kLumaRedLast) {
+    } else if constexpr (kTarget == kLumaRedLast) {
         dst[i] = luma(t.c, t.b, t.a);
     } else {
-        constexpr bool kReversed = kSink == kCba || kSink == kCba0;
-        constexpr bool kAlpha = kSink == kAbc0 || kSink == kCba0;
+        constexpr bool kReversed = kTarget == kCba || kTarget == kCba0;
+        constexpr bool kAlpha = kTarget == kAbc0 || kTarget == kCba0;
         uint8_t* pixel = dst + i * (kAlpha ? 4 : 3);
         pixel[0] = kReversed ? t.c : t.a;
         pixel[1] = t.b;
