@@ -157,12 +157,16 @@ void explain_unknown(std::string_view name, std::string_view plain, Text& text) 
     write_quoted(name, text);
     const auto bare = without_prefix(plain);
     const auto meaning = meaning_of(bare);
-    if (meaning.kind != NameMeaning::Kind::Unknown)
-        write_nearest(text, 999, [&](const Format& format) { return distance(meaning, format); });
-    else
-        write_nearest(text, static_cast<int>(bare.size() / 3), [&](const Format& format) {
-            return letters_apart(bare, PlainName(format.name).view());
-        });
+    const auto letters = [&](const Format& format) {
+        return letters_apart(bare, PlainName(format.name).view());
+    };
+    if (meaning.kind == NameMeaning::Kind::Unknown)
+        return write_nearest(text, static_cast<int>(bare.size() / 3), letters);
+    // Of "Mono12Paked" the letters tell what its parts do not.
+    constexpr int kLetter = 5;
+    write_nearest(text, 999, [&](const Format& format) {
+        return distance(meaning, format) + (meaning.is_whole ? 0 : kLetter * letters(format));
+    });
 }
 
 void explain_foreign(const imgcnv_foreign_format& foreign, Text& text) {

@@ -225,6 +225,8 @@ TEST(Formats, UnknownNamesGetTheNearestByMeaning) {
         {"YUV423", "YUV422Packed", "Bayer"},
         {"Momo8", "nearest: Mono8", "Bayer"},
         {"Mono2", "nearest: Mono2p", "Mono8"},
+        {"Mono12Paked", "nearest: Mono12Packed", "Mono12,"},
+        {"BayerGB10Pakced", "nearest: BayerGB10Packed", "MIPI"},
         {"RGB9", "RGB8Packed", "Bayer"},
         {"BayerRGB8", "BayerRG8", "RGB8Packed"},
         {"Mono8BE", "Mono8", "Bayer"},
