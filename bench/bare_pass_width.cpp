@@ -1,4 +1,4 @@
-// Compiled once a vector width with that width's instruction set; only C headers
+// Compiled once per vector width with that width's instruction set; only C headers
 // and code of its own, so that nothing of it serves the rest of the program.
 #include "bare_pass_width.h"
 

@@ -19,11 +19,11 @@ constexpr Destination kDestinations[] = {
 
 constexpr const char* kMethodNames[] = {"nearest", "bilinear", "adaptive"};
 
-struct Turn {
+struct Orientation {
     const char* name;
-    TurnFunction function;
+    OrientFunction function;
 };
-constexpr Turn kTurns[] = {
+constexpr Orientation kOrientations[] = {
     {"flip-horizontal", IMGCNV_FlipToHorizontal}, {"flip-vertical", IMGCNV_FlipToVertical},
     {"rotate-90", IMGCNV_RotationToAngle90},      {"rotate-180", IMGCNV_RotationToAngle180},
     {"rotate-270", IMGCNV_RotationToAngle270},
@@ -91,11 +91,11 @@ std::vector<Conversion> make_conversions() {
             }
         }
         if (source.code == IMGCNV_PIXEL_MONO8 || source.code == IMGCNV_PIXEL_RGB8_PACKED) {
-            for (const Turn& turn : kTurns) {
-                all.push_back({.name = std::string(source.name) + "-" + turn.name,
+            for (const Orientation& orientation : kOrientations) {
+                all.push_back({.name = std::string(source.name) + "-" + orientation.name,
                                .source = &source,
                                .destination = source.code,
-                               .turn = turn.function});
+                               .orient = orientation.function});
             }
         }
     }

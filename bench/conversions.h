@@ -1,4 +1,4 @@
-// What is measured: every conversion and turn, with what it ought to cost.
+// What is measured: every conversion, flip and rotation, with what it ought to cost.
 #pragma once
 
 #include <string>
@@ -13,14 +13,15 @@ using testing::PixelFormat;
 using testing::Record;
 using testing::SourceFormat;
 
-using TurnFunction = int (*)(unsigned char*, Record*, unsigned char*, int*);
+using OrientFunction = int (*)(unsigned char*, Record*, unsigned char*, int*);
 
 struct Conversion {
     std::string name;
     const SourceFormat* source;
     PixelFormat destination;
     Demosaic method = IMGCNV_DEMOSAIC_BILINEAR;
-    TurnFunction turn = nullptr;  // when set, a turn of a picture in the source format
+    // When set, a flip or a rotation of a picture in the source format.
+    OrientFunction orient = nullptr;
 
     // Targets of the best level; 0 = none. As a multiple of the bare pass at
     // 640x480 and 1920x1200, and of the fastest peer at those and at 5120x3840.

@@ -236,8 +236,8 @@ Job::Job(const Conversion& conversion, Size size, const Content& content, int pa
       source_bytes_(
           static_cast<size_t>(frame_.record.dataSize) -
           (is_stream(*conversion.source) ? 0 : static_cast<size_t>(padding) * size.height)),
-      turn_(conversion.turn) {
-    if (turn_ != nullptr) return;
+      orient_(conversion.orient) {
+    if (orient_ != nullptr) return;
     int reported = 0;
     if (IMGCNV_open(&frame_.record, conversion.destination, &handle_, &reported,
                     conversion.method) != IMGCNV_SUCCESS) {

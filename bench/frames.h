@@ -69,12 +69,12 @@ class Job {
     Job(const Job&) = delete;
     Job& operator=(const Job&) = delete;
 
-    // Through the open handle, or the function of the turn.
+    // Through the open handle, or the function of the flip or rotation.
     void run() {
-        if (turn_ != nullptr) {
-            Record record = frame_.record;  // quarter turns change it
+        if (orient_ != nullptr) {
+            Record record = frame_.record;  // rotations by 90 degrees change it
             int size = 0;
-            status_ |= turn_(frame_.bytes.data(), &record, destination_.data(), &size);
+            status_ |= orient_(frame_.bytes.data(), &record, destination_.data(), &size);
         } else {
             status_ |= IMGCNV_convert(handle_, frame_.bytes.data(), destination_.data());
         }
@@ -90,7 +90,7 @@ class Job {
     Frame frame_;
     Buffer destination_;
     size_t source_bytes_;
-    TurnFunction turn_;
+    OrientFunction orient_;
     IMGCNV_HANDLE handle_ = nullptr;
     int status_ = IMGCNV_SUCCESS;
 };

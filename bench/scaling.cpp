@@ -28,7 +28,7 @@ constexpr const char* kExamples[] = {
 constexpr Size kSteps[] = {{32, 24},    {64, 48},     {128, 96},    {256, 192},  {512, 384},
                            {1024, 768}, {2048, 1536}, {4096, 3072}, {8192, 6144}};
 
-// Level and bare pass, ns a pixel each.
+// Level and bare pass, ns per pixel each.
 void print_over_size(const Conversion& c, const Options& options) {
     const Content noise = Content::named("noise");
     std::printf("%-32s", c.name.c_str());
@@ -108,7 +108,7 @@ void print_scaling(const Options& options) {
     std::printf("%s\n", describe_machine().c_str());
     for (const std::string& level : options.levels) {
         testing::force_level(level);
-        std::printf("\nLevel %s, ns a pixel / the lower bare pass\n%-32s", level.c_str(), "");
+        std::printf("\nLevel %s, ns per pixel / the lower bare pass\n%-32s", level.c_str(), "");
         for (const Size size : kSteps) std::printf(" %11s", to_string(size).c_str());
         std::printf("\n");
         for (const char* name : kExamples) {

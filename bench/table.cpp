@@ -16,7 +16,7 @@ constexpr double kSse4Gain = 4;
 struct Row {
     const Conversion& conversion;
     Size size;
-    double limit, non_temporal;  // ns a pixel
+    double limit, non_temporal;  // ns per pixel
     std::vector<double> levels;  // the same, in the order of the options
     double of(const Options& o, std::string_view name) const {
         for (size_t i = 0; i < o.levels.size(); ++i) {
@@ -76,7 +76,7 @@ std::string verdict(const Row& row, const Options& options) {
 void print_table(const Options& options) {
     const Content content = Content::named(options.content);
     std::printf(
-        "%s\n%s; ns a pixel, %s; ratio = last level / limit (5120x3840: / the lower limit)\n",
+        "%s\n%s; ns per pixel, %s; ratio = last level / limit (5120x3840: / the lower limit)\n",
         describe_machine().c_str(), content.description().c_str(),
         options.minimum ? "minima" : "medians");
     std::printf("%-32s %-10s %7s %7s", "conversion", "size", "limit", "NT");

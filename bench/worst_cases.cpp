@@ -1,4 +1,5 @@
 // Frames that are harder than they look, each timed against an easy one.
+#include <algorithm>
 #include <cstdio>
 #include <memory>
 
@@ -8,7 +9,7 @@
 namespace imgcnv::bench {
 namespace {
 
-// A hard frame may take this much longer than the easy one, a pixel.
+// A hard frame may take this much longer per pixel than the easy one.
 constexpr double kAllowance = 1.5;
 // What a call with an open handle may take beyond its pixels, ns.
 constexpr double kCallAllowance = 1000;
@@ -65,14 +66,14 @@ bool wanted(const Conversion& c, const Options& options) {
 }
 
 bool print_shapes(const Options& options) {
-    std::printf("Shapes: ns a pixel of easy frames, else the ratio to the easy one\n%-32s", "");
+    std::printf("Shapes: ns per pixel of easy frames, else the ratio to the easy one\n%-32s", "");
     for (const Variant& shape : kShapes) std::printf(" %9s", shape.name);
     std::printf("\n");
     const Content noise = Content::named("noise");
     bool ok = true;
     for (const Conversion& c : all_conversions()) {
-        // Turns take no padding, and bit streams have none.
-        if (!wanted(c, options) || c.turn != nullptr || is_stream(*c.source)) continue;
+        // Flips and rotations take no padding, and bit streams have none.
+        if (!wanted(c, options) || c.orient != nullptr || is_stream(*c.source)) continue;
         std::vector<std::unique_ptr<Job>> jobs;
         std::vector<double> counts;
         for (const Variant& shape : kShapes) {
@@ -83,7 +84,7 @@ bool print_shapes(const Options& options) {
             c, jobs, counts, [](size_t i) { return kShapes[i].easy; }, options);
     }
     for (const Conversion& c : all_conversions()) {
-        if (!wanted(c, options) || c.turn == nullptr) continue;
+        if (!wanted(c, options) || c.orient == nullptr) continue;
         std::vector<std::unique_ptr<Job>> jobs;
         std::vector<double> counts;
         std::printf("odd sides, 640x480 then 639x479: ");
@@ -122,26 +123,37 @@ Content flat(Rgb color) {
     return Content::of("one colour", {1, 1}, std::shared_ptr<Rgb[]>(new Rgb[1]{color}));
 }
 
-Content scattered(const std::vector<Rgb>& colors) {
-    std::shared_ptr<Rgb[]> pixels(new Rgb[256 * 256]);
+// Squares of `side` pixels, each of a random one of the colours.
+Content scattered(const std::vector<Rgb>& colors, int side = 1) {
+    constexpr int kSize = 256;
+    std::shared_ptr<Rgb[]> pixels(new Rgb[kSize * kSize]);
     uint32_t state = 1;
-    for (int i = 0; i < 256 * 256; ++i) {
-        state = state * 1664525 + 1013904223;
-        pixels[i] = colors[(state >> 8) % colors.size()];
+    for (int y = 0; y < kSize; y += side) {
+        for (int x = 0; x < kSize; x += side) {
+            state = state * 1664525 + 1013904223;
+            const Rgb color = colors[(state >> 8) % colors.size()];
+            for (int dy = 0; dy < side; ++dy) {
+                std::fill_n(pixels.get() + (y + dy) * kSize + x, side, color);
+            }
+        }
     }
-    return Content::of("random ties", {256, 256}, pixels);
+    return Content::of("random ties", {kSize, kSize}, pixels);
 }
 
 bool print_luma_ties(const Options& options) {
     const std::vector<Rgb> greys = ties(true), colors = ties(false);
     const Rgb middle = colors[colors.size() / 2];
-    std::printf("Luma: ns a pixel of noise, else the ratio to it; the tie colour is (%d, %d, %d)\n",
-                middle.red, middle.green, middle.blue);
-    std::printf("%-32s %9s %9s %9s %9s %9s %9s\n", "", "noise", "one grey", "greys", "one tie",
-                "ties", "photo");
+    std::printf(
+        "Luma: ns per pixel of noise, else the ratio to it; the tie colour is (%d, %d, %d)\n",
+        middle.red, middle.green, middle.blue);
+    // "tie cells": every 2x2 cell of a mosaic is one tie, and so is each of its pixels by the
+    // nearest method.
+    std::printf("%-32s %9s %9s %9s %9s %9s %9s %9s\n", "", "noise", "one grey", "greys", "one tie",
+                "ties", "tie cells", "photo");
     const Content contents[] = {Content::named("noise"), flat(greys[greys.size() / 2]),
                                 scattered(greys),        flat(middle),
-                                scattered(colors),       Content::named("photo")};
+                                scattered(colors),       scattered(colors, 2),
+                                Content::named("photo")};
     bool ok = true;
     for (const char* name :
          {"RGB8-Mono8", "BGR8-Mono8", "YUV444-Mono8", "YUV422-Mono8", "YUV411-Mono8",
@@ -184,7 +196,7 @@ bool print_calls(const Options& options) {
         int size = 1, status = 0;
         std::vector<Contestant> contestants = {
             {"", [&] { small.run(); }}, {"", [&] { usual.run(); }}, {"", [&] { tiny.run(); }}};
-        if (c.turn == nullptr) {
+        if (c.orient == nullptr) {
             contestants.push_back({"", [&] { status |= one_shot(c, small, &size); }});
         }
         const std::vector<Timing> timings = race(contestants, options.effort);
@@ -192,7 +204,7 @@ bool print_calls(const Options& options) {
         const double beyond = ns(0) - ns(1) * 64 * 64 / pixels(kUsual);
         std::printf("%-32s %9.0f %8.0f%c", c.name.c_str(), ns(0), beyond,
                     beyond < kCallAllowance ? ' ' : '!');
-        if (c.turn == nullptr) {
+        if (c.orient == nullptr) {
             std::printf(" %9.0f", ns(3) - ns(0));
         } else {
             std::printf(" %9s", "-");

@@ -56,7 +56,7 @@ extern "C" {
 
 /*
  * Codes of the GigE Vision / GenICam pixel format convention: colour class in
- * bits 31..24, bits a pixel in 23..16, number of the format in 15..0. The
+ * bits 31..24, bits per pixel in 23..16, number of the format in 15..0. The
  * library compares whole codes and never takes them apart.
  *
  * Every format may be a source but RGBA8_PACKED and BGRA8_PACKED; the
@@ -70,8 +70,8 @@ extern "C" {
 typedef enum tagIMGCNV_EPixelFormat IMGCNV_ENUM_TYPE {
     IMGCNV_PIXEL_UNDEFINED = -1, /* never a valid argument */
 
-    IMGCNV_PIXEL_MONO1P = 0x01010037,        /* 8 pixels a byte, first pixel in bit 0 */
-    IMGCNV_PIXEL_MONO4P = 0x01040039,        /* 2 pixels a byte, first pixel in bits 0..3 */
+    IMGCNV_PIXEL_MONO1P = 0x01010037,        /* 8 pixels per byte, first pixel in bit 0 */
+    IMGCNV_PIXEL_MONO4P = 0x01040039,        /* 2 pixels per byte, first in bits 0..3 */
     IMGCNV_PIXEL_MONO8 = 0x01080001,         /* source and destination */
     IMGCNV_PIXEL_MONO10 = 0x01100003,        /* 16-bit words, value in bits 0..9 */
     IMGCNV_PIXEL_MONO10_PACKED = 0x010C0004, /* 2 pixels in 3 bytes */
@@ -123,7 +123,7 @@ typedef enum tagIMGCNV_EPixelFormat IMGCNV_ENUM_TYPE {
 
 /* Six 32-bit fields, 24 bytes, no padding. */
 typedef struct tagIMGCNV_SOpenParam {
-    int width;      /* pixels a row, >= 1. Bayer frames of two and more rows take
+    int width;      /* pixels per row, >= 1. Bayer frames of two and more rows take
                        their row length from dataSize, height and rowPadding. */
     int height;     /* rows, >= 1 */
     int rowPadding; /* bytes after the pixels of each source row; not checked.
@@ -185,9 +185,9 @@ typedef void* IMGCNV_HANDLE;
  *                                last column of an odd W alone; adaptive leaves
  *                                one pixel of it alone, and the alpha bytes of
  *                                the last row and column.
- *     Mono1p                     8 * (width * height / 8), one byte a pixel
+ *     Mono1p                     8 * (width * height / 8), one byte per pixel
  *                                whatever the destination
- *     Mono1C                     width * height, one byte a pixel likewise
+ *     Mono1C                     width * height, one byte per pixel likewise
  *     Mono16                     width * height * k
  *     Mono10Packed, Mono12Packed with an odd width: (width - 1) * height * k
  *     RGB8 -> RGB24,             dataSize (row padding is copied along)
@@ -312,7 +312,7 @@ IMGCNV_API int IMGCNV_ConvertToRGBA32_Ex(unsigned char* src, struct tagIMGCNV_SO
  * padding. No handle, no allocation; not in place.
  *
  *   src      the picture, read only
- *   param    its description; dataSize must be width * height * bytes a pixel.
+ *   param    its description; dataSize must be width * height * bytes per pixel.
  *            rowPadding is not read.
  *   dst      receives dataSize bytes
  *   dstSize  out: dataSize

@@ -86,7 +86,7 @@ enum class PixelFormat : std::int32_t {
     Mono1C = IMGCNV_PIXEL_MONO1C,
 };
 
-// Destination formats: 1, 3, 3, 4 and 4 bytes a pixel, in the order of the name; alpha is 0.
+// Destination formats: 1, 3, 3, 4 and 4 bytes per pixel, in the order of the name; alpha is 0.
 enum class Destination : std::int32_t {
     Mono8 = IMGCNV_PIXEL_MONO8,
     RGB24 = IMGCNV_PIXEL_RGB8_PACKED,
@@ -643,7 +643,7 @@ inline Result<std::vector<std::uint8_t>> convert(const Frame& frame, Destination
 /* ------------------------------------------------------------------------- */
 
 // Writes the mirrored or turned picture and returns its layout: the same, with width and height
-// exchanged by the quarter turns. The picture has 1 or 3 bytes a pixel (BadDestination) and rows
+// exchanged by the quarter turns. The picture has 1 or 3 bytes per pixel (BadDestination) and rows
 // that touch (BadPadding).
 //
 // Other errors: BadTurn, BadWidth, BadHeight, TooLarge, SourceTooSmall, DestinationTooSmall,

@@ -170,7 +170,7 @@ void print_tables(const Options& options) {
     const std::vector<Peer> peers = all_peers();
     if (peers.empty()) fail("built without any peer: install their -dev packages and build again");
     const Content content = Content::named(options.content);
-    std::printf("%s\n\nns a pixel, %s; %s; one thread on one core.\n\n", describe_machine().c_str(),
+    std::printf("%s\n\nns per pixel, %s; %s; one thread on one core.\n\n", describe_machine().c_str(),
                 options.minimum ? "minima" : "medians", content.description().c_str());
     std::printf("| conversion | size | bare pass (NT) | imgcnv | AVX2 |");
     for (const char* library : libraries(peers)) std::printf(" %s |", library);
