@@ -10,6 +10,12 @@ command -v npm >/dev/null || needed="$needed nodejs npm"
 # shellcheck disable=SC2086 # a list of words
 ensure_packages $needed
 "$root/scripts/build-web.sh"
+cd "$root"
+say "Building the libraries for WebAssembly without vectors in build/web-plain"
+quietly build/web-plain-configure.log emcmake cmake -S . -B build/web-plain -G Ninja \
+    -DCMAKE_BUILD_TYPE=Release -DIMGCNV_WASM_SIMD=OFF -DIMGCNV_BUILD_TOOLS=OFF \
+    -DIMGCNV_BUILD_TESTS=OFF -DIMGCNV_INSTALL=OFF
+quietly build/web-plain-build.log cmake --build build/web-plain --target imgcnv imgcnv_frames
 configure_and_build
 cd "$root/web/tests"
 quietly "$root/build/web-npm.log" npm ci --no-audit --no-fund

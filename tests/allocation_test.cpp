@@ -189,14 +189,14 @@ TEST(Allocations, OneShotCallsKeepTheConverterOfAFailedConversion) {
     recorder.free_rest();
 }
 
-TEST(Allocations, TurnsTakeNone) {
+TEST(Allocations, FlipsAndRotationsTakeNone) {
     Bytes src(63 * 65 * 3), dst(src.size());
-    for (auto turn : {IMGCNV_FlipToHorizontal, IMGCNV_FlipToVertical, IMGCNV_RotationToAngle90,
-                      IMGCNV_RotationToAngle180, IMGCNV_RotationToAngle270}) {
+    for (auto orient : {IMGCNV_FlipToHorizontal, IMGCNV_FlipToVertical, IMGCNV_RotationToAngle90,
+                        IMGCNV_RotationToAngle180, IMGCNV_RotationToAngle270}) {
         Record record{63, 65, 0, 0, 63 * 65 * 3, IMGCNV_PIXEL_RGB8_PACKED};
         int size = 0;
         AllocationRecorder recorder;
-        EXPECT_EQ(turn(src.data(), &record, dst.data(), &size), IMGCNV_SUCCESS);
+        EXPECT_EQ(orient(src.data(), &record, dst.data(), &size), IMGCNV_SUCCESS);
         EXPECT_TRUE(recorder.all().empty());
     }
 }

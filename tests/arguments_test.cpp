@@ -198,11 +198,12 @@ TEST(Conversions, WrappedCountsReadAndWriteNothing) {
     }
 }
 
-using Turn = int (*)(unsigned char*, Record*, unsigned char*, int*);
-const Turn kTurns[] = {IMGCNV_FlipToHorizontal, IMGCNV_FlipToVertical, IMGCNV_RotationToAngle90,
-                       IMGCNV_RotationToAngle180, IMGCNV_RotationToAngle270};
+using Orient = int (*)(unsigned char*, Record*, unsigned char*, int*);
+const Orient kOrientations[] = {IMGCNV_FlipToHorizontal, IMGCNV_FlipToVertical,
+                                IMGCNV_RotationToAngle90, IMGCNV_RotationToAngle180,
+                                IMGCNV_RotationToAngle270};
 
-TEST(Turns, RefuseAndLeaveEverythingAlone) {
+TEST(FlipsAndRotations, RefuseAndLeaveEverythingAlone) {
     const Record good{3, 2, 0, 0, 6, IMGCNV_PIXEL_MONO8};
     std::vector<Record> bad = kBadRecords;
     for (const SourceFormat& s : kSources) {
@@ -217,19 +218,19 @@ TEST(Turns, RefuseAndLeaveEverythingAlone) {
     bad.push_back({3, 2, 4, 0, 14, IMGCNV_PIXEL_MONO8});  // dataSize with padding
     bad.push_back({3, 2, 0, 0, 5, IMGCNV_PIXEL_MONO8});
     bad.push_back({65536, 65536, 0, 0, 1, IMGCNV_PIXEL_MONO8});
-    for (Turn turn : kTurns) {
+    for (Orient orient : kOrientations) {
         Bytes src(24, 9), dst(24, 77);
         int size = 78;
         for (const Record& record : bad) {
             Record copy = record;
-            EXPECT_EQ(turn(src.data(), &copy, dst.data(), &size), IMGCNV_ILLEGAL_PARAM);
+            EXPECT_EQ(orient(src.data(), &copy, dst.data(), &size), IMGCNV_ILLEGAL_PARAM);
             EXPECT_TRUE(copy == record);
         }
         Record copy = good;
-        EXPECT_EQ(turn(src.data(), nullptr, dst.data(), &size), IMGCNV_ILLEGAL_PARAM);
-        EXPECT_EQ(turn(nullptr, &copy, dst.data(), &size), IMGCNV_ILLEGAL_PARAM);
-        EXPECT_EQ(turn(src.data(), &copy, nullptr, &size), IMGCNV_ILLEGAL_PARAM);
-        EXPECT_EQ(turn(src.data(), &copy, dst.data(), nullptr), IMGCNV_ILLEGAL_PARAM);
+        EXPECT_EQ(orient(src.data(), nullptr, dst.data(), &size), IMGCNV_ILLEGAL_PARAM);
+        EXPECT_EQ(orient(nullptr, &copy, dst.data(), &size), IMGCNV_ILLEGAL_PARAM);
+        EXPECT_EQ(orient(src.data(), &copy, nullptr, &size), IMGCNV_ILLEGAL_PARAM);
+        EXPECT_EQ(orient(src.data(), &copy, dst.data(), nullptr), IMGCNV_ILLEGAL_PARAM);
         EXPECT_TRUE(copy == good);
         EXPECT_EQ(size, 78);
         EXPECT_EQ(dst, Bytes(24, 77));

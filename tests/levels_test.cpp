@@ -1,5 +1,5 @@
 // Every instruction-set level writes what the plain one writes: all formats,
-// destinations, methods and turns, on every width up to two blocks and one
+// destinations, methods, flips and rotations, on every width up to two blocks and one
 // pixel more of the widest vectors.
 #include "support/forced_level.h"
 #include "support/frame.h"
@@ -190,10 +190,10 @@ TEST_F(LevelsLarge, ConvertLikePlain) {
     }
 }
 
-TEST_F(LevelsLarge, TurnLikePlain) {
-    for (auto turn : {IMGCNV_FlipToHorizontal, IMGCNV_FlipToVertical, IMGCNV_RotationToAngle90,
-                      IMGCNV_RotationToAngle180, IMGCNV_RotationToAngle270}) {
-        // Rows a power of two apart are turned in another way.
+TEST_F(LevelsLarge, FlipAndRotateLikePlain) {
+    for (auto orient : {IMGCNV_FlipToHorizontal, IMGCNV_FlipToVertical, IMGCNV_RotationToAngle90,
+                        IMGCNV_RotationToAngle180, IMGCNV_RotationToAngle270}) {
+        // Rows a power of two apart are rotated in another way.
         const int k = random() % 2 ? 1 : 3;
         const int width = random() % 2 ? 1500 + static_cast<int>(random() % 5000) : 2048;
         const int height = (kBytes - (1 << 20)) / 2 / (width * k), size = width * height * k;
@@ -203,19 +203,20 @@ TEST_F(LevelsLarge, TurnLikePlain) {
         compare(random_bytes(size, random), size, [&](uint8_t* src, uint8_t* dst) {
             Record copy = record;
             int reported = 0;
-            ASSERT_EQ(turn(src, &copy, dst, &reported), IMGCNV_SUCCESS);
+            ASSERT_EQ(orient(src, &copy, dst, &reported), IMGCNV_SUCCESS);
         });
         if (HasFatalFailure()) return;
     }
 }
 
-TEST_F(Levels, TurnLikePlain) {
-    const auto turns = {IMGCNV_FlipToHorizontal, IMGCNV_FlipToVertical, IMGCNV_RotationToAngle90,
-                        IMGCNV_RotationToAngle180, IMGCNV_RotationToAngle270};
+TEST_F(Levels, FlipAndRotateLikePlain) {
+    const auto functions = {IMGCNV_FlipToHorizontal, IMGCNV_FlipToVertical,
+                            IMGCNV_RotationToAngle90, IMGCNV_RotationToAngle180,
+                            IMGCNV_RotationToAngle270};
     for (int width : widths()) {
         for (int height : {1 + static_cast<int>(random() % 12), 16, 13, 1024}) {
             if (height == 1024 && random() % 6 != 0) continue;
-            for (auto turn : turns) {
+            for (auto orient : functions) {
                 for (int swap = 0; swap < 2; ++swap) {
                     const int k = random() % 2 ? 1 : 3, size = width * height * k;
                     if (static_cast<size_t>(size) > kRoom) continue;
@@ -229,7 +230,7 @@ TEST_F(Levels, TurnLikePlain) {
                     compare(picture, size, [&](uint8_t* src, uint8_t* dst) {
                         Record copy = record;
                         int reported = 0;
-                        ASSERT_EQ(turn(src, &copy, dst, &reported), IMGCNV_SUCCESS);
+                        ASSERT_EQ(orient(src, &copy, dst, &reported), IMGCNV_SUCCESS);
                     });
                     if (HasFatalFailure()) return;
                 }

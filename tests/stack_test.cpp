@@ -79,12 +79,12 @@ TEST(Stack, FortyKibibytesAreEnough) {
             }
         }
     }
-    for (auto turn : {IMGCNV_FlipToHorizontal, IMGCNV_FlipToVertical, IMGCNV_RotationToAngle90,
-                      IMGCNV_RotationToAngle180, IMGCNV_RotationToAngle270}) {
+    for (auto orient : {IMGCNV_FlipToHorizontal, IMGCNV_FlipToVertical, IMGCNV_RotationToAngle90,
+                        IMGCNV_RotationToAngle180, IMGCNV_RotationToAngle270}) {
         Bytes src(1001 * 103 * 3), dst(src.size());
         Record record{1001, 103, 0, 0, 1001 * 103 * 3, IMGCNV_PIXEL_RGB8_PACKED};
         int status = -1, size = 0;
-        run_on_small_stack([&] { status = turn(src.data(), &record, dst.data(), &size); });
+        run_on_small_stack([&] { status = orient(src.data(), &record, dst.data(), &size); });
         ASSERT_EQ(status, IMGCNV_SUCCESS);
     }
     std::printf("a thread used at most %zu bytes of its stack\n", most);
