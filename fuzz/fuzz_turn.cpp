@@ -44,7 +44,7 @@ void check_turn(Input& input) {
     int width = input.between(1, long_side ? 5000 : 200);
     int height = input.between(1, long_side ? 40 : 200);
     if (input.pick(2) == 0) std::swap(width, height);
-    const int size = width * height * testing::bytes_a_pixel(format);
+    const int size = width * height * testing::bytes_per_pixel(format);
     if (static_cast<size_t>(size) > kRoom / 2) return;
     const Guard source_guard = input.pick(2) == 0 ? Guard::kBefore : Guard::kAfter;
     const Guard destination_guard = input.pick(2) == 0 ? Guard::kBefore : Guard::kAfter;

@@ -1,6 +1,6 @@
 #!/bin/sh
 # Measures everything docs/performance.md shows and writes the tables into it, which takes about
-# ten minutes of an otherwise quiet machine with AVX-512. With --from FOLDER the output of an
+# ten minutes of an otherwise quiet machine. With --from FOLDER the output of an
 # earlier run is used: FOLDER/peers.md, table.txt, worst.txt, scaling.txt.
 set -eu
 root=$(cd "$(dirname "$0")/.." && pwd)
@@ -16,8 +16,10 @@ else
     "$root/scripts/bench-peers.sh" --install >"$results/peers.md"
     bench=$root/build/release/bench/imgcnv_bench
     "$bench" --table >"$results/table.txt"
-    "$bench" --worst --level avx512 --level avx2 >"$results/worst.txt"
-    "$bench" --scaling --level avx512 --minimum >"$results/scaling.txt"
+    best=avx2 second=sse4
+    ! grep -q avx512_vbmi /proc/cpuinfo || { best=avx512 second=avx2; }
+    "$bench" --worst --level $best --level $second >"$results/worst.txt"
+    "$bench" --scaling --level $best --minimum >"$results/scaling.txt"
 fi
 
 # What stands between "<!-- NAME -->" and "<!-- end NAME -->" becomes the file, as text unless it

@@ -117,7 +117,7 @@ TEST(OneShots, RefuseAndLeaveEverythingAlone) {
 // In 32 bits that wrap, and without asking whether such a frame can exist.
 int32_t expected_size(const SourceFormat& s, uint32_t width, uint32_t height, PixelFormat dst,
                       int preset) {
-    const uint32_t k = bytes_a_pixel(dst);
+    const uint32_t k = bytes_per_pixel(dst);
     if (has_no_size(s)) return preset;
     if (s.code == IMGCNV_PIXEL_MONO1C) return static_cast<int32_t>(width * height);
     const bool extra_row = is_bayer(s) && height != 1 && height % 2 == 1;

@@ -30,7 +30,7 @@ Bytes as_packed(const Samples& samples, std::mt19937& random) {
 Bytes demosaiced(PixelFormat format, const Bytes& bytes, int width, int height,
                  PixelFormat destination, int method) {
     const size_t size =
-        static_cast<size_t>(width) * round_up(height, 2) * bytes_a_pixel(destination);
+        static_cast<size_t>(width) * round_up(height, 2) * bytes_per_pixel(destination);
     return converted({width, height, 0, 0, static_cast<int>(bytes.size()), format}, bytes,
                      destination, method, size);
 }
@@ -379,7 +379,7 @@ void expect_edges_of_narrow_frames(const BayerOrder& order, bool words, int widt
     const Bytes bytes = words ? as_words(wide, 4, random) : wide;
     for (PixelFormat destination :
          {IMGCNV_PIXEL_MONO8, IMGCNV_PIXEL_RGB8_PACKED, IMGCNV_PIXEL_RGBA8_PACKED}) {
-        const int k = static_cast<int>(bytes_a_pixel(destination));
+        const int k = static_cast<int>(bytes_per_pixel(destination));
         for (Demosaic method : kMethods) {
             const Bytes a = demosaiced(words ? order.words12 : order.bytes, bytes, width, height,
                                        destination, method);

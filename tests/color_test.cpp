@@ -137,7 +137,7 @@ TEST(Color, SubsampledYuvIsRepeatedChroma) {
         }
         const int width = groups * layout.pixels;
         for (PixelFormat destination : kDestinations) {
-            const size_t size = static_cast<size_t>(width) * bytes_a_pixel(destination);
+            const size_t size = static_cast<size_t>(width) * bytes_per_pixel(destination);
             const int bytes = static_cast<int>(source.size()), all = static_cast<int>(full.size());
             EXPECT_EQ(
                 converted({width, 1, 0, 0, bytes, layout.format}, source, destination, 1, size),

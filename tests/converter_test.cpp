@@ -80,7 +80,7 @@ TEST(Converter, OpenKeepsTheArgumentsAndCloseForgetsThree) {
                                  static_cast<Demosaic>(-3)),
                   IMGCNV_SUCCESS);
         EXPECT_EQ(offsets(converter), c.offsets) << std::hex << c.destination;
-        EXPECT_EQ(size, 15 * bytes_a_pixel(c.destination));
+        EXPECT_EQ(size, 15 * bytes_per_pixel(c.destination));
         EXPECT_EQ(converter.dstFormat, c.destination);
     }
     EXPECT_EQ(converter.Close(), 0);

@@ -176,7 +176,7 @@ TEST_F(LevelsLarge, ConvertLikePlain) {
         const PixelFormat destination = kDestinations[random() % std::size(kDestinations)];
         const int method = is_bayer(s) ? static_cast<int>(random() % 3) : 1;
         const int width = 1500 + static_cast<int>(random() % 5000), padding = random() % 3;
-        const int row = row_bytes(s, width) + padding + width * bytes_a_pixel(destination);
+        const int row = row_bytes(s, width) + padding + width * bytes_per_pixel(destination);
         const int height = (kBytes - (2 << 20)) / row;
         SCOPED_TRACE(::testing::Message()
                      << s.name << " " << width << "x" << height << " padding " << padding << " to "

@@ -16,7 +16,7 @@ bool is_left_alone(const Frame& frame, PixelFormat destination, int method, size
     const Record& r = frame.record;
     const SourceFormat& s = frame.format;
     if (!is_bayer(s) || r.height == 1) return false;
-    const size_t k = destination == kNoDestination ? 3 : bytes_a_pixel(destination);
+    const size_t k = destination == kNoDestination ? 3 : bytes_per_pixel(destination);
     const size_t width = round_up(r.width, s.group), height = round_up(r.height, 2);
     if (width < 2) return true;
     const size_t x = at / k % width, y = at / k / width;

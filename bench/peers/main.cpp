@@ -63,13 +63,26 @@ std::vector<const char*> libraries(const std::vector<Peer>& peers) {
 
 // Mean difference of the colour bytes: tells that a peer does the same job.
 double mean_difference(const Conversion& c, const uint8_t* a, const uint8_t* b, size_t count) {
-    const bool has_alpha = testing::bytes_a_pixel(c.destination) == 4;
+    const bool has_alpha = testing::bytes_per_pixel(c.destination) == 4;
     double sum = 0;
     for (size_t i = 0; i < count; ++i) {
         if (!has_alpha || i % 4 != 3) sum += std::abs(a[i] - b[i]);
     }
     return sum / (has_alpha ? static_cast<double>(count) * 3 / 4 : static_cast<double>(count));
 }
+
+// The strongest level of this CPU, and the one below it unless that is plain.
+struct BestLevels {
+    std::string_view best, second;
+
+    BestLevels() {
+        for (const std::string_view level : testing::level_names()) {
+            if (!testing::level_available(level)) continue;
+            second = best == "plain" ? std::string_view() : best;
+            best = level;
+        }
+    }
+};
 
 struct Options {
     std::regex filter{""};
@@ -87,14 +100,7 @@ void print_line(const Conversion& c, Size size, const std::vector<Peer>& peers,
     Job job(c, size, content);
     const PeerView view{job.frame().bytes.data(), job.destination().data(), size.width,
                         size.height};
-    const std::string_view best = [] {
-        std::string_view name;
-        for (const std::string_view level : testing::level_names()) {
-            if (testing::level_available(level)) name = level;
-        }
-        return name;
-    }();
-    const bool has_avx2 = best != "avx2" && testing::level_available("avx2");
+    const auto [best, second] = BestLevels();
     const auto pass = [&job](Stores stores) {
         bare_pass(job.frame().bytes.data(), job.source_bytes(), job.destination().data(),
                   job.destination().size(), stores);
@@ -108,14 +114,14 @@ void print_line(const Conversion& c, Size size, const std::vector<Peer>& peers,
         {"limit", [&] { pass(Stores::kOrdinary); }},
         {"NT", [&] { pass(Stores::kNonTemporal); }},
         {"best",
-         [&] {
-             testing::force_level(best);
+         [&, level = best] {
+             testing::force_level(level);
              job.run();
          }},
     };
-    if (has_avx2) {
-        contestants.push_back({"avx2", [&] {
-                                   testing::force_level("avx2");
+    if (!second.empty()) {
+        contestants.push_back({"second", [&, level = second] {
+                                   testing::force_level(level);
                                    job.run();
                                }});
     }
@@ -139,7 +145,7 @@ void print_line(const Conversion& c, Size size, const std::vector<Peer>& peers,
     const double limit = ns(0), ours_ns = ns(2);
     std::printf("| %s | %s | %.3f (%.3f) | **%.3f** | ", c.name.c_str(), to_string(size).c_str(),
                 limit, ns(1), ours_ns);
-    has_avx2 ? std::printf("%.3f |", ns(3)) : std::printf("- |");
+    second.empty() ? std::printf("- |") : std::printf("%.3f |", ns(3));
     double fastest = INFINITY;
     for (const char* library : libraries(peers)) {
         const auto found = std::find_if(entered.begin(), entered.end(), [&](const Peer* p) {
@@ -170,9 +176,11 @@ void print_tables(const Options& options) {
     const std::vector<Peer> peers = all_peers();
     if (peers.empty()) fail("built without any peer: install their -dev packages and build again");
     const Content content = Content::named(options.content);
-    std::printf("%s\n\nns per pixel, %s; %s; one thread on one core.\n\n", describe_machine().c_str(),
-                options.minimum ? "minima" : "medians", content.description().c_str());
-    std::printf("| conversion | size | bare pass (NT) | imgcnv | AVX2 |");
+    std::printf("%s\n\nns per pixel, %s; %s; one thread on one core.\n\n",
+                describe_machine().c_str(), options.minimum ? "minima" : "medians",
+                content.description().c_str());
+    std::printf("| conversion | size | bare pass (NT) | imgcnv | %s |",
+                std::string(BestLevels().second).c_str());
     for (const char* library : libraries(peers)) std::printf(" %s |", library);
     std::printf(" / bare pass | / fastest peer | target |\n|---|---|---|---|---|");
     for (size_t i = 0; i < libraries(peers).size(); ++i) std::printf("---|");

@@ -68,7 +68,7 @@ inline int reported_size(const SourceFormat& s, const Record& r, PixelFormat des
     if (testing::is_bayer(s) && r.height != 1) rows += rows % 2;
     const uint32_t bytes = s.code == IMGCNV_PIXEL_MONO1C
                                ? 1
-                               : static_cast<uint32_t>(testing::bytes_a_pixel(destination));
+                               : static_cast<uint32_t>(testing::bytes_per_pixel(destination));
     return static_cast<int>(pixels_of_row * rows * bytes);
 }
 

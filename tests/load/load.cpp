@@ -69,7 +69,7 @@ int print_digest() {
         for (PixelFormat format : {IMGCNV_PIXEL_MONO8, IMGCNV_PIXEL_RGB8_PACKED}) {
             for (int width : {1, 7, 64, 333}) {
                 for (int height : {1, 9, 65}) {
-                    const int size = width * height * bytes_a_pixel(format);
+                    const int size = width * height * bytes_per_pixel(format);
                     Record record{width, height, 0, 0, size, format};
                     Bytes source = noise(size, width), turned(size);
                     int reported = 0;
@@ -191,7 +191,7 @@ Picture picture_of(const Conversion& c, const Bytes& source) {
     const Job job{c, record, source, bytes_written(c.format, record, c.destination)};
     const IMGCNV_HANDLE handle = open(c, record);
     REQUIRE(handle != nullptr, CONVERSION(c));
-    Picture picture{{}, out_width(c.format, c.width), bytes_a_pixel(c.destination)};
+    Picture picture{{}, out_width(c.format, c.width), bytes_per_pixel(c.destination)};
     if (is_bayer(c.format) && c.destination == kNoDestination && c.height > 1) {
         picture.pixel_bytes = 3;
     }
@@ -274,7 +274,7 @@ int run_large() {
 
         const size_t row = static_cast<size_t>(row_bytes(c.format, c.width) + c.padding);
         const size_t out_row =
-            static_cast<size_t>(out_width(c.format, c.width)) * bytes_a_pixel(c.destination);
+            static_cast<size_t>(out_width(c.format, c.width)) * bytes_per_pixel(c.destination);
         c.height = static_cast<int>(kMoreThanCaches / (row + out_row)) | 1;
         const Bytes source = noise(row * c.height, 7);
         const Picture whole = picture_of(c, source);

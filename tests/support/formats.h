@@ -99,7 +99,7 @@ constexpr bool has_no_size(const SourceFormat& s) {
            s.code == IMGCNV_PIXEL_BGR8_PACKED;
 }
 
-constexpr int bytes_a_pixel(PixelFormat destination) {
+constexpr int bytes_per_pixel(PixelFormat destination) {
     switch (destination) {
         case IMGCNV_PIXEL_MONO8:
             return 1;
@@ -134,7 +134,7 @@ constexpr size_t bytes_read(const SourceFormat& s, const Record& r, PixelFormat 
 
 // Bytes from the first to the last that may be written.
 constexpr size_t bytes_written(const SourceFormat& s, const Record& r, PixelFormat destination) {
-    const size_t k = bytes_a_pixel(destination);
+    const size_t k = bytes_per_pixel(destination);
     const size_t pixels = static_cast<size_t>(r.width) * r.height;
     if (is_bayer(s)) {
         if (r.height == 1) return pixels * k;
