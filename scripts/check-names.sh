@@ -7,7 +7,7 @@ root=$(cd "$(dirname "$0")/.." && pwd)
 . "$root/scripts/lib/common.sh"
 
 # shellcheck disable=SC2086 # a list of words
-ensure_packages $build_packages clang clang-tidy
+ensure_packages $build_packages $names_packages
 cd "$root"
 mkdir -p build
 quietly build/names-configure.log cmake -S . -B build/names -G Ninja \

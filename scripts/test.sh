@@ -10,8 +10,8 @@ usage="usage: scripts/test.sh [--werror] [--clang] [--quick] [--all] [--long] [-
   --werror  compiler warnings are errors
   --clang   also builds everything with Clang, whose warnings are errors
   --quick   leaves out the slowest tests, of what is the same on every system
-  --all     everything that a push is tested with: --werror, --clang, the parts for browsers and
-            ARM, the packages, and demo and tests on a bare system of the other Debian release
+  --all     everything that a push is tested with: --werror, --clang, names, the parts for browsers
+            and ARM, the packages, and demo and tests on a bare system of the other Debian release
             (as root; see steps_of_all)
   --long    also the checks that take many minutes: see long_checks
   --yes     installs missing packages without asking"
@@ -101,6 +101,7 @@ step() {
 steps_of_all() {
     step 'tests' tests
     step 'Clang' clang_builds_without_a_warning
+    step 'names' "$root/scripts/check-names.sh"
     step 'other Debian' other_debian
     step 'packages' packages
     for part in web arm; do

@@ -30,6 +30,7 @@ build_packages='cmake ninja-build g++ pkg-config libcli11-dev libdeflate-dev lib
 test_packages="$build_packages libgtest-dev qemu-user valgrind ffmpeg python3-opencv
     git python3 python3-pytest python3-numpy python3-pil python3-build python3-setuptools python3-wheel mypy"
 clang_packages='clang libclang-rt-dev'
+names_packages='clang clang-tidy'
 debs_packages="build-essential debhelper dh-python fakeroot lintian python3"
 abi_packages="$build_packages abigail-tools"
 bench_packages="$build_packages libbenchmark-dev pkg-config"
@@ -42,7 +43,7 @@ clusters_packages='python3-dask python3-distributed python3-zarr python3-fsspec 
 web_build_packages='cmake ninja-build emscripten python3'
 web_packages="$web_build_packages $build_packages chromium"
 arm_packages='g++-aarch64-linux-gnu qemu-user-static googletest'
-all_packages="$test_packages $clang_packages $debs_packages $abi_packages $bench_packages
+all_packages="$test_packages $clang_packages $names_packages $debs_packages $abi_packages $bench_packages
     $quality_packages $bench_peers_packages $gstreamer_packages $live_packages $clusters_packages
     $web_packages $arm_packages debootstrap"
 
