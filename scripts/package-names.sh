@@ -4,10 +4,11 @@ set -eu
 root=$(cd "$(dirname "$0")/.." && pwd)
 . "$root/scripts/lib/common.sh"
 
-unknown=
 # shellcheck disable=SC2086 # lists of words
+known=$(apt-cache madison $all_packages | awk '{ print $1 }')
+unknown=
 for package in $all_packages; do
-    [ -n "$(apt-cache madison "$package")" ] || unknown="$unknown $package"
+    printf '%s\n' "$known" | grep -qxF "$package" || unknown="$unknown $package"
 done
 [ -z "$unknown" ] || die "this system has no package of the name$unknown"
 say "This system has all packages that the scripts may install."
