@@ -1,6 +1,7 @@
 #!/bin/sh
 # Makes every picture of the documentation anew, from samples/ with our own command, and fills the
-# tables that follow from the format table and from the measurement of quality.
+# tables that follow from the format table and from the measurement of quality. Screenshots of windows
+# stay as they are; scripts/test-web.sh --picture makes that of the viewer.
 # Needs a POSIX shell and apt; what else is missing is installed from Debian.
 set -eu
 root=$(cd "$(dirname "$0")/.." && pwd)
@@ -13,6 +14,7 @@ configure_and_build
 made=build/pictures
 rm -rf "$made"
 mkdir "$made"
+cp docs/pictures/imgcnv-live.png docs/pictures/viewer.png "$made"
 /usr/bin/python3 tests/docs/format_tables.py build/release/frames/libimgcnv_frames.so docs/formats.md README.md
 /usr/bin/python3 docs/pictures/make_pictures.py build/release/tools/imgcnv \
     build/release/src/libimgcnv.so "$made" >build/pictures.log

@@ -1,5 +1,6 @@
 #!/bin/sh
 # Tests dist/viewer.html, which it builds, in Chromium without a network, against the imgcnv command.
+# With --picture it also makes docs/pictures/viewer.png, a screenshot, anew.
 set -eu
 root=$(cd "$(dirname "$0")/.." && pwd)
 . "$root/scripts/lib/common.sh"
@@ -21,3 +22,4 @@ cd "$root/web/tests"
 quietly "$root/build/web-npm.log" npm ci --no-audit --no-fund
 # In order of their names; a browser each would take the CPUs from each other.
 node --test viewer.test.mjs
+[ "${1-}" != --picture ] || cp "$root/build/web/screenshots/viewer.png" "$root/docs/pictures/viewer.png"

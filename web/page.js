@@ -3,6 +3,8 @@
 
 const MOST_PIXELS_AT_FIRST = 8e6;
 const THUMBNAIL = 160;
+const PREVIEW_FROM = 3e6;   // pixels, which take about 50 ms
+const REST = 120;           // ms without a change, after which a large picture is made whole
 const NUMBERS = ['width', 'height', 'stride', 'skip', 'gap', 'index', ...LEVELS];
 const CHECKS = ['whole', 'bigEndian', 'videoRange', 'flipHorizontal', 'flipVertical'];
 const CHOICES = ['demosaic', 'rotation'];
@@ -136,14 +138,26 @@ async function paint() {
     if (settings.whole) await takeAllRows();
     const wanted = { frame: frameOf(settings, format), look: lookOf(settings) };
     const asked = format;
-    const picture = await painter.ask('picture', wanted);
-    show(picture, asked);
+    if (await preview(wanted) && (isStale || isPlaying)) return;
+    show(await painter.ask('picture', wanted), asked);
   } catch (error) {
     showMessage(error.message, true);
     byId('readout').textContent = '\u00a0';
     shownFacts = null;
     showLines();
   }
+}
+
+// Shows every so many pixels of a large picture, where the screen has no room for more of them.
+// Whether it did. Then it waits for a while in which nothing is changed.
+async function preview(wanted) {
+  if (settings.width * settings.height < PREVIEW_FROM || view.pixelsInOne < 3) return false;
+  const found = await painter.ask('preview', { ...wanted, step: Math.floor((view.pixelsInOne - 1) / 2) * 2 + 1 });
+  if (!found) return false;
+  view.show(found.bitmap, found.width, found.height);
+  const end = performance.now() + REST;
+  while (!isStale && !isPlaying && performance.now() < end) await new Promise((resolve) => setTimeout(resolve, 10));
+  return true;
 }
 
 async function takeAllRows() {
@@ -380,7 +394,7 @@ async function play() {
     await new Promise((resolve) => setTimeout(resolve, 40));
     while (isPainting) await new Promise((resolve) => setTimeout(resolve, 5));
   }
-  return undefined;
+  return update(); // the whole of what has been a preview
 }
 
 // ---- Wiring ----------------------------------------------------------------------------------

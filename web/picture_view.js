@@ -7,7 +7,7 @@ const MOST_ZOOM = 64;
 class PictureView {
   // `onPoint(x, y)` is told which pixel is pointed at.
   constructor(canvas, onPoint, onZoom) {
-    Object.assign(this, { canvas, onPoint, onZoom, bitmap: null, scale: 0, left: 0, top: 0, point: [0, 0] });
+    Object.assign(this, { canvas, onPoint, onZoom, bitmap: null, width: 0, height: 0, scale: 0, left: 0, top: 0, point: [0, 0] });
     this.isPointShown = false;
     canvas.addEventListener('wheel', (event) => this.wheel(event), { passive: false });
     canvas.addEventListener('pointerdown', (event) => this.startDrag(event));
@@ -16,10 +16,11 @@ class PictureView {
     new ResizeObserver(() => this.draw()).observe(canvas);
   }
 
-  show(bitmap) {
-    const isOther = !this.bitmap || this.bitmap.width !== bitmap.width || this.bitmap.height !== bitmap.height;
+  // A picture of width x height pixels; the bitmap may have fewer.
+  show(bitmap, width = bitmap.width, height = bitmap.height) {
+    const isOther = this.width !== width || this.height !== height;
     if (this.bitmap) this.bitmap.close();
-    this.bitmap = bitmap;
+    Object.assign(this, { bitmap, width, height });
     if (isOther && this.scale !== 0) this.keepInside();
     this.draw();
   }
@@ -28,14 +29,17 @@ class PictureView {
 
   get fitScale() {
     const { clientWidth, clientHeight } = this.canvas;
-    return Math.min(clientWidth / this.bitmap.width, clientHeight / this.bitmap.height);
+    return Math.min(clientWidth / this.width, clientHeight / this.height);
   }
+
+  // How many pixels of the picture, in either direction, one of the screen shows.
+  get pixelsInOne() { return this.bitmap ? 1 / (this.place.scale * (window.devicePixelRatio || 1)) : 0; }
 
   // Where the picture lies on the canvas, in CSS pixels.
   get place() {
     const { clientWidth, clientHeight } = this.canvas;
     const scale = this.scale || this.fitScale;
-    const width = this.bitmap.width * scale, height = this.bitmap.height * scale;
+    const width = this.width * scale, height = this.height * scale;
     const x = width <= clientWidth ? (clientWidth - width) / 2 : -this.left * scale;
     const y = height <= clientHeight ? (clientHeight - height) / 2 : -this.top * scale;
     return { scale, x, y, width, height };
@@ -44,8 +48,8 @@ class PictureView {
   keepInside() {
     const { clientWidth, clientHeight } = this.canvas;
     const limit = (value, size, view) => Math.max(0, Math.min(value, size - view / this.scale));
-    this.left = limit(this.left, this.bitmap.width, clientWidth);
-    this.top = limit(this.top, this.bitmap.height, clientHeight);
+    this.left = limit(this.left, this.width, clientWidth);
+    this.top = limit(this.top, this.height, clientHeight);
   }
 
   // Zooms by a factor; the pixel at (x, y) of the canvas stays where it is.
@@ -89,7 +93,7 @@ class PictureView {
 
   pointAt(x, y) {
     if (!this.bitmap) return;
-    this.point = [Math.max(0, Math.min(x, this.bitmap.width - 1)), Math.max(0, Math.min(y, this.bitmap.height - 1))];
+    this.point = [Math.max(0, Math.min(x, this.width - 1)), Math.max(0, Math.min(y, this.height - 1))];
     this.isPointShown = true;
     this.onPoint(...this.point);
     this.draw();
@@ -130,9 +134,10 @@ class PictureView {
     context.imageSmoothingQuality = 'medium';
     // Only what is seen: a zoomed picture may be larger than any canvas.
     const left = Math.max(0, Math.floor(-x / scale)), top = Math.max(0, Math.floor(-y / scale));
-    const right = Math.min(bitmap.width, Math.ceil((canvas.clientWidth - x) / scale));
-    const bottom = Math.min(bitmap.height, Math.ceil((canvas.clientHeight - y) / scale));
-    context.drawImage(bitmap, left, top, right - left, bottom - top,
+    const right = Math.min(this.width, Math.ceil((canvas.clientWidth - x) / scale));
+    const bottom = Math.min(this.height, Math.ceil((canvas.clientHeight - y) / scale));
+    const across = bitmap.width / this.width, down = bitmap.height / this.height;
+    context.drawImage(bitmap, left * across, top * down, (right - left) * across, (bottom - top) * down,
       x + left * scale, y + top * scale, (right - left) * scale, (bottom - top) * scale);
     if (scale >= GRID_FROM) this.drawGrid(context, { left, top, right, bottom, x, y, scale });
     if (this.isPointShown) this.drawPoint(context, x, y, scale);

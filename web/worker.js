@@ -212,6 +212,36 @@ const tasks = {
     };
   },
 
+  // Every step-th pixel of every step-th row. The step is odd, so that the rows are a mosaic's,
+  // too, and the engine converts them as a frame of a larger stride.
+  async preview({ frame, look, step }) {
+    shown = null;
+    const { sizes, length } = load(frame);
+    if (sizes.stride === 0) return null; // rows that begin within bytes, or a list of points
+    engine.setFrame({ ...frame, height: Math.ceil(frame.height / step), stride: sizes.stride * step });
+    engine.setTarget('rgba32', look);
+    const rows = engine.convert(PICTURE, length);
+    const isLying = look.rotation % 180 !== 0; // rows of the frame are columns of the picture
+    const small = {
+      width: isLying ? rows.width : Math.ceil(rows.width / step),
+      height: isLying ? Math.ceil(rows.height / step) : rows.height,
+    };
+    const { byteOffset } = engine.room(PICTURE, rows.bytes);
+    const pixels = new Uint32Array(engine.calls.memory.buffer, byteOffset, rows.bytes / 4);
+    const picked = new Uint32Array(small.width * small.height);
+    const [across, down] = isLying ? [1, step] : [step, 1];
+    for (let y = 0, at = 0; y < small.height; ++y) {
+      const row = y * down * rows.width;
+      for (let x = 0; x < small.width; ++x) picked[at++] = pixels[row + x * across];
+    }
+    const image = new ImageData(new Uint8ClampedArray(picked.buffer), small.width, small.height);
+    const bitmap = await createImageBitmap(image);
+    return {
+      transfer: [bitmap], bitmap,
+      width: isLying ? frame.height : frame.width, height: isLying ? frame.width : frame.height,
+    };
+  },
+
   // What lies under a pixel of the picture.
   probe({ x, y }) {
     if (!shown || x < 0 || y < 0 || x >= shown.width || y >= shown.height) return null;

@@ -41,7 +41,7 @@ gstreamer_packages='libgstreamer1.0-dev libgstreamer-plugins-base1.0-dev gstream
 live_packages='libaravis-dev libusb-1.0-0-dev libsdl2-dev xvfb xdotool'
 clusters_packages='python3-dask python3-distributed python3-zarr python3-fsspec python3-pil python3-xarray'
 web_build_packages='cmake ninja-build emscripten python3'
-web_packages="$web_build_packages $build_packages chromium"
+web_packages="$web_build_packages $build_packages python3-numpy chromium"
 arm_packages='g++-aarch64-linux-gnu qemu-user-static googletest'
 all_packages="$test_packages $clang_packages $names_packages $debs_packages $abi_packages $bench_packages
     $quality_packages $bench_peers_packages $gstreamer_packages $live_packages $clusters_packages

@@ -8,6 +8,7 @@ extern const KernelTable kSse4Kernels;
 extern const KernelTable kAvx2Kernels;
 extern const KernelTable kAvx512Kernels;
 extern const KernelTable kNeonKernels;
+extern const KernelTable kSimd128Kernels;
 
 namespace {
 
@@ -20,7 +21,7 @@ constexpr Level kLevels[] = {
 #elif defined(__aarch64__)
     {"neon", &kNeonKernels, [] { return true; }},  // every such CPU has it
 #elif defined(__wasm_simd128__)
-    {"sse4", &kSse4Kernels, [] { return true; }},  // or the module would not have loaded
+    {"simd128", &kSimd128Kernels, [] { return true; }},  // or the module would not have loaded
 #endif
 };
 

@@ -18,6 +18,14 @@ export const errorsOf = (...words) => spawnSync(command, words, { cwd: folder, e
 // As a shell would take it.
 export const runLine = (line) => execFileSync('/bin/sh', ['-c', line.replace(/^imgcnv /, `'${command}' `)], { cwd: folder, stdio: 'pipe' });
 
+// The picture that a line of Python makes, as bytes.
+export function runPython(line) {
+  const script = `import sys, numpy, imgcnv\n${line}\nsys.stdout.buffer.write(picture.tobytes())`;
+  const env = { ...process.env, PYTHONPATH: join(root, 'python'), IMGCNV_LIBRARY: join(root, 'build/release/src/libimgcnv.so'),
+    IMGCNV_FRAMES_LIBRARY: join(root, 'build/release/frames/libimgcnv_frames.so') };
+  return execFileSync('/usr/bin/python3', ['-c', script], { cwd: folder, env, maxBuffer: 1 << 28 });
+}
+
 // A raw frame of a sample picture, by the command.
 export function pack(picture, format, name, ...options) {
   run('pack', join(root, 'samples', picture), '-f', format, '-o', name, ...options);
@@ -62,6 +70,7 @@ export class Viewer {
   async start(fragment = '', look = {}) {
     if (this.context) await this.context.close();
     this.context = await this.browser.newContext({ offline: true, viewport: { width: 1280, height: 900 }, ...look });
+    this.context.setDefaultTimeout(120000);
     this.page = await this.context.newPage();
     this.requests = [];
     this.faults = [];
@@ -94,6 +103,24 @@ export class Viewer {
   async guessed() {
     await this.page.waitForFunction(() => !/Looking/.test(document.getElementById('guess-state').textContent));
     await this.page.waitForFunction(() => !isPainting);
+  }
+
+  // Milliseconds from a change of settings until the picture is drawn anew, and until it is whole.
+  async reaction(changes) {
+    return this.page.evaluate(async (wanted) => {
+      const started = performance.now();
+      const drawn = new Promise((resolve) => {
+        view.show = (...picture) => {
+          delete view.show;
+          view.show(...picture);
+          requestAnimationFrame(() => resolve(performance.now() - started));
+        };
+      });
+      change(wanted);
+      const first = await drawn;
+      while (isPainting) await new Promise((resolve) => setTimeout(resolve, 1));
+      return [first, performance.now() - started];
+    }, changes);
   }
 
   async saved(button = '#save') {
