@@ -1,7 +1,8 @@
 #!/bin/sh
 # Makes the source tarball of the last commit, dist/imgcnv-VERSION.tar.gz, and proves that it builds
-# and passes the tests from inside itself. The same commit always gives the same bytes. Arguments go
-# to scripts/test.sh. docs/release.md has the whole list.
+# and passes the tests from inside itself. The same commit always gives the same bytes. From the
+# tarball it makes the viewer, dist/imgcnv-VERSION-viewer.html. Arguments go to scripts/test.sh.
+# docs/release.md has the whole list.
 set -eu
 root=$(cd "$(dirname "$0")/.." && pwd)
 . "$root/scripts/lib/common.sh"
@@ -20,6 +21,8 @@ trap 'rm -rf "$unpacked"' EXIT
 tar -C "$unpacked" -xzf "dist/$name.tar.gz"
 say "Testing the tarball from inside itself"
 "$unpacked/$name/scripts/test.sh" "$@"
+"$unpacked/$name/scripts/build-web.sh"
+cp "$unpacked/$name/dist/viewer.html" "dist/$name-viewer.html"
 
 say ""
-(cd dist && sha256sum "$name.tar.gz")
+(cd dist && sha256sum "$name.tar.gz" "$name-viewer.html")

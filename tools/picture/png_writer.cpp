@@ -1,6 +1,6 @@
 #include "picture/encode.h"
-#include "picture/fast_deflate.h"
 
+#include <isa-l/igzip_lib.h>
 #include <libdeflate.h>
 #include <algorithm>
 #include <array>
@@ -88,9 +88,40 @@ libdeflate_compressor* compressor_of_thread(int level) {
     return compressor.get();
 }
 
-/// The rows as a zlib stream. Level 1, which batches use, leaves the search for matches out.
+/// Level 1, which batches use: ISA-L takes half of the time of libdeflate's level 1 for files as
+/// large.
+void compress_fast(std::span<const std::uint8_t> rows, Bytes& out) {
+    constexpr std::size_t kMostAtOnce = 1 << 30;  // the library counts in 32 bits
+    thread_local Bytes memory(ISAL_DEF_LVL1_DEFAULT);
+    isal_zstream stream;
+    isal_deflate_init(&stream);
+    stream.gzip_flag = IGZIP_ZLIB;
+    stream.level = 1;
+    stream.level_buf = memory.data();
+    stream.level_buf_size = static_cast<std::uint32_t>(memory.size());
+    std::size_t written = 0;
+    out.resize(rows.size() / 2 + 4096);
+    while (stream.internal_state.state != ZSTATE_END) {
+        if (stream.avail_in == 0 && stream.end_of_stream == 0) {
+            const auto part = rows.first(std::min(rows.size(), kMostAtOnce));
+            rows = rows.subspan(part.size());
+            stream.next_in = const_cast<std::uint8_t*>(part.data());
+            stream.avail_in = static_cast<std::uint32_t>(part.size());
+            stream.end_of_stream = rows.empty() ? 1 : 0;
+        }
+        if (written == out.size()) out.resize(out.size() + out.size() / 2);
+        const auto room = std::min(out.size() - written, kMostAtOnce);
+        stream.next_out = out.data() + written;
+        stream.avail_out = static_cast<std::uint32_t>(room);
+        isal_deflate(&stream);
+        written += room - stream.avail_out;
+    }
+    out.resize(written);
+}
+
+/// The rows as a zlib stream.
 void compress(const Bytes& rows, int level, Bytes& out) {
-    if (level == 1) return fast_deflate(rows, out);
+    if (level == 1) return compress_fast(rows, out);
     auto* compressor = compressor_of_thread(level);
     out.resize(libdeflate_zlib_compress_bound(compressor, rows.size()));
     out.resize(

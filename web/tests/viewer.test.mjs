@@ -128,6 +128,14 @@ test('the copied line makes the same PNG, the copied link the same page', async 
   assert.equal(await viewer.page.inputValue('#line'), line);
 });
 
+test('the picture of the documentation', async () => {
+  const page = await viewer.start('', { viewport: { width: 1080, height: 700 } });
+  await viewer.open(coffee);
+  await viewer.guessed();
+  await page.waitForFunction(() => [...document.querySelectorAll('#guess-list canvas')].every((canvas) => canvas.width > 1));
+  await page.screenshot({ path: join(screenshots, 'viewer.png') });
+});
+
 test('orders side by side; a click takes one', async () => {
   const page = await viewer.start('#format=BayerRG12Packed&width=600&height=400');
   await viewer.open(coffee);
@@ -230,7 +238,6 @@ for (const [name, look] of Object.entries(looks))
     await page.screenshot({ path: join(screenshots, `${name}-empty.png`) });
     await viewer.open(coffee);
     await viewer.guessed();
-    if (name === 'light') await page.screenshot({ path: join(screenshots, 'viewer.png') }); // for the documentation
     await page.check('#orders');
     await page.waitForFunction(() => [...document.querySelectorAll('.thumbnails canvas')].every((canvas) => canvas.width > 1));
     await page.screenshot({ path: join(screenshots, `${name}.png`), fullPage: true });
