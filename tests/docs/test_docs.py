@@ -34,7 +34,7 @@ CALLS = {
                         "ctest --preset asan", "fuzz_pipeline -max_total_time=60", "qemu-x86_64 -cpu Haswell",
                         "abidiff", r"\S*mutate\.py"],
     "docs/release.md": ["cmake .*WERROR=ON", r"chroot .*scripts/demo\.sh$", r"chroot .*scripts/test\.sh$",
-                        "dpkg-buildpackage", "lintian", r"chroot .*use_debs\.sh$"],
+                        "dpkg-buildpackage", "lintian", r"chroot .*use_debs\.sh$", "emcmake cmake .*WEB=ON"],
 }
 FORMATS = {entry["name"]: entry for entry in format_tables.load(ENGINE)["formats"]}
 
@@ -70,7 +70,8 @@ def test_blocks_about_a_checkout_run(page, tmp_path):
     for call in CALLS[relative(page)]:
         assert re.search(f"^{call}", "".join(calls), re.M), f"{call} is missing in:\n{''.join(calls)}"
     if page.name == "release.md":
-        assert re.search(r"[0-9a-f]{64}  imgcnv-\d+\.\d+\.\d+\.tar\.gz$", outputs[0].strip())
+        name = r"[0-9a-f]{64}  imgcnv-\d+\.\d+\.\d+"
+        assert re.search(rf"{name}\.tar\.gz\n{name}-viewer\.html$", outputs[0].strip())
         assert outputs[0] == checkout.run(blocks[0])[0], "the tarball's sum has changed from one run to the next"
 
 
@@ -241,6 +242,7 @@ def test_pictures_are_fresh(tmp_path):
             f"docs/pictures/{name} is out of date: run scripts/docs-pictures.sh")
     made += [quality.crop_name(photo, method) for photo in quality.CROPS for method in quality.OPENCV]
     made.append("imgcnv-live.png")  # live/tests/test_window.py compares it with the window
+    made.append("viewer.png")  # scripts/test-web.sh --picture makes it
     shown = re.findall(r"pictures/([\w\-]+\.png)", "".join(p.read_text(encoding="utf-8") for p in PAGES))
     kept = [str(p.relative_to(folder)) for p in (ROOT / "docs").rglob("*.png")]
     assert sorted(made) == sorted(kept) == sorted(set(shown)), "made, kept and shown pictures differ"

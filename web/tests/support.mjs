@@ -3,8 +3,8 @@ import { execFileSync, spawnSync } from 'node:child_process';
 import { mkdtempSync, readFileSync } from 'node:fs';
 import { tmpdir } from 'node:os';
 import { join, resolve } from 'node:path';
-import { inflateSync } from 'node:zlib';
-import { pathToFileURL } from 'node:url';
+import { gunzipSync, inflateSync } from 'node:zlib';
+import { fileURLToPath, pathToFileURL } from 'node:url';
 import { chromium } from 'playwright-core';
 
 export const root = resolve(import.meta.dirname ?? new URL('.', import.meta.url).pathname, '../..');
@@ -17,6 +17,13 @@ export const run = (...words) => execFileSync(command, words, { cwd: folder, std
 export const errorsOf = (...words) => spawnSync(command, words, { cwd: folder, encoding: 'utf8' }).stderr;
 // As a shell would take it.
 export const runLine = (line) => execFileSync('/bin/sh', ['-c', line.replace(/^imgcnv /, `'${command}' `)], { cwd: folder, stdio: 'pipe' });
+
+// The page's engine without the page.
+export async function loadEngine() {
+  const [, module] = /id="engine">([^<]+)</.exec(readFileSync(fileURLToPath(viewer), 'utf8'));
+  const Engine = new Function(readFileSync(join(root, 'web/engine.js'), 'utf8') + '\nreturn Engine;')();
+  return Engine.load(gunzipSync(Buffer.from(module, 'base64')), () => 0);
+}
 
 // The picture that a line of Python makes, as bytes.
 export function runPython(line) {

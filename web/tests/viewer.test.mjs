@@ -3,7 +3,7 @@ import { mkdirSync, openSync, ftruncateSync, closeSync, readFileSync, rmSync, wr
 import { createRequire } from 'node:module';
 import { join } from 'node:path';
 import { after, before, test } from 'node:test';
-import { errorsOf, folder, pack, readPng, root, run, runLine, runPython, Viewer } from './support.mjs';
+import { errorsOf, folder, loadEngine, pack, readPng, root, run, runLine, runPython, Viewer } from './support.mjs';
 
 const axe = readFileSync(createRequire(import.meta.url).resolve('axe-core/axe.min.js'), 'utf8');
 const screenshots = join(root, 'build/web/screenshots');
@@ -40,6 +40,23 @@ test('every format: the saved PNG has the pixels that the command makes', async 
   }
   assert.deepEqual(viewer.faults, []);
   assert.equal(viewer.requests.length, 1);
+});
+
+test('every format in other targets and turns: the engine makes the bytes that the command makes', async () => {
+  const engine = await loadEngine();
+  for (const [i, { name, code }] of engine.formats().entries()) {
+    const bytes = readFileSync(pack('chelsea.png', name, 'frame.dump'));
+    for (const [j, [kind, method]] of [['rgba32', 'nearest'], ['rgba32', 'bilinear'], ['rgb24', 'bilinear'], ['mono8', 'nearest']].entries()) {
+      const rotation = 90 * ((i + j) % 4), flip = (i + j) % 3;
+      const turn = [...(rotation ? ['--rotate', String(rotation)] : []), ...(flip ? ['--flip', 'hv'[flip - 1]] : [])];
+      run('convert', 'frame.dump', '-f', name, '-s', '451x300', '-m', method, '--to', kind, ...turn, '-o', 'frame.raw');
+      engine.setFrame({ code, flags: 0, width: 451, height: 300, stride: 0, skip: 0, gap: 0 });
+      engine.setTarget(kind, { demosaic: method === 'nearest' ? 0 : 1, rotation, flip: [0, 4, 8][flip] });
+      engine.room(0, bytes.length).set(bytes);
+      const made = engine.convert(1, bytes.length);
+      assert.ok(readFileSync(join(folder, 'frame.raw')).equals(Buffer.from(engine.room(1, made.bytes))), [name, kind, method, ...turn].join(' '));
+    }
+  }
 });
 
 // Red and blue exchanged give the same numbers.
