@@ -138,6 +138,8 @@ void split_row(const Coding& coding, const std::uint8_t* bytes, std::int64_t fro
         row.planes[1].push_back(red - green);
         row.planes[2].push_back(blue - green);
         if (step == 4) row.planes[3].push_back(row.words[i + 3]);
+        row.planes[4].push_back(red);
+        row.planes[5].push_back(blue);
     }
 }
 

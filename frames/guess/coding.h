@@ -20,6 +20,8 @@ struct Coding {
     bool may_be_mosaic() const { return channels(*format) == 1 && format->depth >= 8; }
     /// More than 8 bits per sample.
     bool is_deep() const { return format->depth > 8; }
+    /// One 16-bit word per sample.
+    bool is_words() const { return format->bits_per_pixel == 16 * channels(*format); }
     /// Bit rows: rows of a tight frame may begin within a byte.
     bool is_stream() const { return format->layout == IMGCNV_LAYOUT_LSB_FIRST; }
     std::int64_t group_bytes() const { return format->group_bytes; }
@@ -36,11 +38,12 @@ std::vector<Coding> codings(const Format* known);
 /// Whether formats of this kind share the coding's layout.
 bool has_coding(const Format& format, const Coding& coding);
 
-/// The samples of a row by kind. Colours are told as differences to green, which are smoother than
-/// the colours; the same difference would make luma and chroma less smooth, and so tells RGB from
-/// YUV, though not red from blue.
+constexpr std::size_t kPlanes = 6;
+
+/// The samples of a row by kind: green (luma, grey, mosaic), red and blue as differences to green
+/// (U and V as they are), alpha, then red and blue themselves.
 struct RowSamples {
-    std::array<std::vector<int>, 4> planes;
+    std::array<std::vector<int>, kPlanes> planes;
     std::vector<std::uint16_t> words;  ///< the samples as they lie in the row
 };
 

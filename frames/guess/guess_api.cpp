@@ -1,5 +1,5 @@
 #include "guess/file_kind.h"
-#include "guess/green_sites.h"
+#include "guess/mosaic_sites.h"
 #include "guess/point_list.h"
 #include "guess/search.h"
 #include "support/boundary.h"
@@ -14,8 +14,8 @@ namespace frames {
 namespace {
 
 constexpr double kHalvesScore = 0.05;      // bits per byte
+constexpr double kWorthAnAnswer = 0.4;     // more than the best one, before the order of colours
 constexpr double kMoreBitsThanUsed = 0.1;  // depths above the highest bit set
-constexpr double kWrongGreen = 0.6;        // the uneven diagonal as green, times the certainty
 constexpr double kColdColours = 0.03;      // red and blue exchanged so that blue is brighter
 constexpr double kColourless = 0.02;       // a mosaic that is as even as a grey picture
 constexpr double kRandom = 7.8;            // bits per byte of data without any structure
@@ -29,8 +29,8 @@ struct Answer {
     double rank = 0;
 };
 
-/// The bits that samples of the frames have set somewhere.
-unsigned used_bits(std::span<const std::uint8_t> window, const Candidate& candidate) {
+/// The largest sample of the frames' rows.
+unsigned largest_sample(std::span<const std::uint8_t> window, const Candidate& candidate) {
     constexpr std::int64_t kRows = 400;
     const auto& hypothesis = candidate.hypothesis;
     const auto& coding = hypothesis.fit->coding;
@@ -39,25 +39,33 @@ unsigned used_bits(std::span<const std::uint8_t> window, const Candidate& candid
     const auto stride = std::max<std::int64_t>(1, candidate.placement.height / kRows);
     std::vector<std::uint16_t> samples(
         static_cast<std::size_t>(hypothesis.width * channels(*coding.format)));
-    unsigned all = 0;
+    unsigned largest = 0;
     for (std::int64_t y = 0; y < candidate.placement.height; y += stride) {
         const auto bit = 8 * candidate.placement.skip + y * hypothesis.pitch_bits;
         if (bit + row > end) break;
         unpack_samples(coding, window.data() + bit / 8, bit % 8, samples.size(), samples.data());
-        for (const auto sample : samples) all |= sample;
+        for (const auto sample : samples) largest = std::max<unsigned>(largest, sample);
     }
-    return all;
+    return largest;
+}
+
+/// How unusual words of a depth with a largest sample of so many bits are: most cameras send 12
+/// bits, and most frames are bright; every bit that is not used is half as likely.
+double against_used(int depth, int width) {
+    constexpr double kNotTwelve = 0.12, kSixteen = 0.06, kDark = 0.03, kPerBit = 0.05;
+    const double dark = depth > width ? kDark + kPerBit * (depth - width) : 0;
+    return dark + (depth == 12 ? 0 : depth == 16 ? kSixteen : kNotTwelve);
 }
 
 /// What speaks against a depth; absent where the samples have more bits.
-std::optional<double> against_depth(const Format& format, const Coding& coding, unsigned used) {
+std::optional<double> against_depth(const Format& format, const Coding& coding, unsigned largest) {
     if (format.depth == coding.format->depth && coding.format->depth < 16) return 0;
-    const int width = static_cast<int>(std::bit_width(used));
+    const int width = static_cast<int>(std::bit_width(largest));
     if (format.depth < width) return std::nullopt;
-    double bits = 0;
+    double least = against_used(16, width);
     for (const int depth : {10, 12, 14})
-        if (width <= depth && format.depth > depth) bits += kMoreBitsThanUsed / 2;
-    return bits;
+        if (depth >= width) least = std::min(least, against_used(depth, width));
+    return against_used(format.depth, width) - least;
 }
 
 bool is_red_first(const Format& format) {
@@ -88,11 +96,11 @@ void add_formats(std::span<const std::uint8_t> window, const Candidate& candidat
     const auto& coding = hypothesis.fit->coding;
     const auto end =
         candidate.placement.skip + frame_bytes(hypothesis.pitch_bits, candidate.placement.height);
-    GreenSites green;
+    MosaicSites green;
     if (hypothesis.is_mosaic)
-        green = green_sites(window.first(std::min(window.size(), static_cast<std::size_t>(end))),
-                            hypothesis);
-    const auto used = coding.is_deep() ? used_bits(window, candidate) : 0;
+        green = mosaic_sites(window.first(std::min(window.size(), static_cast<std::size_t>(end))),
+                             hypothesis);
+    const auto used = coding.is_deep() ? largest_sample(window, candidate) : 0;
     const bool is_red = is_rgb(*coding.format) && is_first_brighter(window, candidate);
     for (const auto& format : formats()) {
         if (is_points(format) || !has_coding(format, coding) ||
@@ -106,7 +114,7 @@ void add_formats(std::span<const std::uint8_t> window, const Candidate& candidat
         if (is_mosaic(format)) {
             const bool green_first =
                 format.order == IMGCNV_ORDER_GB || format.order == IMGCNV_ORDER_GR;
-            if (green_first != green.green_first()) bits += kWrongGreen * green.certainty();
+            bits += green.against_green(green_first) - green.against_green(green.green_first());
             const auto likeliest = green.likeliest_order();
             if (green_first == green.green_first() && format.order != likeliest)
                 bits += kColdColours;
@@ -133,6 +141,20 @@ imgcnv_frame frame_of(const Answer& answer) {
 bool is_same(const imgcnv_frame& a, const imgcnv_frame& b) {
     return a.format == b.format && a.flags == b.flags && a.width == b.width &&
            a.height == b.height && a.stride == b.stride && a.skip == b.skip && a.gap == b.gap;
+}
+
+/// An answer of the same pixels in another packing that the bytes speak for nearly as much: GigE
+/// Vision's, `p`, MIPI's or words of the other byte order.
+const Answer* layout_rival(const Answer& answer, std::span<const Answer> all) {
+    const auto& frame = answer.candidate;
+    const auto rival = std::find_if(all.begin(), all.end(), [&](const Answer& other) {
+        return other.rank < answer.rank + 2 * kHalvesScore &&
+               other.candidate.hypothesis.width == frame.hypothesis.width &&
+               other.candidate.placement.height == frame.placement.height &&
+               channels(*other.format) == channels(*answer.format) &&
+               !has_coding(*other.format, frame.hypothesis.fit->coding);
+    });
+    return rival == all.end() ? nullptr : &*rival;
 }
 
 /// What the bytes leave open about an answer, in one line.
@@ -165,6 +187,15 @@ void say_unknown(const Answer& answer, std::span<const Answer> all, Text& text) 
             return other.candidate.hypothesis.width != answer.candidate.hypothesis.width;
         }))
         say("the width");
+    if (has_rival([&](const Answer& other) {
+            return other.candidate.hypothesis.width == answer.candidate.hypothesis.width &&
+                   other.candidate.placement.skip != answer.candidate.placement.skip;
+        }))
+        say("where the first frame begins: a header may be in front");
+    if (const auto* other = layout_rival(answer, all); other != nullptr) {
+        say("the packing: it may also be ");
+        text << other->format->name;
+    }
     if (is_yuv(format) && format.layout != IMGCNV_LAYOUT_UYV)
         say("the last columns: rows end with a whole group of pixels");
     const auto& placement = answer.candidate.placement;
@@ -198,7 +229,9 @@ class Guess {
         if (add_points(window)) return IMGCNV_OK;
 
         const auto candidates = search(source_, window, known_, fits_);
-        for (const auto& candidate : candidates) add_formats(window, candidate, known_, answers_);
+        for (const auto& candidate : candidates)
+            if (candidate.rank < candidates.front().rank + kWorthAnAnswer)
+                add_formats(window, candidate, known_, answers_);
         if (!candidates.empty()) add_colourless_mosaic(window, candidates.front());
         std::stable_sort(answers_.begin(), answers_.end(),
                          [](const Answer& a, const Answer& b) { return a.rank < b.rank; });

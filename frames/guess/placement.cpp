@@ -18,15 +18,18 @@ constexpr double kUsualHeader = 0.03;  // of 256, 512, 1024 ... bytes
 constexpr double kOtherHeader = 0.06;
 constexpr double kShortHeader = 0.1;
 constexpr std::int64_t kShortestUsualHeader = 256;
-constexpr double kLeftOver = 0.05;
+constexpr double kLeftOver = 0.08;
+constexpr double kLeftOverOfKnown = 0.15;  // where the height is given
 constexpr double kMuchLeftOver = 0.2;
 constexpr double kGap = 0.02;
 constexpr double kUnusualGap = 0.03;
+constexpr double kLongGap = 0.15;
 constexpr double kNoLastGap = 0.02;
 constexpr double kManyFrames = 0.02;
 constexpr double kKnownSize = -0.12;
 constexpr double kPerDoubledFrames = 0.02;
 constexpr double kOddProportions = 0.03;  // no sensor is five times wider than high
+constexpr double kPortrait = 0.015;       // sensors are wider than high
 constexpr double kOddHeight = 0.01;
 constexpr double kWrongSeam = 0.25;
 constexpr double kRightSeam = -0.15;
@@ -276,10 +279,13 @@ class Placer {
                                                                : kOtherHeader;
         if (placement.left_over > 0)
             penalty += placement.left_over <= kLongestHeader && 4 * placement.left_over < bytes
-                           ? kLeftOver
+                           ? known_.height > 0 ? kLeftOverOfKnown : kLeftOver
                            : kMuchLeftOver;
         if (placement.gap > 0 && behind < placement.frames * placement.gap) penalty += kNoLastGap;
-        if (placement.gap > 0) penalty += kGap + (is_usual(placement.gap) ? 0 : kUnusualGap);
+        if (placement.gap > 0)
+            penalty += kGap + (is_usual(placement.gap)          ? 0
+                               : placement.gap > kLongestHeader ? kLongGap
+                                                                : kUnusualGap);
         if (placement.frames > 1) penalty += kManyFrames;
         if (placement.has_known_size) {
             // Small frames fill many files by chance.
@@ -290,6 +296,7 @@ class Placer {
                 static_cast<double>(hypothesis_.width) / static_cast<double>(placement.height);
             const auto beyond = std::max(proportion / 3, 0.6 / proportion);
             if (beyond > 1) penalty += kOddProportions * (1 + std::log2(beyond));
+            if (proportion < 1) penalty += kPortrait;
             if (placement.height % 2 != 0) penalty += kOddHeight;
         }
         const bool is_there =

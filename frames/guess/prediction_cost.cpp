@@ -5,6 +5,7 @@
 #include <bit>
 #include <cmath>
 #include <cstdlib>
+#include <limits>
 #include <numeric>
 
 namespace frames {
@@ -13,21 +14,24 @@ namespace {
 constexpr int kChunks = 48;
 constexpr std::int64_t kChunkBytes = 840;                    // whole groups of every coding
 constexpr double kClearlyBetter = 0.7;                       // bits per byte
-constexpr std::int64_t kLongestPiece = 320, kPieceUnit = 8;  // pixels of a row
+constexpr std::int64_t kLongestPiece = 160, kPieceUnit = 8;  // pixels of a row
 constexpr std::int64_t kFewestPieces = 16;
 
 int width_of(int value) {
     return static_cast<int>(std::bit_width(static_cast<unsigned>(std::abs(value))));
 }
 
+/// The bits of symbols that occur so often each, and those that tell a coder how often: half the
+/// logarithm of their number per symbol. Few samples would flatter codings of many symbols.
 double entropy_bits(std::span<const std::uint32_t> counts) {
-    double total = 0, sum = 0;
+    double total = 0, sum = 0, used = 0;
     for (const auto count : counts) {
         if (count == 0) continue;
         total += count;
         sum -= count * std::log2(static_cast<double>(count));
+        ++used;
     }
-    return total > 0 ? sum + total * std::log2(total) : 0;
+    return total > 0 ? sum + (total + (used - 1) / 2) * std::log2(total) : 0;
 }
 
 int median_prediction(int left, int above, int above_left) {
@@ -88,25 +92,125 @@ class ErrorBits {
     std::int64_t member_bits_ = 0;
 };
 
-/// One-bit pixels: what a pixel is, given the four neighbours that come before it.
+/// Pixels of few bits: what a pixel is, given the neighbours that come before it; of 4 bits two of
+/// them, since more would take longer to learn than a picture lasts.
 class PixelBits {
   public:
+    explicit PixelBits(int depth)
+        : depth_(depth), counts_((depth > 2 ? 1U << 2 * depth : 1U << 4 * depth) << depth) {}
+
     void add_row(std::span<const int> row, std::span<const int> above) {
         for (std::size_t x = 1; x + 1 < row.size(); ++x) {
-            const auto context = row[x - 1] | above[x - 1] << 1 | above[x] << 2 | above[x + 1] << 3;
-            ++counts_[static_cast<std::size_t>(context)][static_cast<std::size_t>(row[x])];
+            auto context = row[x - 1] << depth_ | above[x];
+            if (depth_ <= 2) context = (context << depth_ | above[x - 1]) << depth_ | above[x + 1];
+            ++counts_[static_cast<std::size_t>(context << depth_ | row[x])];
         }
+        in_row_ = static_cast<double>(row.size());
     }
 
     double bits() const {
         double sum = 0;
-        for (const auto& pair : counts_) sum += entropy_bits(pair);
-        return sum;
+        const auto values = std::size_t{1} << depth_;
+        for (std::size_t at = 0; at < counts_.size(); at += values)
+            sum += entropy_bits(std::span(counts_).subspan(at, values));
+        return in_row_ > 2 ? sum * in_row_ / (in_row_ - 2) : sum;
     }
 
   private:
-    std::array<std::array<std::uint32_t, 2>, 16> counts_{};
+    int depth_;
+    std::vector<std::uint32_t> counts_;
+    double in_row_ = 0;
 };
+
+/// Samples without neighbours: how often their upper bits have each value, and all bits below. In
+/// noise, which no neighbour predicts, it still tells the upper bits from the others. Differences
+/// of colours are not coded so.
+class PlainBits {
+  public:
+    PlainBits() = default;
+    explicit PlainBits(const CodingFit& fit)
+        : shift_(fit.coding.is_deep() ? fit.upper_shift + 8 - kUpper - fit.dropped_bits
+                                      : fit.coding.format->depth - kUpper) {
+        shift_ = std::max(0, shift_);
+    }
+
+    void add_row(std::span<const int> row) {
+        for (const int sample : row) {
+            has_negative_ |= sample < 0;
+            const int upper = std::clamp(sample >> shift_, 0, kValues - 1);
+            if (sample >> shift_ > upper) low_bits_ += kBitsOfRare;
+            ++counts_[static_cast<std::size_t>(upper)];
+        }
+        low_bits_ += shift_ * static_cast<std::int64_t>(row.size());
+    }
+
+    double bits() const {
+        if (has_negative_) return std::numeric_limits<double>::infinity();
+        return static_cast<double>(low_bits_) + entropy_bits(counts_);
+    }
+
+  private:
+    static constexpr int kUpper = 6, kValues = 1 << kUpper, kBitsOfRare = 16;
+    std::array<std::uint32_t, kValues> counts_{};
+    std::int64_t low_bits_ = 0;
+    int shift_ = 0;
+    bool has_negative_ = false;
+};
+
+/// One kind of samples, by whatever predicts them best.
+class PlaneBits {
+  public:
+    PlaneBits(const CodingFit& fit, std::size_t step, int directions)
+        : step_(step),
+          directions_(directions),
+          slanted_(static_cast<std::size_t>(2 * directions + 1)),
+          plain_(fit) {}
+
+    void add_row(std::span<const int> row, std::span<const int> above) {
+        const auto margin = static_cast<std::size_t>(directions_);
+        for (int aside = -directions_; aside <= directions_; ++aside)
+            slanted_[static_cast<std::size_t>(aside + directions_)].add_row(
+                row, above, step_, margin, aside * static_cast<int>(step_));
+        mean_.add_row_of_noise(row, above, step_, std::max<std::size_t>(1, margin));
+        plain_.add_row(row);
+        in_row_ = row.size();
+    }
+
+    /// The edges of rows have no neighbours to compare with and count like the rest.
+    double bits() const {
+        if (in_row_ == 0) return 0;
+        const auto whole = [&](double bits, int directions) {
+            const auto in_row = static_cast<double>(in_row_);
+            const auto edges = static_cast<double>(step_) * (2 * directions + 1);
+            return bits * in_row / std::max(1.0, in_row - edges);
+        };
+        double best = slanted_.front().bits();
+        for (const auto& direction : slanted_) best = std::min(best, direction.bits());
+        // Most pictures stand upright, whatever direction their edges have.
+        const double upright = slanted_[static_cast<std::size_t>(directions_)].bits();
+        return std::min({whole(best + kUpright * (upright - best), directions_),
+                         whole(mean_.bits(), std::max(1, directions_)), plain_.bits()});
+    }
+
+  private:
+    static constexpr double kUpright = 0.25;
+    std::size_t step_;
+    int directions_;
+    std::vector<ErrorBits> slanted_;
+    ErrorBits mean_;
+    PlainBits plain_;
+    std::size_t in_row_ = 0;
+};
+
+/// The bits of all kinds of samples: colours count as what takes fewer, the colours themselves or
+/// their differences to green, which are smoother unless noise is stronger than the picture.
+double sum_of_planes(const RowSamples& row, const std::array<double, kPlanes>& bits) {
+    const auto colour = [&](std::size_t difference, std::size_t itself) {
+        return row.planes[itself].empty() ? bits[difference]
+                                          : std::min(bits[difference], bits[itself]);
+    };
+    return bits[0] + colour(1, 4) + colour(2, 5) + bits[3];
+}
 
 std::int64_t pixels_of_chunk(const Coding& coding) {
     return kChunkBytes / coding.group_bytes() * coding.group_pixels();
@@ -148,7 +252,8 @@ int empty_bits(std::span<const std::uint16_t> words) {
     return 0;
 }
 
-/// Between samples of 10 bits, GigE Vision's packing leaves 4 bits 0.
+/// Between samples of 10 bits, GigE Vision's packing leaves 4 bits 0. Padded rows begin groups at
+/// any phase, so that a third of the groups is enough to go on; prediction_cost sees rows.
 bool has_unused_bits(const CodingFit& fit, std::span<const std::uint8_t> window,
                      const std::vector<std::int64_t>& starts) {
     std::size_t groups = 0, used = 0;
@@ -157,7 +262,7 @@ bool has_unused_bits(const CodingFit& fit, std::span<const std::uint8_t> window,
     for (const auto start : std::span(starts).subspan(count / 8, (count + 7) / 8))
         for (std::int64_t at = 0; at < kChunkBytes; at += fit.coding.group_bytes(), ++groups)
             used += (window[static_cast<std::size_t>(start + at + 1)] & 0xCC) != 0;
-    return static_cast<double>(used) <= (1 - kNearlyAll) * static_cast<double>(groups);
+    return 4 * used <= 3 * groups;
 }
 
 void find_used_bits(std::span<const std::uint8_t> window, const std::vector<std::int64_t>& starts,
@@ -196,13 +301,20 @@ std::vector<double> chunk_costs(std::span<const std::uint8_t> window, const Codi
     for (const auto start : chunk_starts(static_cast<std::int64_t>(window.size()), fit.phase)) {
         split_row(fit.coding, window.data() + start, 0, pixels_of_chunk(fit.coding),
                   fit.dropped_bits, row);
-        double best = 1e9;
-        for (std::size_t step = 1; step <= (fit.coding.may_be_mosaic() ? 2 : 1); ++step) {
-            ErrorBits bits;
-            for (std::size_t i = 0; i < row.planes.size(); ++i)
-                bits.add_line(row.planes[i], i == 0 ? step : 1);
-            best = std::min(best, bits.bits());
+        std::array<double, kPlanes> bits{};
+        for (std::size_t i = 0; i < kPlanes; ++i) {
+            const auto& plane = row.planes[i];
+            if (plane.empty()) continue;
+            PlainBits plain(fit);
+            plain.add_row(plane);
+            bits[i] = plain.bits();
+            for (std::size_t step = 1; step <= (fit.coding.may_be_mosaic() ? 2 : 1); ++step) {
+                ErrorBits errors;
+                errors.add_line(plane, step);
+                bits[i] = std::min(bits[i], errors.bits());
+            }
         }
+        const auto best = sum_of_planes(row, bits);
         costs.push_back(std::min(8.0, best / kChunkBytes));
     }
     return costs;
@@ -283,13 +395,15 @@ double prediction_cost(std::span<const std::uint8_t> window, const Hypothesis& h
     const auto pixels_taken = std::min(hypothesis.width, kLongestPiece);
     const auto pieces = std::max(kFewestPieces, samples / pixels_taken);
     const auto last_unit = (hypothesis.width - pixels_taken) / kPieceUnit;
-    std::vector<ErrorBits> slanted(static_cast<std::size_t>(2 * directions + 1));
-    ErrorBits level;
-    std::array<ErrorBits, 3> others;
+    std::vector<PlaneBits> planes;
+    for (std::size_t i = 0; i < kPlanes; ++i)
+        planes.emplace_back(*hypothesis.fit, static_cast<std::size_t>(step),
+                            i == 0 ? directions : 0);
     ErrorBits beyond;
-    PixelBits pixels;
+    const bool has_few_bits = coding.format->depth <= 4;
+    PixelBits pixels(has_few_bits ? coding.format->depth : 1);
     RowSamples row, above;
-    std::int64_t counted = 0, foreign = 0;
+    std::int64_t counted = 0, foreign = 0, beyond_taken = 0, beyond_all = 0;
     const bool has_unused =
         coding.format->layout == IMGCNV_LAYOUT_PACKED && coding.format->depth == 10;
     const auto place = [&](std::int64_t y) { return 8 * hypothesis.start + y * pitch; };
@@ -309,40 +423,36 @@ double prediction_cost(std::span<const std::uint8_t> window, const Hypothesis& h
             for (std::int64_t x = 1; x + 1 < pixels_taken * 3 / 2; x += 3)
                 foreign +=
                     (window[static_cast<std::size_t>((place(y) + from) / 8 + x)] & 0xCC) != 0;
-        if (coding.format->depth == 1) {
+        if (has_few_bits) {
             pixels.add_row(row.planes[0], above.planes[0]);
         } else {
-            for (int aside = -directions; aside <= directions; ++aside)
-                slanted[static_cast<std::size_t>(aside + directions)].add_row(
-                    row.planes[0], above.planes[0], static_cast<std::size_t>(step),
-                    static_cast<std::size_t>(directions), aside * static_cast<int>(step));
-            level.add_row_of_noise(row.planes[0], above.planes[0], static_cast<std::size_t>(step),
-                                   static_cast<std::size_t>(directions));
-            for (std::size_t i = 1; i < 4; ++i)
-                others[i - 1].add_row(row.planes[i], above.planes[i], 1, 1);
+            for (std::size_t i = 0; i < kPlanes; ++i)
+                if (!row.planes[i].empty()) planes[i].add_row(row.planes[i], above.planes[i]);
         }
+        // Of long paddings a part that moves from row to row.
+        const auto first = (place(y) + used + 7) / 8;
         const auto end = std::min((place(y) + pitch) / 8, bits / 8 + hypothesis.start);
-        for (auto at = (place(y) + used + 7) / 8; at < end; ++at) {
+        const auto taken = std::min(end - first, kLongestPiece);
+        const auto skipped = taken > 0 ? counted * kLongestPiece % (end - first - taken + 1) : 0;
+        for (auto at = first + skipped; at < first + skipped + taken; ++at) {
             const auto over = at - step * pitch / 8;
             beyond.add(static_cast<std::int8_t>(window[static_cast<std::size_t>(at)] -
                                                 window[static_cast<std::size_t>(over)]),
                        0);
         }
+        beyond_taken += std::max<std::int64_t>(0, taken);
+        beyond_all += std::max<std::int64_t>(0, end - first);
     }
     if (static_cast<double>(foreign) > kFewForeign * static_cast<double>(counted * pixels_taken))
         return 8;
-    // The edges of rows have no neighbours to compare with and count like the rest.
-    const auto whole = [&](double bits, std::size_t plane, std::int64_t reach) {
-        const auto in_row = static_cast<double>(row.planes[plane].size());
-        return bits * in_row / std::max(1.0, in_row - static_cast<double>(reach));
-    };
-    double first = level.bits();
-    for (const auto& direction : slanted) first = std::min(first, direction.bits());
-    double sum = whole(first, 0, step * (2 * directions + 1)) + whole(pixels.bits(), 0, 2);
-    for (std::size_t i = 1; i < 4; ++i) sum += whole(others[i - 1].bits(), i, 3);
+    std::array<double, kPlanes> bits_of_planes{};
+    for (std::size_t i = 0; i < kPlanes; ++i) bits_of_planes[i] = planes[i].bits();
+    double sum = sum_of_planes(row, bits_of_planes) + pixels.bits();
     sum *= static_cast<double>(hypothesis.width) / static_cast<double>(pixels_taken);
     // A coder that finds nothing to predict writes the bytes as they are.
-    return std::min(8.0, (sum + beyond.bits()) / (static_cast<double>(counted * pitch) / 8));
+    if (beyond_taken > 0)
+        sum += beyond.bits() * static_cast<double>(beyond_all) / static_cast<double>(beyond_taken);
+    return std::min(8.0, sum / (static_cast<double>(counted * pitch) / 8));
 }
 
 }  // namespace frames

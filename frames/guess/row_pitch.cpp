@@ -7,9 +7,10 @@
 namespace frames {
 namespace {
 
-// 192 pieces of 64 samples see enough of a picture: the mean of 12288 differences is known to a
-// few tenths of a level, and 32768 lags take a few hundredths of a second.
-constexpr std::size_t kPieces = 192;
+// 96 pieces of 64 samples see enough of a picture: the mean of 6144 differences is known to half a
+// level. Long rows are those of large pictures; fewer pieces bound their time.
+constexpr std::size_t kPieces = 96, kPiecesOfLong = 48;
+constexpr std::size_t kLongLag = 8192;
 constexpr std::size_t kPieceLength = 64;
 constexpr std::int64_t kProfileBytes = 2 << 20;
 constexpr std::int64_t kLongestPitch = 65536;
@@ -53,14 +54,15 @@ class LagProfile {
 
     double at(const Signal& signal, const Signal& other, std::size_t lag) const {
         unsigned sum = 0;
-        for (std::size_t piece = 0; piece < kPieces; ++piece) {
+        const auto pieces = lag < kLongLag ? kPieces : kPiecesOfLong;
+        for (std::size_t piece = 0; piece < pieces; ++piece) {
             // The golden ratio spreads the pieces evenly without a period that rows could share.
             const auto place = 0.618033988749895 * static_cast<double>(piece);
             const auto start =
                 static_cast<std::size_t>(static_cast<double>(room_) * (place - std::floor(place)));
             sum += sum_of_differences(signal.data() + start, other.data() + start + lag);
         }
-        return static_cast<double>(sum) / (kPieces * kPieceLength);
+        return static_cast<double>(sum) / static_cast<double>(pieces * kPieceLength);
     }
     std::size_t longest() const { return room_ == 0 ? 0 : longest_; }
 
@@ -73,7 +75,8 @@ struct Dip {
     double depth;
 };
 
-/// Lags at which the profile is lowest within a tenth of the lag to either side.
+/// Lags at which the profile is lowest within a tenth of the lag to either side; of equal ones the
+/// first.
 void add_dips(const std::vector<double>& profile, std::int64_t bits_per_lag,
               std::vector<Dip>& dips) {
     for (std::size_t lag = kShortestPitch; lag + 1 < profile.size(); ++lag) {
@@ -81,7 +84,7 @@ void add_dips(const std::vector<double>& profile, std::int64_t bits_per_lag,
         // From near to far, since most lags have a lower one close by.
         const auto is_lowest = [&] {
             for (std::size_t i = 1; i <= reach; ++i) {
-                if (profile[lag - i] < profile[lag]) return false;
+                if (profile[lag - i] <= profile[lag]) return false;
                 if (lag + i < profile.size() && profile[lag + i] < profile[lag]) return false;
             }
             return true;
@@ -117,6 +120,9 @@ std::vector<std::int64_t> pitch_candidates(std::span<const std::uint8_t> window,
         window.subspan(static_cast<std::size_t>(from), static_cast<std::size_t>(taken));
     const auto longest = static_cast<std::size_t>(
         std::min({kLongestPitch, taken / kFewestRows, widest_picture(size, coding)}));
+
+    if (std::all_of(bytes.begin(), bytes.end(), [&](auto byte) { return byte == bytes[0]; }))
+        return {};
 
     std::vector<Dip> dips;
     const bool has_bytes = coding.format->depth == 8;

@@ -1,7 +1,8 @@
 #include "guess/search.h"
 
-#include "guess/green_sites.h"
+#include "guess/channels.h"
 #include "guess/known_sizes.h"
+#include "guess/mosaic_sites.h"
 #include "guess/row_pitch.h"
 
 #include <algorithm>
@@ -18,12 +19,11 @@ namespace {
 // the constants only settle ties.
 constexpr double kOddWidth = 0.02;  // sensors have even ones, mostly multiples of 4
 constexpr double kPaddingTaken = 0.005;
-constexpr double kPaddingSeen = 0.1;   // columns of one value at the end of all rows
+constexpr double kPaddingSeen = 0.1;  // columns of one value at the end of all rows
 constexpr double kBigEndian = 0.02;
-constexpr double kMosaic = 0.01;         // noise looks the same through both
-constexpr double kPatternMissed = 0.12;  // of period 2, taken for grey
-constexpr double kNoPattern = 0.3;       // taken for a mosaic
+constexpr double kMosaic = 0.01;  // noise looks the same through both
 constexpr double kFitsKnownSize = -0.12;
+constexpr double kFillsFile = -0.06;
 constexpr double kNarrow = 0.15;  // per halving below kUsuallyWider pixels
 constexpr std::int64_t kUsuallyWider = 128;
 constexpr double kUnalignedStride = 0.05;
@@ -37,8 +37,6 @@ constexpr std::int64_t kNear = 16;
 constexpr std::int64_t kSmallest = 16;      // width and height, unless given
 constexpr std::int64_t kRowsOfPixels = 10;  // no stride is longer
 constexpr std::int64_t kLongestHeader = 16384;
-constexpr std::size_t kRefined = 40;
-constexpr std::size_t kPlaced = 24;
 constexpr std::array<std::int64_t, 6> kUsualHeaders{0, 256, 512, 1024, 2048, 4096};
 
 /// How unusual files of a layout are.
@@ -71,32 +69,37 @@ struct ConstantColumns {
     std::int64_t end() const { return first + count; }
 };
 
-/// The longest run of columns of one value, across the end of the row too: where a header is in
-/// front, rows do not begin at column 0.
-ConstantColumns constant_columns(std::span<const std::uint8_t> window, std::int64_t from,
-                                 std::int64_t pitch) {
+/// The longest runs of columns that hold the same value in all rows, across the end of the row too:
+/// where a header is in front, rows do not begin at column 0.
+std::vector<ConstantColumns> constant_columns(std::span<const std::uint8_t> window,
+                                              std::int64_t pitch) {
     constexpr std::int64_t kRows = 64, kShortestRun = 3;
-    const auto rows = (static_cast<std::int64_t>(window.size()) - from) / pitch;
+    constexpr std::size_t kRuns = 2;
+    const auto rows = static_cast<std::int64_t>(window.size()) / pitch;
     if (rows < 8) return {};
     // Headers are in the first rows.
     const auto first = std::min(rows / 4, kLongestHeader / 2 / pitch + 1);
     const auto stride = std::max<std::int64_t>(1, (rows - first) / kRows);
-    std::vector<char> is_constant(static_cast<std::size_t>(pitch), 1);
-    const auto* base = window.data() + from + first * pitch;
+    const auto* base = window.data() + first * pitch;
+    constexpr int kChanging = -1;
+    std::vector<int> values(base, base + pitch);
     for (std::int64_t y = stride; y < rows - first; y += stride)
         for (std::int64_t x = 0; x < pitch; ++x)
-            if (base[y * pitch + x] != base[x]) is_constant[static_cast<std::size_t>(x)] = 0;
-    ConstantColumns longest;
-    std::int64_t run = 0;
-    for (std::int64_t x = 0; x < 2 * pitch; ++x) {
-        run = is_constant[static_cast<std::size_t>(x % pitch)] != 0 ? run + 1 : 0;
-        if (run > longest.count) longest = {(x - run + 1) % pitch, run};
-        if (run >= pitch) return {};
+            if (base[y * pitch + x] != base[x]) values[static_cast<std::size_t>(x)] = kChanging;
+    const auto value = [&](std::int64_t x) { return values[static_cast<std::size_t>(x % pitch)]; };
+    std::vector<ConstantColumns> runs;
+    for (std::int64_t x = 0; x < pitch; ++x) {
+        if (value(x) == kChanging || value(x) == value(x + pitch - 1)) continue;
+        std::int64_t count = 1;
+        while (count < pitch && value(x + count) == value(x)) ++count;
+        // Where many columns hold one value, as the high bytes of dark words do, it says nothing.
+        const auto all = std::count(values.begin(), values.end(), value(x));
+        if (count >= kShortestRun && 16 * (all - count) <= pitch) runs.push_back({x, count});
     }
-    // Where many columns hold one value, as the high bytes of dark words do, it says nothing.
-    const auto all = std::count(is_constant.begin(), is_constant.end(), 1);
-    if (longest.count < kShortestRun || 16 * (all - longest.count) > pitch) return {};
-    return longest;
+    std::stable_sort(runs.begin(), runs.end(),
+                     [](const auto& a, const auto& b) { return a.count > b.count; });
+    if (runs.size() > kRuns) runs.resize(kRuns);
+    return runs;
 }
 
 class Search {
@@ -108,12 +111,17 @@ class Search {
     std::vector<Candidate> run() {
         choose_codings();
         for (const auto& fit : fits_) known_.width > 0 ? add_of_width(fit) : add_of_any_width(fit);
-        weigh(4 * 1024, 1, kRefined);
+        // Few samples tell most candidates from the best ones, which are worth more.
+        weigh(2 * 1024, 0, 80, 1.2);
         for (auto& candidate : candidates_)
-            if (is_yuv(*candidate.hypothesis.fit->coding.format))
-                candidate.rank += against_yuv(window_, candidate.hypothesis);
-        weigh(24 * 1024, 2, kPlaced);
-        weigh(64 * 1024, 4, kPlaced);
+            candidate.rank += against_channels(window_, candidate.hypothesis);
+        weigh(6 * 1024, 1, 32, 0.8);
+        for (auto& candidate : candidates_)
+            if (const auto& hypothesis = candidate.hypothesis;
+                hypothesis.fit->coding.may_be_mosaic())
+                candidate.rank += mosaic_sites(window_, hypothesis).against(hypothesis.is_mosaic);
+        weigh(16 * 1024, 2, 16, 0.6);
+        weigh(48 * 1024, 4, 12, 0.5);
         return placed();
     }
 
@@ -204,7 +212,8 @@ class Search {
             pitch > kRowsOfPixels * row)
             return;
         if (known_.stride > 0 && pitch != 8 * known_.stride) return;
-        if (pitch != row && pitch % 8 != 0) return;
+        // Padded rows begin at whole bytes, words at even ones.
+        if (pitch != row && pitch % (fit.coding.is_words() ? 16 : 8) != 0) return;
         if (known_.height == 0 && pitch * kSmallest > 8 * size_) return;
         start %= std::max<std::int64_t>(1, pitch / 8);
         if (known_.skip >= 0) start = known_.skip;
@@ -258,19 +267,25 @@ class Search {
         const auto& coding = fit.coding;
         add_at_starts(fit, coding.widest_row(pitch), pitch, 0);
         if (pitch % 8 != 0) return;
-        const auto columns =
-            constant_columns(window_.first(static_cast<std::size_t>(
-                                 std::min(static_cast<std::int64_t>(window_.size()), fit.reach))),
-                             0, pitch / 8);
-        if (columns.count == 0) return;
-        const auto width = coding.widest_row(pitch - 8 * columns.count);
-        const auto start = (columns.first + columns.count) % (pitch / 8);
-        add(fit, width, pitch, start, kPaddingTaken - kPaddingSeen);
-        // The picture's last bytes may have the value of the padding.
-        for (const auto& [known_width, height] : known_sizes())
-            if (known_width > width && coding.row_bits(known_width) < pitch &&
-                size_ >= frame_bytes(pitch, height))
-                add(fit, known_width, pitch, start, kPaddingTaken - kPaddingSeen);
+        for (const auto& columns : padding(pitch / 8)) {
+            const auto width = coding.widest_row(pitch - 8 * columns.count);
+            const auto start = columns.end() % (pitch / 8);
+            // More than a quarter of a row is rather the dark border of a picture.
+            const bool is_border = 4 * columns.count > pitch / 8;
+            const double penalty = kPaddingTaken + (is_border ? kPaddingSeen : -kPaddingSeen);
+            add(fit, width, pitch, start, penalty);
+            // The picture's last bytes may have the value of the padding.
+            for (const auto& [known_width, height] : known_sizes())
+                if (known_width > width && coding.row_bits(known_width) < pitch &&
+                    size_ >= frame_bytes(pitch, height))
+                    add(fit, known_width, pitch, start, penalty);
+        }
+    }
+
+    const std::vector<ConstantColumns>& padding(std::int64_t pitch) {
+        const auto [place, is_new] = padding_.try_emplace(pitch);
+        if (is_new) place->second = constant_columns(window_, pitch);
+        return place->second;
     }
 
     void add_of_any_width(const CodingFit& fit) {
@@ -296,6 +311,19 @@ class Search {
             if (size_ % height == 0) offer_padded(8 * (size_ / height));
         }
         for (const auto pitch : pitches(fit)) add_pitch(fit, pitch);
+        add_rectangles(fit);
+    }
+
+    /// Tight frames of usual proportions that fill the file: noise may hide how long rows are.
+    void add_rectangles(const CodingFit& fit) {
+        constexpr double kHighest = 0.7, kWidest = 2.5;
+        const auto area = 8.0 * static_cast<double>(size_) / fit.coding.format->bits_per_pixel;
+        const auto widest = static_cast<std::int64_t>(std::sqrt(kWidest * area));
+        auto width = static_cast<std::int64_t>(std::sqrt(kHighest * area));
+        for (; width <= widest; ++width)
+            if (const auto row = fit.coding.row_bits(width);
+                size_ * 8 % row < 8 && fit.coding.widest_row(row) == width)
+                add_at_starts(fit, width, row, 0, kFillsFile);
     }
 
     bool fits_behind_header(std::int64_t frame) const {
@@ -315,12 +343,13 @@ class Search {
             }
             double penalty = kPaddingTaken;
             if (pitch < row || pitch % 8 != 0) return;
-            const auto columns = constant_columns(window_, 0, pitch / 8);
-            if (8 * columns.count > pitch / 2)
-                return add_at_starts(fit, known_.width, pitch, penalty);
-            if (columns.count > 0 && 8 * columns.count >= pitch - row - 7)
-                add(fit, known_.width, pitch, (columns.first + columns.count) % (pitch / 8),
-                    penalty - kPaddingSeen);
+            // Columns that are no wider than what the row leaves are its padding.
+            for (const auto& columns : padding(pitch / 8))
+                if (std::abs(8 * columns.count - (pitch - row)) < 32)
+                    add(fit, known_.width, pitch, columns.end() % (pitch / 8),
+                        penalty - kPaddingSeen);
+                else if (8 * columns.end() == pitch && 8 * columns.count > pitch - row + row / 16)
+                    penalty += kPaddingSeen;  // taken for pixels
             add_at_starts(fit, known_.width, pitch, penalty);
         };
         offer(row);
@@ -338,7 +367,8 @@ class Search {
             if (pitch > row && pitch < 3 * row) offer(pitch);
     }
 
-    void weigh(std::int64_t samples, int directions, std::size_t kept) {
+    /// Keeps the best `kept` candidates, of which none is `margin` bits worse than the best.
+    void weigh(std::int64_t samples, int directions, std::size_t kept, double margin) {
         for (auto& candidate : candidates_) {
             candidate.rank -= candidate.cost;
             candidate.cost = prediction_cost(window_, candidate.hypothesis, samples, directions);
@@ -348,31 +378,56 @@ class Search {
             return a.rank + a.hope < b.rank + b.hope;
         });
         if (candidates_.size() > kept) candidates_.resize(kept);
+        while (!candidates_.empty() && candidates_.back().rank + candidates_.back().hope >
+                                           candidates_.front().rank + margin)
+            candidates_.pop_back();
+    }
+
+    /// Groups of pixels fill up the end of a row with zeros, which are in no picture.
+    void drop_padding(Candidate& candidate) const {
+        constexpr std::int64_t kRows = 64, kPixels = 8;
+        auto& hypothesis = candidate.hypothesis;
+        const auto start = candidate.placement.skip;
+        const auto& fit = *hypothesis.fit;
+        const auto row = fit.coding.row_bits(hypothesis.width), pitch = hypothesis.pitch_bits;
+        const auto from = fit.coding.row_bits(hypothesis.width / kPixels * kPixels - kPixels);
+        const auto pixels = hypothesis.width % kPixels + kPixels;
+        const auto end = 8 * std::min(static_cast<std::int64_t>(window_.size()), fit.reach);
+        const auto rows = std::min((end - 8 * start - row) / pitch, candidate.placement.height);
+        if (channels(*fit.coding.format) > 1 || pitch % 8 != 0 || rows < kRows ||
+            hypothesis.width < 2 * kPixels)
+            return;
+        std::int64_t last = 0;  // of the columns that are not 0 in all rows
+        RowSamples samples;
+        for (std::int64_t i = 0; i < kRows; ++i) {
+            const auto bit = 8 * start + rows * i / kRows * pitch + from;
+            split_row(fit.coding, window_.data(), bit, pixels, 0, samples);
+            const auto& plane = samples.planes[0];
+            for (std::int64_t x = last; x < pixels; ++x)
+                if (plane[static_cast<std::size_t>(x)] != 0) last = x + 1;
+        }
+        const auto padding = pixels - last;
+        const auto width = hypothesis.width - padding;
+        const bool is_padded = pitch != row || fit.coding.row_bits(width) == row;
+        if (padding < kPixels && is_padded) hypothesis.width = width;
     }
 
     std::vector<Candidate> placed() {
         constexpr std::size_t kOfOne = 4;
         std::vector<Candidate> found;
         for (auto& candidate : candidates_) {
-            if (candidate.hypothesis.fit->coding.may_be_mosaic())
-                candidate.rank += against_pattern(candidate.hypothesis);
             const auto places = place_frames(source_, window_, candidate.hypothesis, known_);
             for (std::size_t i = 0; i < std::min(places.size(), kOfOne); ++i) {
                 auto one = candidate;
                 one.placement = places[i];
                 one.rank += places[i].penalty;
+                if (known_.width == 0) drop_padding(one);
                 found.push_back(one);
             }
         }
         std::stable_sort(found.begin(), found.end(),
                          [](const auto& a, const auto& b) { return a.rank < b.rank; });
         return found;
-    }
-
-    double against_pattern(const Hypothesis& hypothesis) const {
-        const auto strength = mosaic_strength(window_, hypothesis);
-        if (hypothesis.is_mosaic) return strength < 1 ? kNoPattern : 0;
-        return strength > 2 ? kPatternMissed : 0;
     }
 
     ByteSource& source_;
@@ -385,6 +440,7 @@ class Search {
              std::size_t>
         seen_;
     std::map<std::pair<const Format*, bool>, std::vector<std::int64_t>> pitches_;
+    std::map<std::int64_t, std::vector<ConstantColumns>> padding_;  ///< by pitch in bytes
 };
 
 }  // namespace

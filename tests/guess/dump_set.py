@@ -54,6 +54,7 @@ class Dump:
     gap: int = 0
     frames: int = 1
     big_endian: bool = False
+    is_colourless: bool = False  # the mosaic of a scene without colours: samples of a grey picture
 
 
 def metadata(rng, count):
@@ -101,6 +102,7 @@ def dump_of(photographs, case, number):
             dump.stride += align
     if writer.order and rng.random() < 0.6:  # before white balance green is the brightest
         values = values * numpy.array([rng.uniform(0.5, 0.9), 1, rng.uniform(0.4, 0.8)])
+    dump.is_colourless = bool(writer.order) and not numpy.ptp(values, axis=-1).any()
     blocks = []
     for index in range(frames):
         later = values * (1 - 0.02 * index)  # light that changes

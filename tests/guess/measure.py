@@ -4,13 +4,20 @@
     tests/guess/measure.py build/release/frames/libimgcnv_frames.so [--set held_out] [--count 204]
 
 An answer is right when format, width, height, stride, skip, gap and frames are. What no bytes tell
-counts as equal: the exchange of red and blue. Trailing bytes belong to no frame and do not count.
+counts as equal: the exchange of red and blue, and whether the samples of a scene without any colour
+are those of a mosaic or of a grey picture. Trailing bytes belong to no frame and do not count. What
+else no reader can tell stays in the set and counts as wrong: the depth of dark frames in words,
+noise that fills all bits, and grey or black-and-white ramps that look alike at several widths.
 """
 import argparse
 import collections
+import concurrent.futures
 import ctypes
+import dataclasses
+import functools
 import pathlib
 import pickle
+import re
 import sys
 import time
 
@@ -87,9 +94,11 @@ def row_stride(dump):
     return dump.stride or writer.row_bytes(dump.width)
 
 
-def key(dump):
+def key(dump, is_colourless=False):
+    """What must be right; of a colourless mosaic, the samples and not which colours they have."""
     gap = dump.gap if dump.frames > 1 else 0
-    return (twin(dump.format), dump.big_endian, dump.width, dump.height, row_stride(dump),
+    name = re.sub("Bayer..", "Mono", dump.format) if is_colourless else twin(dump.format)
+    return (name, dump.big_endian, dump.width, dump.height, row_stride(dump),
             dump.skip, gap, dump.frames)
 
 
@@ -104,6 +113,41 @@ def kept_dump(arguments, photographs, number):
     return dump
 
 
+@dataclasses.dataclass
+class Result:
+    right: collections.Counter
+    slowest: float  # seconds
+    explained: str
+
+
+@functools.cache
+def library_and_pictures(path, folders):
+    return Library(path), pictures.Pictures(folders)
+
+
+def measured(arguments, number):
+    """What guessing says about one dump; None where its photograph is missing."""
+    library, photographs = library_and_pictures(arguments.library, tuple(arguments.pictures))
+    dump = kept_dump(arguments, photographs, number)
+    if dump is None:
+        return None
+    result = Result(collections.Counter(), 0, "")
+    for way, size in (("size given", (dump.width, dump.height)), ("without", ())):
+        start = time.thread_time()
+        answers, text = library.guess(dump.data, *size)
+        result.slowest = max(result.slowest, time.thread_time() - start)
+        keys = [key(answer, dump.is_colourless) for answer in answers]
+        expected = key(dump, dump.is_colourless)
+        result.right[way] += keys[:1] == [expected]
+        result.right[way + ", first three"] += expected in keys[:3]
+        if arguments.only or arguments.wrong and keys[:1] != [expected]:
+            place = keys.index(expected) + 1 if expected in keys else "none"
+            result.explained += f"{dump.name}\n  {way}: right is {place}; {text}\n"
+            for answer in answers[:8 if arguments.only else 3]:
+                result.explained += " ".join(map(str, ("   ", answer.name, *key(answer)))) + "\n"
+    return result
+
+
 def main():
     parser = argparse.ArgumentParser(description=__doc__.splitlines()[0])
     parser.add_argument("library")
@@ -113,30 +157,20 @@ def main():
     parser.add_argument("--pictures", action="append", default=[], metavar="FOLDER",
                         help="a folder that Debian packages with photographs were unpacked into")
     parser.add_argument("--keep", help="a folder where made dumps are kept for the next run")
+    parser.add_argument("--jobs", type=int, help="dumps at the same time. Default: all processors")
     parser.add_argument("--wrong", action="store_true", help="list what was answered wrongly")
     parser.add_argument("--floors", type=float, nargs=3, metavar="PERCENT",
                         help="fails below these rates: size given, without, without in first three")
     arguments = parser.parse_args()
-    library = Library(arguments.library)
-    right, total, slowest = collections.Counter(), 0, 0
-    photographs = pictures.Pictures(arguments.pictures)
-    for number in arguments.only or range(arguments.count):
-        dump = kept_dump(arguments, photographs, number)
-        if dump is None:
-            continue
-        total += 1
-        for way, size in (("size given", (dump.width, dump.height)), ("without", ())):
-            start = time.perf_counter()
-            answers, text = library.guess(dump.data, *size)
-            slowest = max(slowest, time.perf_counter() - start)
-            keys = [key(answer) for answer in answers]
-            right[way] += keys[:1] == [key(dump)]
-            right[way + ", first three"] += key(dump) in keys[:3]
-            if arguments.only or arguments.wrong and keys[:1] != [key(dump)]:
-                place = keys.index(key(dump)) + 1 if key(dump) in keys else "none"
-                print(f"{dump.name}\n  {way}: right is {place}; {text}")
-                for answer in answers[:8 if arguments.only else 3]:
-                    print("   ", answer.name, *key(answer))
+    total, slowest, right = 0, 0, collections.Counter()
+    numbers = arguments.only or range(arguments.count)
+    with concurrent.futures.ProcessPoolExecutor(arguments.jobs) as pool:
+        for result in pool.map(functools.partial(measured, arguments), numbers):
+            if result is not None:
+                total += 1
+                slowest = max(slowest, result.slowest)
+                right += result.right
+                print(result.explained, end="", flush=True)
     print(f"{arguments.set}: {total} dumps, slowest {slowest:.2f} s")
     for way, count in sorted(right.items()):
         print(f"  {way}: {count} = {100 * count / max(total, 1):.1f} %")
