@@ -25,7 +25,7 @@ imgcnv::ColorLayout color_layout(const Format& format) {
         case IMGCNV_LAYOUT_UYV:
             return imgcnv::kYuv444;
         default:
-            return imgcnv::kTriples;
+            return imgcnv::kRgb8;
     }
 }
 
@@ -88,12 +88,12 @@ void KernelCall::demosaic(const Task& task, const std::uint8_t* source, std::uin
 imgcnv::RowKernel KernelCall::row_kernel(const imgcnv::KernelTable& kernels) const {
     if (frame_.format == frame_.target) return kernels.mono[imgcnv::kBytes][imgcnv::kGrey1];
     if (channels(*format_) == 1)
-        return kernels.mono[mono_layout(*format_)][imgcnv::grey_sink(frame_.target)];
+        return kernels.mono[mono_layout(*format_)][imgcnv::grey_target(frame_.target)];
     // YUV is red first.
     const bool source_red_first = frame_.format != IMGCNV_PIXEL_BGR8_PACKED;
     const bool target_red_first = pixel_bytes_ == 1 || is_red_first(frame_.target);
     return kernels.color[color_layout(*format_)]
-                        [imgcnv::triple_sink(pixel_bytes_, source_red_first == target_red_first)];
+                        [imgcnv::color_target(pixel_bytes_, source_red_first == target_red_first)];
 }
 
 void KernelCall::run(const Task& task, const std::uint8_t* source, std::uint8_t* target) {
