@@ -25,9 +25,10 @@ inline uint8_t adaptive_green_at(const uint8_t* const lines[5], ptrdiff_t x) {
     const int gradient_v = std::abs(laplacian_v) + std::abs(up - down);
     const int horizontal = avg2(left, right) + (laplacian_h >> 2);
     const int vertical = avg2(up, down) + (laplacian_v >> 2);
-    // Equal gradients take the vertical estimate. (No branch: in the outermost columns the
-    // samples may be padding that callers left uninitialised, and memory checkers report that.)
-    const int green = vertical + (gradient_h < gradient_v) * (horizontal - vertical);
+    // Equal gradients take the vertical estimate. A mask, not a branch: in the outermost columns
+    // the samples may be padding that callers left uninitialised, and memory checkers report that.
+    const int is_horizontal = (gradient_h - gradient_v) >> 31;
+    const int green = vertical + ((horizontal - vertical) & is_horizontal);
     return clamp_to_byte(green);
 }
 
