@@ -85,17 +85,31 @@ void compare(const std::string& name, std::function<void()> run, std::function<v
 
 const char* name_of(imgcnv_demosaic method) { return imgcnv_demosaic_name(method); }
 
+/// One format of libimgcnv to rgb24, by libimgcnv.
+class CoreRun {
+  public:
+    CoreRun(IMGCNV_EPixelFormat format, int width, int height, IMGCNV_EBayerDemosaic method)
+        : source_(noise(static_cast<std::size_t>(width * height))),
+          picture_(static_cast<std::size_t>(width * (height + 1) * 3)) {
+        IMGCNV_SOpenParam record{width, height, 0, 0, width * height, format};
+        int bytes = 0;
+        IMGCNV_open(&record, IMGCNV_PIXEL_RGB8_PACKED, &handle_, &bytes, method);
+    }
+    CoreRun(const CoreRun&) = delete;
+    ~CoreRun() { IMGCNV_close(handle_); }
+    void operator()() { IMGCNV_convert(handle_, source_.data(), picture_.data()); }
+
+  private:
+    std::vector<std::uint8_t> source_, picture_;
+    IMGCNV_HANDLE handle_ = nullptr;
+};
+
 /// A pipeline that is one call of libimgcnv, and that call.
 void one_call() {
     EngineRun engine("Mono8", 16, 4, target(IMGCNV_TARGET_RGB24, IMGCNV_BILINEAR));
-    IMGCNV_SOpenParam record{16, 4, 0, 0, 64, IMGCNV_PIXEL_MONO8};
-    IMGCNV_HANDLE handle = nullptr;
-    int bytes = 0;
-    IMGCNV_open(&record, IMGCNV_PIXEL_RGB8_PACKED, &handle, &bytes, IMGCNV_DEMOSAIC_BILINEAR);
+    CoreRun core(IMGCNV_PIXEL_MONO8, 16, 4, IMGCNV_DEMOSAIC_BILINEAR);
     compare(
-        "one call: Mono8 16x4 to rgb24, through a handle", [&] { engine(); },
-        [&] { IMGCNV_convert(handle, engine.source.data(), engine.picture.data()); });
-    IMGCNV_close(handle);
+        "one call: Mono8 16x4 to rgb24, through a handle", [&] { engine(); }, [&] { core(); });
 }
 
 void odd_mosaics() {
@@ -113,6 +127,13 @@ void odd_mosaics() {
                 "GR for RG, " + size, [&] { green(); }, [&] { even(); });
             compare(
                 "one column less, " + size, [&] { narrow(); }, [&] { even(); });
+            const auto core_method = static_cast<IMGCNV_EBayerDemosaic>(method);
+            const auto w = static_cast<int>(width), h = static_cast<int>(height);
+            CoreRun core_even(IMGCNV_PIXEL_BAYER_RG8, w, h, core_method);
+            CoreRun core_narrow(IMGCNV_PIXEL_BAYER_RG8, w - 1, h, core_method);
+            compare(
+                "one column less, libimgcnv alone, " + size, [&] { core_narrow(); },
+                [&] { core_even(); });
             compare(
                 "one column and row less, " + size, [&] { odd(); }, [&] { even(); });
         }

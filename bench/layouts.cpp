@@ -1,10 +1,11 @@
-// imgcnv_layouts_bench: the frame engine's row functions on the best level of this CPU, as multiples
-// of the bare pass over the same bytes.
+// imgcnv_layouts_bench: the frame engine's row functions on the best level of this CPU, as
+// multiples of the bare pass over the same bytes.
 
 #include "bare_pass.h"
 #include "layouts/kernel_table.h"
 #include "measure.h"
 
+#include <algorithm>
 #include <cstdio>
 #include <cstring>
 
@@ -78,12 +79,17 @@ void samples(const KernelTable& table, Size size) {
     };
     auto* in = words(source.data());
     const LevelRow levels = {64.0F, {1.3F, 1.0F, 1.7F}};
+    const auto fixed = fixed_levels({64.0F, {0.08F, 0.06F, 0.1F}}, 12);
+    const auto* words12 =
+        table.unpack + (std::find(std::begin(kSampleLayouts), std::end(kSampleLayouts),
+                                  SampleLayout{IMGCNV_LAYOUT_WORDS, 12}) -
+                        kSampleLayouts);
     for (const int period : {1, 2, 3}) {
         char name[40];
         std::snprintf(name, sizeof name, "levels %d to 8", period);
         report(name, size, 2 * count, count, [&, period] {
             rows([&](std::size_t at) {
-                table.samples.levels_to8(in + at, target + at, size.width, levels, period);
+                words12->to8_levels(source.data() + 2 * at, target + at, size.width, fixed, period);
             });
         });
         std::snprintf(name, sizeof name, "levels %d to 16", period);

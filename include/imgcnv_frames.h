@@ -368,12 +368,12 @@ IMGCNV_FRAMES_API int imgcnv_pipeline_describe(const imgcnv_pipeline* pipeline,
  *
  *   source        the frame, read only
  *   source_bytes  at least needed_bytes of the frame, for Mono1C the length of the list. Bytes
- *                 beyond frame_bytes are not read: whether there may be more is for the caller to
- * say. target        the picture target_bytes  at least picture_bytes
+ *                 beyond frame_bytes are not read: the caller says whether there may be more
+ *   target        the picture
+ *   target_bytes  at least picture_bytes
  *
  * IMGCNV_BAD_ARGUMENT, IMGCNV_BAD_SIZE, IMGCNV_BAD_DATA, IMGCNV_OVERLAP, IMGCNV_BUSY: nothing is
- * written. IMGCNV_OUT_OF_MEMORY: the core could not allocate its row tables; the picture's bytes
- * are undefined.
+ * written.
  */
 IMGCNV_FRAMES_API int imgcnv_pipeline_run(imgcnv_pipeline* pipeline, const void* source,
                                           size_t source_bytes, void* target, size_t target_bytes,

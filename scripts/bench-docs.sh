@@ -1,7 +1,7 @@
 #!/bin/sh
 # Measures everything docs/performance.md shows and writes the tables into it, which takes about
 # ten minutes of an otherwise quiet machine. With --from FOLDER the output of an
-# earlier run is used: FOLDER/peers.md, table.txt, worst.txt, scaling.txt.
+# earlier run is used: FOLDER/peers.md, table.txt, worst.txt, engine.txt, scaling.txt.
 set -eu
 root=$(cd "$(dirname "$0")/.." && pwd)
 . "$root/scripts/lib/common.sh"
@@ -19,6 +19,7 @@ else
     best=avx2 second=sse4
     ! grep -q avx512_vbmi /proc/cpuinfo || { best=avx512 second=avx2; }
     "$bench" --worst --level $best --level $second >"$results/worst.txt"
+    "${bench}_engine" >"$results/engine.txt"
     "$bench" --scaling --level $best --minimum >"$results/scaling.txt"
 fi
 
@@ -44,4 +45,5 @@ page=$root/docs/performance.md
 insert peers "$results/peers.md"
 insert levels "$results/table.txt"
 insert worst "$results/worst.txt"
+insert engine "$results/engine.txt"
 insert scaling "$results/scaling.txt"

@@ -52,10 +52,8 @@ struct SampleKernels {
                         bool exchange);
     /// Swaps the first and third of three words per pixel. `out` may be `source`.
     void (*exchange16)(const std::uint16_t* source, std::uint16_t* out, std::size_t pixels);
-    /// Levels over samples of the given period (1: grey, 2: a mosaic's row, 3: RGB). `out` of
-    /// words may be `source`.
-    void (*levels_to8)(const std::uint16_t* source, std::uint8_t* out, std::size_t count,
-                       const LevelRow& levels, int period);
+    /// Levels over samples of the given period (1: grey, 2: a mosaic's row, 3: RGB). `out` may be
+    /// `source`.
     void (*levels_to16)(const std::uint16_t* source, std::uint16_t* out, std::size_t count,
                         const LevelRow& levels, int period);
     /// The sample's bits, repeated until 16 bits are full: full scale becomes 65535. `out` may be

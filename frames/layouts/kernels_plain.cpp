@@ -28,8 +28,7 @@ constexpr KernelTable plain_kernels() {
     (std::make_index_sequence<std::size(kSampleLayouts)>());
     table.samples = {drop_alpha8_plain,
                      exchange16_plain,
-                     levels_plain<std::uint8_t>,
-                     levels_plain<std::uint16_t>,
+                     levels_plain,
                      full_scale_row_plain,
                      full_range_plain,
                      curve_row};

@@ -8,20 +8,15 @@
 
 namespace frames {
 
-/// (sample - black) * scale in single precision, clamped to 0..max and rounded to nearest.
-template <class Out>
-inline Out level_plain(std::uint16_t sample, float black, float scale) {
-    constexpr float kMax = sizeof(Out) == 1 ? 255.0F : 65535.0F;
-    const float value = (static_cast<float>(sample) - black) * scale;
-    return static_cast<Out>(static_cast<int>(std::clamp(value, 0.0F, kMax) + 0.5F));
-}
-
-template <class Out>
-void levels_plain(const std::uint16_t* source, Out* out, std::size_t count, const LevelRow& levels,
-                  int period) {
-    for (std::size_t i = 0; i < count; ++i)
-        out[i] = level_plain<Out>(source[i], levels.black,
-                                  levels.scale[i % static_cast<std::size_t>(period)]);
+/// (sample - black) * scale in single precision, clamped and rounded to nearest.
+inline void levels_plain(const std::uint16_t* source, std::uint16_t* out, std::size_t count,
+                         const LevelRow& levels, int period) {
+    for (std::size_t i = 0; i < count; ++i) {
+        const float scale = levels.scale[i % static_cast<std::size_t>(period)];
+        const float value = (static_cast<float>(source[i]) - levels.black) * scale;
+        out[i] =
+            static_cast<std::uint16_t>(static_cast<int>(std::clamp(value, 0.0F, 65535.0F) + 0.5F));
+    }
 }
 
 /// (sample - black) * factor / 2^k with k bits in all moved down, clamped to 0..255 and rounded;

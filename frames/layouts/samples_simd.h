@@ -7,11 +7,10 @@
 namespace frames {
 
 /// Blocks are of three vectors: every period begins anew with them.
-template <class V, class Out>
+template <class V>
 class LevelsBody {
   public:
-    static constexpr size_t kOut = 3 * kVectorBytes<V>;
-    static constexpr size_t kIn = kOut / sizeof(Out) * 2;
+    static constexpr size_t kOut = 3 * kVectorBytes<V>, kIn = kOut;
     static constexpr size_t kReads = kIn, kWrites = kOut;
 
     LevelsBody(const LevelRow& levels, size_t period) : black_(levels.black) {
@@ -26,53 +25,39 @@ class LevelsBody {
         const Bytes<V> row = V::broadcast(&levels);
         for (size_t i = 0; i < kQuarters; ++i)
             scales_[i] = (Floats<V>)V::shuffle(
-                row, indices.at(i / (kQuarters / 3) * kPerVector + i % (kQuarters / 3) * 4,
-                                kPerVector / V::kLanes));
+                row, indices.at(i / 2 * kPerVector + i % 2 * 4, kPerVector / V::kLanes));
     }
 
     void block(const uint8_t* source, uint8_t* out) const {
-        const Floats<V>* scales = scales_;
 #pragma GCC unroll 3
         for (size_t i = 0; i < 3; ++i) {
-            if constexpr (sizeof(Out) == 2) {
-                store_vector<V>(out, level(load_vector<V, Words<V>>(source), scales));
-                source += kVectorBytes<V>;
-            } else {
-                const Words<V> first = level((Words<V>)V::load_lanes(source, 32), scales);
-                const Words<V> second = level((Words<V>)V::load_lanes(source + 16, 32), scales + 2);
-                store_vector<V>(out, V::pack_words(first, second));
-                source += 2 * kVectorBytes<V>;
-            }
-            scales += kQuarters / 3;
-            out += kVectorBytes<V>;
+            const auto samples = load_vector<V, Words<V>>(source + i * kVectorBytes<V>);
+            store_vector<V>(out + i * kVectorBytes<V>,
+                            V::pack_dwords(level4(widen_words<V, 0>(samples), scales_[2 * i]),
+                                           level4(widen_words<V, 1>(samples), scales_[2 * i + 1])));
         }
     }
 
   private:
-    static constexpr size_t kPerVector = kVectorBytes<V> / sizeof(Out);
-    static constexpr size_t kQuarters = sizeof(Out) == 2 ? 6 : 12;  // of 4 samples per lane
+    static constexpr size_t kPerVector = kVectorBytes<V> / sizeof(uint16_t);
+    static constexpr size_t kQuarters = 6;  // of 4 samples per lane
 
-    Words<V> level(Words<V> samples, const Floats<V>* scales) const {
-        return V::pack_dwords(level4(widen_words<V, 0>(samples), scales[0]),
-                              level4(widen_words<V, 1>(samples), scales[1]));
-    }
     /// Packing clamps what is below 0.
     Dwords<V> level4(Dwords<V> samples, Floats<V> scale) const {
-        constexpr float kMax = sizeof(Out) == 1 ? 255.0F : 65535.0F;
         const Floats<V> value = (__builtin_convertvector(samples, Floats<V>) - black_) * scale;
-        return __builtin_convertvector(V::smaller(value, Floats<V>{} + kMax) + 0.5F, Dwords<V>);
+        return __builtin_convertvector(V::smaller(value, Floats<V>{} + 65535.0F) + 0.5F, Dwords<V>);
     }
 
     float black_;
     Floats<V> scales_[kQuarters];
 };
 
-template <class V, class Out>
-void levels_row(const uint16_t* source, Out* out, size_t count, const LevelRow& levels,
+template <class V>
+void levels_row(const uint16_t* source, uint16_t* out, size_t count, const LevelRow& levels,
                 int period) {
-    run_blocks<V>(LevelsBody<V, Out>(levels, static_cast<size_t>(period)),
+    run_blocks<V>(LevelsBody<V>(levels, static_cast<size_t>(period)),
                   reinterpret_cast<const uint8_t*>(source), 2 * count,
-                  reinterpret_cast<uint8_t*>(out), sizeof(Out) * count);
+                  reinterpret_cast<uint8_t*>(out), 2 * count);
 }
 
 template <class V>

@@ -117,11 +117,25 @@ struct Unpack {
         } else if constexpr (kLayout.layout == IMGCNV_LAYOUT_LSB_FIRST && kDepth != 14) {
             return upper_at_top(lanes) >> (16 - kDepth);
         } else {
-            const Words<V> upper = kLayout.layout == IMGCNV_LAYOUT_LSB_FIRST
-                                       ? upper_at_top(lanes) & uint16_t{0xFF00}
-                                       : upper_bytes(lanes);
-            return upper >> (16 - kDepth) | lower_at_top(lanes) >> (24 - kDepth);
+            return upper_part(lanes) >> (16 - kDepth) | lower_at_top(lanes) >> (24 - kDepth);
         }
+    }
+    /// The samples at the top of their words, with zeros below.
+    static Words<V> samples_at_top(Bytes<V> lanes) {
+        if constexpr (kWords) {
+            return host_words(lanes) << (16 - kDepth);
+        } else if constexpr (kBytes) {
+            return widen_bytes_to_top<V>(lanes);
+        } else if constexpr (kLayout.layout == IMGCNV_LAYOUT_LSB_FIRST && kDepth != 14) {
+            return upper_at_top(lanes) & static_cast<uint16_t>(0x10000 - (0x10000 >> kDepth));
+        } else {
+            // Below the lower bits stands what a shift must drop.
+            return upper_part(lanes) | lower_at_top(lanes) >> (24 - kDepth) << (16 - kDepth);
+        }
+    }
+    static Words<V> upper_part(Bytes<V> lanes) {
+        return kLayout.layout == IMGCNV_LAYOUT_LSB_FIRST ? upper_at_top(lanes) & uint16_t{0xFF00}
+                                                         : upper_bytes(lanes);
     }
     /// The upper 8 bits in words.
     static Words<V> upper_8(Bytes<V> lanes) {
@@ -195,7 +209,6 @@ struct Unpack {
             : black_(Words<V>{} + levels.black),
               most_(Words<V>{} + levels.most),
               half_(Words<V>{} + static_cast<uint16_t>(1U << levels.down >> 1)),
-              up_(levels.up),
               more_(levels.more),
               down_(levels.down) {
             static_assert(sizeof levels == 16);
@@ -208,8 +221,9 @@ struct Unpack {
         void block(const uint8_t* source, uint8_t* out) const {
 #pragma GCC unroll 3
             for (size_t i = 0; i < kVectors; ++i) {
-                const Words<V> first = samples(V::load_lanes(source, 2 * kLaneBytes));
-                const Words<V> second = samples(V::load_lanes(source + kLaneBytes, 2 * kLaneBytes));
+                const auto first = samples_at_top(V::load_lanes(source, 2 * kLaneBytes));
+                const auto second =
+                    samples_at_top(V::load_lanes(source + kLaneBytes, 2 * kLaneBytes));
                 store_vector<V>(out, V::pack_words(level(first, factors_[2 * i]),
                                                    level(second, factors_[2 * i + 1])));
                 source += V::kLanes * 2 * kLaneBytes;
@@ -220,12 +234,13 @@ struct Unpack {
       private:
         /// Packing clamps to 255.
         Words<V> level(Words<V> samples, Words<V> factors) const {
-            const Words<V> above = V::smaller(V::subtract(samples << up_, black_), most_);
-            return (V::multiply_high(above << more_, factors) + half_) >> down_;
+            Words<V> above = V::subtract(samples, black_);
+            if (more_ != 0) above = V::smaller(above, most_) << more_;
+            return (V::multiply_high(above, factors) + half_) >> down_;
         }
 
         Words<V> black_, most_, half_, factors_[2 * kVectors];
-        int up_, more_, down_;
+        int more_, down_;
     };
 
     static void to8_levels(const uint8_t* source, uint8_t* samples, size_t count,

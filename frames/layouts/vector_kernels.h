@@ -17,13 +17,8 @@ constexpr KernelTable vector_kernels() {
          ...);
     }
     (std::make_index_sequence<std::size(kSampleLayouts)>());
-    table.samples = {drop_alpha8_row<V>,
-                     exchange16_row<V>,
-                     levels_row<V, uint8_t>,
-                     levels_row<V, uint16_t>,
-                     full_scale_row<V>,
-                     full_range_row<V>,
-                     curve_row};
+    table.samples = {drop_alpha8_row<V>, exchange16_row<V>, levels_row<V>,
+                     full_scale_row<V>,  full_range_row<V>, curve_row};
     table.demosaic = {kVectorBytes<V> / 2, nearest16_row<V>, bilinear16_row<V>,
                       adaptive16_green_row<V>, adaptive16_color_row<V>};
     return table;

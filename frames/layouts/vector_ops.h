@@ -21,6 +21,8 @@
 #include <stdint.h>
 #include <string.h>
 
+#include <utility>
+
 namespace frames {
 
 template <class V>
@@ -116,6 +118,18 @@ inline Words<V> widen_bytes(Bytes<V> a) {
     return (Words<V>)shuffle<V>(a, kIndices);
 }
 
+/// Bytes 0 to 7 of each lane as the upper halves of words.
+template <class V>
+inline Words<V> widen_bytes_to_top(Bytes<V> a) {
+    static constexpr LaneBytes kIndices = [] {
+        LaneBytes indices{};
+        for (int i = 0; i < 16; ++i)
+            indices.at[i] = static_cast<uint8_t>(i % 2 != 0 ? i / 2 : kNoByte);
+        return indices;
+    }();
+    return (Words<V>)shuffle<V>(a, kIndices);
+}
+
 /// memcpy for some ten to hundred bytes: what compilers make of that takes longer than the rest of
 /// a row's end.
 template <class V>
@@ -150,9 +164,15 @@ inline void run_blocks(const Body& body, const uint8_t* source, size_t in_bytes,
         out_bytes -= Body::kOut;
     }
     if (out_bytes == 0) return;
-    alignas(64) uint8_t rest[(Body::kWrites == Body::kOut ? 2 : 3) * Body::kReads];
+    constexpr size_t kRest = (Body::kWrites == Body::kOut ? 2 : 3) * Body::kReads;
+    constexpr size_t kVectors = (kRest + kVectorBytes<V> - 1) / kVectorBytes<V>;
+    alignas(64) uint8_t rest[kVectors * kVectorBytes<V>];
     alignas(64) uint8_t last[Body::kWrites];
-    memset(rest, 0, sizeof rest);
+    // For memset, GCC takes an instruction that is slow to begin.
+    [&]<size_t... kIndex>(std::index_sequence<kIndex...>) {
+        (store_vector<V>(rest + kIndex * kVectorBytes<V>, Bytes<V>{}), ...);
+    }
+    (std::make_index_sequence<kVectors>());
     copy_few<V>(rest, source, in_bytes);
     for (source = rest; out_bytes >= Body::kWrites; source += Body::kIn) {
         body.block(source, out);

@@ -69,6 +69,9 @@ void KernelCall::open_mosaic(const Format& format) {
 }
 
 void KernelCall::demosaic(const Task& task, const std::uint8_t* source, std::uint8_t* target) {
+    // Lines may be read where they lie if the first and the last rows lie outermost in memory.
+    const bool is_mirrored = task.reads_frame && task.made.first_row < 0;
+    mosaic_.line_format.is_8_bit = format_->layout == IMGCNV_LAYOUT_BYTES && !is_mirrored;
     const auto height = static_cast<std::int64_t>(mosaic_.height);
     for (std::int64_t i = 0; i < height; ++i) {
         // An odd height is completed by the row before the last, which has the right colours.

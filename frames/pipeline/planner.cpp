@@ -209,9 +209,13 @@ Rectangle Planner::with_context(const Rectangle& keep) const {
 }
 
 void Planner::plan_bands(const Rows& slab, Job& job) {
-    const auto step = band_rows();
-    for (auto row = slab.first; row < slab.last; row += step)
-        job.tasks.push_back(band({row, std::min(row + step, slab.last), 0, frame_.width}, job));
+    for (auto row = slab.first; row < slab.last;) {
+        // Only few rows of GR are those that depend on mirrored ones.
+        const auto step = origin_ != 0 && row == 0 ? kBandStep : band_rows();
+        const auto next = std::min(row + step, slab.last);
+        job.tasks.push_back(band({row, next, 0, frame_.width}, job));
+        row = next;
+    }
 }
 
 void Planner::plan_last_columns(const Rows& slab, Job& job) {

@@ -116,16 +116,11 @@ TEST(Samples, LevelsOfEverySample) {
     for (const LevelRow& row : kLevelRows)
         for (const int period : {1, 2, 3})
             for (const Level& level : levels_here()) {
-                std::vector<std::uint8_t> bytes(all.size()), expected8(all.size());
                 std::vector<std::uint16_t> words(all.size()), expected16(all.size());
                 const SampleKernels& plain = levels().front().kernels->samples;
-                plain.levels_to8(all.data(), expected8.data(), all.size(), row, period);
                 plain.levels_to16(all.data(), expected16.data(), all.size(), row, period);
-                level.kernels->samples.levels_to8(all.data(), bytes.data(), all.size(), row,
-                                                  period);
                 level.kernels->samples.levels_to16(all.data(), words.data(), all.size(), row,
                                                    period);
-                ASSERT_EQ(bytes, expected8) << level.name << " period " << period;
                 ASSERT_EQ(words, expected16) << level.name << " period " << period;
             }
 }
@@ -154,13 +149,9 @@ TEST(Layouts, FixedLevelsAreNearlyExact) {
 TEST(Samples, LevelsAreWhatTheyAreSaidToBe) {
     const std::uint16_t samples[] = {0, 99, 100, 101, 102, 355, 356, 65535};
     const LevelRow row = {100.0F, {0.5F, 1.0F, 0.0F}};
-    std::uint8_t bytes[8];
     std::uint16_t words[8];
-    levels().front().kernels->samples.levels_to8(samples, bytes, 8, row, 1);
     levels().front().kernels->samples.levels_to16(samples, words, 8, row, 2);
-    const std::vector<int> expected8 = {0, 0, 0, 1, 1, 128, 128, 255};
     const std::vector<int> expected16 = {0, 0, 0, 1, 1, 255, 128, 65435};
-    EXPECT_EQ(std::vector<int>(bytes, bytes + 8), expected8);
     EXPECT_EQ(std::vector<int>(words, words + 8), expected16);
 }
 
@@ -173,10 +164,6 @@ TEST(Samples, EqualPlainWithinTheirBuffers) {
         SCOPED_TRACE(count);
         for (const int period : {1, 2, 3}) {
             const LevelRow& row = kLevelRows[1];
-            expect_plain<std::uint8_t>(source.first(2 * count), count,
-                                       [&](auto& k, auto* in, auto* out) {
-                                           k.levels_to8(words_at(in), out, count, row, period);
-                                       });
             expect_plain<std::uint16_t>(source.first(2 * count), count,
                                         [&](auto& k, auto* in, auto* out) {
                                             k.levels_to16(words_at(in), out, count, row, period);
