@@ -208,21 +208,23 @@ void check(const Case& test, std::mt19937& random) {
     static GuardedRegion sources(std::size_t{24} << 20), targets(std::size_t{24} << 20);
     Bytes data(static_cast<std::size_t>(info.source_bytes));
     for (auto& byte : data) byte = static_cast<std::uint8_t>(random());
-    const auto source = sources.place(data, Guard::kAfter);
     const auto expected = model(test, data, info);
-    const auto out = targets.place(expected.size(), Guard::kAfter, kUntouched);
-    for (int run = 0; run < 2; ++run)  // the second finds what the first left in the scratch memory
+    // The second run finds what the first left in the scratch memory.
+    for (const auto guard : {Guard::kBefore, Guard::kAfter}) {
+        const auto source = sources.place(data, guard);
+        const auto out = targets.place(expected.size(), guard, kUntouched);
         ASSERT_EQ(imgcnv_pipeline_run(pipeline, source.data(), source.size(), out.data(),
                                       out.size(), text, sizeof text),
                   IMGCNV_OK)
             << text;
+        EXPECT_TRUE(targets.intact());
+        const auto different =
+            std::mismatch(out.begin(), out.end(), expected.begin()).first - out.begin();
+        ASSERT_EQ(static_cast<std::size_t>(different), expected.size())
+            << "row " << different / info.stride << ", byte " << different % info.stride << ", "
+            << info.way;
+    }
     imgcnv_pipeline_close(pipeline);
-    EXPECT_TRUE(targets.intact());
-    const auto different =
-        std::mismatch(out.begin(), out.end(), expected.begin()).first - out.begin();
-    ASSERT_EQ(static_cast<std::size_t>(different), expected.size())
-        << "row " << different / info.stride << ", byte " << different % info.stride << ", "
-        << info.way;
 }
 
 std::vector<const Format*> raster_formats() {
