@@ -1,5 +1,6 @@
 #include "pipeline/last_columns.h"
 
+#include "color/luma.h"
 #include "layouts/demosaic16_plain.h"
 #include "pipeline/completed_mosaic.h"
 
@@ -9,11 +10,6 @@ namespace {
 constexpr std::int64_t kColumns = SourceRows::kLastColumns + 1;
 constexpr std::int64_t kMostReach = demosaic_reach(IMGCNV_ADAPTIVE);
 
-/// libimgcnv's grey of a colour, to the last bit.
-std::uint8_t luma(int red, int green, int blue) {
-    return static_cast<std::uint8_t>(0.299 * red + 0.587 * green + 0.114 * blue);
-}
-
 /// How a pixel of 8-bit channels is stored.
 struct PixelLayout {
     int channels;
@@ -21,8 +17,8 @@ struct PixelLayout {
 
     void store(const OwnGreenOther& pixel, bool own_is_red, std::uint8_t* out) const {
         if (channels == 1) {
-            *out = own_is_red ? luma(pixel.own, pixel.green, pixel.other)
-                              : luma(pixel.other, pixel.green, pixel.own);
+            *out = own_is_red ? imgcnv::luma(pixel.own, pixel.green, pixel.other)
+                              : imgcnv::luma(pixel.other, pixel.green, pixel.own);
             return;
         }
         const int own_at = own_is_red != blue_first ? 0 : 2;
