@@ -309,6 +309,47 @@ TEST(Bayer, AdaptiveRgIsGbUpsideDown) {
     }
 }
 
+// The adaptive method replicates a colour within the cells of two rows along one edge. Of an odd
+// width the last column is no part of a cell: the one before it takes the colour of its own cell.
+TEST(Bayer, AdaptiveOddWidthsReplicateWithinCells) {
+    constexpr int kWidth = 7, kHeight = 6, kColumn = kWidth - 2;
+    const struct {
+        int order, first_row, sample_row, channel;
+    } cases[] = {{0, kHeight - 2, kHeight - 2, 0}, {1, 0, 1, 0}, {2, kHeight - 2, kHeight - 2, 2}};
+    std::mt19937 random(run_seed());
+    for (const auto& each : cases) {
+        const Samples samples = random_bytes(kWidth * kHeight, random);
+        const Bytes rgb = demosaiced(kOrders[each.order].bytes, samples, kWidth, kHeight,
+                                     IMGCNV_PIXEL_RGB8_PACKED, IMGCNV_DEMOSAIC_ADAPTIVE);
+        for (int y = each.first_row; y < each.first_row + 2; ++y) {
+            EXPECT_EQ(rgb[(y * kWidth + kColumn) * 3 + each.channel],
+                      samples[each.sample_row * kWidth + kColumn - 1])
+                << kOrders[each.order].name << ", row " << y;
+        }
+    }
+}
+
+// Two columns are nothing but edges: every pixel has the red and the blue sample of its cell.
+TEST(Bayer, AdaptiveTwoColumnsWide) {
+    constexpr int kHeight = 6;
+    constexpr struct {
+        int red, blue;  // their places in a cell, row by row
+    } kCells[] = {{0, 3}, {2, 1}, {3, 0}};
+    std::mt19937 random(run_seed());
+    for (int order = 0; order < 3; ++order) {
+        const Samples samples = random_bytes(2 * kHeight, random);
+        const Bytes rgb = demosaiced(kOrders[order].bytes, samples, 2, kHeight,
+                                     IMGCNV_PIXEL_RGB8_PACKED, IMGCNV_DEMOSAIC_ADAPTIVE);
+        for (int pixel = 0; pixel < 2 * kHeight; ++pixel) {
+            const uint8_t* cell = &samples[pixel / 4 * 4];
+            EXPECT_EQ(rgb[3 * pixel], cell[kCells[order].red])
+                << kOrders[order].name << " " << pixel;
+            EXPECT_EQ(rgb[3 * pixel + 2], cell[kCells[order].blue])
+                << kOrders[order].name << " " << pixel;
+        }
+    }
+}
+
 // Away from its last columns, a frame of odd width is the even one beside it.
 TEST(Bayer, OddWidthsKeepTheInteriorRules) {
     std::mt19937 random(run_seed());
