@@ -110,11 +110,13 @@ TEST(Ranges, PaddingNeverChangesAByte) {
 TEST(Ranges, MosaicRowsMayOverlap) {
     constexpr int kHeight = 8;
     std::mt19937 random(run_seed());
-    GuardedRegion source(1 << 12), target(1 << 16);
+    GuardedRegion source(1 << 12), target(1 << 17);
     for (const SourceFormat& s : kSources) {
         if (!is_bayer(s) || row_bytes(s, 2) != 2) continue;
-        for (int stride : {0, 1, 7, 64, 130}) {
-            const int width = stride + 2 + static_cast<int>(random() % 5);
+        // The wide frame takes all the lines on the stack that there are.
+        for (const auto& [stride, beyond] :
+             {std::pair(0, 2), {0, 3}, {1, 3}, {1, 3000}, {7, 5}, {64, 2}, {64, 3}, {130, 4}}) {
+            const int width = stride + beyond;
             Frame apart = random_frame(s, width, kHeight, 0, random);
             Bytes overlapping(static_cast<size_t>(stride * (kHeight - 1) + width));
             for (uint8_t& sample : overlapping) sample = static_cast<uint8_t>(random());
