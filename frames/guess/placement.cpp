@@ -27,6 +27,7 @@ constexpr double kLongGap = 0.15;
 constexpr double kNoLastGap = 0.02;
 constexpr double kManyFrames = 0.02;
 constexpr double kKnownSize = -0.12;
+constexpr double kFillsFile = -0.06;  // frames of a known size and nothing else
 constexpr double kPerDoubledFrames = 0.02;
 constexpr double kOddProportions = 0.03;  // no sensor is five times wider than high
 constexpr double kPortrait = 0.015;       // sensors are wider than high
@@ -162,7 +163,7 @@ class Placer {
                     const auto at = 8 * (first + skip);
                     const auto step =
                         at >= lines() * pitch_ ? steps_.step(at - lines() * pitch_, at) : RowStep{};
-                    if (skip == 0 || steps_.is_jump(step)) offer(first + skip);
+                    if (skip == 0 || !step.is_known() || steps_.is_jump(step)) offer(first + skip);
                 }
             }
         }
@@ -291,6 +292,9 @@ class Placer {
             // Small frames fill many files by chance.
             penalty +=
                 kKnownSize + kPerDoubledFrames * std::log2(static_cast<double>(placement.frames));
+            const bool has_usual_header = placement.skip == 0 || is_usual(placement.skip);
+            if (has_usual_header && placement.left_over == 0 && placement.gap == 0)
+                penalty += kFillsFile;
         } else if (known_.height == 0) {
             const auto proportion =
                 static_cast<double>(hypothesis_.width) / static_cast<double>(placement.height);

@@ -105,7 +105,8 @@ class PixelBits {
             if (depth_ <= 2) context = (context << depth_ | above[x - 1]) << depth_ | above[x + 1];
             ++counts_[static_cast<std::size_t>(context << depth_ | row[x])];
         }
-        in_row_ = static_cast<double>(row.size());
+        all_ += static_cast<double>(row.size());
+        edges_ += static_cast<double>(std::min<std::size_t>(2, row.size()));
     }
 
     double bits() const {
@@ -113,13 +114,13 @@ class PixelBits {
         const auto values = std::size_t{1} << depth_;
         for (std::size_t at = 0; at < counts_.size(); at += values)
             sum += entropy_bits(std::span(counts_).subspan(at, values));
-        return in_row_ > 2 ? sum * in_row_ / (in_row_ - 2) : sum;
+        return sum * all_ / std::max(1.0, all_ - edges_);
     }
 
   private:
     int depth_;
     std::vector<std::uint32_t> counts_;
-    double in_row_ = 0;
+    double all_ = 0, edges_ = 0;  // pixels, and those at the ends of rows, which have no neighbours
 };
 
 /// Samples without neighbours: how often their upper bits have each value, and all bits below. In
@@ -173,23 +174,24 @@ class PlaneBits {
                 row, above, step_, margin, aside * static_cast<int>(step_));
         mean_.add_row_of_noise(row, above, step_, std::max<std::size_t>(1, margin));
         plain_.add_row(row);
-        in_row_ = row.size();
+        all_ += static_cast<double>(row.size());
+        const auto edges = step_ * (2 * margin + 1),
+                   of_mean = step_ * (2 * std::max<std::size_t>(1, margin) + 1);
+        edges_ += static_cast<double>(std::min(row.size(), edges));
+        edges_of_mean_ += static_cast<double>(std::min(row.size(), of_mean));
     }
 
     /// The edges of rows have no neighbours to compare with and count like the rest.
     double bits() const {
-        if (in_row_ == 0) return 0;
-        const auto whole = [&](double bits, int directions) {
-            const auto in_row = static_cast<double>(in_row_);
-            const auto edges = static_cast<double>(step_) * (2 * directions + 1);
-            return bits * in_row / std::max(1.0, in_row - edges);
+        const auto whole = [&](double bits, double edges) {
+            return bits * all_ / std::max(1.0, all_ - edges);
         };
         double best = slanted_.front().bits();
         for (const auto& direction : slanted_) best = std::min(best, direction.bits());
         // Most pictures stand upright, whatever direction their edges have.
         const double upright = slanted_[static_cast<std::size_t>(directions_)].bits();
-        return std::min({whole(best + kUpright * (upright - best), directions_),
-                         whole(mean_.bits(), std::max(1, directions_)), plain_.bits()});
+        return std::min({whole(best + kUpright * (upright - best), edges_),
+                         whole(mean_.bits(), edges_of_mean_), plain_.bits()});
     }
 
   private:
@@ -199,7 +201,7 @@ class PlaneBits {
     std::vector<ErrorBits> slanted_;
     ErrorBits mean_;
     PlainBits plain_;
-    std::size_t in_row_ = 0;
+    double all_ = 0, edges_ = 0, edges_of_mean_ = 0;  // samples
 };
 
 /// The bits of all kinds of samples: colours count as what takes fewer, the colours themselves or
@@ -236,11 +238,12 @@ bool nearly_all(std::span<const std::uint16_t> words, Predicate predicate) {
     return static_cast<double>(count) >= kNearlyAll * static_cast<double>(words.size());
 }
 
-/// Whether samples are those of 8 bits, stretched to `width` bits.
+/// Whether samples are those of 8 bits, stretched to `width` bits: to 16 by repeating them, to
+/// fewer with rounding.
 bool are_stretched(std::span<const std::uint16_t> words, int width) {
-    return nearly_all(words, [shift = width - 8](int word) {
-        const int upper = word >> shift;
-        return std::abs(word - (upper << shift | upper >> (8 - shift))) <= 1;
+    return nearly_all(words, [width](int word) {
+        const int shift = width - 8, upper = word >> shift;
+        return std::abs(word - (upper << shift | upper >> (8 - shift))) <= (width < 16 ? 1 : 0);
     });
 }
 
@@ -394,7 +397,6 @@ double prediction_cost(std::span<const std::uint8_t> window, const Hypothesis& h
     // the same part of the picture.
     const auto pixels_taken = std::min(hypothesis.width, kLongestPiece);
     const auto pieces = std::max(kFewestPieces, samples / pixels_taken);
-    const auto last_unit = (hypothesis.width - pixels_taken) / kPieceUnit;
     std::vector<PlaneBits> planes;
     for (std::size_t i = 0; i < kPlanes; ++i)
         planes.emplace_back(*hypothesis.fit, static_cast<std::size_t>(step),
@@ -407,28 +409,30 @@ double prediction_cost(std::span<const std::uint8_t> window, const Hypothesis& h
     const bool has_unused =
         coding.format->layout == IMGCNV_LAYOUT_PACKED && coding.format->depth == 10;
     const auto place = [&](std::int64_t y) { return 8 * hypothesis.start + y * pitch; };
+    const auto add_piece = [&](std::int64_t y, std::int64_t x, std::int64_t count) {
+        const auto from = place(y) + coding.row_bits(x);
+        const auto dropped = hypothesis.fit->dropped_bits;
+        split_row(coding, window.data(), from, count, dropped, row);
+        split_row(coding, window.data(), from - step * pitch, count, dropped, above);
+        if (has_unused)
+            for (std::int64_t i = 1; i + 1 < count * 3 / 2; i += 3)
+                foreign += (window[static_cast<std::size_t>(from / 8 + i)] & 0xCC) != 0;
+        if (has_few_bits) return pixels.add_row(row.planes[0], above.planes[0]);
+        for (std::size_t i = 0; i < kPlanes; ++i)
+            if (!row.planes[i].empty()) planes[i].add_row(row.planes[i], above.planes[i]);
+    };
     for (; counted < pieces; ++counted) {
         // The golden ratio spreads places evenly without a period that rows could share.
         const auto part = 0.618033988749895 * static_cast<double>(counted);
         const auto bit =
             static_cast<std::int64_t>((part - std::floor(part)) * static_cast<double>(bits));
         const auto y = std::clamp(bit / pitch, step, rows - 1);
-        const auto unit = bit % pitch * hypothesis.width / used / kPieceUnit;
-        const auto from = coding.row_bits(std::min(unit, last_unit) * kPieceUnit);
-        split_row(coding, window.data(), place(y) + from, pixels_taken,
-                  hypothesis.fit->dropped_bits, row);
-        split_row(coding, window.data(), place(y - step) + from, pixels_taken,
-                  hypothesis.fit->dropped_bits, above);
-        if (has_unused)
-            for (std::int64_t x = 1; x + 1 < pixels_taken * 3 / 2; x += 3)
-                foreign +=
-                    (window[static_cast<std::size_t>((place(y) + from) / 8 + x)] & 0xCC) != 0;
-        if (has_few_bits) {
-            pixels.add_row(row.planes[0], above.planes[0]);
-        } else {
-            for (std::size_t i = 0; i < kPlanes; ++i)
-                if (!row.planes[i].empty()) planes[i].add_row(row.planes[i], above.planes[i]);
-        }
+        // Pieces go on in the next row, so that no column counts more than others.
+        const auto from = bit % pitch * hypothesis.width / pitch / kPieceUnit * kPieceUnit;
+        const auto in_first = std::min(pixels_taken, hypothesis.width - from);
+        add_piece(y, from, in_first);
+        if (in_first < pixels_taken)
+            add_piece(y + 1 < rows ? y + 1 : step, 0, pixels_taken - in_first);
         // Of long paddings a part that moves from row to row.
         const auto first = (place(y) + used + 7) / 8;
         const auto end = std::min((place(y) + pitch) / 8, bits / 8 + hypothesis.start);

@@ -1,7 +1,8 @@
 """The dumps that guessing is measured with: drawn from fixed seeds, so always the same.
 
 "tuning" is the set to improve guessing with. "held_out" has other pictures and other sizes; nothing
-is tuned to it, and its rates are the ones to believe.
+is tuned to it, and its rates are the ones to believe. Whoever looks at single answers of it moves its
+seed on afterwards: 2 was looked at.
 """
 import dataclasses
 
@@ -28,7 +29,7 @@ SETS = {
         "odd_sizes": [(600, 400), (451, 300), (333, 257), (1000, 700), (500, 500), (1234, 567)],
     },
     "held_out": {
-        "seed": 2,
+        "seed": 3,
         "photos": ["motorcycle_left.png", "hubble_deep_field.jpg", "ihc.png", "moon.png",
                    "clock_motion.png", "flower.png", "cvo9xd_keong_macan_srgb8.png",
                    "tmshre_riaphotographs_srgb8.png", "text.png", "gravel.png"],
@@ -100,9 +101,11 @@ def dump_of(photographs, case, number):
         dump.stride = -(-row // align) * align
         if dump.stride == row and not (writer.packing == "p" and width * writer.depth % 8):
             dump.stride += align
-    if writer.order and rng.random() < 0.6:  # before white balance green is the brightest
+    has_cast = bool(writer.order) and rng.random() < 0.6
+    if has_cast:  # before white balance green is the brightest
         values = values * numpy.array([rng.uniform(0.5, 0.9), 1, rng.uniform(0.4, 0.8)])
-    dump.is_colourless = bool(writer.order) and not numpy.ptp(values, axis=-1).any()
+    has_colours = kind != "noise" and numpy.ptp(values, axis=-1).any()  # noise has no scene
+    dump.is_colourless = bool(writer.order) and not has_cast and not has_colours
     blocks = []
     for index in range(frames):
         later = values * (1 - 0.02 * index)  # light that changes
