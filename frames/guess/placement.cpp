@@ -23,7 +23,7 @@ constexpr double kLeftOverOfKnown = 0.15;  // where the height is given
 constexpr double kMuchLeftOver = 0.2;
 constexpr double kGap = 0.02;
 constexpr double kUnusualGap = 0.03;
-constexpr double kLongGap = 0.15;
+constexpr double kForeignGap = 0.15;
 constexpr double kNoLastGap = 0.02;
 constexpr double kManyFrames = 0.02;
 constexpr double kKnownSize = -0.12;
@@ -53,6 +53,9 @@ constexpr std::size_t kCompared = 8;
 bool is_usual(std::int64_t bytes) {
     return std::find(kUsualLengths.begin(), kUsualLengths.end(), bytes) != kUsualLengths.end();
 }
+
+/// Chunk data are a few kilobytes at most, in words of 4 bytes.
+bool is_chunk(std::int64_t bytes) { return bytes % 4 == 0 && bytes <= kLongestHeader; }
 
 class Placer {
   public:
@@ -284,9 +287,9 @@ class Placer {
                            : kMuchLeftOver;
         if (placement.gap > 0 && behind < placement.frames * placement.gap) penalty += kNoLastGap;
         if (placement.gap > 0)
-            penalty += kGap + (is_usual(placement.gap)          ? 0
-                               : placement.gap > kLongestHeader ? kLongGap
-                                                                : kUnusualGap);
+            penalty += kGap + (is_usual(placement.gap)   ? 0
+                               : is_chunk(placement.gap) ? kUnusualGap
+                                                         : kForeignGap);
         if (placement.frames > 1) penalty += kManyFrames;
         if (placement.has_known_size) {
             // Small frames fill many files by chance.

@@ -16,6 +16,8 @@ constexpr std::int64_t kChunkBytes = 840;                    // whole groups of 
 constexpr double kClearlyBetter = 0.7;                       // bits per byte
 constexpr std::int64_t kLongestPiece = 160, kPieceUnit = 8;  // pixels of a row
 constexpr std::int64_t kFewestPieces = 16;
+// Cameras and drivers fill up rows with zeros or with what was there before, not with noise.
+constexpr double kMostOfPadding = 4, kNoisyPadding = 0.1;  // bits per byte
 
 int width_of(int value) {
     return static_cast<int>(std::bit_width(static_cast<unsigned>(std::abs(value))));
@@ -453,10 +455,14 @@ double prediction_cost(std::span<const std::uint8_t> window, const Hypothesis& h
     for (std::size_t i = 0; i < kPlanes; ++i) bits_of_planes[i] = planes[i].bits();
     double sum = sum_of_planes(row, bits_of_planes) + pixels.bits();
     sum *= static_cast<double>(hypothesis.width) / static_cast<double>(pixels_taken);
+    double noisy_padding = 0;
+    if (beyond_taken > 0) {
+        const auto per_byte = beyond.bits() / static_cast<double>(beyond_taken);
+        sum += per_byte * static_cast<double>(beyond_all);
+        if (per_byte > kMostOfPadding) noisy_padding = kNoisyPadding;
+    }
     // A coder that finds nothing to predict writes the bytes as they are.
-    if (beyond_taken > 0)
-        sum += beyond.bits() * static_cast<double>(beyond_all) / static_cast<double>(beyond_taken);
-    return std::min(8.0, sum / (static_cast<double>(counted * pitch) / 8));
+    return std::min(8.0, sum / (static_cast<double>(counted * pitch) / 8)) + noisy_padding;
 }
 
 }  // namespace frames

@@ -2,7 +2,7 @@
 
 "tuning" is the set to improve guessing with. "held_out" has other pictures and other sizes; nothing
 is tuned to it, and its rates are the ones to believe. Whoever looks at single answers of it moves its
-seed on afterwards: 2 was looked at.
+seed on afterwards: 2 and 3 were looked at.
 """
 import dataclasses
 
@@ -29,7 +29,7 @@ SETS = {
         "odd_sizes": [(600, 400), (451, 300), (333, 257), (1000, 700), (500, 500), (1234, 567)],
     },
     "held_out": {
-        "seed": 3,
+        "seed": 4,
         "photos": ["motorcycle_left.png", "hubble_deep_field.jpg", "ihc.png", "moon.png",
                    "clock_motion.png", "flower.png", "cvo9xd_keong_macan_srgb8.png",
                    "tmshre_riaphotographs_srgb8.png", "text.png", "gravel.png"],
