@@ -8,7 +8,7 @@
 namespace frames {
 namespace {
 
-constexpr std::int64_t kSampledRows = 64;
+constexpr std::int64_t kSampledRows = 64, kSampledColumns = 512;
 
 constexpr std::size_t kRun = 16;
 
@@ -93,12 +93,15 @@ double against_channels(std::span<const std::uint8_t> window, const Hypothesis& 
     if (!is_yuv_coding && channels(*fit.coding.format) == 1) return 0;
     const auto end = std::min(static_cast<std::int64_t>(window.size()), fit.reach);
     const auto rows = 8 * (end - hypothesis.start) / hypothesis.pitch_bits;
+    // The middle of rows; groups of all codings are whole at multiples of 8 pixels.
+    const auto width = std::min(hypothesis.width, kSampledColumns);
+    const auto from =
+        8 * hypothesis.start + fit.coding.row_bits((hypothesis.width - width) / 2 / 8 * 8);
     std::array<Channel, 4> sampled;
     RowSamples row;
     std::int64_t counted = 0, following = 0;
     for (std::int64_t y = 0; y < rows; y += std::max<std::int64_t>(1, rows / kSampledRows)) {
-        split_row(fit.coding, window.data(), 8 * hypothesis.start + y * hypothesis.pitch_bits,
-                  hypothesis.width, 0, row);
+        split_row(fit.coding, window.data(), from + y * hypothesis.pitch_bits, width, 0, row);
         const std::size_t red = is_yuv_coding ? 1 : 4, blue = is_yuv_coding ? 2 : 5;
         sampled[0].add(row.planes[0]);
         sampled[1].add(row.planes[red]);

@@ -132,14 +132,18 @@ void split_row(const Coding& coding, const std::uint8_t* bytes, std::int64_t fro
         row.planes[0].assign(row.words.begin(), row.words.end());
         return;
     }
-    for (std::size_t i = 0; i + step <= row.words.size(); i += step) {
-        const int red = row.words[i], green = row.words[i + 1], blue = row.words[i + 2];
-        row.planes[0].push_back(green);
-        row.planes[1].push_back(red - green);
-        row.planes[2].push_back(blue - green);
-        if (step == 4) row.planes[3].push_back(row.words[i + 3]);
-        row.planes[4].push_back(red);
-        row.planes[5].push_back(blue);
+    const auto pixels = static_cast<std::size_t>(width);
+    for (const std::size_t i : {0, 1, 2, 4, 5}) row.planes[i].resize(pixels);
+    if (step == 4) row.planes[3].resize(pixels);
+    for (std::size_t x = 0; x < pixels; ++x) {
+        const auto* pixel = &row.words[x * step];
+        const int red = pixel[0], green = pixel[1], blue = pixel[2];
+        row.planes[0][x] = green;
+        row.planes[1][x] = red - green;
+        row.planes[2][x] = blue - green;
+        if (step == 4) row.planes[3][x] = pixel[3];
+        row.planes[4][x] = red;
+        row.planes[5][x] = blue;
     }
 }
 

@@ -15,11 +15,11 @@ namespace {
 
 // In bits per byte of the file, like prediction costs: a hundredth settles ties only.
 constexpr double kUsualHeader = 0.03;  // of 256, 512, 1024 ... bytes
-constexpr double kOtherHeader = 0.06;
-constexpr double kShortHeader = 0.1;
+constexpr double kOtherHeader = 0.12;  // rarer than bytes behind the last frame
+constexpr double kShortHeader = 0.14;
 constexpr std::int64_t kShortestUsualHeader = 256;
 constexpr double kLeftOver = 0.08;
-constexpr double kLeftOverOfKnown = 0.15;  // where the height is given
+constexpr double kLeftOverOfKnown = 0.1;  // where the height is given
 constexpr double kMuchLeftOver = 0.2;
 constexpr double kGap = 0.02;
 constexpr double kUnusualGap = 0.03;

@@ -112,16 +112,16 @@ class Search {
         choose_codings();
         for (const auto& fit : fits_) known_.width > 0 ? add_of_width(fit) : add_of_any_width(fit);
         // Few samples tell most candidates from the best ones, which are worth more.
-        weigh(2 * 1024, 0, 80, 1.2);
+        weigh(2 * 1024, 0, 64, 1.2);
         for (auto& candidate : candidates_)
             candidate.rank += against_channels(window_, candidate.hypothesis);
-        weigh(6 * 1024, 1, 32, 0.8);
+        weigh(6 * 1024, 1, 24, 0.8);
         for (auto& candidate : candidates_)
             if (const auto& hypothesis = candidate.hypothesis;
                 hypothesis.fit->coding.may_be_mosaic())
                 candidate.rank += mosaic_sites(window_, hypothesis).against(hypothesis.is_mosaic);
-        weigh(16 * 1024, 2, 16, 0.6);
-        weigh(48 * 1024, 4, 12, 0.5);
+        weigh(16 * 1024, 2, 14, 0.6);
+        weigh(32 * 1024, 4, 10, 0.5);
         return placed();
     }
 
