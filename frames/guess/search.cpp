@@ -144,9 +144,10 @@ class Search {
         };
         std::stable_sort(all.begin(), all.end(),
                          [&](const auto& a, const auto& b) { return bits(a) < bits(b); });
-        for (std::size_t i = 0; i < std::min(all.size(), kCodings); ++i) {
-            if (bits(all[i]) > bits(all.front()) + kWorseCodings) break;
-            keep_phases(all[i]);
+        for (std::size_t i = 0; i < all.size(); ++i) {
+            const bool is_good = i < kCodings && bits(all[i]) <= bits(all.front()) + kWorseCodings;
+            const bool is_given = known_.width > 0 && fills_known_size(all[i].front().coding);
+            if (is_good || is_given) keep_phases(all[i]);
         }
         // All are weighed with the part of the file for which all phases hold.
         std::int64_t reach = static_cast<std::int64_t>(window_.size());

@@ -16,7 +16,8 @@ namespace {
 
 using Bytes = std::vector<std::uint8_t>;
 
-constexpr std::uint32_t kMono8 = 0x01080001, kMono12 = 0x01100005, kRgb8 = 0x02180014;
+constexpr std::uint32_t kMono1p = 0x01010037, kMono8 = 0x01080001, kMono12 = 0x01100005,
+                        kRgb8 = 0x02180014;
 
 struct Result {
     int status = 0;
@@ -128,6 +129,21 @@ TEST(Guess, KeepsWhatIsKnown) {
 
 // Every reading must be a frame that the engine takes and that lies within the file, of no odd
 // proportions.
+// White paper with lines of print: bytes that most layouts explain well, none of which fits.
+TEST(Guess, AFrameOfTheGivenSizeThatFillsTheFileIsAmongTheAnswers) {
+    constexpr std::int64_t kWidth = 808, kHeight = 608;
+    Bytes data(kWidth / 8 * kHeight, 0xFF);
+    for (std::size_t i = 0; i < data.size(); ++i)
+        if (i / (kWidth / 8) % 14 < 9 && scene(static_cast<std::int64_t>(i), 0) < 0.45)
+            data[i] = static_cast<std::uint8_t>(i * 37);
+    auto question = question_of(data);
+    question.known.width = kWidth;
+    question.known.height = kHeight;
+    const auto result = ask(question);
+    ASSERT_FALSE(result.readings.empty()) << result.text;
+    EXPECT_EQ(result.readings[0].frame.format, kMono1p);
+}
+
 TEST(Guess, ReadingsAreFramesOfTheFile) {
     const Bytes files[] = {mono8(333, 257), mono8(2000, 30), noise(307200), Bytes(307200, 7),
                            mono8(17, 900)};
