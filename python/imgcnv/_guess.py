@@ -60,7 +60,8 @@ def guess(
     `most` readings are returned. Raises ValueError where the data is no raw frame, and says what
     it is.
 
-    >>> frame = numpy.add.outer(numpy.arange(480), numpy.arange(640)).astype("u1")
+    >>> y, x = numpy.mgrid[:480, :640]
+    >>> frame = (128 + 90 * numpy.sin(x / 60) * numpy.cos(y / 50)).astype("u1")
     >>> best = guess(frame.tobytes(), format="Mono8").readings[0]
     >>> best.width, best.height
     (640, 480)
