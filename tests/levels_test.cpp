@@ -7,7 +7,11 @@
 namespace imgcnv::testing {
 namespace {
 
+#if defined(__x86_64__)
 constexpr int kLargestBlock = 256;
+#else
+constexpr int kLargestBlock = 64;  // vectors of 16 bytes
+#endif
 
 std::vector<int> widths() {
     std::vector<int> all;
