@@ -92,8 +92,10 @@ def test_broken_files_are_named_and_left_out(captures):
     assert cut.frames == 2 and "2 whole frames and 2600 bytes" in cut.problem
     assert "cut short after 1 of 40 rows" in notes.problem
     assert str(found).startswith("34 frames in 3 files") and str(found).count("left out: ") == 2
-    with pytest.warns(UserWarning, match="(?s)cut.raw is left out: .*2 whole frames"):
+    with pytest.warns(UserWarning) as warned:
         assert len(open_small(captures)) == 34
+    said = [str(warning.message) for warning in warned]
+    assert any("cut.raw is left out: " in text and "2 whole frames" in text for text in said)
     with pytest.warns(UserWarning):
         assert len(open_small(captures, best_effort=True)) == 36
     with pytest.raises(ValueError, match="there are no frames"), warnings.catch_warnings():
