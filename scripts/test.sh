@@ -114,8 +114,8 @@ steps_of_all() {
     step 'names' "$root/scripts/check-names.sh"
     step 'web' "$root/scripts/test-web.sh"
     step 'arm' "$root/scripts/test-arm.sh"
-    step 'packages' packages
     step 'other Debian' other_debian
+    step 'packages' packages
 }
 
 # One line a check. Each is a command that exits non-zero on failure.
