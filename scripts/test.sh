@@ -84,9 +84,9 @@ passed=0 failed=0 skipped=0 summary=
 step() {
     name=$1
     shift
-    if [ $(($(date +%s) - all_started)) -gt $((50 * 60)) ]; then
+    if [ $(($(date +%s) - all_started)) -gt $((45 * 60)) ]; then
         skipped=$((skipped + 1))
-        summary="$summary     0 s  $name: NOT BEGUN, 50 MINUTES ARE OVER
+        summary="$summary     0 s  $name: NOT BEGUN, 45 MINUTES ARE OVER
 "
         return
     fi
