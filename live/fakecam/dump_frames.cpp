@@ -16,7 +16,11 @@ DumpFrames::DumpFrames(const imgcnv_frame& frame, const std::vector<std::string>
         char text[IMGCNV_TEXT_BYTES] = "";
         const auto file_bytes = static_cast<std::int64_t>(dump.stream.tellg());
         const int status = imgcnv_file_measure(&frame, file_bytes, &fit, text, sizeof text);
-        if (status != IMGCNV_OK || fit.frames == 0) throw Failure(path + ": " + text);
+        if (status != IMGCNV_OK) throw Failure(path + ": " + text);
+        if (fit.frames == 0)
+            throw Failure(path + ": expected " + std::to_string(bytes_.size()) +
+                          " bytes for each frame, given " + std::to_string(file_bytes) + "\n  " +
+                          text);
         if (fit.left_over != 0)
             std::fprintf(
                 stderr,

@@ -77,6 +77,12 @@ def test_a_second_camera_at_an_address_says_why_it_cannot(camera):
     assert done.returncode == 1 and "another camera program" in done.stderr
 
 
+def test_a_dump_that_is_too_short_is_told_what_was_expected():
+    done = subprocess.run([FAKECAM, COFFEE, "-f", "BayerRG12Packed", "-s", "1920x1080"],
+                          capture_output=True, text=True, timeout=20)
+    assert done.returncode == 1 and "expected 3110400" in done.stderr and "given 360000" in done.stderr
+
+
 def test_errors_of_the_command_line(live):
     assert "640x480+16+8, given 640" in live("--region", "640", code=2).stderr
     assert "BayerRG12" in live("--format", "BayerRG12Pakced", code=2).stderr
