@@ -21,12 +21,13 @@ struct OwnGreenOther {
     int own, green, other;
 };
 
-/// A mosaic of bytes or words whose rows are found by number.
-template <class Sample>
+/// A mosaic of bytes or words. rows[i] points to a row: an array of pointers, or what computes
+/// them.
+template <class Rows>
 class Mosaic {
   public:
     /// rows[0] is row `first` of the frame.
-    Mosaic(const Demosaic16& job, const Sample* const* rows, std::int64_t first)
+    Mosaic(const Demosaic16& job, Rows rows, std::int64_t first)
         : job_(job), rows_(rows), first_(first) {}
 
     std::int64_t last_x() const { return job_.width - 1; }
@@ -36,23 +37,23 @@ class Mosaic {
     bool is_color_site(std::int64_t y, std::int64_t x) const {
         return ((y + x) % 2 == 0) != is_gb();
     }
-    const Sample* row(std::int64_t y) const { return rows_[y - first_]; }
+    auto row(std::int64_t y) const { return rows_[y - first_]; }
     int at(std::int64_t y, std::int64_t x) const { return row(y)[x]; }
     int largest() const { return (1 << job_.depth) - 1; }
 
   private:
     const Demosaic16& job_;
-    const Sample* const* rows_;
-    std::int64_t first_;
+    const Rows rows_;
+    const std::int64_t first_;
 };
-using Mosaic16 = Mosaic<std::uint16_t>;
+using Mosaic16 = Mosaic<const std::uint16_t* const*>;
 
 // --- nearest ----------------------------------------------------------------
 
 /// The four pixels of a cell share its red and blue. Those at green sites keep their green, the
 /// others get the mean of the cell's greens.
-template <class Sample>
-OwnGreenOther nearest_pixel(const Mosaic<Sample>& m, std::int64_t y, std::int64_t x) {
+template <class Rows>
+OwnGreenOther nearest_pixel(const Mosaic<Rows>& m, std::int64_t y, std::int64_t x) {
     const std::int64_t left = x & ~std::int64_t{1};
     const std::int64_t color = m.is_color_site(y, left) ? left : left + 1, green = color ^ 1;
     const std::int64_t across = y ^ 1;
@@ -62,8 +63,8 @@ OwnGreenOther nearest_pixel(const Mosaic<Sample>& m, std::int64_t y, std::int64_
 
 // --- bilinear ---------------------------------------------------------------
 
-template <class Sample>
-OwnGreenOther bilinear_corner(const Mosaic<Sample>& m, std::int64_t y, std::int64_t x) {
+template <class Rows>
+OwnGreenOther bilinear_corner(const Mosaic<Rows>& m, std::int64_t y, std::int64_t x) {
     const std::int64_t inner_y = y == 0 ? 1 : y - 1, inner_x = x == 0 ? 1 : x - 1;
     const int own = m.at(y, x), horizontal = m.at(y, inner_x), vertical = m.at(inner_y, x);
     const int diagonal = m.at(inner_y, inner_x);
@@ -74,9 +75,9 @@ OwnGreenOther bilinear_corner(const Mosaic<Sample>& m, std::int64_t y, std::int6
 
 /// The top and the bottom row between the corners: one row stands in for two. A colour site takes
 /// its green from the left, in GB from the row inside.
-template <class Sample>
-OwnGreenOther bilinear_top(const Mosaic<Sample>& m, std::int64_t y, std::int64_t x) {
-    const Sample *line = m.row(y) + x, *next = m.row(y == 0 ? 1 : y - 1) + x;
+template <class Rows>
+OwnGreenOther bilinear_top(const Mosaic<Rows>& m, std::int64_t y, std::int64_t x) {
+    const auto *line = m.row(y) + x, *next = m.row(y == 0 ? 1 : y - 1) + x;
     if (m.is_color_site(y, x))
         return {line[0], m.is_gb() ? next[0] : line[-1], (next[-1] + next[1]) >> 1};
     return {(line[-1] + line[1]) >> 1, line[0], next[0]};
@@ -84,8 +85,8 @@ OwnGreenOther bilinear_top(const Mosaic<Sample>& m, std::int64_t y, std::int64_t
 
 /// The outermost columns between the corners. A colour site on the left takes its green from above,
 /// in GB from the right.
-template <class Sample>
-OwnGreenOther bilinear_side(const Mosaic<Sample>& m, std::int64_t y, std::int64_t x) {
+template <class Rows>
+OwnGreenOther bilinear_side(const Mosaic<Rows>& m, std::int64_t y, std::int64_t x) {
     const std::int64_t inner = x == 0 ? 1 : x - 1;
     if (m.is_color_site(y, x)) {
         const int green = x == 0 && !m.is_gb() ? m.at(y - 1, x) : m.at(y, inner);
@@ -95,13 +96,13 @@ OwnGreenOther bilinear_side(const Mosaic<Sample>& m, std::int64_t y, std::int64_
 }
 
 /// Means of the neighbours, which drop the fraction.
-template <class Sample>
-OwnGreenOther bilinear_pixel(const Mosaic<Sample>& m, std::int64_t y, std::int64_t x) {
+template <class Rows>
+OwnGreenOther bilinear_pixel(const Mosaic<Rows>& m, std::int64_t y, std::int64_t x) {
     const bool side = x == 0 || x == m.last_x(), top = y == 0 || y == m.last_y();
     if (side && top) return bilinear_corner(m, y, x);
     if (top) return bilinear_top(m, y, x);
     if (side) return bilinear_side(m, y, x);
-    const Sample *above = m.row(y - 1) + x, *line = m.row(y) + x, *below = m.row(y + 1) + x;
+    const auto *above = m.row(y - 1) + x, *line = m.row(y) + x, *below = m.row(y + 1) + x;
     if (m.is_color_site(y, x))
         return {line[0], (above[0] + below[0] + line[-1] + line[1]) >> 2,
                 (above[-1] + above[1] + below[-1] + below[1]) >> 2};
@@ -112,9 +113,9 @@ OwnGreenOther bilinear_pixel(const Mosaic<Sample>& m, std::int64_t y, std::int64
 
 /// Green at a colour site is the mean of two green neighbours along the direction in which the
 /// picture changes less, corrected by the second derivative of the site's own colour.
-template <class Sample>
-inline int adaptive_green(const Mosaic<Sample>& m, std::int64_t y, std::int64_t x) {
-    const Sample* line = m.row(y) + x;
+template <class Rows>
+inline int adaptive_green(const Mosaic<Rows>& m, std::int64_t y, std::int64_t x) {
+    const auto* line = m.row(y) + x;
     const int left = line[-1], right = line[1], up = m.at(y - 1, x), down = m.at(y + 1, x);
     const int laplacian_h = 2 * line[0] - line[-2] - line[2];
     const int laplacian_v = 2 * line[0] - m.at(y - 2, x) - m.at(y + 2, x);
@@ -128,8 +129,8 @@ inline int adaptive_green(const Mosaic<Sample>& m, std::int64_t y, std::int64_t 
 }
 
 /// Near the edges it is the mean of the cell's greens.
-template <class Sample>
-inline int cell_green(const Mosaic<Sample>& m, std::int64_t y, std::int64_t x) {
+template <class Rows>
+inline int cell_green(const Mosaic<Rows>& m, std::int64_t y, std::int64_t x) {
     return (m.at(y, x ^ 1) + m.at(y ^ 1, x)) >> 1;
 }
 
@@ -138,10 +139,10 @@ inline int cell_green(const Mosaic<Sample>& m, std::int64_t y, std::int64_t x) {
 /// Two rows and columns along each edge lack neighbours: green is there the mean of the cell's
 /// greens, and colours are copied from the cell. Which ones depends on the order; RG is GB with the
 /// frame upside down.
-template <class Sample>
+template <class Rows>
 class Adaptive {
   public:
-    explicit Adaptive(const Mosaic<Sample>& mosaic, bool upside_down)
+    explicit Adaptive(const Mosaic<Rows>& mosaic, bool upside_down)
         : m_(mosaic), upside_down_(upside_down) {}
 
     OwnGreenOther pixel(std::int64_t frame_y, std::int64_t x) const {
@@ -203,12 +204,12 @@ class Adaptive {
         return two_rows || x + 1 >= m_.last_x() ? x & ~std::int64_t{1} : std::int64_t{-1};
     }
 
-    const Mosaic<Sample>& m_;
+    const Mosaic<Rows>& m_;
     const bool upside_down_;
 };
 
-template <class Sample>
-OwnGreenOther demosaic16_pixel(const Mosaic<Sample>& m, const Demosaic16& job, std::int64_t y,
+template <class Rows>
+OwnGreenOther demosaic16_pixel(const Mosaic<Rows>& m, const Demosaic16& job, std::int64_t y,
                                std::int64_t x) {
     if (job.method == IMGCNV_NEAREST) return nearest_pixel(m, y, x);
     if (job.method == IMGCNV_BILINEAR) return bilinear_pixel(m, y, x);

@@ -10,35 +10,40 @@ namespace {
 constexpr std::int64_t kColumns = SourceRows::kLastColumns + 1;
 constexpr std::int64_t kMostReach = demosaic_reach(IMGCNV_ADAPTIVE);
 
-/// How a pixel of 8-bit channels is stored.
-struct PixelLayout {
-    int channels;
-    bool blue_first;
+/// Rows of kColumns samples, one after the other.
+struct SampleRows {
+    const std::uint8_t* first;
+    const std::uint8_t* operator[](std::int64_t row) const { return first + row * kColumns; }
+};
+using Mosaic8 = Mosaic<SampleRows>;
 
-    void store(const OwnGreenOther& pixel, bool own_is_red, std::uint8_t* out) const {
-        if (channels == 1) {
-            *out = own_is_red ? imgcnv::luma(pixel.own, pixel.green, pixel.other)
-                              : imgcnv::luma(pixel.other, pixel.green, pixel.own);
-            return;
-        }
+/// Stores pixels of 8-bit channels.
+template <int kChannels>
+void store(const OwnGreenOther& pixel, bool own_is_red, bool blue_first, std::uint8_t* out) {
+    if constexpr (kChannels == 1) {
+        *out = own_is_red ? imgcnv::luma(pixel.own, pixel.green, pixel.other)
+                          : imgcnv::luma(pixel.other, pixel.green, pixel.own);
+    } else {
         const int own_at = own_is_red != blue_first ? 0 : 2;
         out[own_at] = static_cast<std::uint8_t>(pixel.own);
         out[1] = static_cast<std::uint8_t>(pixel.green);
         out[2 - own_at] = static_cast<std::uint8_t>(pixel.other);
-        if (channels == 4) out[3] = 0;
+        if constexpr (kChannels == 4) out[3] = 0;
     }
-};
-
-/// The methods at a column that the mirrored one follows. `s` is its sample; rows of samples are
-/// kColumns apart.
-OwnGreenOther nearest_before_last(const std::uint8_t* s, bool is_color_site, bool is_even_row) {
-    const auto* across = is_even_row ? s + kColumns : s - kColumns;
-    if (is_color_site) return {s[0], (s[1] + across[0]) >> 1, across[1]};
-    return {s[1], s[0], across[0]};
 }
-OwnGreenOther bilinear_before_last(const std::uint8_t* s, bool is_color_site) {
+
+/// The methods at a column that the mirrored one follows. `s` is its sample; the cell's other row
+/// is `across` samples away.
+template <bool kColorSite>
+OwnGreenOther nearest_before_last(const std::uint8_t* s, std::int64_t across) {
+    const auto* other = s + across;
+    if (kColorSite) return {s[0], (s[1] + other[0]) >> 1, other[1]};
+    return {s[1], s[0], other[0]};
+}
+template <bool kColorSite>
+OwnGreenOther bilinear_before_last(const std::uint8_t* s) {
     const auto *above = s - kColumns, *below = s + kColumns;
-    if (is_color_site)
+    if (kColorSite)
         return {s[0], (above[0] + below[0] + s[-1] + s[1]) >> 2,
                 (above[-1] + above[1] + below[-1] + below[1]) >> 2};
     return {(s[-1] + s[1]) >> 1, s[0], (above[0] + below[0]) >> 1};
@@ -50,8 +55,7 @@ class AdaptiveColumns {
   public:
     static constexpr int kPixels = 3;
 
-    explicit AdaptiveColumns(const Mosaic<std::uint8_t>& mosaic)
-        : m_(mosaic), first_x_(mosaic.last_x() - 4) {}
+    explicit AdaptiveColumns(const Mosaic8& mosaic) : m_(mosaic), first_x_(mosaic.last_x() - 4) {}
 
     /// The pixels of row y; the rows of a part come one after the other.
     void make(std::int64_t y, OwnGreenOther (&pixels)[kPixels]) {
@@ -67,12 +71,12 @@ class AdaptiveColumns {
         int green[5];
         int difference[5];
     };
-    const Line& line(std::int64_t y) const { return lines_[y % 4]; }
+    const Line& line(std::int64_t y) const { return lines_[y & 3]; }
 
     /// kColor: the first colour site of the row.
     template <int kColor>
     void fill(std::int64_t y) {
-        auto& line = lines_[y % 4];
+        auto& line = lines_[y & 3];
         const bool is_inner = y >= 2 && y + 2 <= m_.last_y();
         for (int i = kColor; i < 5; i += 2) {
             const auto x = first_x_ + i;
@@ -101,10 +105,81 @@ class AdaptiveColumns {
         }
     }
 
-    const Mosaic<std::uint8_t>& m_;
+    const Mosaic8& m_;
     const std::int64_t first_x_;
     std::int64_t next_row_ = 0;
     Line lines_[4];
+};
+
+/// Makes the pixels of a part.
+template <int kChannels>
+class PartOfColumns {
+  public:
+    PartOfColumns(const Mosaic8& mosaic, const Demosaic16& job, const Rectangle& keep,
+                  std::uint8_t* out, std::int64_t stride)
+        : m_(mosaic), job_(job), keep_(keep), out_(out), stride_(stride) {}
+
+    /// first_y, end_y: the part's rows, as the completed mosaic counts them
+    void make(std::int64_t first_y, std::int64_t end_y) {
+        first_y_ = first_y;
+        const int edge = job_.method == IMGCNV_ADAPTIVE   ? 2
+                         : job_.method == IMGCNV_BILINEAR ? 1
+                                                          : 0;
+        const auto first = std::clamp<std::int64_t>(edge, first_y, end_y);
+        const auto end = std::clamp(m_.last_y() + 1 - edge, first, end_y);
+        for (auto y = first_y; y < first; ++y) make_edge(y);
+        if (job_.method == IMGCNV_ADAPTIVE) {
+            make_adaptive(first, end);
+        } else {
+            make_every_other(first, end);
+            make_every_other(first + 1, end);
+        }
+        for (auto y = end; y < end_y; ++y) make_edge(y);
+    }
+
+  private:
+    std::uint8_t* row_out(std::int64_t y) const { return out_ + (y - first_y_) * stride_; }
+    void make_edge(std::int64_t y) {
+        auto* out = row_out(y);
+        for (auto x = keep_.first_column; x < keep_.last_column; ++x, out += kChannels)
+            store<kChannels>(demosaic16_pixel(m_, job_, y, x), m_.has_red(y), job_.blue_first, out);
+    }
+    void make_adaptive(std::int64_t first, std::int64_t end) {
+        AdaptiveColumns adaptive(m_);
+        for (auto y = first; y < end; ++y) {
+            OwnGreenOther pixels[AdaptiveColumns::kPixels];
+            adaptive.make(y, pixels);
+            auto* out = row_out(y);
+            const bool has_red = m_.has_red(y);
+            for (const auto& pixel : pixels) {
+                store<kChannels>(pixel, has_red, job_.blue_first, out);
+                out += kChannels;
+            }
+        }
+    }
+    /// Every second row, which all have the same colours.
+    void make_every_other(std::int64_t first, std::int64_t end) {
+        m_.is_color_site(first, keep_.first_column) ? make_sites<true>(first, end)
+                                                    : make_sites<false>(first, end);
+    }
+    template <bool kColorSite>
+    void make_sites(std::int64_t first, std::int64_t end) {
+        const auto across = first % 2 == 0 ? kColumns : -kColumns;
+        const bool has_red = m_.has_red(first), is_bilinear = job_.method == IMGCNV_BILINEAR;
+        const auto* sample = m_.row(first) + keep_.first_column;
+        auto* out = row_out(first);
+        for (auto y = first; y < end; y += 2, sample += 2 * kColumns, out += 2 * stride_)
+            store<kChannels>(is_bilinear ? bilinear_before_last<kColorSite>(sample)
+                                         : nearest_before_last<kColorSite>(sample, across),
+                             has_red, job_.blue_first, out);
+    }
+
+    const Mosaic8& m_;
+    const Demosaic16& job_;
+    const Rectangle& keep_;
+    std::uint8_t* const out_;
+    const std::int64_t stride_;
+    std::int64_t first_y_ = 0;
 };
 
 }  // namespace
@@ -118,39 +193,15 @@ void LastColumns::make(const Rectangle& keep, const std::uint8_t* bytes, std::ui
     const auto [first, last] = completed.rows_around(keep);
     source_.read_last8(bytes, first, last, samples, row);
 
-    const std::uint8_t* rows[kMostRows + 2 * kMostReach];
-    for (std::int64_t i = 0; i < last - first; ++i)
-        rows[i] = samples + i * kColumns - (job.width - kColumns);
-    const Mosaic mosaic(job, rows, first + completed.rows_above);
-
-    const PixelLayout layout{wish_.channels, wish_.is_blue_first()};
-    const auto* sample = samples + (keep.first_row - first) * kColumns + kColumns - 2;
+    const Mosaic8 mosaic(job, {samples - (job.width - kColumns)}, first + completed.rows_above);
     const auto first_y = keep.first_row + completed.rows_above;
-    const auto end_y = first_y + keep.rows(), stride = wish_.stride;
-    const auto method = job.method;
-    const int edge_rows = method == IMGCNV_ADAPTIVE ? 2 : method == IMGCNV_BILINEAR ? 1 : 0;
-    AdaptiveColumns adaptive(mosaic);
-    for (auto y = first_y; y < end_y; ++y, sample += kColumns, out += stride) {
-        const bool own_is_red = mosaic.has_red(y);
-        const auto make = [&](auto&& pixel_at) {
-            for (auto x = keep.first_column; x < keep.last_column; ++x)
-                layout.store(pixel_at(x), own_is_red,
-                             out + (x - keep.first_column) * layout.channels);
-        };
-        if (y < edge_rows || y + edge_rows > mosaic.last_y()) {
-            make([&](auto x) { return demosaic16_pixel(mosaic, job, y, x); });
-        } else if (method == IMGCNV_ADAPTIVE) {
-            OwnGreenOther pixels[AdaptiveColumns::kPixels];
-            adaptive.make(y, pixels);
-            make([&](auto x) { return pixels[x - keep.first_column]; });
-        } else {
-            const bool is_color_site = mosaic.is_color_site(y, keep.first_column);
-            layout.store(method == IMGCNV_BILINEAR
-                             ? bilinear_before_last(sample, is_color_site)
-                             : nearest_before_last(sample, is_color_site, y % 2 == 0),
-                         own_is_red, out);
-        }
-    }
+    const auto make = [&]<int kChannels>() {
+        PartOfColumns<kChannels>(mosaic, job, keep, out, wish_.stride)
+            .make(first_y, first_y + keep.rows());
+    };
+    wish_.channels == 1   ? make.template operator()<1>()
+    : wish_.channels == 3 ? make.template operator()<3>()
+                          : make.template operator()<4>();
 }
 
 }  // namespace frames
