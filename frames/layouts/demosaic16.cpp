@@ -20,7 +20,7 @@ class RowMaker {
     const Demosaic16& job() const { return job_; }
 
     Demosaic16Row kind(std::int64_t y, std::int64_t x) const {
-        return {m_.is_color_site(y, x), m_.has_red(y) != job_.blue_first, job_.depth};
+        return {m_.is_chroma_site(y, x), m_.has_red(y) != job_.blue_first, job_.depth};
     }
     /// Pixels from..to of row y, which begins at `out`.
     void plain(std::int64_t y, std::int64_t from, std::int64_t to, std::uint16_t* out) const {
@@ -115,7 +115,7 @@ class AdaptiveStrip {
     void make_plain_green(std::int64_t y, std::int64_t from, std::int64_t to) {
         const Adaptive adaptive(m_, maker_.job().order == IMGCNV_ORDER_RG);
         for (std::int64_t x = from; x < to; ++x) {
-            const int green = m_.is_color_site(y, x) ? adaptive.green_of(y, x) : m_.at(y, x);
+            const int green = m_.is_chroma_site(y, x) ? adaptive.green_of(y, x) : m_.at(y, x);
             green_of(y)[x - from_ + 2] = static_cast<std::uint16_t>(green);
             differences_of(y)[x - from_ + 2] = m_.at(y, x) - green;
         }

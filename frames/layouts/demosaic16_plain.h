@@ -6,7 +6,7 @@
 //   RG  R G    GB  G B    BG  B G
 //       G B        R G        G R
 //
-// "Own" is the colour (red or blue) that a row has samples of, "other" the one it has not. A colour
+// "Own" is the colour (red or blue) that a row has samples of, "other" the one it has not. A chroma
 // site is a sample of red or blue.
 #pragma once
 
@@ -34,7 +34,7 @@ class Mosaic {
     std::int64_t last_y() const { return job_.height - 1; }
     bool is_gb() const { return job_.order == IMGCNV_ORDER_GB; }
     bool has_red(std::int64_t y) const { return (job_.order == IMGCNV_ORDER_RG) == (y % 2 == 0); }
-    bool is_color_site(std::int64_t y, std::int64_t x) const {
+    bool is_chroma_site(std::int64_t y, std::int64_t x) const {
         return ((y + x) % 2 == 0) != is_gb();
     }
     auto row(std::int64_t y) const { return rows_[y - first_]; }
@@ -55,7 +55,7 @@ using Mosaic16 = Mosaic<const std::uint16_t* const*>;
 template <class Rows>
 OwnGreenOther nearest_pixel(const Mosaic<Rows>& m, std::int64_t y, std::int64_t x) {
     const std::int64_t left = x & ~std::int64_t{1};
-    const std::int64_t color = m.is_color_site(y, left) ? left : left + 1, green = color ^ 1;
+    const std::int64_t color = m.is_chroma_site(y, left) ? left : left + 1, green = color ^ 1;
     const std::int64_t across = y ^ 1;
     const int mean = (m.at(y, green) + m.at(across, color)) >> 1;
     return {m.at(y, color), x == color ? mean : m.at(y, green), m.at(across, green)};
@@ -68,27 +68,27 @@ OwnGreenOther bilinear_corner(const Mosaic<Rows>& m, std::int64_t y, std::int64_
     const std::int64_t inner_y = y == 0 ? 1 : y - 1, inner_x = x == 0 ? 1 : x - 1;
     const int own = m.at(y, x), horizontal = m.at(y, inner_x), vertical = m.at(inner_y, x);
     const int diagonal = m.at(inner_y, inner_x);
-    if (m.is_color_site(y, x))
+    if (m.is_chroma_site(y, x))
         return {own, m.is_gb() ? horizontal : (vertical + horizontal) >> 1, diagonal};
     return {horizontal, m.is_gb() && y == 0 ? (own + diagonal) >> 1 : own, vertical};
 }
 
-/// The top and the bottom row between the corners: one row stands in for two. A colour site takes
+/// The top and the bottom row between the corners: one row stands in for two. A chroma site takes
 /// its green from the left, in GB from the row inside.
 template <class Rows>
 OwnGreenOther bilinear_top(const Mosaic<Rows>& m, std::int64_t y, std::int64_t x) {
     const auto *line = m.row(y) + x, *next = m.row(y == 0 ? 1 : y - 1) + x;
-    if (m.is_color_site(y, x))
+    if (m.is_chroma_site(y, x))
         return {line[0], m.is_gb() ? next[0] : line[-1], (next[-1] + next[1]) >> 1};
     return {(line[-1] + line[1]) >> 1, line[0], next[0]};
 }
 
-/// The outermost columns between the corners. A colour site on the left takes its green from above,
+/// The outermost columns between the corners. A chroma site on the left takes its green from above,
 /// in GB from the right.
 template <class Rows>
 OwnGreenOther bilinear_side(const Mosaic<Rows>& m, std::int64_t y, std::int64_t x) {
     const std::int64_t inner = x == 0 ? 1 : x - 1;
-    if (m.is_color_site(y, x)) {
+    if (m.is_chroma_site(y, x)) {
         const int green = x == 0 && !m.is_gb() ? m.at(y - 1, x) : m.at(y, inner);
         return {m.at(y, x), green, (m.at(y - 1, inner) + m.at(y + 1, inner)) >> 1};
     }
@@ -103,7 +103,7 @@ OwnGreenOther bilinear_pixel(const Mosaic<Rows>& m, std::int64_t y, std::int64_t
     if (top) return bilinear_top(m, y, x);
     if (side) return bilinear_side(m, y, x);
     const auto *above = m.row(y - 1) + x, *line = m.row(y) + x, *below = m.row(y + 1) + x;
-    if (m.is_color_site(y, x))
+    if (m.is_chroma_site(y, x))
         return {line[0], (above[0] + below[0] + line[-1] + line[1]) >> 2,
                 (above[-1] + above[1] + below[-1] + below[1]) >> 2};
     return {(line[-1] + line[1]) >> 1, line[0], (above[0] + below[0]) >> 1};
@@ -111,7 +111,7 @@ OwnGreenOther bilinear_pixel(const Mosaic<Rows>& m, std::int64_t y, std::int64_t
 
 // --- adaptive ---------------------------------------------------------------
 
-/// Green at a colour site is the mean of two green neighbours along the direction in which the
+/// Green at a chroma site is the mean of two green neighbours along the direction in which the
 /// picture changes less, corrected by the second derivative of the site's own colour.
 template <class Rows>
 inline int adaptive_green(const Mosaic<Rows>& m, std::int64_t y, std::int64_t x) {
@@ -134,7 +134,7 @@ inline int cell_green(const Mosaic<Rows>& m, std::int64_t y, std::int64_t x) {
     return (m.at(y, x ^ 1) + m.at(y ^ 1, x)) >> 1;
 }
 
-/// The other colours follow from the differences colour - green of the colour sites around.
+/// The other colours follow from the differences colour - green of the chroma sites around.
 ///
 /// Two rows and columns along each edge lack neighbours: green is there the mean of the cell's
 /// greens, and colours are copied from the cell. Which ones depends on the order; RG is GB with the
@@ -147,13 +147,13 @@ class Adaptive {
 
     OwnGreenOther pixel(std::int64_t frame_y, std::int64_t x) const {
         const std::int64_t y = upside_down_ ? m_.last_y() - frame_y : frame_y;
-        const bool color_site = is_color_site(y, x), own_is_even = is_color_site(y, 0);
+        const bool chroma_site = is_chroma_site(y, x), own_is_even = is_chroma_site(y, 0);
         const int green = green_at(y, x);
         const auto corrected = [&](int difference) {
             return std::clamp(green + difference, 0, m_.largest());
         };
         int own, other;
-        if (color_site) {
+        if (chroma_site) {
             own = at(y, x);
         } else if (const std::int64_t copy = copied_from(own_is_even, y, x); copy >= 0) {
             own = at(y, copy);
@@ -162,7 +162,7 @@ class Adaptive {
         }
         if (const std::int64_t copy = copied_from(!own_is_even, y, x); copy >= 0) {
             other = at(y ^ 1, copy);
-        } else if (color_site) {
+        } else if (chroma_site) {
             other = corrected((difference(y - 1, x - 1) + difference(y - 1, x + 1) +
                                difference(y + 1, x - 1) + difference(y + 1, x + 1)) >>
                               2);
@@ -182,12 +182,12 @@ class Adaptive {
         return m_.at(upside_down_ ? m_.last_y() - y : y, x);
     }
     bool is_bg() const { return !upside_down_ && !m_.is_gb(); }
-    bool is_color_site(std::int64_t y, std::int64_t x) const {
+    bool is_chroma_site(std::int64_t y, std::int64_t x) const {
         return ((y + x) % 2 == 0) == is_bg();
     }
 
     int green_at(std::int64_t y, std::int64_t x) const {
-        if (!is_color_site(y, x)) return at(y, x);
+        if (!is_chroma_site(y, x)) return at(y, x);
         const bool inner = y >= 2 && y + 2 <= m_.last_y() && x >= 2 && x + 2 <= m_.last_x();
         const auto row = upside_down_ ? m_.last_y() - y : y;
         return inner ? adaptive_green(m_, row, x) : cell_green(m_, row, x);

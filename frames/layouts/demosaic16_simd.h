@@ -90,7 +90,7 @@ void for_each_block(size_t pixels, Block block) {
     if (x < pixels) block(pixels - kBlock);
 }
 
-template <class V, bool kColorFirst, bool kOwnFirst>
+template <class V, bool kChromaFirst, bool kOwnFirst>
 struct Demosaic16Rows {
     static Words<V> load(const uint16_t* p) { return load_vector<V, Words<V>>(p); }
 
@@ -108,14 +108,14 @@ struct Demosaic16Rows {
     template <bool kUpTo14>
     static void nearest(const uint16_t* line, const uint16_t* across, uint16_t* out,
                         size_t pixels) {
-        constexpr size_t kColor = kColorFirst ? 0 : 1;
+        constexpr size_t kChroma = kChromaFirst ? 0 : 1;
         for_each_block<V>(pixels, [&](size_t x) {
             const Words<V> s = load(line + x), t = load(across + x);
-            // Greens of the row are beside the colour sites, those of the other row below them.
-            const Words<V> mean = Means<V, kUpTo14>::of2(of_pair<1 - kColor>(s), t);
-            store_own_green_other<V, kOwnFirst>(out + 3 * x, of_pair<kColor>(s),
-                                                blend_sites<V, kColor>(mean, s),
-                                                of_pair<1 - kColor>(t));
+            // Greens of the row are beside the chroma sites, those of the other row below them.
+            const Words<V> mean = Means<V, kUpTo14>::of2(of_pair<1 - kChroma>(s), t);
+            store_own_green_other<V, kOwnFirst>(out + 3 * x, of_pair<kChroma>(s),
+                                                blend_sites<V, kChroma>(mean, s),
+                                                of_pair<1 - kChroma>(t));
         });
     }
 
@@ -123,21 +123,21 @@ struct Demosaic16Rows {
     static void bilinear_block(const uint16_t* u, const uint16_t* s, const uint16_t* d,
                                uint16_t* out) {
         using Mean = Means<V, kUpTo14>;
-        constexpr size_t kColor = kColorFirst ? 0 : 1;
+        constexpr size_t kChroma = kChromaFirst ? 0 : 1;
         const Words<V> left = load(s - 1), own = load(s), right = load(s + 1);
         const Words<V> up = load(u), down = load(d);
         const Words<V> cross = Mean::of4(left, right, up, down);
         const Words<V> corners = Mean::of4(load(u - 1), load(u + 1), load(d - 1), load(d + 1));
         store_own_green_other<V, kOwnFirst>(out,
-                                            blend_sites<V, kColor>(own, Mean::of2(left, right)),
-                                            blend_sites<V, kColor>(cross, own),
-                                            blend_sites<V, kColor>(corners, Mean::of2(up, down)));
+                                            blend_sites<V, kChroma>(own, Mean::of2(left, right)),
+                                            blend_sites<V, kChroma>(cross, own),
+                                            blend_sites<V, kChroma>(corners, Mean::of2(up, down)));
     }
 
-    /// Green and, of colour sites, the difference to it.
+    /// Green and, of chroma sites, the difference to it.
     static void adaptive_green(const uint16_t* const* rows, ptrdiff_t column, uint16_t* green,
                                int32_t* differences, size_t pixels, uint16_t largest) {
-        constexpr size_t kColor = kColorFirst ? 0 : 1;
+        constexpr size_t kChroma = kChromaFirst ? 0 : 1;
         const uint16_t *r0 = rows[0] + column, *r1 = rows[1] + column, *r2 = rows[2] + column,
                        *r3 = rows[3] + column, *r4 = rows[4] + column;
         for_each_block<V>(pixels, [&](size_t x) {
@@ -148,7 +148,7 @@ struct Demosaic16Rows {
             const Words<V> estimate = V::smaller(
                 V::pack_dwords(green_of<0>(own, across, along), green_of<1>(own, across, along)),
                 Words<V>{} + largest);
-            const Words<V> result = blend_sites<V, kColor>(estimate, own);
+            const Words<V> result = blend_sites<V, kChroma>(estimate, own);
             store_vector<V>(green + x, result);
             store_half<0>(differences + x, widen_words<V, 0>(own) - widen_words<V, 0>(result));
             store_half<1>(differences + x, widen_words<V, 1>(own) - widen_words<V, 1>(result));
@@ -158,7 +158,7 @@ struct Demosaic16Rows {
     static void adaptive_color(const uint16_t* line, const uint16_t* green,
                                const int32_t* const* differences, uint16_t* out, size_t pixels,
                                uint16_t largest) {
-        constexpr size_t kColor = kColorFirst ? 0 : 1;
+        constexpr size_t kChroma = kChromaFirst ? 0 : 1;
         for_each_block<V>(pixels, [&](size_t x) {
             const int32_t *above = differences[0] + x, *own = differences[1] + x,
                           *below = differences[2] + x;
@@ -178,8 +178,9 @@ struct Demosaic16Rows {
                         half.of(below + 1)) >>
                        2;
             });
-            store_own_green_other<V, kOwnFirst>(out + 3 * x, blend_sites<V, kColor>(s, from_row), g,
-                                                blend_sites<V, kColor>(from_corners, from_column));
+            store_own_green_other<V, kOwnFirst>(out + 3 * x, blend_sites<V, kChroma>(s, from_row),
+                                                g,
+                                                blend_sites<V, kChroma>(from_corners, from_column));
         });
     }
 
@@ -243,18 +244,18 @@ template <class V>
 
 /// Blocks begin where the lines of a picture may begin, but for the first and the last. Pixels at
 /// odd columns are of the other kind of site.
-template <class V, bool kColorFirst, bool kOwnFirst, bool kUpTo14>
+template <class V, bool kChromaFirst, bool kOwnFirst, bool kUpTo14>
 [[gnu::flatten]] void bilinear16_blocks(const uint16_t* above, const uint16_t* line,
                                         const uint16_t* below, uint16_t* out, size_t width) {
     constexpr size_t kBlock = kVectorBytes<V> / 2;
     const auto odd_block = [&](size_t x) {
-        Demosaic16Rows<V, !kColorFirst, kOwnFirst>::template bilinear_block<kUpTo14>(
+        Demosaic16Rows<V, !kChromaFirst, kOwnFirst>::template bilinear_block<kUpTo14>(
             above + x, line + x, below + x, out + 3 * x);
     };
     odd_block(1);
     size_t x = kBlock;
     for (; x + kBlock < width; x += kBlock)
-        Demosaic16Rows<V, kColorFirst, kOwnFirst>::template bilinear_block<kUpTo14>(
+        Demosaic16Rows<V, kChromaFirst, kOwnFirst>::template bilinear_block<kUpTo14>(
             above + x, line + x, below + x, out + 3 * x);
     if (x + 1 < width) odd_block(width - 1 - kBlock);
 }
@@ -263,13 +264,13 @@ template <class V>
 [[gnu::flatten]] void bilinear16_row(const uint16_t* above, const uint16_t* line,
                                      const uint16_t* below, uint16_t* out, size_t width,
                                      Demosaic16Row row) {
-    const auto run =
-        [&]<bool kColorFirst, bool kOwnFirst>(Demosaic16Rows<V, kColorFirst, kOwnFirst>) {
-            if (row.depth <= 14)
-                bilinear16_blocks<V, kColorFirst, kOwnFirst, true>(above, line, below, out, width);
-            else
-                bilinear16_blocks<V, kColorFirst, kOwnFirst, false>(above, line, below, out, width);
-        };
+    const auto run = [&]<bool kChromaFirst, bool kOwnFirst>(
+                         Demosaic16Rows<V, kChromaFirst, kOwnFirst>) {
+        if (row.depth <= 14)
+            bilinear16_blocks<V, kChromaFirst, kOwnFirst, true>(above, line, below, out, width);
+        else
+            bilinear16_blocks<V, kChromaFirst, kOwnFirst, false>(above, line, below, out, width);
+    };
     with_row_kind<V>(row, run);
 }
 

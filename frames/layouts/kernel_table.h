@@ -12,7 +12,7 @@ namespace frames {
 /// How the samples of a format lie: RGB and its kin are rows of bytes or words.
 SampleLayout sample_layout(const Format& format, bool big_endian);
 
-/// What a row of a mosaic is: whether its first pixel below is a colour site, and whether the
+/// What a row of a mosaic is: whether its first pixel below is a chroma site, and whether the
 /// colour that the row has samples of goes first into a pixel.
 struct Demosaic16Row {
     bool color_first;

@@ -34,16 +34,16 @@ void store(const OwnGreenOther& pixel, bool own_is_red, bool blue_first, std::ui
 
 /// The methods at a column that the mirrored one follows. `s` is its sample; the cell's other row
 /// is `across` samples away.
-template <bool kColorSite>
+template <bool kChromaSite>
 OwnGreenOther nearest_before_last(const std::uint8_t* s, std::int64_t across) {
     const auto* other = s + across;
-    if (kColorSite) return {s[0], (s[1] + other[0]) >> 1, other[1]};
+    if (kChromaSite) return {s[0], (s[1] + other[0]) >> 1, other[1]};
     return {s[1], s[0], other[0]};
 }
-template <bool kColorSite>
+template <bool kChromaSite>
 OwnGreenOther bilinear_before_last(const std::uint8_t* s) {
     const auto *above = s - kColumns, *below = s + kColumns;
-    if (kColorSite)
+    if (kChromaSite)
         return {s[0], (above[0] + below[0] + s[-1] + s[1]) >> 2,
                 (above[-1] + above[1] + below[-1] + below[1]) >> 2};
     return {(s[-1] + s[1]) >> 1, s[0], (above[0] + below[0]) >> 1};
@@ -60,42 +60,42 @@ class AdaptiveColumns {
     /// The pixels of row y; the rows of a part come one after the other.
     void make(std::int64_t y, OwnGreenOther (&pixels)[kPixels]) {
         for (auto row = std::max(y - 1, next_row_); row <= y + 1; ++row)
-            m_.is_color_site(row, first_x_) ? fill<0>(row) : fill<1>(row);
+            m_.is_chroma_site(row, first_x_) ? fill<0>(row) : fill<1>(row);
         next_row_ = y + 2;
-        m_.is_color_site(y, first_x_) ? make_row<0>(y, pixels) : make_row<1>(y, pixels);
+        m_.is_chroma_site(y, first_x_) ? make_row<0>(y, pixels) : make_row<1>(y, pixels);
     }
 
   private:
-    /// At colour sites, from column first_x_ on.
+    /// At chroma sites, from column first_x_ on.
     struct Line {
         int green[5];
         int difference[5];
     };
     const Line& line(std::int64_t y) const { return lines_[y & 3]; }
 
-    /// kColor: the first colour site of the row.
-    template <int kColor>
+    /// kChroma: the first chroma site of the row.
+    template <int kChroma>
     void fill(std::int64_t y) {
         auto& line = lines_[y & 3];
         const bool is_inner = y >= 2 && y + 2 <= m_.last_y();
-        for (int i = kColor; i < 5; i += 2) {
+        for (int i = kChroma; i < 5; i += 2) {
             const auto x = first_x_ + i;
             line.green[i] = is_inner && i < 3 ? adaptive_green(m_, y, x) : cell_green(m_, y, x);
             line.difference[i] = m_.at(y, x) - line.green[i];
         }
     }
-    template <int kColor>
+    template <int kChroma>
     void make_row(std::int64_t y, OwnGreenOther (&pixels)[kPixels]) const {
         const auto *samples = m_.row(y) + first_x_, *across = m_.row(y ^ 1) + first_x_;
         const int *above = line(y - 1).difference, *own = line(y).difference,
                   *below = line(y + 1).difference;
         for (int i = 1; i <= kPixels; ++i) {
-            const bool is_color_site = i % 2 == kColor;
-            const int green = is_color_site ? line(y).green[i] : samples[i];
+            const bool is_chroma_site = i % 2 == kChroma;
+            const int green = is_chroma_site ? line(y).green[i] : samples[i];
             const auto corrected = [&](int difference) {
                 return std::clamp(green + difference, 0, 255);
             };
-            if (is_color_site)
+            if (is_chroma_site)
                 pixels[i - 1] = {
                     samples[i], green,
                     corrected((above[i - 1] + above[i + 1] + below[i - 1] + below[i + 1]) >> 2)};
@@ -159,18 +159,18 @@ class PartOfColumns {
     }
     /// Every second row, which all have the same colours.
     void make_every_other(std::int64_t first, std::int64_t end) {
-        m_.is_color_site(first, keep_.first_column) ? make_sites<true>(first, end)
-                                                    : make_sites<false>(first, end);
+        m_.is_chroma_site(first, keep_.first_column) ? make_sites<true>(first, end)
+                                                     : make_sites<false>(first, end);
     }
-    template <bool kColorSite>
+    template <bool kChromaSite>
     void make_sites(std::int64_t first, std::int64_t end) {
         const auto across = first % 2 == 0 ? kColumns : -kColumns;
         const bool has_red = m_.has_red(first), is_bilinear = job_.method == IMGCNV_BILINEAR;
         const auto* sample = m_.row(first) + keep_.first_column;
         auto* out = row_out(first);
         for (auto y = first; y < end; y += 2, sample += 2 * kColumns, out += 2 * stride_)
-            store<kChannels>(is_bilinear ? bilinear_before_last<kColorSite>(sample)
-                                         : nearest_before_last<kColorSite>(sample, across),
+            store<kChannels>(is_bilinear ? bilinear_before_last<kChromaSite>(sample)
+                                         : nearest_before_last<kChromaSite>(sample, across),
                              has_red, job_.blue_first, out);
     }
 
