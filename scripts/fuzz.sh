@@ -5,9 +5,11 @@ set -eu
 root=$(cd "$(dirname "$0")/.." && pwd)
 . "$root/scripts/lib/common.sh"
 
-usage="usage: scripts/fuzz.sh [SECONDS [NAME...]]
-  SECONDS  for each fuzzer, one after the other; 60 when not given
-  NAME     convert, turn, api, frame_names, guess, pipeline; all of them when none is named
+usage="usage: scripts/fuzz.sh [SECONDS | --minimise] [NAME...]
+  SECONDS     for each fuzzer, one after the other; 60 when not given
+  --minimise  does not fuzz, but leaves in fuzz/corpus the fewest inputs that reach as much of the
+              code as all of them and those found on the way
+  NAME        convert, turn, api, frame_names, guess, pipeline; all of them when none is named
 
 Inputs found on the way are kept in build/fuzz-inputs and used again the next time. An input that
 shows a fault is written to build/fuzz-faults; run it alone with
@@ -18,7 +20,7 @@ and once the fault is mended keep it in fuzz/regressions/fuzz_NAME."
 
 case ${1-} in -h | --help) say "$usage" && exit 0 ;; esac
 seconds=${1-60}
-case $seconds in '' | *[!0-9]*) die "expected a number of seconds, not '$seconds'
+case $seconds in --minimise) ;; '' | *[!0-9]*) die "expected a number of seconds, not '$seconds'
 $usage" ;; esac
 [ $# -eq 0 ] || shift
 [ $# -gt 0 ] || set -- convert turn api frame_names guess pipeline
@@ -37,6 +39,15 @@ $usage"
     inputs=build/fuzz-inputs/$name
     log=build/fuzz-$name.log
     mkdir -p "$inputs"
+    if [ "$seconds" = --minimise ]; then
+        fewest=build/fuzz-fewest
+        rm -rf "$fewest" && mkdir "$fewest"
+        "build/fuzz/fuzz/fuzz_$name" -set_cover_merge=1 -max_len=2048 "$fewest" \
+            "$inputs" "fuzz/corpus/fuzz_$name" >"$log" 2>&1 || die "see $log"
+        rm -r "fuzz/corpus/fuzz_$name" && mv "$fewest" "fuzz/corpus/fuzz_$name"
+        say "fuzz_$name: $(find "fuzz/corpus/fuzz_$name" -type f | wc -l) inputs"
+        continue
+    fi
     if ! "build/fuzz/fuzz/fuzz_$name" -max_total_time="$seconds" -max_len=2048 -verbosity=0 \
         -print_final_stats=1 -artifact_prefix="build/fuzz-faults/${name}_" \
         "$inputs" "fuzz/corpus/fuzz_$name" >"$log" 2>&1; then
