@@ -59,7 +59,8 @@ void unpacking(const KernelTable& table, Size size) {
         char name[40];
         const auto rows = [=](auto kernel, auto* out) {
             for (std::size_t y = 0; y < size.height; ++y)
-                kernel(source.data() + y * row, out + y * size.width, size.width);
+                kernel(source.data() + y * row, (size.height - y) * row, out + y * size.width,
+                       size.width);
         };
         for (const int bits : {16, 8}) {
             std::snprintf(name, sizeof name, "%s%d%s to %d", layout_name(layout.layout),
@@ -89,7 +90,8 @@ void samples(const KernelTable& table, Size size) {
         std::snprintf(name, sizeof name, "levels %d to 8", period);
         report(name, size, 2 * count, count, [&, period] {
             rows([&](std::size_t at) {
-                words12->to8_levels(source.data() + 2 * at, target + at, size.width, fixed, period);
+                words12->to8_levels(source.data() + 2 * at, 2 * (count - at), target + at,
+                                    size.width, fixed, period);
             });
         });
         std::snprintf(name, sizeof name, "levels %d to 16", period);

@@ -1,7 +1,7 @@
 #include "guess/coding.h"
 
 #include "geometry/frame_geometry.h"
-#include "layouts/kernels.h"
+#include "layouts/kernel_table.h"
 
 #include <algorithm>
 
@@ -112,7 +112,9 @@ void unpack_samples(const Coding& coding, const std::uint8_t* bytes, std::int64_
         unpack_stream(bytes, from_bit, coding.format->depth, count, samples);
     else
         layout_kernels(*coding.format, coding.big_endian)
-            .to16(bytes + from_bit / 8, samples, count);
+            .to16(bytes + from_bit / 8,
+                  sample_bytes(sample_layout(*coding.format, coding.big_endian), count), samples,
+                  count);
 }
 
 void split_row(const Coding& coding, const std::uint8_t* bytes, std::int64_t from_bit,

@@ -26,19 +26,25 @@ struct FixedLevels {
 };
 FixedLevels fixed_levels(const LevelRow& levels, int depth);
 
-/// Row functions over whole rows of samples. None reads or writes a byte outside its samples.
-/// `source` points to the first byte of a group; `count` is in samples.
+/// Row functions over whole rows of samples. None writes a byte outside its samples.
+///
+///   source    the first byte of a group
+///   readable  bytes from there that may be read, those of the samples at least. Vectors read a few
+///             bytes beyond the samples: where these are another row's, the end takes less time.
+///   count     samples
 struct LayoutKernels {
     /// The upper 8 bits of each sample. Samples of fewer bits are the upper ones of their byte as
     /// libimgcnv has it (Mono4p: 0xF becomes 0xF0; Mono2p: 3 becomes 0xC0), those of one bit are 0
     /// and 255.
-    void (*to8)(const std::uint8_t* source, std::uint8_t* samples, std::size_t count);
+    void (*to8)(const std::uint8_t* source, std::size_t readable, std::uint8_t* samples,
+                std::size_t count);
     /// Each sample at its own value; what words have above their depth does not count.
-    void (*to16)(const std::uint8_t* source, std::uint16_t* samples, std::size_t count);
+    void (*to16)(const std::uint8_t* source, std::size_t readable, std::uint16_t* samples,
+                 std::size_t count);
     /// Levels on the way to 8 bits, where each sample still has its full depth. `period` as with
     /// levels_to16: 1, 2, and 3 for BYTES and WORDS only.
-    void (*to8_levels)(const std::uint8_t* source, std::uint8_t* samples, std::size_t count,
-                       const FixedLevels& levels, int period);
+    void (*to8_levels)(const std::uint8_t* source, std::size_t readable, std::uint8_t* samples,
+                       std::size_t count, const FixedLevels& levels, int period);
 };
 
 /// For formats of one sample per pixel, and RGB bytes and words (3 or 4 samples per pixel), on the

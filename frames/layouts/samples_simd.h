@@ -56,7 +56,7 @@ template <class V>
 void levels_row(const uint16_t* source, uint16_t* out, size_t count, const LevelRow& levels,
                 int period) {
     run_blocks<V>(LevelsBody<V>(levels, static_cast<size_t>(period)),
-                  reinterpret_cast<const uint8_t*>(source), 2 * count,
+                  reinterpret_cast<const uint8_t*>(source), 2 * count, 2 * count,
                   reinterpret_cast<uint8_t*>(out), 2 * count);
 }
 
@@ -75,7 +75,7 @@ struct FullScaleBody {
 template <class V>
 void full_scale_row(const uint16_t* source, uint16_t* out, size_t count, int depth) {
     run_blocks<V>(FullScaleBody<V>{depth}, reinterpret_cast<const uint8_t*>(source), 2 * count,
-                  reinterpret_cast<uint8_t*>(out), 2 * count);
+                  2 * count, reinterpret_cast<uint8_t*>(out), 2 * count);
 }
 
 template <class V>
@@ -132,7 +132,7 @@ class FullRangeBody {
 
 template <class V>
 void full_range_row(const uint8_t* source, uint8_t* out, size_t bytes, imgcnv_layout layout) {
-    run_blocks<V>(FullRangeBody<V>(layout), source, bytes, out, bytes);
+    run_blocks<V>(FullRangeBody<V>(layout), source, bytes, bytes, out, bytes);
 }
 
 /// Lanes of which 12 bytes count: what is stored beyond them is written again. Where those bytes
@@ -153,14 +153,15 @@ void drop_alpha8_row(const uint8_t* source, uint8_t* out, size_t pixels, bool ex
     static constexpr LaneBytes kDrop = {{0, 1, 2, 4, 5, 6, 8, 9, 10, 12, 13, 14}};
     static constexpr LaneBytes kExchange = {{2, 1, 0, 6, 5, 4, 10, 9, 8, 14, 13, 12}};
     const Bytes<V> indices = V::broadcast((exchange ? kExchange : kDrop).at);
-    run_blocks<V>(ShuffleTwelveBody<V, 16>{indices}, source, 4 * pixels, out, 3 * pixels);
+    run_blocks<V>(ShuffleTwelveBody<V, 16>{indices}, source, 4 * pixels, 4 * pixels, out,
+                  3 * pixels);
 }
 
 template <class V>
 void exchange16_row(const uint16_t* source, uint16_t* out, size_t pixels) {
     static constexpr LaneBytes kExchange = {{4, 5, 2, 3, 0, 1, 10, 11, 8, 9, 6, 7, 12, 13, 14, 15}};
     run_blocks<V>(ShuffleTwelveBody<V, 12>{V::broadcast(kExchange.at)},
-                  reinterpret_cast<const uint8_t*>(source), 6 * pixels,
+                  reinterpret_cast<const uint8_t*>(source), 6 * pixels, 6 * pixels,
                   reinterpret_cast<uint8_t*>(out), 6 * pixels);
 }
 

@@ -76,15 +76,17 @@ inline std::uint8_t upper_bits_plain(unsigned sample, int depth) {
 
 template <SampleLayout kLayout>
 struct UnpackPlain {
-    static void to8(const std::uint8_t* source, std::uint8_t* samples, std::size_t count) {
+    static void to8(const std::uint8_t* source, std::size_t, std::uint8_t* samples,
+                    std::size_t count) {
         for (std::size_t i = 0; i < count; ++i)
             samples[i] = upper_bits_plain(sample_plain(kLayout, source, i), kLayout.depth);
     }
-    static void to16(const std::uint8_t* source, std::uint16_t* samples, std::size_t count) {
+    static void to16(const std::uint8_t* source, std::size_t, std::uint16_t* samples,
+                     std::size_t count) {
         for (std::size_t i = 0; i < count; ++i) samples[i] = sample_plain(kLayout, source, i);
     }
-    static void to8_levels(const std::uint8_t* source, std::uint8_t* samples, std::size_t count,
-                           const FixedLevels& levels, int period) {
+    static void to8_levels(const std::uint8_t* source, std::size_t, std::uint8_t* samples,
+                           std::size_t count, const FixedLevels& levels, int period) {
         for (std::size_t i = 0; i < count; ++i)
             samples[i] = level8_plain(sample_plain(kLayout, source, i), levels,
                                       i % static_cast<std::size_t>(period));

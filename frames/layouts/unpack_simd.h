@@ -243,33 +243,35 @@ struct Unpack {
         int more_, down_;
     };
 
-    static void to8_levels(const uint8_t* source, uint8_t* samples, size_t count,
+    static void to8_levels(const uint8_t* source, size_t readable, uint8_t* samples, size_t count,
                            const FixedLevels& levels, int period) {
         const size_t bytes = sample_bytes(kLayout, count);
         if constexpr (kWords || kBytes) {
             if (period == 3) {
-                run_blocks<V>(To8Levels<3>(levels), source, bytes, samples, count);
+                run_blocks<V>(To8Levels<3>(levels), source, bytes, readable, samples, count);
                 return;
             }
         }
         if (period == 2)
-            run_blocks<V>(To8Levels<2>(levels), source, bytes, samples, count);
+            run_blocks<V>(To8Levels<2>(levels), source, bytes, readable, samples, count);
         else
-            run_blocks<V>(To8Levels<1>(levels), source, bytes, samples, count);
+            run_blocks<V>(To8Levels<1>(levels), source, bytes, readable, samples, count);
     }
 
-    static void to8(const uint8_t* source, uint8_t* samples, size_t count) {
+    static void to8(const uint8_t* source, [[maybe_unused]] size_t readable, uint8_t* samples,
+                    size_t count) {
         if constexpr (kBytes) {
             memcpy(samples, source, count);
         } else {
-            run_blocks<V>(To8(), source, sample_bytes(kLayout, count), samples, count);
+            run_blocks<V>(To8(), source, sample_bytes(kLayout, count), readable, samples, count);
         }
     }
-    static void to16(const uint8_t* source, uint16_t* samples, size_t count) {
+    static void to16(const uint8_t* source, [[maybe_unused]] size_t readable, uint16_t* samples,
+                     size_t count) {
         if constexpr (kWords && kDepth == 16 && !kLayout.big_endian) {
             memcpy(samples, source, 2 * count);
         } else {
-            run_blocks<V>(To16(), source, sample_bytes(kLayout, count),
+            run_blocks<V>(To16(), source, sample_bytes(kLayout, count), readable,
                           reinterpret_cast<uint8_t*>(samples), 2 * count);
         }
     }

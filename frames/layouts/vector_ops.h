@@ -151,16 +151,19 @@ inline void copy_few(uint8_t* to, const uint8_t* from, size_t bytes) {
 /// Calls Body::block(source, out) for whole blocks, and for what is left with copies in buffers:
 /// nothing outside the exact ranges is read or written.
 ///
+///   in_bytes, out_bytes  what is converted
+///   readable             bytes from `source` on that may be read: in_bytes at least
 ///   Body::kIn, kOut     bytes of a block
 ///   Body::kReads, kWrites  bytes that a block reads and writes, at least kIn and kOut
 template <class V, class Body>
-inline void run_blocks(const Body& body, const uint8_t* source, size_t in_bytes, uint8_t* out,
-                       size_t out_bytes) {
-    while (in_bytes >= Body::kReads && out_bytes >= Body::kWrites) {
+inline void run_blocks(const Body& body, const uint8_t* source, size_t in_bytes, size_t readable,
+                       uint8_t* out, size_t out_bytes) {
+    while (readable >= Body::kReads && out_bytes >= Body::kWrites) {
         body.block(source, out);
         source += Body::kIn;
         out += Body::kOut;
         in_bytes -= Body::kIn;
+        readable -= Body::kIn;
         out_bytes -= Body::kOut;
     }
     if (out_bytes == 0) return;

@@ -92,7 +92,8 @@ class FrameStatistics {
             geometry_.is_stream() ? frame_ + pixel / format_.group_pixels * format_.group_bytes
                                   : frame_ + y * geometry_.stride;
         layout_kernels(format_, geometry_.big_endian)
-            .to16(source, row_.data(), static_cast<std::size_t>((lead + geometry_.width) * period));
+            .to16(source, static_cast<std::size_t>(frame_ + geometry_.needed_bytes - source),
+                  row_.data(), static_cast<std::size_t>((lead + geometry_.width) * period));
         const std::uint16_t* samples = row_.data() + lead * period;
         for (std::int64_t x = 0; x < geometry_.width; ++x, samples += period) {
             if (period == 1) {

@@ -61,19 +61,26 @@ std::size_t SourceRows::scratch_bytes(std::int64_t columns) const {
 SourceRows::Place SourceRows::place(const std::uint8_t* frame, std::int64_t row,
                                     std::int64_t column) const {
     const auto& format = *frame_.format;
-    const auto pixel = frame_.is_stream() ? row * frame_.width + column : column;
-    const auto* base = frame_.is_stream() ? frame : frame + row * frame_.stride;
-    return {base + pixel / format.group_pixels * format.group_bytes, pixel % format.group_pixels};
+    const auto* bytes = frame;
+    std::int64_t lead = 0;
+    if (frame_.is_stream() || column != 0) {
+        const auto pixel = frame_.is_stream() ? row * frame_.width + column : column;
+        bytes += pixel / format.group_pixels * format.group_bytes;
+        lead = pixel % format.group_pixels;
+    }
+    bytes += row * frame_.stride;
+    return {bytes, static_cast<std::size_t>(frame + frame_.needed_bytes - bytes), lead};
 }
 
 /// The upper 8 bits of whole groups' samples, through the levels where there are any.
-void SourceRows::unpack8(const std::uint8_t* source, std::uint8_t* out, std::int64_t row,
-                         std::int64_t lead, std::int64_t pixels) const {
+void SourceRows::unpack8(const Place& from, std::uint8_t* out, std::int64_t row,
+                         std::int64_t pixels) const {
     const auto count = static_cast<std::size_t>(pixels * channels_);
-    if (!has_levels_) return kernels_.to8(source, out, count);
+    if (!has_levels_) return kernels_.to8(from.bytes, from.readable, out, count);
     auto levels = levels8_[row % 2];
-    if (is_mosaic_ && lead % 2 != 0) std::swap(levels.factor[0], levels.factor[1]);
-    (four_channels_ ? dropped_ : kernels_).to8_levels(source, out, count, levels, period());
+    if (is_mosaic_ && from.lead % 2 != 0) std::swap(levels.factor[0], levels.factor[1]);
+    (four_channels_ ? dropped_ : kernels_)
+        .to8_levels(from.bytes, from.readable, out, count, levels, period());
 }
 
 void SourceRows::read_run8(const std::uint8_t* frame, std::int64_t row, std::int64_t column,
@@ -82,11 +89,12 @@ void SourceRows::read_run8(const std::uint8_t* frame, std::int64_t row, std::int
     if (four_channels_) {
         auto* dropped = has_levels_ ? scratch : out;
         sample_kernels().drop_alpha8(from.bytes, dropped, static_cast<std::size_t>(columns), false);
-        if (has_levels_) unpack8(scratch, out, row, 0, columns);
+        const auto bytes = static_cast<std::size_t>(columns * channels_);
+        if (has_levels_) unpack8({scratch, bytes, 0}, out, row, columns);
     } else if (from.lead == 0) {
-        unpack8(from.bytes, out, row, 0, columns);
+        unpack8(from, out, row, columns);
     } else {
-        unpack8(from.bytes, scratch, row, from.lead, from.lead + columns);
+        unpack8(from, scratch, row, from.lead + columns);
         std::memcpy(out, scratch + from.lead * channels_,
                     static_cast<std::size_t>(columns * channels_));
     }
@@ -98,9 +106,10 @@ void SourceRows::read_run16(const std::uint8_t* frame, std::int64_t row, std::in
     const auto pixels = from.lead + columns;
     auto* wide = reinterpret_cast<std::uint16_t*>(scratch);
     if (from.lead == 0 && !four_channels_) {
-        kernels_.to16(from.bytes, out, static_cast<std::size_t>(columns * channels_));
+        kernels_.to16(from.bytes, from.readable, out,
+                      static_cast<std::size_t>(columns * channels_));
     } else {
-        kernels_.to16(from.bytes, wide,
+        kernels_.to16(from.bytes, from.readable, wide,
                       static_cast<std::size_t>(pixels * (four_channels_ ? 4 : channels_)));
         if (!four_channels_) {
             std::memmove(out, wide + from.lead * channels_,
@@ -138,7 +147,8 @@ void SourceRows::read8(const std::uint8_t* frame, const Rectangle& part, std::ui
     }
     if (is_one_run(part) && stride == part.columns()) {
         const auto from = place(frame, part.first_row, 0);
-        kernels_.to8(from.bytes, out, static_cast<std::size_t>(part.rows() * part.columns()));
+        kernels_.to8(from.bytes, from.readable, out,
+                     static_cast<std::size_t>(part.rows() * part.columns()));
         return;
     }
     const auto inside = std::min(part.last_column, frame_.width) - part.first_column;

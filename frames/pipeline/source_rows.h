@@ -39,6 +39,7 @@ class SourceRows {
   private:
     struct Place {
         const std::uint8_t* bytes;  ///< where the group begins
+        std::size_t readable;       ///< from there to the frame's end
         std::int64_t lead;          ///< pixels of the group before the one wanted
     };
 
@@ -49,8 +50,7 @@ class SourceRows {
     void read_run16(const std::uint8_t* frame, std::int64_t row, std::int64_t column,
                     std::int64_t columns, std::uint16_t* out, std::uint8_t* scratch) const;
     int period() const { return is_mosaic_ ? 2 : channels_; }
-    void unpack8(const std::uint8_t* source, std::uint8_t* out, std::int64_t row, std::int64_t lead,
-                 std::int64_t pixels) const;
+    void unpack8(const Place& from, std::uint8_t* out, std::int64_t row, std::int64_t pixels) const;
     template <class Sample>
     void mirror_columns(const Rectangle& part, Sample* row) const;
 

@@ -73,10 +73,17 @@ TEST(Layouts, EqualTheModelAtEveryLevel) {
                     expected16.push_back(static_cast<std::uint16_t>(sample));
                     expected8.push_back(model_upper(layout, sample));
                 }
-                expect_output(source, expected16,
-                              [&](const auto* in, auto* out) { kernels.to16(in, out, count); });
-                expect_output(source, expected8,
-                              [&](const auto* in, auto* out) { kernels.to8(in, out, count); });
+                // Alone, and where other bytes follow that may be read.
+                for (const std::size_t more : {0, 7, 64}) {
+                    auto readable = source;
+                    readable.resize(source.size() + more, 0xA5);
+                    expect_output(readable, expected16, [&](const auto* in, auto* out) {
+                        kernels.to16(in, readable.size(), out, count);
+                    });
+                    expect_output(readable, expected8, [&](const auto* in, auto* out) {
+                        kernels.to8(in, readable.size(), out, count);
+                    });
+                }
                 if (HasFatalFailure()) return;
             }
         }
