@@ -334,30 +334,33 @@ def to_zarr(
     config = json.loads(filesystem.cat_file(f"{root}/.zarray"))["compressor"]
     blocks = list(itertools.product(*map(range, array.numblocks)))
     names = {block: f"{root}/{'.'.join(map(str, block)) or 0}" for block in blocks}
-    wanted: Dict[Tuple[int, ...], Tuple[Any, ...]] = {
-        block: (filesystem, name, array.chunksize, config)
+    wanted = {
+        block: _ZarrChunk(filesystem, name, array.chunksize, config)
         for block, name in names.items()
         if name not in present
     }
-    failed = _write(array, wanted, _write_chunk)
+    failed = _write(array, wanted)
     return Report(len(wanted) - len(failed), len(blocks) - len(wanted), tuple(failed.values()))
 
 
-def _write_chunk(
-    chunk: "np.ndarray[Any, Any]",
-    filesystem: Any,
-    name: str,
-    shape: Tuple[int, ...],
-    compressor: Optional[Dict[str, Any]],
-) -> None:
-    """Black chunks are written like all others: one that were left out would look undone."""
-    import numcodecs
+class _ZarrChunk(NamedTuple):
+    filesystem: Any
+    name: str
+    shape: Tuple[int, ...]
+    compressor: Optional[Dict[str, Any]]
 
-    if chunk.shape != shape:  # at an end of the array; chunks in the store have one size
-        inside, chunk = chunk, np.zeros(shape, chunk.dtype)
-        chunk[tuple(map(slice, inside.shape))] = inside
-    data = np.ascontiguousarray(chunk)
-    _put(filesystem, name, numcodecs.get_codec(compressor).encode(data) if compressor else data)
+    def write(self, chunk: "np.ndarray[Any, Any]") -> None:
+        """Black chunks are written like all others: one that were left out would look undone."""
+        import numcodecs
+
+        if chunk.shape != self.shape:  # at an end of the array; chunks in the store have one size
+            whole = np.zeros(self.shape, chunk.dtype)
+            whole[tuple(map(slice, chunk.shape))] = chunk
+            chunk = whole  # and the part of it is free again
+        data: Any = np.ascontiguousarray(chunk)
+        if self.compressor:
+            data = numcodecs.get_codec(self.compressor).encode(data)
+        _put(self.filesystem, self.name, data)
 
 
 def _present(filesystem: Any, folder: str) -> "set[str]":
@@ -404,42 +407,40 @@ def to_pictures(
     array = array.rechunk({axis: -1 for axis in range(1, array.ndim)})
     filesystem, path = fsspec.core.url_to_fs(url_template, **dict(storage_options or {}))
     present = _present(filesystem, os.path.dirname(path.partition("{")[0])) if resume else set()
-    wanted: Dict[Tuple[int, ...], Tuple[Any, ...]] = {}
+    wanted: Dict[Tuple[int, ...], _Pictures] = {}
     made = number = 0
     for block, frames in enumerate(array.chunks[0]):
         names = [path.format(number + frame) for frame in range(frames)]
         missing = {frame: name for frame, name in enumerate(names) if name not in present}
         if missing:
             key = (block, *(0,) * (array.ndim - 1))
-            wanted[key] = (missing, filesystem, picture_options)
+            wanted[key] = _Pictures(filesystem, missing, picture_options)
         made += len(missing)
         number += frames
-    failed = _write(array, wanted, _write_pictures)
-    lost = sum(len(wanted[block][0]) for block in failed)
+    failed = _write(array, wanted)
+    lost = sum(len(wanted[block].names) for block in failed)
     return Report(made - lost, number - made, tuple(failed.values()))
 
 
-def _write_pictures(
-    chunk: "np.ndarray[Any, Any]",
-    missing: Dict[int, str],
-    filesystem: Any,
-    picture_options: Dict[str, Any],
-) -> None:
-    from PIL import Image
+class _Pictures(NamedTuple):
+    filesystem: Any
+    names: Dict[int, str]  # of those frames of a chunk that are wanted
+    options: Dict[str, Any]
 
-    for frame, name in missing.items():
-        kind = Image.registered_extensions().get(os.path.splitext(name)[1].lower())
-        if kind is None:
-            raise ValueError(f"{name}: there is no kind of picture with this ending")
-        encoded = io.BytesIO()
-        Image.fromarray(chunk[frame]).save(encoded, format=kind, **picture_options)
-        _put(filesystem, name, encoded.getvalue())
+    def write(self, chunk: "np.ndarray[Any, Any]") -> None:
+        from PIL import Image
+
+        for frame, name in self.names.items():
+            kind = Image.registered_extensions().get(os.path.splitext(name)[1].lower())
+            if kind is None:
+                raise ValueError(f"{name}: there is no kind of picture with this ending")
+            encoded = io.BytesIO()
+            Image.fromarray(chunk[frame]).save(encoded, format=kind, **self.options)
+            _put(self.filesystem, name, encoded.getvalue())
 
 
-def _write(
-    array: dask.array.Array, wanted: Dict[Tuple[int, ...], Tuple[Any, ...]], write: Any
-) -> Dict[Tuple[int, ...], str]:
-    """write(chunk, *arguments) for each block wanted; why some failed.
+def _write(array: dask.array.Array, wanted: Mapping[Tuple[int, ...], Any]) -> "dict[Any, str]":
+    """wanted[block].write(chunk) for each block wanted; why some failed.
 
     Frames are loaded and written by one task, so that one file that cannot be read does not stop
     the others. Blocks of arrays that something else was done to come from tasks of their own.
@@ -449,12 +450,12 @@ def _write(
     source = array.__dask_graph__()
     graph, blocks = {}, {}
     name = f"imgcnv-write-{uuid.uuid4().hex}"
-    for number, (block, arguments) in enumerate(wanted.items()):
+    for number, (block, writer) in enumerate(wanted.items()):
         key = (array.name, *block)
         task = source[key]
         is_load = isinstance(task, tuple) and task[0] is _load
         load = (_Load(*task[1:]),) if is_load else (None, key)
-        graph[name, number] = (_attempt, write, _Arguments(arguments), *load)
+        graph[name, number] = (_attempt, writer, *load)
         blocks[name, number] = block
     whole = HighLevelGraph.from_collections(name, graph, dependencies=[array])
     keys = list(graph)
@@ -467,17 +468,10 @@ class _Load(NamedTuple):
     pieces: List[Piece]
 
 
-class _Arguments:
-    """Kept from Dask, which would look for tasks in a tuple."""
-
-    def __init__(self, values: Tuple[Any, ...]) -> None:
-        self.values = values
-
-
-def _attempt(write: Any, arguments: _Arguments, load: Optional[_Load], chunk: Any = None) -> str:
+def _attempt(writer: Any, load: Optional[_Load], chunk: Any = None) -> str:
     """What went wrong, or an empty text."""
     try:
-        write(_load(*load) if load else chunk, *arguments.values)
+        writer.write(_load(*load) if load else chunk)
     except (OSError, ValueError) as error:
         return str(error)
     return ""

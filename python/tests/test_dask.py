@@ -9,6 +9,7 @@ import pickle
 import signal
 import socket
 import subprocess
+import sys
 import threading
 import time
 import warnings
@@ -128,8 +129,9 @@ def test_only_missing_chunks_are_made(captures, tmp_path, place):
     filesystem, root = fsspec.core.url_to_fs(url)
     for number in (0, 1):
         filesystem.rm_file(f"{root}/{number}.0.0.0")
-    filesystem.pipe_file(f"{root}/0.0.0.0.0123.part", b"of a program that was killed")
+    written = {name: filesystem.modified(name) for name in filesystem.find(root)}
     assert archive.to_zarr(array, url) == (2, chunks - 2, ())
+    assert {name: filesystem.modified(name) for name in written} == written
     filesystem.get(root, f"{tmp_path}/copy.zarr", recursive=True)
     stored = zarr.open_array(f"{tmp_path}/copy.zarr", mode="r")
     np.testing.assert_array_equal(stored[:], converted(data))
@@ -176,6 +178,36 @@ def test_what_zarr_cannot_hold_is_refused(captures, tmp_path):
     with pytest.raises(ValueError, match="holds other frames"):
         archive.to_zarr(array, captures)  # not an array at all
     assert os.listdir(tmp_path) == ["captures"] and os.listdir(captures) == ["deep"]
+
+
+# A program that is killed when half of its 12th file is written.
+DYING = """
+import os, pathlib, signal, sys
+import dask, imgcnv.dask as archive
+number = 0
+def write(path, data):
+    global number
+    number += 1
+    with open(path, "wb") as file:
+        file.write(memoryview(data)[: len(data) // 2 if number == 12 else None])
+    if number == 12:
+        os.kill(os.getpid(), signal.SIGKILL)
+pathlib.Path.write_bytes = write
+dask.config.set(scheduler="sync")
+array = archive.open_frames(sys.argv[1], 60, 40, "BayerRG12Packed", chunk_bytes=1)
+getattr(archive, sys.argv[2])(array, sys.argv[3])
+"""
+
+
+@pytest.mark.parametrize("write, kept", [(archive.to_zarr, 9), (archive.to_pictures, 11)])
+def test_a_killed_run_loses_nothing_that_was_written(captures, tmp_path, write, kept):
+    for module in ("numcodecs", "PIL.Image"):
+        pytest.importorskip(module)
+    url = f"{tmp_path}/out/{{}}.png"
+    command = [sys.executable, "-c", DYING, captures, write.__name__, url]
+    assert subprocess.run(command, check=False, env={**os.environ, **MODULE}).returncode == -9
+    assert len(list(tmp_path.glob("out/**/*.part"))) == 1
+    assert write(open_small(captures, chunk_bytes=1), url) == (34 - kept, kept, ())
 
 
 def test_a_file_that_became_shorter_does_not_stop_the_rest(captures, tmp_path):
@@ -262,7 +294,6 @@ def test_a_worker_killed_in_the_middle(cluster, tmp_path):
             time.sleep(0.01)
         os.kill(victim, signal.SIGKILL)
 
-
     killer = threading.Thread(target=kill_later, daemon=True)
     killer.start()
     assert archive.to_zarr(array, url) == (chunks, 0, ())
@@ -271,12 +302,16 @@ def test_a_worker_killed_in_the_middle(cluster, tmp_path):
     stored = zarr.open_array(url, mode="r")
     wanted = imgcnv.Converter(width, height, FORMAT).convert_batch(source.read_bytes())
     np.testing.assert_array_equal(stored[:], wanted)
+    # Chunks of the usual size, of noise, which no compressor makes smaller.
+    workers = cluster.run(os.getpid)
+    array = archive.open_frames(source, width, height, FORMAT)
+    assert archive.to_zarr(array, f"{url}.large") == (3, 0, ())
     peaks = cluster.run(lambda: __import__("resource").getrusage(0).ru_maxrss)
-    assert max(peaks.values()) < 400_000
+    assert max(peaks.values()) < 400_000 and cluster.run(os.getpid) == workers
 
 
 def test_example_of_a_cluster(tmp_path):
-    """The scheduler and workers that start.sh starts convert a folder; a second run makes nothing."""
+    """The workers that start.sh starts convert a folder; a second run makes nothing."""
     image = pytest.importorskip("PIL.Image", reason="Debian's python3-pil is not installed")
     pytest.importorskip("distributed", reason="Debian's python3-distributed is not installed")
     pytest.importorskip("zarr", reason=NO_ZARR)
