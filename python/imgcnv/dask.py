@@ -3,8 +3,8 @@
     array = imgcnv.dask.open_frames("s3://bucket/captures/*.raw", 1920, 1080, "BayerRG12Packed")
     imgcnv.dask.to_zarr(array, "s3://bucket/pictures.zarr")      # again after a crash: goes on
 
-Needs dask, fsspec, and what is used of zarr and Pillow (Debian: python3-dask, python3-fsspec,
-python3-zarr, python3-pil; for a cluster python3-distributed).
+Needs dask, fsspec, and numcodecs for Zarr or Pillow for pictures (Debian: python3-dask,
+python3-fsspec, python3-zarr, python3-pil; for a cluster python3-distributed).
 """
 
 from __future__ import annotations
@@ -13,6 +13,7 @@ import ctypes
 import hashlib
 import io
 import itertools
+import json
 import os
 import pathlib
 import threading
@@ -25,6 +26,7 @@ import dask.base
 import fsspec
 import numpy as np
 from dask.highlevelgraph import HighLevelGraph
+from fsspec.implementations.local import LocalFileSystem
 
 from . import _native
 from ._converter import Converter, length_error
@@ -107,20 +109,28 @@ def index(
     `Converter`. With `best_effort`, the whole frames at the beginning of a broken file are taken.
     """
     with Converter(width, height, format, **frame) as converter:
-        described = converter._frame
-    described.skip, described.gap = whole_number("skip", skip), whole_number("gap", gap)
-    files, broken = [], []
-    for url, size in _list(urls, dict(storage_options or {})):
-        fit = _native.FileFit()
-        problem = _native.call(
-            _native.file_measure, ctypes.byref(described), size, ctypes.byref(fit)
-        )
-        file = File(url, size, int(fit.frames), problem)
-        if problem:
-            broken.append(file)
-        if not problem or (best_effort and fit.frames):
-            files.append(file)
-    return Index(tuple(files), tuple(broken))
+        described = _described(converter, skip, gap)
+    return _index(described, urls, best_effort, dict(storage_options or {}))
+
+
+def _described(converter: Converter, skip: int, gap: int) -> _native.Frame:
+    frame = converter._frame
+    frame.skip, frame.gap = whole_number("skip", skip), whole_number("gap", gap)
+    return frame
+
+
+def _index(
+    described: _native.Frame, urls: Urls, best_effort: bool, options: Dict[str, Any]
+) -> Index:
+    found = [_measured(described, url, size) for url, size in _list(urls, options)]
+    good = (file for file in found if not file.problem or (best_effort and file.frames))
+    return Index(tuple(good), tuple(file for file in found if file.problem))
+
+
+def _measured(described: _native.Frame, url: str, size: int) -> File:
+    fit = _native.FileFit()
+    problem = _native.call(_native.file_measure, ctypes.byref(described), size, ctypes.byref(fit))
+    return File(url, size, int(fit.frames), problem)
 
 
 def _list(urls: Urls, options: Dict[str, Any]) -> Iterator[Tuple[str, int]]:
@@ -167,26 +177,23 @@ def open_frames(
     arguments = dict(more, width=width, height=height, format=format, to=to, demosaic=demosaic)
     arguments.update(padding=padding, stride=stride, threads=1)
     with Converter(**arguments) as converter:
+        described = _described(converter, skip, gap)
         shape, dtype, frame_bytes = converter.shape, converter.dtype, converter.frame_bytes
         arguments["format"] = int(converter.format)
         arguments["big_endian"] = bool(converter._frame.flags & _native.Frame.BIG_ENDIAN) or None
         arguments["video_range"] = bool(converter._frame.flags & _native.Frame.VIDEO_RANGE) or None
     if not frame_bytes:
         raise ValueError("Mono1C lists have no fixed length: an archive of them has no index")
-    found = urls
-    if not isinstance(found, Index):
-        found = index(
-            found,
-            width,
-            height,
-            format,
-            skip=skip,
-            gap=gap,
-            best_effort=best_effort,
-            storage_options=options,
-            padding=padding,
-            stride=stride,
-        )
+    if isinstance(urls, Index):
+        found = urls
+        for file in found.files:
+            if _measured(described, file.url, file.bytes) != file:
+                raise ValueError(
+                    f"{file.url} has {file.frames} frames in the index, but not as described here: "
+                    "pass the same width, height, format, skip, gap and padding as to index()"
+                )
+    else:
+        found = _index(described, urls, best_effort, options)
     for file in found.broken:
         warnings.warn(f"{file.url} is left out: {file.problem}", stacklevel=2)
     if not found.frames:
@@ -209,7 +216,7 @@ def open_frames(
 
 def _token(*parts: Any) -> str:
     """The same for the same archive and parameters, on every machine."""
-    text = repr([sorted(part.items()) if isinstance(part, dict) else part for part in parts])
+    text = json.dumps(parts, sort_keys=True, default=lambda number: number.tolist())
     return hashlib.sha256(text.encode()).hexdigest()[:32]
 
 
@@ -269,34 +276,37 @@ def _load(recipe: _Recipe, pieces: List[Piece]) -> "np.ndarray[Any, Any]":
 
 def to_zarr(
     array: dask.array.Array,
-    url: str,
+    url: Union[str, "os.PathLike[str]"],
     *,
     resume: bool = True,
     storage_options: Optional[Mapping[str, Any]] = None,
-    **zarr_options: Any,
+    compressor: Any = "blosc",
 ) -> Report:
     """Write an array to a Zarr array at `url`; with `resume`, only the chunks that are not there.
 
     Chunks are written whole or not at all, by the workers of the current Dask client or the
     scheduler in force, and a chunk that fails does not stop the others. A store that was made of
-    other frames or with other parameters is refused. `zarr_options`, such as `compressor`, are those
-    of ``zarr.create``.
+    other frames or with other parameters is refused. `compressor` is a codec of numcodecs, or the
+    name of one, or None; a store that is gone on with keeps its own. The store has format 2 of
+    Zarr, which every version of zarr reads.
     """
-    import zarr
+    import numcodecs
 
-    if int(zarr.__version__.split(".")[0]) != 2:
-        raise ImportError(f"to_zarr() needs zarr 2, found {zarr.__version__}")
     for sizes in array.chunks:
-        if len(set(sizes[:-1])) > 1 or sizes[-1] > sizes[0]:
+        if len(set(sizes[:-1])) > 1 or not 0 < sizes[-1] <= sizes[0]:
             raise ValueError(
-                f"array has chunks of unequal sizes {sizes}, which Zarr does not have: "
-                "call rechunk() first"
+                f"array has chunks of sizes {sizes}, expected equal ones of which the last may be "
+                "smaller: call rechunk() first"
             )
-    options = dict(storage_options or {})
-    store = _store(url, tuple(sorted(options.items())))
+    if array.dtype.kind not in "biuf":
+        raise ValueError(f"array has dtype {array.dtype}, expected numbers or truth values")
+    filesystem, root = fsspec.core.url_to_fs(os.fspath(url), **dict(storage_options or {}))
+    present = _present(filesystem, root)
     identity = {"source": array.name, "shape": list(array.shape), "dtype": str(array.dtype)}
-    if zarr.storage.contains_array(store):
-        there = zarr.open_array(store, mode="r").attrs.get("imgcnv")
+    # Of what the store was made is written first: where anything is, that is there, too.
+    if present:
+        known = f"{root}/.zattrs" in present
+        there = json.loads(filesystem.cat_file(f"{root}/.zattrs")).get("imgcnv") if known else None
         if there != identity:
             raise ValueError(
                 f"{url} holds other frames, or pictures made with other parameters: expected "
@@ -305,49 +315,75 @@ def to_zarr(
         if not resume:
             raise ValueError(f"{url} is there already: pass resume=True, or write to another url")
     else:
-        created = zarr.create(
-            array.shape,
-            chunks=array.chunksize,
-            dtype=array.dtype,
-            store=store,
-            write_empty_chunks=True,  # a black chunk that were left out would look undone
-            **zarr_options,
-        )
-        created.attrs["imgcnv"] = identity
-    present = set(store.keys())
+        _put(filesystem, f"{root}/.zattrs", json.dumps({"imgcnv": identity}).encode())
+    if f"{root}/.zarray" not in present:
+        codec = compressor
+        if isinstance(compressor, str):
+            codec = numcodecs.get_codec({"id": compressor})
+        description = {
+            "zarr_format": 2,
+            "shape": array.shape,
+            "chunks": array.chunksize,
+            "dtype": array.dtype.str,
+            "compressor": codec and codec.get_config(),
+            "fill_value": array.dtype.type(0).item(),
+            "order": "C",
+            "filters": None,
+        }
+        _put(filesystem, f"{root}/.zarray", json.dumps(description).encode())
+    config = json.loads(filesystem.cat_file(f"{root}/.zarray"))["compressor"]
     blocks = list(itertools.product(*map(range, array.numblocks)))
-    missing = [block for block in blocks if ".".join(map(str, block)) not in present]
-    place = (url, tuple(sorted(options.items())))
-    failed = _write(array, {block: (block, *place) for block in missing}, _write_chunk)
-    return Report(len(missing) - len(failed), len(blocks) - len(missing), tuple(failed.values()))
+    names = {block: f"{root}/{'.'.join(map(str, block)) or 0}" for block in blocks}
+    wanted = {
+        block: _ZarrChunk(filesystem, name, array.chunksize, config)
+        for block, name in names.items()
+        if name not in present
+    }
+    failed = _write(array, wanted)
+    return Report(len(wanted) - len(failed), len(blocks) - len(wanted), tuple(failed.values()))
 
 
-def _store(url: str, options: Tuple[Tuple[str, Any], ...]) -> Any:
-    """A Zarr store whose chunks appear whole: by renaming in folders, by upload elsewhere."""
-    import zarr
+class _ZarrChunk(NamedTuple):
+    filesystem: Any
+    name: str
+    shape: Tuple[int, ...]
+    compressor: Optional[Dict[str, Any]]
 
-    filesystem, path = fsspec.core.url_to_fs(url, **dict(options))
-    if _is_local(filesystem):
-        return zarr.storage.DirectoryStore(path)
-    return zarr.storage.FSStore(url, mode="a", **dict(options))
+    def write(self, chunk: "np.ndarray[Any, Any]") -> None:
+        """Black chunks are written like all others: one that were left out would look undone."""
+        import numcodecs
+
+        if chunk.shape != self.shape:  # at an end of the array; chunks in the store have one size
+            whole = np.zeros(self.shape, chunk.dtype)
+            whole[tuple(map(slice, chunk.shape))] = chunk
+            chunk = whole  # and the part of it is free again
+        data: Any = np.ascontiguousarray(chunk)
+        if self.compressor:
+            data = numcodecs.get_codec(self.compressor).encode(data)
+        _put(self.filesystem, self.name, data)
 
 
-def _is_local(filesystem: Any) -> bool:
-    protocol = filesystem.protocol
-    return "file" in ((protocol,) if isinstance(protocol, str) else protocol)
+def _present(filesystem: Any, folder: str) -> "set[str]":
+    """Files below a folder, but not those that a killed program did not finish."""
+    filesystem.invalidate_cache()  # workers have written what this process does not know of
+    return {name for name in filesystem.find(folder) if not name.endswith(_UNFINISHED)}
 
 
-def _write_chunk(
-    chunk: "np.ndarray[Any, Any]",
-    block: Tuple[int, ...],
-    url: str,
-    options: Tuple[Tuple[str, Any], ...],
-) -> None:
-    import zarr
+_UNFINISHED = ".part"
 
-    array = zarr.open_array(_store(url, options), mode="r+", write_empty_chunks=True)
-    begin = [number * size for number, size in zip(block, array.chunks)]
-    array[tuple(slice(at, at + size) for at, size in zip(begin, chunk.shape))] = chunk
+
+def _put(filesystem: Any, name: str, data: Any) -> None:
+    """A file that appears whole: by renaming in folders, by upload elsewhere."""
+    filesystem.makedirs(os.path.dirname(name), exist_ok=True)
+    if not isinstance(filesystem, LocalFileSystem):
+        filesystem.pipe_file(name, bytes(data))
+        return
+    unfinished = pathlib.Path(f"{name}.{uuid.uuid4().hex}{_UNFINISHED}")
+    try:
+        unfinished.write_bytes(data)
+        unfinished.replace(name)
+    finally:
+        unfinished.unlink(missing_ok=True)
 
 
 def to_pictures(
@@ -367,58 +403,44 @@ def to_pictures(
     if array.dtype != np.uint8 and not (array.dtype == np.uint16 and array.ndim == 3):
         raise ValueError("pictures have 8 bits, or 16 of one channel: pass to='rgb24' or 'mono8'")
     if url_template.format(0) == url_template.format(1):
-        raise ValueError(f"url_template is {url_template!r}, expected a place such as {{:06d}} in it")
+        raise ValueError(f"url_template is {url_template!r}, expected a place in it such as {{:06d}}")
     array = array.rechunk({axis: -1 for axis in range(1, array.ndim)})
-    options = dict(storage_options or {})
-    filesystem, path = fsspec.core.url_to_fs(url_template, **options)
-    present = set(filesystem.find(os.path.dirname(path.partition("{")[0]))) if resume else set()
-    wanted: Dict[Tuple[int, ...], Tuple[Any, ...]] = {}
+    filesystem, path = fsspec.core.url_to_fs(url_template, **dict(storage_options or {}))
+    present = _present(filesystem, os.path.dirname(path.partition("{")[0])) if resume else set()
+    wanted: Dict[Tuple[int, ...], _Pictures] = {}
     made = number = 0
     for block, frames in enumerate(array.chunks[0]):
         names = [path.format(number + frame) for frame in range(frames)]
         missing = {frame: name for frame, name in enumerate(names) if name not in present}
         if missing:
             key = (block, *(0,) * (array.ndim - 1))
-            wanted[key] = (missing, url_template, options, picture_options)
+            wanted[key] = _Pictures(filesystem, missing, picture_options)
         made += len(missing)
         number += frames
-    failed = _write(array, wanted, _write_pictures)
-    lost = sum(len(wanted[block][0]) for block in failed)
+    failed = _write(array, wanted)
+    lost = sum(len(wanted[block].names) for block in failed)
     return Report(made - lost, number - made, tuple(failed.values()))
 
 
-def _write_pictures(
-    chunk: "np.ndarray[Any, Any]",
-    missing: Dict[int, str],
-    url: str,
-    options: Dict[str, Any],
-    picture_options: Dict[str, Any],
-) -> None:
-    from PIL import Image
+class _Pictures(NamedTuple):
+    filesystem: Any
+    names: Dict[int, str]  # of those frames of a chunk that are wanted
+    options: Dict[str, Any]
 
-    filesystem, _ = fsspec.core.url_to_fs(url, **options)
-    for frame, name in missing.items():
-        kind = Image.registered_extensions().get(os.path.splitext(name)[1].lower())
-        if kind is None:
-            raise ValueError(f"{name}: there is no kind of picture with this ending")
-        encoded = io.BytesIO()
-        Image.fromarray(chunk[frame]).save(encoded, format=kind, **picture_options)
-        filesystem.makedirs(os.path.dirname(name), exist_ok=True)
-        if not _is_local(filesystem):
-            filesystem.pipe_file(name, encoded.getvalue())
-            continue
-        unfinished = f"{name}.{uuid.uuid4().hex}.part"
-        try:
-            pathlib.Path(unfinished).write_bytes(encoded.getvalue())
-            os.replace(unfinished, name)
-        finally:
-            pathlib.Path(unfinished).unlink(missing_ok=True)
+    def write(self, chunk: "np.ndarray[Any, Any]") -> None:
+        from PIL import Image
+
+        for frame, name in self.names.items():
+            kind = Image.registered_extensions().get(os.path.splitext(name)[1].lower())
+            if kind is None:
+                raise ValueError(f"{name}: there is no kind of picture with this ending")
+            encoded = io.BytesIO()
+            Image.fromarray(chunk[frame]).save(encoded, format=kind, **self.options)
+            _put(self.filesystem, name, encoded.getvalue())
 
 
-def _write(
-    array: dask.array.Array, wanted: Dict[Tuple[int, ...], Tuple[Any, ...]], write: Any
-) -> Dict[Tuple[int, ...], str]:
-    """write(chunk, *arguments) for each block wanted; why some failed.
+def _write(array: dask.array.Array, wanted: Mapping[Tuple[int, ...], Any]) -> "dict[Any, str]":
+    """wanted[block].write(chunk) for each block wanted; why some failed.
 
     Frames are loaded and written by one task, so that one file that cannot be read does not stop
     the others. Blocks of arrays that something else was done to come from tasks of their own.
@@ -428,12 +450,12 @@ def _write(
     source = array.__dask_graph__()
     graph, blocks = {}, {}
     name = f"imgcnv-write-{uuid.uuid4().hex}"
-    for number, (block, arguments) in enumerate(wanted.items()):
+    for number, (block, writer) in enumerate(wanted.items()):
         key = (array.name, *block)
         task = source[key]
         is_load = isinstance(task, tuple) and task[0] is _load
         load = (_Load(*task[1:]),) if is_load else (None, key)
-        graph[name, number] = (_attempt, write, _Arguments(arguments), *load)
+        graph[name, number] = (_attempt, writer, *load)
         blocks[name, number] = block
     whole = HighLevelGraph.from_collections(name, graph, dependencies=[array])
     keys = list(graph)
@@ -446,17 +468,10 @@ class _Load(NamedTuple):
     pieces: List[Piece]
 
 
-class _Arguments:
-    """Kept from Dask, which would look for tasks in a tuple."""
-
-    def __init__(self, values: Tuple[Any, ...]) -> None:
-        self.values = values
-
-
-def _attempt(write: Any, arguments: _Arguments, load: Optional[_Load], chunk: Any = None) -> str:
+def _attempt(writer: Any, load: Optional[_Load], chunk: Any = None) -> str:
     """What went wrong, or an empty text."""
     try:
-        write(_load(*load) if load else chunk, *arguments.values)
+        writer.write(_load(*load) if load else chunk)
     except (OSError, ValueError) as error:
         return str(error)
     return ""

@@ -2,6 +2,8 @@
 
 from __future__ import annotations
 
+import tracemalloc
+
 import numpy as np
 import pytest
 
@@ -24,7 +26,10 @@ def handed_out(array, protocol):
     return type("Foreign", (), members[protocol])()
 
 
-@pytest.mark.parametrize("protocol", ["__array_interface__", "__array__", "__dlpack__"])
+PROTOCOLS = ["__array_interface__", "__array__", "__dlpack__"]
+
+
+@pytest.mark.parametrize("protocol", PROTOCOLS)
 def test_arrays_of_other_packages(protocol):
     array = RNG.integers(0, 256, (6, 9), dtype=np.uint8)
     for view in (array, array[:, 2:8]):
@@ -66,6 +71,37 @@ def test_views_and_regions_are_read_and_written_where_they_lie(format):
         out[...] = 7
         assert (canvas == 7).all()
         np.testing.assert_array_equal(imgcnv.convert(view, width, rows, known), wanted)
+
+
+@pytest.mark.parametrize("format", ["Mono8", "BayerRG12", "BayerRG12Packed"])
+def test_no_copy_is_made_of_what_is_read(format):
+    """Of a region in megabytes, whoever hands it out: NumPy tells tracemalloc of each copy."""
+    known = imgcnv.PixelFormat.parse(format)
+    width, height, count = 640, 480, 4
+    kind = "<u2" if known.packing == "words" else "u1"
+    columns = known.row_bytes(width) // np.dtype(kind).itemsize
+    buffer = RNG.integers(0, 256, (count, height + 9, columns + 70)).astype(kind)
+    regions = buffer[:, 5 : 5 + height, 64 : 64 + columns]
+    one, all_of_them = regions[0], [regions, handed_out(regions, "__dlpack__")]
+    frames = [one, memoryview(one), *(handed_out(one, protocol) for protocol in PROTOCOLS)]
+    pictures = np.empty((count, height, width, 3), np.uint8)
+    with imgcnv.Converter(width, height, known, threads=2) as converter:
+        for convert, given, out in [(converter.convert, frame, pictures[0]) for frame in frames] + [
+            (converter.convert_batch, batch, pictures) for batch in all_of_them
+        ]:
+            convert(given, out)  # what is made once and kept
+            tracemalloc.start()
+            convert(given, out)
+            peak = tracemalloc.get_traced_memory()[1]
+            tracemalloc.stop()
+            assert peak < one.nbytes // 4, type(given)
+
+
+def test_numbers_of_numpy_do_as_well():
+    size_and_code = np.int64(6), np.uint16(4), np.int32(imgcnv.PixelFormat.BAYER_RG8)
+    options = {"padding": np.int8(2), "rotate": np.int16(90), "threads": np.int64(1)}
+    with imgcnv.Converter(*size_and_code, **options) as converter:
+        assert converter.shape == (6, 4, 3) and converter.frame_bytes == 32
 
 
 def test_sizes_are_those_of_arrays():

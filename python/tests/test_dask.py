@@ -2,12 +2,14 @@
 
 from __future__ import annotations
 
+import json
 import os
 import pathlib
 import pickle
 import signal
 import socket
 import subprocess
+import sys
 import threading
 import time
 import warnings
@@ -23,6 +25,7 @@ fsspec = pytest.importorskip("fsspec", reason="Debian's python3-fsspec is not in
 
 import imgcnv.dask as archive  # noqa: E402
 
+NO_ZARR = "Debian's python3-zarr is not installed"
 WIDTH, HEIGHT, FORMAT = 60, 40, "BayerRG12Packed"
 FRAME_BYTES = WIDTH * HEIGHT * 3 // 2
 CHUNK_BYTES = 8 * WIDTH * HEIGHT * 3  # 8 frames
@@ -98,6 +101,9 @@ def test_broken_files_are_named_and_left_out(captures):
     assert any("cut.raw is left out: " in text and "2 whole frames" in text for text in said)
     with pytest.warns(UserWarning):
         assert len(open_small(captures, best_effort=True)) == 36
+    header = archive.index(captures, WIDTH, HEIGHT, FORMAT, skip=100, best_effort=True)
+    with pytest.raises(ValueError, match="in the index, but not as described here"):
+        open_small(header)
     with pytest.raises(ValueError, match="there are no frames"), warnings.catch_warnings():
         warnings.simplefilter("ignore")
         open_small(captures / "notes.txt")
@@ -105,42 +111,107 @@ def test_broken_files_are_named_and_left_out(captures):
         archive.open_frames(captures, 4, 4, "Mono1C")
 
 
-def zarr_module():
-    zarr = pytest.importorskip("zarr", reason="Debian's python3-zarr is not installed")
-    if not zarr.__version__.startswith("2."):
-        pytest.skip(f"zarr {zarr.__version__} is not zarr 2: to_zarr() WAS NOT TESTED")
-    return zarr
-
-
 @pytest.mark.parametrize("place", ["file", "memory"])
 def test_only_missing_chunks_are_made(captures, tmp_path, place):
-    zarr = zarr_module()
+    zarr = pytest.importorskip("zarr", reason=NO_ZARR)
     if place == "memory":
         black = bytes(9 * FRAME_BYTES)  # black chunks count as done
         fsspec.filesystem("memory").pipe_file("/in/a.raw", black + dump(8))
-        array, url = open_small("memory://in/a.raw"), "memory://out/all.zarr"
+        found, url = "memory://in/a.raw", "memory://out/all.zarr"
         data = black + dump(8)
     else:
-        array, url = open_small(captures), f"file://{tmp_path}/all.zarr"
+        found, url = captures, f"file://{tmp_path}/all.zarr"
         data = b"".join(path.read_bytes() for path in sorted(captures.rglob("*.raw")))
+    array = open_small(found)
     chunks = array.numblocks[0]
     assert archive.to_zarr(array, url) == (chunks, 0, ())
     assert archive.to_zarr(array, url) == (0, chunks, ())
     filesystem, root = fsspec.core.url_to_fs(url)
     for number in (0, 1):
         filesystem.rm_file(f"{root}/{number}.0.0.0")
+    written = {name: filesystem.modified(name) for name in filesystem.find(root)}
     assert archive.to_zarr(array, url) == (2, chunks - 2, ())
-    stored = zarr.open_array(fsspec.get_mapper(url), mode="r")
+    assert {name: filesystem.modified(name) for name in written} == written
+    filesystem.get(root, f"{tmp_path}/copy.zarr", recursive=True)
+    stored = zarr.open_array(f"{tmp_path}/copy.zarr", mode="r")
     np.testing.assert_array_equal(stored[:], converted(data))
     with pytest.raises(ValueError, match="is there already: pass resume=True"):
         archive.to_zarr(array, url, resume=False)
-    for other in (array[:8], open_small(captures, demosaic="nearest")):
+    again = open_small(found, padding=np.int64(0))  # the same frames, whatever says so
+    assert archive.to_zarr(again, url) == (0, chunks, ())
+    for other in (array[:8], open_small(found, demosaic="nearest")):
         with pytest.raises(ValueError, match="holds other frames, or pictures made with other"):
             archive.to_zarr(other, url)
 
 
+@pytest.mark.parametrize("to, compressor", [("raw16", "zstd"), ("mono8", None)])
+def test_compressors_and_halves_of_frames(captures, tmp_path, to, compressor):
+    """Chunks that are at the end of several axes; a store keeps what it was begun with."""
+    zarr = pytest.importorskip("zarr", reason=NO_ZARR)
+    array = open_small(captures, to=to).rechunk((20, 25, 32))
+    url = tmp_path / "all.zarr"
+    assert archive.to_zarr(array, url, compressor=compressor).made == 8
+    begun = url / ".zarray"
+    described = json.loads(begun.read_text())
+    assert (described["compressor"] or {}).get("id") == compressor
+    for name in ("0.0.0", "1.1.1"):
+        (url / name).unlink()
+    assert archive.to_zarr(array, url).made == 2
+    np.testing.assert_array_equal(zarr.open_array(str(url), mode="r")[:], array.compute())
+    begun.unlink()  # as if killed after the first file of the store
+    for path in url.glob("[01].*"):
+        path.unlink()
+    assert archive.to_zarr(array, url, compressor="gzip").made == 8
+    np.testing.assert_array_equal(zarr.open_array(str(url), mode="r")[:], array.compute())
+
+
+def test_what_zarr_cannot_hold_is_refused(captures, tmp_path):
+    array = open_small(captures)
+    for wrong, said in (
+        (array.rechunk(((3, 9, 22), -1, -1, -1)), "expected equal ones of which the last may be"),
+        (array[array[:, 0, 0, 0] > 9], "chunks of sizes .nan"),
+        (array[:0], "chunks of sizes .0"),
+        (array.astype(complex), "dtype complex128, expected numbers"),
+    ):
+        with pytest.raises(ValueError, match=said):
+            archive.to_zarr(wrong, tmp_path / "all.zarr")
+    with pytest.raises(ValueError, match="holds other frames"):
+        archive.to_zarr(array, captures)  # not an array at all
+    assert os.listdir(tmp_path) == ["captures"] and os.listdir(captures) == ["deep"]
+
+
+# A program that is killed when half of its 12th file is written.
+DYING = """
+import os, pathlib, signal, sys
+import dask, imgcnv.dask as archive
+number = 0
+def write(path, data):
+    global number
+    number += 1
+    with open(path, "wb") as file:
+        file.write(memoryview(data)[: len(data) // 2 if number == 12 else None])
+    if number == 12:
+        os.kill(os.getpid(), signal.SIGKILL)
+pathlib.Path.write_bytes = write
+dask.config.set(scheduler="sync")
+array = archive.open_frames(sys.argv[1], 60, 40, "BayerRG12Packed", chunk_bytes=1)
+getattr(archive, sys.argv[2])(array, sys.argv[3])
+"""
+
+
+@pytest.mark.parametrize("write, kept", [(archive.to_zarr, 9), (archive.to_pictures, 11)])
+def test_a_killed_run_loses_nothing_that_was_written(captures, tmp_path, write, kept):
+    for module in ("numcodecs", "PIL.Image"):
+        pytest.importorskip(module)
+    url = f"{tmp_path}/out/{{}}.png"
+    command = [sys.executable, "-c", DYING, captures, write.__name__, url]
+    assert subprocess.run(command, check=False, env={**os.environ, **MODULE}).returncode == -9
+    assert len(list(tmp_path.glob("out/**/*.part"))) == 1
+    assert write(open_small(captures, chunk_bytes=1), url) == (34 - kept, kept, ())
+
+
 def test_a_file_that_became_shorter_does_not_stop_the_rest(captures, tmp_path):
-    zarr_module()
+    pytest.importorskip("numcodecs", reason=NO_ZARR)
     array = open_small(captures)
     cut = captures / "deep" / "run0.raw"
     cut.write_bytes(cut.read_bytes()[: 3 * FRAME_BYTES + 900])
@@ -164,7 +235,7 @@ def test_pictures(captures, tmp_path):
     assert len(os.listdir(tmp_path / "out")) == 34
     assert archive.to_pictures(array[:3], "memory://p/{}.jpg", quality=80) == (3, 0, ())
     assert archive.to_pictures(array[:9] // 2, "memory://p/{}.jpg") == (6, 3, ())
-    with pytest.raises(ValueError, match="expected a place such as"):
+    with pytest.raises(ValueError, match="expected a place in it such as"):
         archive.to_pictures(array, f"{tmp_path}/one.png")
     with pytest.raises(ValueError, match="pictures have 8 bits"):
         archive.to_pictures(open_small(captures, to="rgb48"), template)
@@ -208,7 +279,7 @@ def cluster(monkeypatch, tmp_path):
 
 @pytest.mark.filterwarnings("ignore")  # of the libraries below, and of the worker that is killed
 def test_a_worker_killed_in_the_middle(cluster, tmp_path):
-    zarr = zarr_module()
+    zarr = pytest.importorskip("zarr", reason=NO_ZARR)
     width, height, frames = 600, 400, 200
     rng = np.random.default_rng(3)
     source, url = tmp_path / "a.raw", f"{tmp_path}/all.zarr"
@@ -223,7 +294,6 @@ def test_a_worker_killed_in_the_middle(cluster, tmp_path):
             time.sleep(0.01)
         os.kill(victim, signal.SIGKILL)
 
-
     killer = threading.Thread(target=kill_later, daemon=True)
     killer.start()
     assert archive.to_zarr(array, url) == (chunks, 0, ())
@@ -232,15 +302,19 @@ def test_a_worker_killed_in_the_middle(cluster, tmp_path):
     stored = zarr.open_array(url, mode="r")
     wanted = imgcnv.Converter(width, height, FORMAT).convert_batch(source.read_bytes())
     np.testing.assert_array_equal(stored[:], wanted)
+    # Chunks of the usual size, of noise, which no compressor makes smaller.
+    workers = cluster.run(os.getpid)
+    array = archive.open_frames(source, width, height, FORMAT)
+    assert archive.to_zarr(array, f"{url}.large") == (3, 0, ())
     peaks = cluster.run(lambda: __import__("resource").getrusage(0).ru_maxrss)
-    assert max(peaks.values()) < 400_000
+    assert max(peaks.values()) < 400_000 and cluster.run(os.getpid) == workers
 
 
 def test_example_of_a_cluster(tmp_path):
-    """The scheduler and workers that start.sh starts convert a folder; a second run makes nothing."""
+    """The workers that start.sh starts convert a folder; a second run makes nothing."""
     image = pytest.importorskip("PIL.Image", reason="Debian's python3-pil is not installed")
     pytest.importorskip("distributed", reason="Debian's python3-distributed is not installed")
-    zarr_module()
+    pytest.importorskip("zarr", reason=NO_ZARR)
     examples = PYTHON.parent / "examples" / "cluster"
     folder = tmp_path / "captures"
     folder.mkdir()

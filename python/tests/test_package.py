@@ -131,11 +131,28 @@ def test_readme(monkeypatch):
     assert result.failed == 0 and result.attempted >= 10
 
 
-def test_types():
+# Calls as users write them, with numbers and arrays of NumPy.
+TYPED = """
+import imgcnv, numpy, typing
+def use(n: "numpy.integer[typing.Any]", frame: "numpy.typing.NDArray[numpy.uint8]") -> None:
+    imgcnv.convert(frame, n, n, n, to="grey", padding=n, rotate=n, threads=n, batch=True)
+    imgcnv.convert(bytearray(4), 2, 2, "Mono8", method="linear", stride=n).mean()
+    with imgcnv.Converter(n, n, imgcnv.PixelFormat.MONO8, flip="vertical") as converter:
+        converter.convert_batch(frame, out=frame)
+    imgcnv.convert(frame, 2, 2, 8.0)  # no format
+"""
+
+
+def test_types(tmp_path):
+    """Nothing is wrong but the last call, which shows that users' calls are checked at all."""
     pytest.importorskip("mypy", reason="the types are checked by Debian's python3-mypy")
-    checked = [PYTHON / name for name in ("imgcnv", "bench.py")]
+    (tmp_path / "use.py").write_text(TYPED)
+    checked = [PYTHON / "imgcnv", PYTHON / "bench.py", tmp_path / "use.py"]
     options = ("--strict", "--cache-dir=/dev/null", f"--config-file={PYTHON}/pyproject.toml")
-    run("-m", "mypy", *options, *checked, MYPYPATH=str(PYTHON))
+    with pytest.raises(AssertionError) as raised:
+        run("-m", "mypy", *options, *checked, MYPYPATH=str(PYTHON))
+    errors = re.findall(r"(\w+\.py):(\d+): error: ", str(raised.value))
+    assert errors == [("use.py", str(TYPED.count("\n")))], raised.value
 
 
 @pytest.mark.parametrize("name", ["file_to_png", "opencv", "folder"])
