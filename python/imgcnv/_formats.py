@@ -175,6 +175,8 @@ class PixelFormat(enum.IntEnum):
         to do. So does a name of big-endian words or of video range, such as ``"Y16_BE"``, which
         are no part of a PixelFormat: pass such a name to `convert` or `Converter`.
         """
+        if not isinstance(name, str):
+            raise TypeError(f"name must be a str, not {type(name).__name__}")
         found, flags = _find(name)
         if flags:
             what = "big-endian words" if flags & _native.Frame.BIG_ENDIAN else "video range"

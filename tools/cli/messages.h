@@ -22,6 +22,9 @@ bool status_visible();
 /// become \\x1b and the like.
 std::string shown(std::string_view name);
 
+/// "1 picture", "2 pictures".
+std::string counted(long long count, const std::string& what);
+
 /// A word of a command that people copy into their shell: quoted where the shell would read it
 /// otherwise.
 std::string shell_word(std::string_view word);
