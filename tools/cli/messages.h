@@ -14,7 +14,7 @@ void say_error(std::string_view text);
 void say_note(std::string_view text);
 
 /// Replaces the one line at the bottom of a terminal; empty text removes it. Nothing is said when
-/// stderr is no terminal.
+/// stderr is not a terminal.
 void show_status(std::string_view text);
 bool status_visible();
 
