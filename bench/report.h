@@ -1,4 +1,4 @@
-// The reports of imgcnv_bench that are no list of single benchmarks.
+// The reports of imgcnv_bench, other than its list of single benchmarks.
 #pragma once
 
 #include <regex>

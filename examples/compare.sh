@@ -1,6 +1,6 @@
 #!/bin/sh
 # compare.sh SAMPLES FOLDER PROGRAM...: every program makes the same picture of the same frame, also
-# when its bytes are taken for a frame of odd width and height, and refuses what is no format.
+# when its bytes are taken for a frame of odd width and height, and refuses a name that is not a format.
 set -eu
 samples=$1 folder=$2
 shift 2

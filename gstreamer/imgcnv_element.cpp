@@ -232,7 +232,7 @@ gboolean transform_size(GstBaseTransform*, GstPadDirection, GstCaps*, gsize size
     return TRUE;
 }
 
-/// Describes the frame and the picture anew. False: an error was posted.
+/// Describes the frame and the picture again. False: an error was posted.
 bool describe(GstImgcnv* self, GstCaps* input) {
     State& state = self->state;
     state.pipeline.reset();
@@ -278,7 +278,7 @@ gboolean set_caps(GstBaseTransform* transform, GstCaps* input, GstCaps* output) 
     return describe(self, input);
 }
 
-/// Opens the pipeline for these strides, unless the one at hand is for them.
+/// Opens the pipeline for these strides, unless the open one is for them.
 bool prepare(GstImgcnv* self, std::int64_t input_stride, std::int64_t output_stride,
              const void* source, gsize source_bytes) {
     State& state = self->state;

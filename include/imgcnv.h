@@ -210,7 +210,7 @@ typedef void* IMGCNV_HANDLE;
  * Opens a converter for frames like *param.
  *
  *   param     frame description; copied, may change or go afterwards
- *   dstFormat destination. A code that is no destination is accepted: Bayer
+ *   dstFormat destination. A code that is not a destination is accepted: Bayer
  *             frames then become BGR24, RGB8 and BGR8 write nothing, all others
  *             the 4-byte layout in B, G, R order. The size counts 4 bytes.
  *   handle    out: the converter, to be closed with IMGCNV_close

@@ -211,7 +211,7 @@ constexpr auto list_formats() {
 // All formats a frame may have.
 inline constexpr std::array<PixelFormat, 30> source_formats = detail::list_formats();
 
-// Bytes of one destination pixel; 0 for a value that is no destination.
+// Bytes of one destination pixel; 0 for a value that is not a destination.
 constexpr int bytes_per_pixel(Destination destination) {
     switch (destination) {
         case Destination::Mono8:

@@ -18,7 +18,7 @@
  *     }
  *
  * A picture is whole: width x height pixels for every format and every geometry, the same bytes
- * whoever asks and however many threads work. Where a mosaic ends, it is completed as if it went on
+ * from every language and with any number of threads. Beyond its edges a mosaic is taken to continue
  * mirrored.
  *
  * Errors: every function that can fail returns an imgcnv_status and, where the caller gives a
@@ -61,7 +61,7 @@ typedef enum imgcnv_status {
     IMGCNV_BAD_ARGUMENT = 1,   /* a null pointer, or a value that is not legal */
     IMGCNV_OUT_OF_MEMORY = 2,  /* an allocation failed; nothing stays allocated */
     IMGCNV_UNKNOWN_FORMAT = 3, /* no format has this name or code */
-    IMGCNV_BAD_SIZE = 4,       /* a buffer or file has not the length it should have */
+    IMGCNV_BAD_SIZE = 4,       /* a buffer or file does not have the length it should have */
     IMGCNV_BAD_DATA = 5,       /* the content is invalid: a Mono1C point outside the picture */
     IMGCNV_OVERLAP = 6,        /* source and target share bytes */
     IMGCNV_BUSY = 7,       /* the pipeline is at work on another thread, or in another process */
@@ -399,13 +399,13 @@ IMGCNV_FRAMES_API int imgcnv_auto_levels(const imgcnv_frame* frame, const void* 
 /*
  * The inverse of every layout: writes a frame whose samples are those of a picture.
  *
- *   samples       16-bit words of the host, `channels` (1 or 3) per pixel, rows without padding;
- * values of 16 bits, of which a format of n bits takes the upper n (full scale 65535) destination
- * receives frame_bytes; padding is written as 0
+ *   samples      16-bit words of the host, full scale 65535, `channels` (1 or 3) per pixel, rows
+ *                without padding. A format of n bits takes the upper n of each.
+ *   destination  receives frame_bytes; padding is written as 0.
  *
- * Grey formats take (299 R + 587 G + 114 B) / 1000 of three channels; mosaics take at each site the
- * sample of its colour; YUV is full range unless the frame says video range, chroma of a group's
- * mean.
+ * Grey formats take (299 R + 587 G + 114 B) / 1000 of three channels. Mosaics take the sample of
+ * each pixel's own colour. YUV is full range unless the frame says video range, and the chroma of a
+ * group is that of its mean.
  */
 IMGCNV_FRAMES_API int imgcnv_pack_frame(const imgcnv_frame* frame, const uint16_t* samples,
                                         int channels, void* destination, size_t destination_bytes,

@@ -1,5 +1,5 @@
 #!/bin/sh
-# Makes the raw frames of this folder anew. Usage: make_samples.sh [IMGCNV]
+# Makes the raw frames of this folder. Usage: make_samples.sh [IMGCNV]
 # Needs the imgcnv command and, for the bars, gstreamer1.0-tools and gstreamer1.0-plugins-base.
 set -eu
 cd "$(dirname "$0")"

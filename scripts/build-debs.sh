@@ -11,7 +11,7 @@ case $*:$# in
     *) die "usage: scripts/build-debs.sh [--web] [--yes]" ;;
 esac
 
-# What packaging/debian/control builds with, but for the names that stand for debhelper and dh-python.
+# What packaging/debian/control builds with, except the names that stand for debhelper and dh-python.
 needed=$(sed -n '/^Build-Depends:/,/^[A-Z]/s/^ \([a-z0-9.+-]*\).*/\1/p' "$root/packaging/debian/control" |
     grep -v -e '^debhelper-compat$' -e '^dh-sequence-')
 case ${DEB_BUILD_PROFILES-} in

@@ -15,7 +15,7 @@ quietly build/names-configure.log cmake -S . -B build/names -G Ninja \
     -DIMGCNV_BUILD_TESTS=OFF
 [ $# -gt 0 ] || set -- src
 is_compiled_here() { grep -qF "\"file\": \"$root/$1\"" build/names/compile_commands.json; }
-# Warnings of a level's own flags are no matter of names. Levels of other processors are left out.
+# Warnings of a level's own flags have nothing to do with names. Levels of other processors are left out.
 find "$@" -name '*.cpp' | sort | while read -r file; do
     if is_compiled_here "$file"; then echo "$file"; fi
 done | xargs -P "$(nproc)" -n 1 \

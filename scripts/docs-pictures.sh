@@ -1,5 +1,5 @@
 #!/bin/sh
-# Makes every picture of the documentation anew, from samples/ with our own command, and fills the
+# Makes every picture of the documentation, from samples/ with our own command, and fills the
 # tables that follow from the format table and from the measurement of quality. Screenshots of windows
 # stay as they are; scripts/test-web.sh --picture makes that of the viewer.
 # Needs a POSIX shell and apt; what else is missing is installed from Debian.

@@ -1,6 +1,6 @@
 #!/bin/sh
 # Tests dist/viewer.html, which it builds, in Chromium without a network, against the imgcnv command.
-# With --picture it also makes docs/pictures/viewer.png, a screenshot, anew.
+# With --picture it also makes the screenshot docs/pictures/viewer.png.
 set -eu
 root=$(cd "$(dirname "$0")/.." && pwd)
 . "$root/scripts/lib/common.sh"

@@ -116,7 +116,10 @@ void print_bash(const CLI::App& app) {
 
 void print_zsh(const CLI::App& app) {
     std::printf(
-        "#compdef imgcnv\n_imgcnv() {\n    local state\n    local -a commands\n"
+        "#compdef imgcnv\n"
+        "_imgcnv_words() {  # any case, as the command takes them\n"
+        "    compadd -M 'm:{a-zA-Z}={A-Za-z}' -- \"$@\"\n}\n"
+        "_imgcnv() {\n    local state\n    local -a commands\n"
         "    _arguments -C '1: :->command' '*:: :->arguments'\n    case $state in\n"
         "    command)\n        commands=(\n");
     for (const auto* command : commands_of(app))
@@ -133,14 +136,17 @@ void print_zsh(const CLI::App& app) {
             std::string action;
             if (takes_value(*option)) {
                 const auto values = values_of(*option);
-                action = ":value:" + (!values.empty()       ? "(" + joined(values) + ")"
+                action = ":value:" + (!values.empty()       ? " _imgcnv_words " + joined(values)
                                       : takes_file(*option) ? std::string("_files")
                                                             : std::string());
             }
-            for (const auto& name : names)
-                std::printf(" \\\n                '(%s)%s[%s]%s'", joined(names).c_str(),
-                            name.c_str(), summary(option->get_description()).c_str(),
+            // --option VALUE and --option=VALUE, -o VALUE and -oVALUE.
+            for (const auto& name : names) {
+                const char* joint = action.empty() ? "" : name[1] == '-' ? "=" : "+";
+                std::printf(" \\\n                '(%s)%s%s[%s]%s'", joined(names).c_str(),
+                            name.c_str(), joint, summary(option->get_description()).c_str(),
                             action.c_str());
+            }
         }
         std::printf(" \\\n                '*:file:_files'\n            ;;\n");
     }

@@ -113,7 +113,7 @@ class Sheet {
         OutputFile file(options_.output);
         file.write(png);
         file.commit();
-        say_note(shown(options_.output) + ": " + std::to_string(count) + " pictures, " +
+        say_note(shown(options_.output) + ": " + counted(count, "picture") + ", " +
                  size_text(sheet.width, sheet.height));
     }
 

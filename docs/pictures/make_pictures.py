@@ -1,4 +1,4 @@
-"""Makes the pictures of the pages anew: make_pictures.py COMMAND LIBRARY FOLDER
+"""Makes the pictures of the pages: make_pictures.py COMMAND LIBRARY FOLDER
 
 A page says what each picture is cut from, in a comment before it:
 

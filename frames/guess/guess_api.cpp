@@ -1,3 +1,4 @@
+#include "geometry/frame_geometry.h"
 #include "guess/file_kind.h"
 #include "guess/mosaic_sites.h"
 #include "guess/point_list.h"
@@ -138,6 +139,13 @@ imgcnv_frame frame_of(const Answer& answer) {
     return frame;
 }
 
+/// Whether the frame may be converted: the rows of a file of gigabytes may be too many for one.
+bool is_convertible(const Answer& answer) {
+    Geometry geometry;
+    Text why(nullptr, 0);
+    return measure(frame_of(answer), geometry, why) == IMGCNV_OK;
+}
+
 bool is_same(const imgcnv_frame& a, const imgcnv_frame& b) {
     return a.format == b.format && a.flags == b.flags && a.width == b.width &&
            a.height == b.height && a.stride == b.stride && a.skip == b.skip && a.gap == b.gap;
@@ -233,6 +241,7 @@ class Guess {
             if (candidate.rank < candidates.front().rank + kWorthAnAnswer)
                 add_formats(window, candidate, known_, answers_);
         if (!candidates.empty()) add_colourless_mosaic(window, candidates.front());
+        std::erase_if(answers_, [](const Answer& answer) { return !is_convertible(answer); });
         std::stable_sort(answers_.begin(), answers_.end(),
                          [](const Answer& a, const Answer& b) { return a.rank < b.rank; });
         const auto entropy = plain_entropy(window);

@@ -196,7 +196,7 @@ std::vector<std::pair<std::string, std::string>> caps_and_names(const imgcnv_for
 TEST(Element, EveryFormatBecomesWhatTheEngineMakes) {
     for (int i = 0; i < imgcnv_format_count(); ++i) {
         const auto info = info_at(i);
-        if (info.layout == IMGCNV_LAYOUT_POINTS) continue;  // noise is no list of points
+        if (info.layout == IMGCNV_LAYOUT_POINTS) continue;  // noise is not a list of points
         for (const auto& [media, name] : caps_and_names(info)) {
             const auto frame = frame_of(name, kWidth, kHeight);
             const auto source = noise_for(frame);

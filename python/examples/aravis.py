@@ -32,7 +32,7 @@ try:
         try:
             if buffer.get_status() != Aravis.BufferStatus.SUCCESS:
                 continue
-            # A payload may go on behind the picture (chunk data): take the picture.
+            # Chunk data may follow the picture in the payload: take only the picture.
             picture = converter.convert(buffer.get_data()[: converter.frame_bytes])
         finally:
             stream.push_buffer(buffer)

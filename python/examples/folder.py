@@ -1,5 +1,5 @@
 #!/usr/bin/python3
-"""A folder of raw frames to PNGs on all CPUs: one Converter a thread.
+"""A folder of raw frames to PNGs on all CPUs: one Converter per thread.
 
     folder.py FOLDER WIDTH HEIGHT FORMAT
 

@@ -66,7 +66,7 @@ def _describe_frame(
 
 
 def length_error(frame: _native.Frame, given: int) -> ValueError:
-    """Why a buffer of `given` bytes is no frame, and what it looks like."""
+    """Why a buffer of `given` bytes is not a frame, and what would fit."""
     fit = _native.FileFit()
     causes = _native.call(_native.file_measure, ctypes.byref(frame), given, ctypes.byref(fit))
     if fit.fit == _native.FileFit.EXACT:
@@ -519,7 +519,7 @@ def convert(
     key = (arguments, tuple(map(type, arguments)))
     try:
         idle = _idle.pop(key, None)
-    except TypeError:  # something in it has no hash: a curve, or what is no argument at all
+    except TypeError:  # something in it has no hash: a curve, or something that is not an argument at all
         idle = None
     converter = idle or Converter(**dict(zip(_PARAMETERS, arguments)))
     if batch:

@@ -173,8 +173,10 @@ class PixelFormat(enum.IntEnum):
         ``"0x01080001"``; case, dashes and underscores do not matter. Raises ValueError for a name
         that is unknown, ambiguous or of a format that cannot be read, saying what it is and what
         to do. So does a name of big-endian words or of video range, such as ``"Y16_BE"``, which
-        are no part of a PixelFormat: pass such a name to `convert` or `Converter`.
+        are not part of a PixelFormat: pass such a name to `convert` or `Converter`.
         """
+        if not isinstance(name, str):
+            raise TypeError(f"name must be a str, not {type(name).__name__}")
         found, flags = _find(name)
         if flags:
             what = "big-endian words" if flags & _native.Frame.BIG_ENDIAN else "video range"

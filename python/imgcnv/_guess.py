@@ -57,7 +57,7 @@ def guess(
 
     `data` is the path of a file, of which a few megabytes are read, or anything that holds the
     bytes. What is known makes the answer better: sizes, the format, the file's `name`. At most
-    `most` readings are returned. Raises ValueError where the data is no raw frame, and says what
+    `most` readings are returned. Raises ValueError where the data is not a raw frame, and says what
     it is.
 
     >>> y, x = numpy.mgrid[:480, :640]

@@ -262,7 +262,7 @@ def describe(frame: Frame) -> str:
 
 
 class Process:
-    """Replaced in a forked process, where neither threads nor locks of the parent are of use."""
+    """Replaced in a forked process, which can use neither threads nor locks of its parent."""
 
     current = object()
 

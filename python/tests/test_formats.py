@@ -88,6 +88,8 @@ def test_codes_may_be_signed_numbers_of_any_kind():
     for code in (0x01080001 + 2**32, 0x01080001 - 2**33):
         with pytest.raises(ValueError, match="expected a code of 32 bits"):
             imgcnv.Converter(2, 2, code)
+    with pytest.raises(TypeError, match="name must be a str, not int"):
+        PixelFormat.parse(0x01080001)
 
 
 def test_what_a_name_says_of_bytes_is_not_lost():

@@ -100,7 +100,7 @@ def test_unusable_libraries_are_named():
     program = "try: import imgcnv\nexcept ImportError as error: print(error)"
     message = run("-c", program, **{**MODULE, "IMGCNV_FRAMES_LIBRARY": "/nowhere/lib.so"})
     assert "set IMGCNV_FRAMES_LIBRARY to the path" in message and "/nowhere/lib.so" in message
-    # A library that loads but is another one, or an older one, is no better than none.
+    # A library that loads but is another one, or an older one, is as useless as none.
     message = run("-c", program, **{**MODULE, "IMGCNV_FRAMES_LIBRARY": "libm.so.6"})
     assert "undefined symbol: imgcnv_frames_version" in message
 

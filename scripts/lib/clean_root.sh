@@ -35,7 +35,7 @@ clean_root_make() {
             [ -n "$mirror" ] || die "apt has no package lists: run apt-get update"
         fi
         say "Bootstrapping the suite $suite"
-        # shellcheck disable=SC2086 # no mirror is no argument
+        # shellcheck disable=SC2086 # without a mirror there is no argument
         quietly "$root/build/debootstrap.log" debootstrap --variant=minbase "$suite" "$1" $mirror
         if [ "$suite" = "$(own_suite)" ]; then
             rm -f "$1"/etc/apt/sources.list

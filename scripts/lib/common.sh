@@ -28,7 +28,8 @@ quietly() {
 # Ubuntu 24.04 alike; scripts/package-names.sh asks apt whether a system knows all of them.
 build_packages='cmake ninja-build g++ pkg-config libcli11-dev libdeflate-dev libisal-dev libjpeg-dev libpng-dev libtiff-dev'
 test_packages="$build_packages libgtest-dev qemu-user valgrind ffmpeg python3-opencv
-    git python3 python3-pytest python3-numpy python3-pil python3-build python3-setuptools python3-wheel mypy"
+    git python3 python3-pytest python3-numpy python3-pil python3-build python3-setuptools python3-wheel mypy
+    bash-completion zsh fish"
 clang_packages='clang libclang-rt-dev'
 names_packages='clang clang-tidy'
 debs_packages="build-essential debhelper dh-python fakeroot lintian python3"

@@ -14,6 +14,7 @@ expect 'immediate binding' 'FLAGS_1.*NOW' readelf --dynamic --wide "$1"
 expect 'read-only relocations' 'GNU_RELRO' readelf --program-headers --wide "$1"
 expect 'stack protector' '__stack_chk_fail' readelf --dyn-syms --wide "$1"
 expect 'fortified functions' '__[a-z]+_chk' sh -c 'readelf --dyn-syms --wide "$1" | grep -v stack_chk' - "$1"
+expect 'checks of the standard library' '__glibcxx_assert_fail' readelf --dyn-syms --wide "$1"
 if [ "$(uname -m)" = x86_64 ]; then
     expect 'indirect branch targets' 'endbr64' objdump --disassemble=main "$1"
 fi

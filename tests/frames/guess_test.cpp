@@ -237,6 +237,8 @@ TEST(Guess, KnowsPoints) {
 /// Frames of 1280x1024 without end: no memory holds them.
 struct LongFile {
     std::int64_t read = 0;
+    std::int64_t width = 1280;
+    std::int64_t hole = INT64_MAX;  ///< from here on all bytes are 0
     bool fails = false;
 
     static std::int64_t take(void* context, std::int64_t offset, void* buffer, std::int64_t bytes) {
@@ -245,8 +247,10 @@ struct LongFile {
         file.read += bytes;
         auto* out = static_cast<std::uint8_t*>(buffer);
         for (std::int64_t i = 0; i < bytes; ++i) {
-            const auto at = (offset + i) % (1280 * 1024);
-            out[i] = static_cast<std::uint8_t>(255 * scene(at % 1280, at / 1280));
+            const auto at = (offset + i) % (file.width * 1024);
+            out[i] = offset + i < file.hole
+                         ? static_cast<std::uint8_t>(255 * scene(at % file.width, at / file.width))
+                         : 0;
         }
         return bytes;
     }
@@ -265,6 +269,17 @@ TEST(Guess, ReadsLittleOfALongFile) {
     EXPECT_EQ(result.readings[0].frame.height, 1024);
     EXPECT_EQ(result.readings[0].frames, 4600);
     EXPECT_LT(file.read, 64 << 20);
+    // One frame of all the rows would have more pixels than a frame may have.
+    file.width = 2048;
+    file.hole = 100 * file.width;
+    question.bytes = std::int64_t{6} << 30;
+    imgcnv_frame_sizes sizes{};
+    sizes.struct_size = sizeof sizes;
+    const auto mostly_hole = ask(question);
+    EXPECT_FALSE(mostly_hole.readings.empty()) << mostly_hole.text;
+    for (const auto& reading : mostly_hole.readings)
+        EXPECT_EQ(imgcnv_frame_measure(&reading.frame, &sizes, nullptr, 0), IMGCNV_OK)
+            << reading.frame.width << "x" << reading.frame.height;
     file.fails = true;
     EXPECT_EQ(ask(question).status, IMGCNV_BAD_DATA);
 }

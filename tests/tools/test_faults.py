@@ -191,6 +191,9 @@ def test_outputs_that_are_links_and_devices(run, tmp_path):
     run("convert", "in.raw", *MONO, "-o", "link.png")
     assert (tmp_path / "link.png").is_symlink()
     assert Image.open(tmp_path / "real.png").size == (40, 30)
+    (tmp_path / "circle.png").symlink_to("circle.png")
+    said = run("convert", "in.raw", *MONO, "-o", "circle.png", code=1).said
+    assert "cannot create circle.png: Too many levels" in said
     run("convert", "in.raw", *MONO, "-o", "/dev/null", "--output-format", "png")
     assert not os.path.isfile("/dev/null")
     os.umask(0o027)

@@ -1,5 +1,8 @@
 """Man page and completions have the options that --help has, and no others."""
+import os
+import pty
 import re
+import select
 import shutil
 import subprocess
 
@@ -62,27 +65,58 @@ def test_completions(run, commands, tmp_path, shell):
         subprocess.run([shell, "-n", tmp_path / "script"], check=True)
 
 
-def test_bash_completes(run, tmp_path):
-    (tmp_path / "script").write_bytes(run("completions", "bash").out)
+def typed(shell, setup, lines, folder):
+    """What an interactive shell passes to imgcnv when each line is typed, then Tab and Return."""
+    pid, terminal = pty.fork()
+    if pid == 0:
+        os.chdir(folder)
+        os.environ["TERM"] = "dumb"
+        os.execlp(shell[0], *shell)
+    said = ""
 
-    def completed(line):
-        words = line.split(" ")
-        done = subprocess.run(["bash", "-c", f"""
-            _init_completion() {{ words=({line}); cword={len(words) - 1}
-                cur={words[-1]!r}; prev={words[-2]!r}
-                # As bash-completion's -s does: --option=value is two words.
-                [[ $cur == --*=* ]] && {{ prev=${{cur%%=*}}; cur=${{cur#*=}}; split=true; }}; true; }}
-            _filedir() {{ COMPREPLY=(FILES); }}
-            source {tmp_path}/script; _imgcnv; echo "${{COMPREPLY[@]}}" """],
-                              capture_output=True, text=True, check=True)
-        return done.stdout.split()
+    def read_until(pattern):
+        nonlocal said
+        while not (found := re.findall(pattern, said)):
+            ready, _, _ = select.select([terminal], [], [], 30)
+            assert ready, said
+            said += os.read(terminal, 65536).decode(errors="replace")
+        said = ""
+        return found[-1]
 
-    assert completed("imgcnv con") == ["convert"]
-    assert completed("imgcnv convert --me") == ["--method"]
-    assert completed("imgcnv convert -m a") == ["adaptive"]
-    assert completed("imgcnv convert -f BayerRG12Pa") == ["BayerRG12Packed"]
-    assert completed("imgcnv convert -f bayerrg12p") == ["BayerRG12Packed", "BayerRG12p"]
-    assert "Mono8" in completed("imgcnv convert --format=mono")
-    assert completed("imgcnv sheet --of m") == ["methods"]
-    assert completed("imgcnv convert x") == ["FILES"]
-    assert completed("imgcnv convert --padding 1") == []
+    try:
+        os.write(terminal, f"{setup}; imgcnv() {{ echo \"<$*>\"; }}; echo RE''ADY\n".encode())
+        read_until(r"READY\r?\n")
+        for line in lines:
+            os.write(terminal, f"{line}\t\n".encode())
+            yield read_until(r"<([^<>$]*)>\r?\n")
+    finally:
+        os.close(terminal)
+        os.waitpid(pid, 0)
+
+
+@pytest.mark.parametrize("shell", ["bash", "zsh", "fish"])
+def test_shells_complete(run, tmp_path, shell):
+    lines = {"con": "convert", "convert --me": "convert --method", "convert -m a": "convert -m adaptive",
+             "convert -f BayerRG12Pa": "convert -f BayerRG12Packed",
+             "convert -f bayerrg12pa": "convert -f BayerRG12Packed",
+             "convert --format=mono12m": "convert --format=Mono12MIPI",
+             "sheet --of m": "sheet --of methods", "convert fra": "convert frame.raw"}
+    (tmp_path / "frame.raw").touch()
+    script = tmp_path / "_imgcnv"
+    script.write_bytes(run("completions", shell).out)
+    helper = "/usr/share/bash-completion/bash_completion"
+    if not shutil.which(shell) or (shell == "bash" and not os.path.exists(helper)):
+        pytest.skip(f"no {shell}, or no completions in it")
+    if shell == "fish":
+        for line, wanted in lines.items():
+            done = subprocess.run(["fish", "-c", f"source _imgcnv; complete -C 'imgcnv {line}'"],
+                                  cwd=tmp_path, env={**os.environ, "HOME": str(tmp_path)},
+                                  capture_output=True, text=True, check=True)
+            assert done.stdout.split("\t")[0].strip() == wanted.split()[-1].split("=")[-1], line
+        return
+    command, setup = {
+        "bash": (["bash", "--norc", "--noprofile"], f"source {helper}; source ./_imgcnv"),
+        "zsh": (["zsh", "-f"], "fpath=($PWD $fpath); autoload -U compinit; compinit -u -D")}[shell]
+    results = typed(command, setup, [f"imgcnv {line}" for line in lines], tmp_path)
+    for wanted, result in zip(lines.values(), results, strict=True):
+        assert result.strip().rstrip("=") == wanted

@@ -89,6 +89,10 @@ void show_status(std::string_view text) {
     std::fflush(stderr);
 }
 
+std::string counted(long long count, const std::string& what) {
+    return std::to_string(count) + " " + what + (count == 1 ? "" : "s");
+}
+
 std::string shown(std::string_view name) { return without_controls(name, ""); }
 
 std::string shell_word(std::string_view word) {

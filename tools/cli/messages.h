@@ -14,13 +14,16 @@ void say_error(std::string_view text);
 void say_note(std::string_view text);
 
 /// Replaces the one line at the bottom of a terminal; empty text removes it. Nothing is said when
-/// stderr is no terminal.
+/// stderr is not a terminal.
 void show_status(std::string_view text);
 bool status_visible();
 
 /// A name of a file as it may stand in a message: control characters, which a terminal would obey,
 /// become \\x1b and the like.
 std::string shown(std::string_view name);
+
+/// "1 picture", "2 pictures".
+std::string counted(long long count, const std::string& what);
 
 /// A word of a command that people copy into their shell: quoted where the shell would read it
 /// otherwise.

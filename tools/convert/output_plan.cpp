@@ -61,7 +61,8 @@ void OutputPlan::take_output() {
         single_ = output;
         return;
     }
-    if (output.ends_with('/') || fs::is_directory(output)) {
+    std::error_code not_there;  // or a circle of links, which OutputFile reports
+    if (output.ends_with('/') || fs::is_directory(output, not_there)) {
         folder_ = output;
         return;
     }

@@ -203,9 +203,13 @@ class Conversion {
     void finish(int workers) {
         const auto total = progress_.total();
         show_status("");
+        bool is_kept = !ordered_;
         try {
             // A file that lacks a frame is not left behind.
-            if (ordered_ && (failures_ == 0 || plan_.single() == "-")) ordered_->commit();
+            if (ordered_ && (failures_ == 0 || plan_.single() == "-")) {
+                ordered_->commit();
+                is_kept = true;
+            }
         } catch (const std::exception& error) {
             ++failures_;
             say_error(error.what());
@@ -217,9 +221,9 @@ class Conversion {
             std::fprintf(stderr, "%s\n", stats_text(total, seconds, workers).c_str());
         const auto skipped =
             skipped_ > 0 ? ", " + std::to_string(skipped_) + " were there already" : "";
-        if (failures_ > 1)
-            say_note(std::to_string(failures_) + " failures, " + std::to_string(total.frames) +
-                     " pictures written" + skipped);
+        if (failures_ > 0 && failures_ + total.frames > 1)
+            say_note(counted(failures_, "failure") + ", " +
+                     counted(is_kept ? total.frames : 0, "picture") + " written" + skipped);
         else if (failures_ == 0 && total.frames > 0 && plan_.single() != "-")
             say_note(
                 (total.frames > 1 ? std::to_string(total.frames) + " pictures, such as " : "") +

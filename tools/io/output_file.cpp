@@ -37,7 +37,7 @@ mode_t current_umask() {
 /// Where symbolic links lead, whether or not something is there.
 std::string target_of_links(std::string path) {
     namespace fs = std::filesystem;
-    constexpr int kMostLinks = 40;  // more are a circle, which opening it reports
+    constexpr int kMostLinks = 40;  // more are a circle
     std::error_code error;
     for (int i = 0; i < kMostLinks; ++i) {
         const auto target = fs::read_symlink(path, error);
@@ -68,6 +68,7 @@ OutputFile::OutputFile(const std::string& path, Existing existing)
     path_ = target_of_links(path);
     struct stat status {};
     if (stat(path_.c_str(), &status) != 0) {
+        if (errno == ELOOP) fail("cannot create");
         create_hidden(0666 & ~current_umask());
     } else if (S_ISDIR(status.st_mode)) {
         errno = EISDIR;
