@@ -22,19 +22,25 @@ class EngineWorker {
 
   start() {
     this.waiting = new Map();
+    this.isStarted = false;
     this.worker = new Worker(EngineWorker.url);
     this.worker.onmessage = ({ data }) => this.answer(data);
     this.worker.onerror = (event) => showMessage(event.message, true);
-    this.ready = this.ask('start', { module: EngineWorker.module });
+    this.ready = this.ask('start', { module: EngineWorker.module }).then((answer) => {
+      this.isStarted = true;
+      return answer;
+    });
   }
 
   answer({ id, result, error, isFatal }) {
     const { resolve, reject } = this.waiting.get(id);
     this.waiting.delete(id);
     if (!error) return resolve(result);
-    // What is not a refusal is the end of the module: the memory of the page is used up.
-    if (isFatal) this.restart();
-    return reject(Object.assign(new Error(isFatal ? `The engine stopped (${error}). It was started again; try less at once.` : error), { isFatal }));
+    // What is not a refusal is the end of the module: the memory of the page is used up. (A module
+    // that never began would not begin the next time.)
+    if (!isFatal || !this.isStarted) return reject(new Error(error));
+    this.restart();
+    return reject(new Error(`The engine stopped (${error}). It was started again; try less at once.`));
   }
 
   ask(task, message = {}) {
@@ -503,7 +509,7 @@ async function start() {
     await prepareWorkers();
     painter = new EngineWorker();
     helper = new EngineWorker();
-    formats = await painter.ready;
+    [formats] = await Promise.all([painter.ready, helper.ready]);
   } catch (error) {
     showMessage(`This browser cannot run the page: it needs WebAssembly with SIMD and Workers (Chrome, Edge or Firefox, or Safari from 16.4 on). ${error.message}`, true);
     return;

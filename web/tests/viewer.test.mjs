@@ -42,6 +42,30 @@ test('every format: the saved PNG has the pixels that the command makes', async 
   assert.equal(viewer.requests.length, 1);
 });
 
+test('a browser that lacks something is told what the page needs, and left in peace', async () => {
+  const lacking = {
+    'no decompression': () => { delete window.DecompressionStream; },
+    'no Workers': () => { delete window.Worker; },
+    'no SIMD: the module is not valid': () => {
+      const valid = Response.prototype.arrayBuffer;
+      Response.prototype.arrayBuffer = async function arrayBuffer() { return (await valid.call(this)).slice(0, 1000); };
+    },
+  };
+  for (const [name, remove] of Object.entries(lacking)) {
+    const context = await viewer.browser.newContext({ offline: true });
+    const page = await context.newPage();
+    let workers = 0;
+    page.on('worker', () => { ++workers; });
+    await page.addInitScript(remove);
+    await page.goto(viewer.address);
+    await page.waitForSelector('#message:not([hidden])');
+    await page.waitForTimeout(300);
+    assert.match(await page.textContent('#message'), /^This browser cannot run the page: it needs WebAssembly with SIMD/, name);
+    assert.ok(workers <= 2, `${name}: ${workers} Workers`);
+    await context.close();
+  }
+});
+
 test('every format in other targets and turns: the engine makes the bytes that the command makes', async () => {
   const engine = await loadEngine();
   for (const [i, { name, code }] of engine.formats().entries()) {
