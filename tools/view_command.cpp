@@ -100,6 +100,10 @@ bool open_for_people(const std::string& path) {
 }
 
 void view(const ViewOptions& options) {
+    if (options.file == "-")
+        throw Failure(
+            "view expects a file, given standard input: the page asks for the file\n"
+            "  what to do: write it to a file first");
     const auto page = options.page.empty() ? installed_page() : fs::absolute(options.page);
     if (!fs::exists(page))
         throw Failure(shown(page.string()) +

@@ -190,9 +190,9 @@ void set_levels(double black, double white, double red, double green, double blu
     target.levels = changes_nothing ? nullptr : &levels;
 }
 
-// Converts the frame in buffer 0 into buffer 1, or 2. Numbers: width, height, channels,
-// channel_bytes, bytes of the picture.
-EXPORTED(convert) int convert(int into, double source_bytes) {
+// Converts the frame that begins at byte `start` of buffer 0 into buffer 1, or 2. Numbers: width,
+// height, channels, channel_bytes, bytes of the picture.
+EXPORTED(convert) int convert(int into, double source_bytes, double start) {
     imgcnv_pipeline* pipeline = nullptr;
     int status = imgcnv_pipeline_open(&frame, &target, &pipeline, given_text, sizeof given_text);
     if (status != IMGCNV_OK) return status;
@@ -207,9 +207,10 @@ EXPORTED(convert) int convert(int into, double source_bytes) {
             .copy(given_text, sizeof given_text - 1);
         return IMGCNV_OUT_OF_MEMORY;
     }
-    status = imgcnv_pipeline_run(pipeline, buffers[0].bytes, static_cast<std::size_t>(source_bytes),
-                                 picture, static_cast<std::size_t>(info.picture_bytes), given_text,
-                                 sizeof given_text);
+    const auto* source = static_cast<const std::uint8_t*>(buffers[0].bytes);
+    status = imgcnv_pipeline_run(
+        pipeline, source + static_cast<std::size_t>(start), static_cast<std::size_t>(source_bytes),
+        picture, static_cast<std::size_t>(info.picture_bytes), given_text, sizeof given_text);
     imgcnv_pipeline_close(pipeline);
     give(info.width, info.height, info.channels, info.channel_bytes, info.picture_bytes);
     return status;

@@ -92,8 +92,8 @@ class Engine {
     this.calls.set_levels(black, white, red, green, blue, gamma, contrast);
   }
 
-  convert(into, sourceBytes) {
-    this.check(this.calls.convert(into, sourceBytes));
+  convert(into, sourceBytes, start = 0) {
+    this.check(this.calls.convert(into, sourceBytes, start));
     const [width, height, channels, channelBytes, bytes] = this.numbers(5);
     return { width, height, channels, channelBytes, bytes };
   }

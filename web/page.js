@@ -22,19 +22,25 @@ class EngineWorker {
 
   start() {
     this.waiting = new Map();
+    this.isStarted = false;
     this.worker = new Worker(EngineWorker.url);
     this.worker.onmessage = ({ data }) => this.answer(data);
     this.worker.onerror = (event) => showMessage(event.message, true);
-    this.ready = this.ask('start', { module: EngineWorker.module });
+    this.ready = this.ask('start', { module: EngineWorker.module }).then((answer) => {
+      this.isStarted = true;
+      return answer;
+    });
   }
 
   answer({ id, result, error, isFatal }) {
     const { resolve, reject } = this.waiting.get(id);
     this.waiting.delete(id);
     if (!error) return resolve(result);
-    // What is not a refusal is the end of the module: the memory of the page is used up.
-    if (isFatal) this.restart();
-    return reject(Object.assign(new Error(isFatal ? `The engine stopped (${error}). It was started again; try less at once.` : error), { isFatal }));
+    // What is not a refusal is the end of the module: the memory of the page is used up. (A module
+    // that never began would not begin the next time.)
+    if (!isFatal || !this.isStarted) return reject(new Error(error));
+    this.restart();
+    return reject(new Error(`The engine stopped (${error}). It was started again; try less at once.`));
   }
 
   ask(task, message = {}) {
@@ -148,13 +154,17 @@ async function paint() {
   }
 }
 
-// Shows every so many pixels of a large picture, where the screen has no room for more of them.
-// Whether it did. Then it waits for a while in which nothing is changed.
+// Shows what is seen of a large picture, and of its pixels every so many where the screen has no
+// room for more of them. Whether it did. Then it waits for a while in which nothing is changed.
 async function preview(wanted) {
-  if (settings.width * settings.height < PREVIEW_FROM || view.pixelsInOne < 3) return false;
-  const found = await painter.ask('preview', { ...wanted, step: Math.floor((view.pixelsInOne - 1) / 2) * 2 + 1 });
+  const { width, height } = settings;
+  if (!view.bitmap || width * height < PREVIEW_FROM) return false;
+  const { area, pixelsInOne } = view.seen(settings.rotation % 180 === 0 ? { width, height } : { width: height, height: width });
+  let step = Math.max(1, Math.floor((pixelsInOne - 1) / 2) * 2 + 1);
+  while (area.width * area.height > PREVIEW_FROM * step) step += 2; // screens of very many pixels
+  const found = await painter.ask('preview', { ...wanted, area, step });
   if (!found) return false;
-  view.show(found.bitmap, found.width, found.height);
+  view.show(found.bitmap, found.width, found.height, found.area);
   const end = performance.now() + REST;
   while (!isStale && !isPlaying && performance.now() < end) await new Promise((resolve) => setTimeout(resolve, 10));
   return true;
@@ -416,7 +426,8 @@ function wireControls() {
   for (const id of ['width', 'width-slider'])
     byId(id).addEventListener('wheel', (event) => {
       event.preventDefault();
-      change({ width: Math.max(1, settings.width - Math.sign(event.deltaY) * (event.shiftKey ? 16 : 1)) });
+      const turn = Math.sign(event.deltaY || event.deltaX); // with Shift many browsers turn sideways
+      change({ width: Math.max(1, settings.width - turn * (event.shiftKey ? 16 : 1)) });
     }, { passive: false });
   byId('format').addEventListener('change', ({ target }) => changeFormat(target.value));
   byId('format').addEventListener('focus', ({ target }) => target.select());
@@ -498,7 +509,7 @@ async function start() {
     await prepareWorkers();
     painter = new EngineWorker();
     helper = new EngineWorker();
-    formats = await painter.ready;
+    [formats] = await Promise.all([painter.ready, helper.ready]);
   } catch (error) {
     showMessage(`This browser cannot run the page: it needs WebAssembly with SIMD and Workers (Chrome, Edge or Firefox, or Safari from 16.4 on). ${error.message}`, true);
     return;

@@ -7,7 +7,7 @@ const MOST_ZOOM = 64;
 class PictureView {
   // `onPoint(x, y)` is told which pixel is pointed at.
   constructor(canvas, onPoint, onZoom) {
-    Object.assign(this, { canvas, onPoint, onZoom, bitmap: null, width: 0, height: 0, scale: 0, left: 0, top: 0, point: [0, 0] });
+    Object.assign(this, { canvas, onPoint, onZoom, layers: [], width: 0, height: 0, scale: 0, left: 0, top: 0, point: [0, 0] });
     this.isPointShown = false;
     canvas.addEventListener('wheel', (event) => this.wheel(event), { passive: false });
     canvas.addEventListener('pointerdown', (event) => this.startDrag(event));
@@ -16,55 +16,66 @@ class PictureView {
     new ResizeObserver(() => this.draw()).observe(canvas);
   }
 
-  // A picture of width x height pixels; the bitmap may have fewer.
-  show(bitmap, width = bitmap.width, height = bitmap.height) {
+  // A picture of width x height pixels, or an area of it, which covers the one before as long as the
+  // size is the same; the bitmap may have fewer pixels.
+  show(bitmap, width = bitmap.width, height = bitmap.height, area = { left: 0, top: 0, width, height }) {
     const isOther = this.width !== width || this.height !== height;
-    if (this.bitmap) this.bitmap.close();
-    Object.assign(this, { bitmap, width, height });
+    const isWhole = area.width === width && area.height === height;
+    const kept = isOther || isWhole ? [] : this.layers.slice(0, 1);
+    for (const old of this.layers) if (!kept.includes(old)) old.bitmap.close();
+    Object.assign(this, { layers: [...kept, { bitmap, area }], width, height });
     if (isOther && this.scale !== 0) this.keepInside();
     this.draw();
   }
 
+  // The bitmap that was shown last.
+  get bitmap() { return this.layers.length > 0 ? this.layers.at(-1).bitmap : null; }
+
   fit() { this.scale = 0; this.draw(); }
 
-  get fitScale() {
+  fitScale({ width, height } = this) {
     const { clientWidth, clientHeight } = this.canvas;
-    return Math.min(clientWidth / this.width, clientHeight / this.height);
+    return Math.min(clientWidth / width, clientHeight / height);
   }
 
-  // How many pixels of the picture, in either direction, one of the screen shows.
-  get pixelsInOne() { return this.bitmap ? 1 / (this.place.scale * (window.devicePixelRatio || 1)) : 0; }
-
-  // Where the picture lies on the canvas, in CSS pixels.
-  get place() {
+  // Where the picture, or one of another size, lies on the canvas, in CSS pixels.
+  place(size = this) {
     const { clientWidth, clientHeight } = this.canvas;
-    const scale = this.scale || this.fitScale;
-    const width = this.width * scale, height = this.height * scale;
-    const x = width <= clientWidth ? (clientWidth - width) / 2 : -this.left * scale;
-    const y = height <= clientHeight ? (clientHeight - height) / 2 : -this.top * scale;
-    return { scale, x, y, width, height };
+    const scale = this.scale || this.fitScale(size);
+    const width = size.width * scale, height = size.height * scale;
+    const begin = (from, length, room) => (length <= room ? (room - length) / 2 : -inside(from, length / scale, room / scale) * scale);
+    return { scale, x: begin(this.left, width, clientWidth), y: begin(this.top, height, clientHeight), width, height };
+  }
+
+  // Which of its pixels are seen, and how many of them, in either direction, one of the screen shows.
+  seen(size = this) {
+    const { clientWidth, clientHeight } = this.canvas;
+    const { scale, x, y } = this.place(size);
+    const left = Math.max(0, Math.floor(-x / scale)), top = Math.max(0, Math.floor(-y / scale));
+    const right = Math.min(size.width, Math.ceil((clientWidth - x) / scale));
+    const bottom = Math.min(size.height, Math.ceil((clientHeight - y) / scale));
+    return { area: { left, top, width: right - left, height: bottom - top }, pixelsInOne: 1 / (scale * (window.devicePixelRatio || 1)) };
   }
 
   keepInside() {
     const { clientWidth, clientHeight } = this.canvas;
-    const limit = (value, size, view) => Math.max(0, Math.min(value, size - view / this.scale));
-    this.left = limit(this.left, this.width, clientWidth);
-    this.top = limit(this.top, this.height, clientHeight);
+    this.left = inside(this.left, this.width, clientWidth / this.scale);
+    this.top = inside(this.top, this.height, clientHeight / this.scale);
   }
 
   // Zooms by a factor; the pixel at (x, y) of the canvas stays where it is.
   zoom(factor, x = this.canvas.clientWidth / 2, y = this.canvas.clientHeight / 2) {
     if (!this.bitmap) return;
-    const before = this.place;
+    const before = this.place();
     const column = (x - before.x) / before.scale, row = (y - before.y) / before.scale;
-    this.scale = Math.max(Math.min(this.fitScale, 1), Math.min(MOST_ZOOM, before.scale * factor));
+    this.scale = Math.max(Math.min(this.fitScale(), 1), Math.min(MOST_ZOOM, before.scale * factor));
     this.left = column - x / this.scale;
     this.top = row - y / this.scale;
     this.keepInside();
     this.draw();
   }
 
-  oneToOne() { if (this.bitmap) this.zoom(1 / this.place.scale); }
+  oneToOne() { if (this.bitmap) this.zoom(1 / this.place().scale); }
 
   wheel(event) {
     event.preventDefault();
@@ -87,7 +98,7 @@ class PictureView {
       this.keepInside();
     }
     const { left, top } = this.canvas.getBoundingClientRect();
-    const { x, y, scale } = this.place;
+    const { x, y, scale } = this.place();
     this.pointAt(Math.floor((event.clientX - left - x) / scale), Math.floor((event.clientY - top - y) / scale));
   }
 
@@ -122,30 +133,33 @@ class PictureView {
   }
 
   drawNow() {
-    const { canvas, bitmap } = this;
+    const { canvas } = this;
     const density = window.devicePixelRatio || 1;
     canvas.width = Math.round(canvas.clientWidth * density);
     canvas.height = Math.round(canvas.clientHeight * density);
     if (canvas.width === 0) return;
     const context = canvas.getContext('2d');
-    const { scale, x, y, width, height } = this.place;
+    const { scale, x, y, width, height } = this.place();
     context.scale(density, density);
     context.imageSmoothingEnabled = scale < 1;
     context.imageSmoothingQuality = 'medium';
     // Only what is seen: a zoomed picture may be larger than any canvas.
-    const left = Math.max(0, Math.floor(-x / scale)), top = Math.max(0, Math.floor(-y / scale));
-    const right = Math.min(this.width, Math.ceil((canvas.clientWidth - x) / scale));
-    const bottom = Math.min(this.height, Math.ceil((canvas.clientHeight - y) / scale));
-    const across = bitmap.width / this.width, down = bitmap.height / this.height;
-    context.drawImage(bitmap, left * across, top * down, (right - left) * across, (bottom - top) * down,
-      x + left * scale, y + top * scale, (right - left) * scale, (bottom - top) * scale);
-    if (scale >= GRID_FROM) this.drawGrid(context, { left, top, right, bottom, x, y, scale });
+    const seen = this.seen().area;
+    for (const { bitmap, area } of this.layers) {
+      const { left, top, width: columns, height: rows } = common(seen, area);
+      if (columns <= 0 || rows <= 0) continue;
+      const across = bitmap.width / area.width, down = bitmap.height / area.height;
+      context.drawImage(bitmap, (left - area.left) * across, (top - area.top) * down, columns * across, rows * down,
+        x + left * scale, y + top * scale, columns * scale, rows * scale);
+    }
+    if (scale >= GRID_FROM) this.drawGrid(context, seen, x, y, scale);
     if (this.isPointShown) this.drawPoint(context, x, y, scale);
     this.onZoom(this.scale === 0 ? `fit, ${percent(scale)}` : percent(scale));
     canvas.dataset.drawn = `${width}x${height}`;
   }
 
-  drawGrid(context, { left, top, right, bottom, x, y, scale }) {
+  drawGrid(context, { left, top, width, height }, x, y, scale) {
+    const right = left + width, bottom = top + height;
     context.beginPath();
     for (let column = left; column <= right; ++column) {
       context.moveTo(x + column * scale, y + top * scale);
@@ -169,6 +183,18 @@ class PictureView {
       context.strokeRect(left, top, size, size);
     }
   }
+}
+
+// Where a part of `part` begins that is to begin at `value`, within a whole of `whole`.
+const inside = (value, whole, part) => Math.max(0, Math.min(value, whole - part));
+
+function common(a, b) {
+  const left = Math.max(a.left, b.left), top = Math.max(a.top, b.top);
+  return {
+    left, top,
+    width: Math.min(a.left + a.width, b.left + b.width) - left,
+    height: Math.min(a.top + a.height, b.top + b.height) - top,
+  };
 }
 
 const percent = (scale) => `${scale < 0.1 ? (100 * scale).toFixed(1) : Math.round(100 * scale)} %`;

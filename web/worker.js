@@ -5,6 +5,7 @@
 const HISTOGRAM_SAMPLES = 1 << 18;
 const MOST_BYTES_OF_A_LIST = 64 << 20;
 const HEX_BYTES = 64;
+const GROUP_PIXELS = 8; // of any format: a multiple of its groups, which takes whole bytes
 
 let engine, formats, file;
 // What lies in the engine's buffers.
@@ -116,16 +117,50 @@ function pictureHistogram(picture, isColor) {
   return counts;
 }
 
-// The pixel of the frame that a pixel of the picture shows: flips undone, then the rotation.
-function sourcePixel(look, x, y) {
-  if (look.flip & 4) x = shown.width - 1 - x;
-  if (look.flip & 8) y = shown.height - 1 - y;
-  switch (look.rotation) {
-    case 90: return [y, shown.width - 1 - x];
-    case 180: return [shown.width - 1 - x, shown.height - 1 - y];
-    case 270: return [shown.height - 1 - y, x];
+// The pixel of the frame that a pixel of a picture of width x height shows: flips undone, then the
+// rotation.
+function sourcePixel({ rotation, flip }, { width, height }, x, y) {
+  if (flip & 4) x = width - 1 - x;
+  if (flip & 8) y = height - 1 - y;
+  switch (rotation) {
+    case 90: return [y, width - 1 - x];
+    case 180: return [width - 1 - x, height - 1 - y];
+    case 270: return [height - 1 - y, x];
     default: return [x, y];
   }
+}
+
+// The other way: where a picture of width x height shows a pixel of the frame.
+function picturePixel({ rotation, flip }, { width, height }, column, row) {
+  const turned = { 90: [width - 1 - row, column], 180: [width - 1 - column, height - 1 - row], 270: [row, height - 1 - column] };
+  const [x, y] = turned[rotation] || [column, row];
+  return [flip & 4 ? width - 1 - x : x, flip & 8 ? height - 1 - y : y];
+}
+
+// The corners of an area, by whichever of the two, are those of another.
+function turnedArea(turn, look, size, { left, top, width, height }) {
+  const [x0, y0] = turn(look, size, left, top);
+  const [x1, y1] = turn(look, size, left + width - 1, top + height - 1);
+  return { left: Math.min(x0, x1), top: Math.min(y0, y1), width: Math.abs(x1 - x0) + 1, height: Math.abs(y1 - y0) + 1 };
+}
+
+// An area of a frame and what is around it, which demosaicing takes into account. It begins at
+// whole groups and cells.
+function withSurroundings(frame, { left, top, width, height }) {
+  const begin = (at) => Math.max(0, Math.floor(at / GROUP_PIXELS - 1) * GROUP_PIXELS);
+  const [x, y] = [begin(left), begin(top)];
+  return { left: x, top: y, width: Math.min(frame.width, left + width + GROUP_PIXELS) - x, height: Math.min(frame.height, top + height + GROUP_PIXELS) - y };
+}
+
+// Of the picture in the engine's buffer every so many pixels, across and down.
+function pickedPixels({ width, height, bytes }, across, down) {
+  const { buffer, byteOffset } = engine.room(PICTURE, bytes);
+  const pixels = new Uint32Array(buffer, byteOffset, bytes / 4);
+  const small = { width: Math.ceil(width / across), height: Math.ceil(height / down) };
+  const picked = new Uint32Array(small.width * small.height);
+  for (let y = 0, at = 0; y < small.height; ++y)
+    for (let x = 0, from = y * down * width; x < small.width; ++x, from += across) picked[at++] = pixels[from];
+  return new ImageData(new Uint8ClampedArray(picked.buffer), small.width, small.height);
 }
 
 // For each bit of a group's bytes, the highest first, which sample it belongs to and which bit of it
@@ -212,34 +247,22 @@ const tasks = {
     };
   },
 
-  // Every step-th pixel of every step-th row. The step is odd, so that the rows are a mosaic's,
-  // too, and the engine converts them as a frame of a larger stride.
-  async preview({ frame, look, step }) {
+  // Of an area of the picture every step-th pixel of every step-th row. The step is odd, so that the
+  // rows are a mosaic's, too, and the engine converts them as a frame of a larger stride.
+  async preview({ frame, look, area, step }) {
     shown = null;
     const { sizes, length } = load(frame);
     if (sizes.stride === 0) return null; // rows that begin within bytes, or a list of points
-    engine.setFrame({ ...frame, height: Math.ceil(frame.height / step), stride: sizes.stride * step });
-    engine.setTarget('rgba32', look);
-    const rows = engine.convert(PICTURE, length);
     const isLying = look.rotation % 180 !== 0; // rows of the frame are columns of the picture
-    const small = {
-      width: isLying ? rows.width : Math.ceil(rows.width / step),
-      height: isLying ? Math.ceil(rows.height / step) : rows.height,
-    };
-    const { byteOffset } = engine.room(PICTURE, rows.bytes);
-    const pixels = new Uint32Array(engine.calls.memory.buffer, byteOffset, rows.bytes / 4);
-    const picked = new Uint32Array(small.width * small.height);
-    const [across, down] = isLying ? [1, step] : [step, 1];
-    for (let y = 0, at = 0; y < small.height; ++y) {
-      const row = y * down * rows.width;
-      for (let x = 0; x < small.width; ++x) picked[at++] = pixels[row + x * across];
-    }
-    const image = new ImageData(new Uint8ClampedArray(picked.buffer), small.width, small.height);
-    const bitmap = await createImageBitmap(image);
-    return {
-      transfer: [bitmap], bitmap,
-      width: isLying ? frame.height : frame.width, height: isLying ? frame.width : frame.height,
-    };
+    const size = isLying ? { width: frame.height, height: frame.width } : { width: frame.width, height: frame.height };
+    const part = withSurroundings(frame, turnedArea(sourcePixel, look, size, area));
+    const start = part.top * sizes.stride + (part.left * formatOf(frame.code).bits) / 8;
+    engine.setFrame({ ...frame, width: part.width, height: Math.ceil(part.height / step), stride: sizes.stride * step });
+    engine.setTarget('rgba32', look);
+    const rows = engine.convert(PICTURE, length - start, start);
+    const bitmap = step === 1 ? await bitmapOf(rows)
+      : await createImageBitmap(isLying ? pickedPixels(rows, 1, step) : pickedPixels(rows, step, 1));
+    return { transfer: [bitmap], bitmap, ...size, area: turnedArea(picturePixel, look, size, part) };
   },
 
   // What lies under a pixel of the picture.
@@ -249,7 +272,7 @@ const tasks = {
     const format = formatOf(frame.code);
     const at = 4 * (y * shown.width + x);
     const colour = [...engine.room(PICTURE, shown.bytes).subarray(at, at + 3)];
-    const [column, row] = sourcePixel(shown.look, x, y);
+    const [column, row] = sourcePixel(shown.look, shown, x, y);
     const result = { x: column, y: row, colour, isColor: format.isColor };
     if (format.layout === POINTS) return result;
     const bits = sizes.stride > 0 ? 0 : row * frame.width * format.bits;

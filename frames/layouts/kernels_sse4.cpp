@@ -1,7 +1,6 @@
-// The SSE4.1 level, and that of 128-bit vectors in WebAssembly, where compilers know these
-// intrinsics, too.
+// The SSE4.1 level.
 
-#if defined(__x86_64__) || defined(__wasm_simd128__)
+#if defined(__x86_64__)
 
 #include "layouts/vector_kernels.h"
 

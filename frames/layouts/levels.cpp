@@ -7,7 +7,8 @@
 
 namespace frames {
 
-extern const KernelTable kPlainKernels, kSse4Kernels, kAvx2Kernels, kAvx512Kernels, kNeonKernels;
+extern const KernelTable kPlainKernels, kSse4Kernels, kAvx2Kernels, kAvx512Kernels, kNeonKernels,
+    kSimd128Kernels;
 
 namespace {
 
@@ -21,7 +22,7 @@ constexpr Level kLevels[] = {
 #elif defined(__aarch64__)
     {"neon", &kNeonKernels, [] { return true; }},
 #elif defined(__wasm_simd128__)
-    {"simd128", &kSse4Kernels, [] { return true; }},
+    {"simd128", &kSimd128Kernels, [] { return true; }},
 #endif
 };
 

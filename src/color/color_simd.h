@@ -20,12 +20,11 @@ struct Yuv {
     };
     // y: 0..255; u, v: the sample in the high byte, 0 in the low one
     static Half half(Reg y, Reg u, Reg v) {
-        const auto term = [](Reg chroma, int factor) {
-            return V::mulhi16(chroma, V::set16(factor));
-        };
         const Reg u0 = V::sub16(u, V::set16(128 << 8)), v0 = V::sub16(v, V::set16(128 << 8));
-        return {V::add16(y, term(v0, 359)), V::sub16(y, V::add16(term(u0, 88), term(v0, 183))),
-                V::add16(y, term(u0, 454))};
+        return {
+            V::add16(y, V::template mulhi16_by<359>(v0)),
+            V::sub16(y, V::add16(V::template mulhi16_by<88>(u0), V::template mulhi16_by<183>(v0))),
+            V::add16(y, V::template mulhi16_by<454>(u0))};
     }
     static Channels<V> clamped(const Half& lo, const Half& hi) {
         return {V::pack16(lo.red, hi.red), V::pack16(lo.green, hi.green),

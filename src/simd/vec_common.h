@@ -58,6 +58,11 @@ struct VecCommon {
     static Reg sar16(Reg a) {
         return (Reg)((SignedWords)a >> k);
     }
+    // The high halves of signed products.
+    template <int k>
+    static Reg mulhi16_by(Reg a) {
+        return V::mulhi16(a, V::set16(k));
+    }
     // 0xFF or 0 in every byte.
     static Reg equal8(Reg a, Reg b) { return (Reg)((Bytes)a == (Bytes)b); }
 

@@ -19,21 +19,21 @@ struct Vec16Wasm : LaneVec<Vec16Wasm<Level>, 16> {
     using Common::and_;
     using Common::kBytes;
     using Common::load;
-    using Common::set16;
-    using Common::set8;
     using Common::shuffle;
     using Common::store;
     using Common::table;
     using Common::zero;
     static constexpr bool kNarrowest = true;
 
-    // Loaded where it is used: browsers' compilers make a constant of two 64-bit numbers anew in
-    // every turn of a loop.
-    static Reg table(const ByteTable<16>& t) {
-        const uint8_t* bytes = t.at;
-        asm("" : "+r"(bytes));
-        return load(bytes);
+    // Clang makes constants where they are used, and browsers do so of two 64-bit numbers in every
+    // turn of a loop. What Clang does not see to be a constant is made before the loop.
+    static Reg kept(Reg constant) {
+        asm("" : "+r"(constant));
+        return constant;
     }
+    static Reg set8(int x) { return kept(Common::set8(x)); }
+    static Reg set16(int x) { return kept(Common::set16(x)); }
+    static Reg table(const ByteTable<16>& t) { return kept(load(t.at)); }
     // Indices are below 16 or kZeroByte.
     static Reg shuffle(Reg a, Reg indices) { return wasm_i8x16_swizzle(a, indices); }
     static Reg load_lanes(const uint8_t* p, ptrdiff_t) { return load(p); }
@@ -41,13 +41,15 @@ struct Vec16Wasm : LaneVec<Vec16Wasm<Level>, 16> {
     static bool is_zero(Reg a) { return !wasm_v128_any_true(a); }
     // a where the bits of mask are 1, else b
     static Reg bit_select(Reg mask, Reg a, Reg b) { return wasm_v128_bitselect(a, b, mask); }
-    // Of a, signed bytes in the high halves of lanes, by the bytes of b: each product has 16 bits,
-    // for which there is an instruction. (Of 32 bits, two, and one that puts them together.)
-    static Reg mulhi16(Reg a, Reg b) {
+    // Of a, signed bytes in the high halves of lanes, by k below 512: the product with the low byte
+    // of k has 16 bits, for which there is an instruction. (Of 32 bits, two, and one that puts them
+    // together.)
+    template <int k>
+    static Reg mulhi16_by(Reg a) {
+        static_assert(0 <= k && k < 512);
         const Reg bytes = Common::template sar16<8>(a);
-        const Reg low = wasm_i16x8_mul(bytes, and_(b, set16(0xFF)));
-        const Reg high = wasm_i16x8_mul(bytes, Common::template shr16<8>(b));
-        return add16(high, Common::template sar16<8>(low));
+        const Reg low = Common::template sar16<8>(wasm_i16x8_mul(bytes, set16(k % 256)));
+        return k < 256 ? low : add16(low, bytes);
     }
     static Reg mulhi16u(Reg a, Reg b) {
         return wasm_i16x8_shuffle(wasm_u32x4_extmul_low_u16x8(a, b),
@@ -110,9 +112,9 @@ struct Vec16Wasm : LaneVec<Vec16Wasm<Level>, 16> {
         store(p + 32, mix3(c, a, b));
     }
     static void store3_grey(uint8_t* p, Reg g) {
-        store(p, shuffle(g, Interleave3<16>::grey(0)));
-        store(p + 16, shuffle(g, Interleave3<16>::grey(1)));
-        store(p + 32, shuffle(g, Interleave3<16>::grey(2)));
+        store(p, shuffle(g, [](size_t i) { return i / 3; }));
+        store(p + 16, shuffle(g, [](size_t i) { return (16 + i) / 3; }));
+        store(p + 32, shuffle(g, [](size_t i) { return (32 + i) / 3; }));
     }
     // a b c 0
     static void store4(uint8_t* p, Reg a, Reg b, Reg c) {

@@ -69,6 +69,7 @@ function predicted(filter, left, up, corner) {
 export class Viewer {
   static async launch() {
     const made = new Viewer();
+    made.address = viewer;
     made.browser = await chromium.launch({ executablePath: '/usr/bin/chromium', args: ['--no-sandbox'] });
     return made;
   }

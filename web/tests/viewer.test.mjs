@@ -42,6 +42,30 @@ test('every format: the saved PNG has the pixels that the command makes', async 
   assert.equal(viewer.requests.length, 1);
 });
 
+test('a browser that lacks something is told what the page needs, and left in peace', async () => {
+  const lacking = {
+    'no decompression': () => { delete window.DecompressionStream; },
+    'no Workers': () => { delete window.Worker; },
+    'no SIMD: the module is not valid': () => {
+      const valid = Response.prototype.arrayBuffer;
+      Response.prototype.arrayBuffer = async function arrayBuffer() { return (await valid.call(this)).slice(0, 1000); };
+    },
+  };
+  for (const [name, remove] of Object.entries(lacking)) {
+    const context = await viewer.browser.newContext({ offline: true });
+    const page = await context.newPage();
+    let workers = 0;
+    page.on('worker', () => { ++workers; });
+    await page.addInitScript(remove);
+    await page.goto(viewer.address);
+    await page.waitForSelector('#message:not([hidden])');
+    await page.waitForTimeout(300);
+    assert.match(await page.textContent('#message'), /^This browser cannot run the page: it needs WebAssembly with SIMD/, name);
+    assert.ok(workers <= 2, `${name}: ${workers} Workers`);
+    await context.close();
+  }
+});
+
 test('every format in other targets and turns: the engine makes the bytes that the command makes', async () => {
   const engine = await loadEngine();
   for (const [i, { name, code }] of engine.formats().entries()) {
@@ -115,6 +139,74 @@ test('sliders, keys and the readout', async () => {
   await viewer.settled(() => page.keyboard.press('r'));
   assert.equal(await page.inputValue('#rotation'), '90');
   assert.equal(await page.textContent('#diagram tbody tr:first-child'), '7p0.11p1.3p1.11');
+});
+
+test('a file is dropped, or pasted', async () => {
+  const base64 = readFileSync(coffee).toString('base64');
+  for (const [event, holder] of [['drop', 'dataTransfer'], ['paste', 'clipboardData']]) {
+    const page = await viewer.start('#format=BayerRG12Packed&width=600&height=400');
+    await viewer.settled(() => page.evaluate(([name, property, data]) => {
+      const files = new DataTransfer();
+      files.items.add(new File([Uint8Array.from(atob(data), (letter) => letter.charCodeAt(0))], 'cup.raw'));
+      const Event = name === 'drop' ? DragEvent : ClipboardEvent;
+      document.body.dispatchEvent(new Event(name, { [property]: files, bubbles: true, cancelable: true }));
+    }, [event, holder, base64]));
+    assert.equal(await page.textContent('#file-name'), 'cup.raw, 360,000 bytes', event);
+    assert.equal(await page.evaluate(() => view.width), 600);
+  }
+});
+
+test('the wheel changes the width, and zooms where it stands', async () => {
+  const page = await viewer.start('#format=BayerRG12Packed&width=600&height=400');
+  await viewer.open(coffee);
+  for (const id of ['#width-slider', '#width'])
+    for (const [turn, shift, width] of [[-100, false, 601], [100, false, 600], [-100, true, 616], [100, true, 600]]) {
+      await page.hover(id);
+      if (shift) await page.keyboard.down('Shift');
+      await viewer.settled(() => page.mouse.wheel(0, turn));
+      if (shift) await page.keyboard.up('Shift');
+      assert.equal(Number(await page.inputValue('#width')), width, `${id} ${turn} ${shift}`);
+    }
+  // The pixel under the pointer stays there.
+  await page.focus('#picture');
+  for (const key of ['1', '+', '+']) await page.keyboard.press(key);
+  const box = await page.locator('#picture').boundingBox();
+  const [x, y] = [Math.round(box.x + box.width * 0.7), Math.round(box.y + box.height * 0.4)];
+  await page.mouse.move(x, y);
+  await page.waitForFunction(() => document.getElementById('readout').textContent.startsWith('x '));
+  const before = await page.textContent('#readout');
+  for (let i = 0; i < 4; ++i) await page.mouse.wheel(0, -100);
+  await page.waitForFunction(() => document.getElementById('zoom-value').textContent === '1600 %');
+  await page.mouse.move(x + 1, y);
+  await page.mouse.move(x, y);
+  await page.waitForFunction((text) => document.getElementById('readout').textContent === text, before);
+});
+
+test('play shows one frame after the other until it is stopped', async () => {
+  const path = join(folder, 'frames.bin');
+  writeFileSync(path, Buffer.concat(Array.from({ length: 5 }, (_, i) => Buffer.alloc(64 * 48, 40 * (i + 1)))));
+  const page = await viewer.start('#format=Mono8&width=64&height=48');
+  await page.evaluate(() => { guess = () => {}; });
+  await viewer.open(path);
+  await page.evaluate(() => {
+    window.seen = [];
+    const show = view.show.bind(view);
+    view.show = (bitmap, ...rest) => {
+      show(bitmap, ...rest);
+      view.drawNow();
+      const { canvas } = view;
+      window.seen.push(canvas.getContext('2d').getImageData(canvas.width / 2 + 4, canvas.height / 2 + 4, 1, 1).data[0]);
+    };
+  });
+  await page.click('#play');
+  assert.equal(await page.textContent('#play'), 'Stop');
+  await page.waitForFunction(() => window.seen.length >= 7);
+  await page.click('#play');
+  await page.waitForFunction(() => !isPainting);
+  const seen = await page.evaluate(() => window.seen);
+  assert.deepEqual(seen.slice(0, 7), [80, 120, 160, 200, 40, 80, 120]);
+  await page.waitForTimeout(300);
+  assert.ok((await page.evaluate(() => window.seen.length)) <= seen.length + 1);
 });
 
 test('the copied line makes the same PNG, the copied link the same page', async () => {
@@ -195,23 +287,59 @@ test('3 GB open within 2 seconds, or five times what a small file takes, and 300
 });
 
 // How long a whole picture takes in the same minute tells how fast the machine is.
-test('12 megapixels react to a slider within 100 ms, or a third of what the whole picture takes', async () => {
+test('12 megapixels react to a slider within 100 ms, or a third of what the whole picture takes, at any zoom', async () => {
   const path = join(folder, 'large_4096x3000_BayerRG12Packed.raw');
   writeFileSync(path, Buffer.alloc((4096 * 3000 * 3) / 2, readFileSync(coffee)));
   const page = await viewer.start();
   await viewer.open(path);
   await viewer.guessed();
-  const first = [], whole = [];
-  for (let i = 0; i < 9; ++i) {
-    const [drawn, done] = await viewer.reaction({ gamma: 1 + i / 10 });
-    first.push(Math.round(drawn));
-    whole.push(Math.round(done));
+  for (const key of ['0', '1', '-']) { // fit, 100 %, 50 %
+    await page.focus('#picture');
+    await page.keyboard.press(key);
+    const first = [], whole = [];
+    for (let i = 0; i < 9; ++i) {
+      const [drawn, done] = await viewer.reaction({ gamma: 1 + i / 10 });
+      first.push(Math.round(drawn));
+      whole.push(Math.round(done));
+    }
+    for (const times of [first, whole]) times.sort((a, b) => a - b);
+    console.log(`12 MP by slider at ${await page.textContent('#zoom-value')}, ms until it is drawn: ${first.join(' ')}; until it is whole: ${whole.join(' ')}`);
+    assert.ok(first[4] < Math.max(100, whole[4] / 3));
+    // What stays is not the preview.
+    assert.deepEqual(await page.evaluate(() => [view.bitmap.width, view.bitmap.height, shownFacts.bitmap === view.bitmap]), [4096, 3000, true]);
   }
-  for (const times of [first, whole]) times.sort((a, b) => a - b);
-  console.log(`12 MP by slider, ms until it is drawn: ${first.join(' ')}; until it is whole: ${whole.join(' ')}`);
-  assert.ok(first[4] < Math.max(100, whole[4] / 3));
-  // What stays is not the preview.
-  assert.deepEqual(await page.evaluate(() => [view.bitmap.width, view.bitmap.height, shownFacts.bitmap === view.bitmap]), [4096, 3000, true]);
+});
+
+test('the part of a picture that is made first looks as the whole does', async () => {
+  const bytes = Buffer.alloc(10e6, readFileSync(coffee));
+  const cases = [['BayerRG12Packed', { demosaic: 2 }], ['BayerGR10p', { rotation: 90 }], ['YUV422Packed', { rotation: 180, flipHorizontal: true }],
+    ['BayerBG14MIPI', { rotation: 270, flipVertical: true, gamma: 1.5 }], ['RGB8Packed', { flipVertical: true }]];
+  const path = join(folder, 'part.bin');
+  writeFileSync(path, bytes);
+  for (const [format, look] of cases) {
+    const page = await viewer.start(`#format=${format}&width=2504&height=1301`);
+    await page.evaluate(() => { guess = () => {}; });
+    await viewer.open(path);
+    await page.focus('#picture');
+    await page.keyboard.press('1');
+    const [areas, differences] = await page.evaluate(async (wanted) => {
+      const areas = [], pixels = [];
+      const show = view.show.bind(view);
+      view.show = (bitmap, ...rest) => {
+        show(bitmap, ...rest);
+        view.drawNow();
+        areas.push(bitmap.width * bitmap.height);
+        pixels.push(view.canvas.getContext('2d').getImageData(0, 0, view.canvas.width, view.canvas.height).data);
+      };
+      Object.assign(view, { left: 303, top: 207 });
+      change(wanted);
+      while (isPainting) await new Promise((resolve) => setTimeout(resolve, 1));
+      return [areas, pixels[0].filter((value, i) => value !== pixels.at(-1)[i]).length];
+    }, look);
+    assert.equal(areas.length, 2, format);
+    assert.ok(areas[0] < areas[1] / 2, `${format}: ${areas}`);
+    assert.equal(differences, 0, format);
+  }
 });
 
 test('previews lie as the whole pictures do', async () => {
