@@ -89,24 +89,26 @@ def check_items(view: memoryview, given: FrameLike, format: PixelFormat, big_end
         )
 
 
-def rows_of(view: memoryview, first: int) -> int:
+_ADVICE = {
+    "frame": "pass numpy.ascontiguousarray(frame)",
+    "out": "pass whole rows or columns, and rotate= or flip= to turn pictures",
+}
+
+
+def rows_of(name: str, array: Union[memoryview, Picture], first: int) -> int:
     """Bytes from row to row of an array whose dimension `first` are rows; 0 if they follow.
 
     Raises ValueError where more than that lies between two items of a row.
     """
-    shape, strides = view.shape or (), view.strides or ()
-    expected = view.itemsize
+    shape, strides, expected = array.shape or (), array.strides or (), array.itemsize
     for size, stride in zip(shape[:first:-1], strides[:first:-1]):
         if size > 1 and stride != expected:
-            raise ValueError(
-                "frame is not contiguous within its rows: pass numpy.ascontiguousarray(frame)"
-            )
+            raise ValueError(f"{name} is not contiguous within its rows: {_ADVICE[name]}")
         expected *= size
     stride = strides[first] if shape[first] > 1 else expected
     if stride < expected:
         raise ValueError(
-            "frame is not contiguous: its rows run backwards or overlap; pass "
-            "numpy.ascontiguousarray(frame)"
+            f"{name} is not contiguous: its rows run backwards or overlap; {_ADVICE[name]}"
         )
     return 0 if stride == expected else stride
 
@@ -149,12 +151,4 @@ def writable(
         raise ValueError("out is read-only")
     if flags.c_contiguous:
         return ctypes.addressof(_from_buffer(out)), 0
-    expected = out.itemsize
-    for size, stride in zip(shape[:rows:-1], out.strides[:rows:-1]):
-        if size > 1 and stride != expected:
-            raise ValueError("out is not contiguous within its rows: pass whole rows or columns")
-        expected *= size
-    stride = out.strides[rows] if shape[rows] > 1 else expected
-    if stride < expected:
-        raise ValueError("out has rows that run backwards or overlap: turn it by rotate= or flip=")
-    return address(out), 0 if stride == expected else stride
+    return address(out), rows_of("out", out, rows)

@@ -45,26 +45,6 @@ def flip_flag(name: str, value: Optional[str]) -> int:
     return _FLIPS[value]
 
 
-def _describe_frame(
-    width: SupportsIndex,
-    height: SupportsIndex,
-    format: FormatLike,
-    padding: SupportsIndex,
-    stride: SupportsIndex,
-    big_endian: Optional[bool],
-    video_range: Optional[bool],
-) -> _native.Frame:
-    """The frame; what the format's name says of its bytes holds unless the arguments say other."""
-    known, flags = resolve(format)
-    for flag, wanted in (
-        (_native.Frame.BIG_ENDIAN, big_endian),
-        (_native.Frame.VIDEO_RANGE, video_range),
-    ):
-        if wanted is not None:
-            flags = flags | flag if wanted else flags & ~flag
-    return make_frame(known, flags, width, height, padding, stride)
-
-
 def length_error(frame: _native.Frame, given: int) -> ValueError:
     """Why a buffer of `given` bytes is not a frame, and what would fit."""
     fit = _native.FileFit()
@@ -149,9 +129,8 @@ class Converter:
         self._handle: Optional[int] = None
         self._pipelines: Dict[Tuple[int, int], _native.Pipeline] = {}
         self._output: Optional[Picture] = None
-        self._frame = _describe_frame(
-            width, height, format, padding, stride, big_endian, video_range
-        )
+        known = resolve(format, big_endian, video_range)
+        self._frame = make_frame(*known, width, height, padding, stride)
         self._target = _native.Target(
             kind=_native.choice("to", to),
             demosaic=_native.choice("demosaic", method or demosaic),
@@ -227,7 +206,9 @@ class Converter:
         try:
             view, source, size, source_stride, _ = self._source(frame)
             if out is None:
-                out = self._own_output()
+                if self._output is None:
+                    self._output = np.empty(self._shape, self._dtype)
+                out = self._output
             target, stride = writable(out, self._shape, self._dtype, 0)
             if source_stride or stride or not self._handle:
                 pipeline = self._pipeline(source_stride, stride)
@@ -331,11 +312,6 @@ class Converter:
         self._pipelines[0, 0] = pipeline
         self._handle = pipeline.handle
 
-    def _own_output(self) -> Picture:
-        if self._output is None:
-            self._output = np.empty(self._shape, self._dtype)
-        return self._output
-
     def _open(self, source_stride: int, stride: int, threads: int) -> _native.Pipeline:
         """A pipeline for other strides or threads than those of the arguments."""
         frame, target = _native.Frame(), _native.Target()
@@ -361,18 +337,22 @@ class Converter:
             return self._picture_bytes
         return stride * (self._shape[0] - 1) + self._picture_row
 
-    def _source(self, frame: FrameLike) -> Source:
-        view = view_of("frame", frame)
+    def _view(self, name: str, given: FrameLike) -> memoryview:
+        view = view_of(name, given)
         if view.format != "B":
             big_endian = bool(self._frame.flags & _native.Frame.BIG_ENDIAN)
-            check_items(view, frame, self._format, big_endian)
+            check_items(view, given, self._format, big_endian)
+        if not view.c_contiguous and (view.ndim < 2 or self._is_list):
+            raise ValueError(f"{name} is not contiguous: pass numpy.ascontiguousarray({name})")
+        return view
+
+    def _source(self, frame: FrameLike) -> Source:
+        view = self._view("frame", frame)
         size = view.nbytes
         if view.ndim > 1 and not self._is_list:
             self._check_rows(view, 0)
             if not view.c_contiguous:
                 return self._strided(view, 0)
-        elif not view.c_contiguous:
-            raise ValueError("frame is not contiguous: pass numpy.ascontiguousarray(frame)")
         if size != self._frame_bytes and not self._is_list:
             if not self._needed_bytes <= size <= self._frame_bytes:
                 raise length_error(self._frame, size)
@@ -404,7 +384,7 @@ class Converter:
                 f"frame has rows of {row} bytes, expected {self._row_bytes} for "
                 f"{_native.describe(self._frame)}"
             )
-        stride = rows_of(view, first) or row
+        stride = rows_of("frame", view, first) or row
         span = stride * (int(self._frame.height) - 1) + self._row_bytes
         step = 0
         if first and view.strides and view.shape and view.shape[0] > 1:
@@ -415,20 +395,15 @@ class Converter:
         return view, address(view), span, stride, step
 
     def _batch(self, frames: FrameLike) -> Tuple[Source, int]:
-        view = view_of("frames", frames)
-        if view.format != "B":
-            big_endian = bool(self._frame.flags & _native.Frame.BIG_ENDIAN)
-            check_items(view, frames, self._format, big_endian)
+        view = self._view("frames", frames)
         if self._is_list:
             raise ValueError("Mono1C lists have no fixed length: convert them one by one")
         if view.ndim > 1:
-            self._check_rows(view, min(1, view.ndim - 2) if view.ndim > 2 else 0)
+            self._check_rows(view, int(view.ndim > 2))
             if not view.c_contiguous:
                 if view.ndim < 3:
                     raise ValueError("frames are not contiguous: pass an array (N, H, W)")
                 return self._strided(view, 1), (view.shape or (0,))[0]
-        elif not view.c_contiguous:
-            raise ValueError("frame is not contiguous: pass numpy.ascontiguousarray(frame)")
         fit, size = _native.FileFit(), view.nbytes
         _native.call(_native.file_measure, ctypes.byref(self._frame), size, ctypes.byref(fit))
         if fit.fit != _native.FileFit.EXACT:
@@ -436,10 +411,7 @@ class Converter:
         return (view, address(view), size, 0, self._frame_bytes), int(fit.frames)
 
 
-_PARAMETERS = tuple(
-    name for name in Converter.__init__.__annotations__ if name != "return"
-)
-
+_PARAMETERS = tuple(name for name in Converter.__init__.__annotations__ if name != "return")
 
 # Converters of earlier calls of convert(), which make it three times as fast for small frames. They
 # wait here while nobody is inside; those with threads or levels do not.
@@ -554,24 +526,13 @@ def auto_levels(
     >>> auto_levels(bytes(range(100, 200)), 10, 10, "Mono8").black >= 100
     True
     """
+    bytes_as: Dict[str, Any] = {"big_endian": big_endian, "video_range": video_range}
     with Converter(
-        width,
-        height,
-        format,
-        to="mono8",
-        padding=padding,
-        stride=stride,
-        big_endian=big_endian,
-        video_range=video_range,
+        width, height, format, to="mono8", padding=padding, stride=stride, **bytes_as
     ) as converter:
         view, source, size, source_stride, _ = converter._source(frame)
         described, record = converter._frame, _native.Levels()
         described.stride = source_stride or described.stride
-        _native.call(
-            _native.auto_levels,
-            ctypes.byref(described),
-            source,
-            size,
-            ctypes.byref(record),
-        )
+        records = ctypes.byref(described), ctypes.byref(record)
+        _native.call(_native.auto_levels, records[0], source, size, records[1])
     return from_record(record)

@@ -315,8 +315,24 @@ def _find(name: str) -> Tuple[PixelFormat, int]:
     return PixelFormat(code.value), flags.value
 
 
-def resolve(format: FormatLike) -> Tuple[PixelFormat, int]:
-    """The format given as member, name or code, and the flags of a frame that its name says."""
+def resolve(
+    format: FormatLike, big_endian: Optional[bool] = None, video_range: Optional[bool] = None
+) -> Tuple[PixelFormat, int]:
+    """The format given as member, name or code, and the flags of a frame.
+
+    What the name says of the bytes holds unless the other arguments say otherwise.
+    """
+    found, flags = _named(format)
+    for flag, wanted in (
+        (_native.Frame.BIG_ENDIAN, big_endian),
+        (_native.Frame.VIDEO_RANGE, video_range),
+    ):
+        if wanted is not None:
+            flags = flags | flag if wanted else flags & ~flag
+    return found, flags
+
+
+def _named(format: FormatLike) -> Tuple[PixelFormat, int]:
     if isinstance(format, PixelFormat):
         return format, 0
     if isinstance(format, str):

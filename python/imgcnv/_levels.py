@@ -53,6 +53,4 @@ def to_record(levels: Optional[Levels]) -> "Optional[ctypes._Pointer[_native.Lev
 
 def from_record(record: _native.Levels) -> Levels:
     gains = (record.red_gain or 1.0, record.green_gain or 1.0, record.blue_gain or 1.0)
-    return Levels(
-        record.black, record.white, gains, record.gamma or 1.0, record.contrast or 1.0
-    )
+    return Levels(record.black, record.white, gains, record.gamma or 1.0, record.contrast or 1.0)

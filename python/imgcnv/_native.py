@@ -17,94 +17,72 @@ OK, BAD_ARGUMENT, OUT_OF_MEMORY, UNKNOWN_FORMAT, BAD_SIZE, BAD_DATA, OVERLAP, BU
 TEXT_BYTES = 2048
 
 
+_KINDS: Dict[str, Any] = {
+    "int": ctypes.c_int,
+    "int64": ctypes.c_int64,
+    "uint32": ctypes.c_uint32,
+    "double": ctypes.c_double,
+    "text": ctypes.c_char_p,
+    "pointer": ctypes.c_void_p,
+}
+
+
+def _members(declarations: str) -> List[Tuple[str, Any]]:
+    """What follows struct_size in a structure of imgcnv_frames.h, in the header's order."""
+    kinds = [declaration.split(None, 1) for declaration in declarations.split(";")]
+    return [(name.strip(), _KINDS[kind]) for kind, names in kinds for name in names.split(",")]
+
+
 class _Record(ctypes.Structure):
     """A structure of imgcnv_frames.h, whose first member is its own size."""
+
+    _fields_: Any = [("struct_size", ctypes.c_size_t)]
 
     def __init__(self, *members: Any, **values: Any) -> None:
         super().__init__(ctypes.sizeof(self), *members, **values)
 
 
 class FormatInfo(_Record):
-    _fields_ = (
-        [("struct_size", ctypes.c_size_t), ("code", ctypes.c_uint32)]
-        + [
-            (name, ctypes.c_int)
-            for name in (
-                "bits_per_pixel depth layout order is_color group_pixels group_bytes in_core"
-            ).split()
-        ]
-        + [
-            (name, ctypes.c_char_p)
-            for name in "name layout_text pfnc gstreamer v4l2 ffmpeg ros opencv".split()
-        ]
+    _fields_ = _members(
+        "uint32 code; "
+        "int bits_per_pixel, depth, layout, order, is_color, group_pixels, group_bytes, in_core; "
+        "text name, layout_text, pfnc, gstreamer, v4l2, ffmpeg, ros, opencv"
     )
 
 
 class Frame(_Record):
     BIG_ENDIAN, VIDEO_RANGE = 1, 2
-    _fields_ = [
-        ("struct_size", ctypes.c_size_t),
-        ("format", ctypes.c_uint32),
-        ("flags", ctypes.c_uint32),
-    ] + [(name, ctypes.c_int64) for name in "width height stride skip gap".split()]
+    _fields_ = _members("uint32 format, flags; int64 width, height, stride, skip, gap")
 
 
 class FrameSizes(_Record):
-    _fields_ = [("struct_size", ctypes.c_size_t)] + [
-        (name, ctypes.c_int64) for name in "row_bytes stride frame_bytes needed_bytes".split()
-    ]
+    _fields_ = _members("int64 row_bytes, stride, frame_bytes, needed_bytes")
 
 
 class FileFit(_Record):
     EXACT = 0
-    _fields_ = [
-        ("struct_size", ctypes.c_size_t),
-        ("frames", ctypes.c_int64),
-        ("left_over", ctypes.c_int64),
-        ("fit", ctypes.c_int),
-        ("value", ctypes.c_int64),
-    ]
+    _fields_ = _members("int64 frames, left_over; int fit; int64 value")
 
 
 class Levels(_Record):
-    _fields_ = (
-        [("struct_size", ctypes.c_size_t)]
-        + [
-            (name, ctypes.c_double)
-            for name in "black white red_gain green_gain blue_gain gamma contrast".split()
-        ]
-        + [("curve", ctypes.c_void_p)]
+    _fields_ = _members(
+        "double black, white, red_gain, green_gain, blue_gain, gamma, contrast; pointer curve"
     )
 
 
 class Target(_Record):
     FULL_SCALE, KEEP_ALPHA, FLIP_HORIZONTAL, FLIP_VERTICAL = 1, 2, 4, 8
     _fields_ = [
-        ("struct_size", ctypes.c_size_t),
-        ("kind", ctypes.c_int),
-        ("demosaic", ctypes.c_int),
-        ("rotation", ctypes.c_int),
-        ("flags", ctypes.c_uint32),
-        ("threads", ctypes.c_int),
-        ("stride", ctypes.c_int64),
+        *_members("int kind, demosaic, rotation; uint32 flags; int threads; int64 stride"),
         ("levels", ctypes.POINTER(Levels)),
     ]
 
 
 class PictureInfo(_Record):
-    _fields_ = [
-        ("struct_size", ctypes.c_size_t),
-        ("width", ctypes.c_int64),
-        ("height", ctypes.c_int64),
-        ("channels", ctypes.c_int),
-        ("channel_bytes", ctypes.c_int),
-        ("row_bytes", ctypes.c_int64),
-        ("stride", ctypes.c_int64),
-        ("picture_bytes", ctypes.c_int64),
-        ("source_bytes", ctypes.c_int64),
-        ("threads", ctypes.c_int),
-        ("way", ctypes.c_char_p),
-    ]
+    _fields_ = _members(
+        "int64 width, height; int channels, channel_bytes; "
+        "int64 row_bytes, stride, picture_bytes, source_bytes; int threads; text way"
+    )
 
 
 Read = ctypes.CFUNCTYPE(
@@ -114,23 +92,18 @@ Read = ctypes.CFUNCTYPE(
 
 class Question(_Record):
     _fields_ = [
-        ("struct_size", ctypes.c_size_t),
-        ("data", ctypes.c_void_p),
-        ("bytes", ctypes.c_int64),
+        *_members("pointer data; int64 bytes"),
         ("read", Read),
         ("context", ctypes.c_void_p),
         ("known", Frame),
-        ("name", ctypes.c_char_p),
-        ("search_bytes", ctypes.c_int64),
+        *_members("text name; int64 search_bytes"),
     ]
 
 
 class Reading(_Record):
     _fields_ = [
-        ("struct_size", ctypes.c_size_t),
         ("frame", Frame),
-        ("frames", ctypes.c_int64),
-        ("score", ctypes.c_double),
+        *_members("int64 frames; double score"),
         ("unknown", ctypes.c_char * 256),
     ]
 
@@ -149,8 +122,7 @@ def _load() -> ctypes.CDLL:
             if core or own_core:
                 ctypes.CDLL(core or str(own_core))
             library = ctypes.CDLL(name)
-            for function in _FUNCTIONS:
-                library[function]
+            library["imgcnv_frames_version"]
             return library
         except (OSError, AttributeError) as failure:
             failures.append(f"  {name}: {failure}")
@@ -161,32 +133,6 @@ def _load() -> ctypes.CDLL:
     )
 
 
-_pointer, _text = ctypes.c_void_p, [ctypes.c_void_p, ctypes.c_size_t]
-_FUNCTIONS: Dict[str, Tuple[Any, List[Any]]] = {
-    "imgcnv_frames_version": (ctypes.c_char_p, []),
-    "imgcnv_format_count": (ctypes.c_int, []),
-    "imgcnv_format_at": (ctypes.c_int, [ctypes.c_int, _pointer]),
-    "imgcnv_find_format": (ctypes.c_int, [ctypes.c_char_p, _pointer, _pointer, *_text]),
-    "imgcnv_find_target": (ctypes.c_int, [ctypes.c_char_p, _pointer, *_text]),
-    "imgcnv_find_demosaic": (ctypes.c_int, [ctypes.c_char_p, _pointer, *_text]),
-    "imgcnv_frame_measure": (ctypes.c_int, [_pointer, _pointer, *_text]),
-    "imgcnv_frame_describe": (ctypes.c_int, [_pointer, *_text]),
-    "imgcnv_file_measure": (ctypes.c_int, [_pointer, ctypes.c_int64, _pointer, *_text]),
-    "imgcnv_row_bytes": (ctypes.c_int64, [ctypes.c_uint32, ctypes.c_int64]),
-    "imgcnv_pipeline_open": (ctypes.c_int, [_pointer, _pointer, _pointer, *_text]),
-    "imgcnv_pipeline_describe": (ctypes.c_int, [_pointer, _pointer]),
-    "imgcnv_pipeline_run": (
-        ctypes.c_int,
-        [_pointer, _pointer, ctypes.c_size_t, _pointer, ctypes.c_size_t, *_text],
-    ),
-    "imgcnv_pipeline_close": (None, [_pointer]),
-    "imgcnv_auto_levels": (
-        ctypes.c_int,
-        [_pointer, _pointer, ctypes.c_size_t, _pointer, *_text],
-    ),
-    "imgcnv_guess": (ctypes.c_int, [_pointer, _pointer, ctypes.c_int, _pointer, *_text]),
-}
-
 _library = _load()
 path: str = _library._name
 
@@ -195,29 +141,37 @@ path: str = _library._name
 _holding_gil = ctypes.PyDLL(path, handle=_library._handle)
 
 
-def _function(name: str, library: ctypes.CDLL = _holding_gil) -> Any:
-    function = library[f"imgcnv_{name}"]  # a fresh object each time, unlike getattr
-    function.restype, function.argtypes = _FUNCTIONS[f"imgcnv_{name}"]
+def _function(
+    name: str, arguments: str, *, result: Any = ctypes.c_int, library: ctypes.CDLL = _holding_gil
+) -> Any:
+    """A function by the kinds of its arguments, "said" being the room for a text."""
+    try:
+        function = library[f"imgcnv_{name}"]  # a fresh object each time, unlike getattr
+    except AttributeError as failure:
+        raise ImportError(f"imgcnv: {path} is of another version: {failure}") from None
+    kinds = arguments.replace("said", "pointer size").split()
+    function.argtypes = [ctypes.c_size_t if kind == "size" else _KINDS[kind] for kind in kinds]
+    function.restype = result
     return function
 
 
-format_count = _function("format_count")
-format_at = _function("format_at")
-find_format = _function("find_format")
-find_target = _function("find_target")
-find_demosaic = _function("find_demosaic")
-frame_measure = _function("frame_measure")
-frame_describe = _function("frame_describe")
-file_measure = _function("file_measure")
-row_bytes = _function("row_bytes")
-pipeline_open = _function("pipeline_open")
-pipeline_describe = _function("pipeline_describe")
-pipeline_run = _function("pipeline_run", _library)
-pipeline_close = _function("pipeline_close")
-auto_levels = _function("auto_levels", _library)
-guess = _function("guess", _library)
+format_count = _function("format_count", "")
+format_at = _function("format_at", "int pointer")
+find_format = _function("find_format", "text pointer pointer said")
+find_target = _function("find_target", "text pointer said")
+find_demosaic = _function("find_demosaic", "text pointer said")
+frame_measure = _function("frame_measure", "pointer pointer said")
+frame_describe = _function("frame_describe", "pointer said")
+file_measure = _function("file_measure", "pointer int64 pointer said")
+row_bytes = _function("row_bytes", "uint32 int64", result=ctypes.c_int64)
+pipeline_open = _function("pipeline_open", "pointer pointer pointer said")
+pipeline_describe = _function("pipeline_describe", "pointer pointer")
+pipeline_run = _function("pipeline_run", "pointer pointer size pointer size said", library=_library)
+pipeline_close = _function("pipeline_close", "pointer", result=None)
+auto_levels = _function("auto_levels", "pointer pointer size pointer said", library=_library)
+guess = _function("guess", "pointer pointer int pointer said", library=_library)
 
-version: str = _function("frames_version")().decode()
+version: str = _function("frames_version", "", result=ctypes.c_char_p)().decode()
 
 
 def raise_status(status: int, text: str) -> None:
@@ -237,13 +191,11 @@ def call(function: Any, *arguments: Any) -> str:
     return said
 
 
-_CHOICES = {"to": find_target, "demosaic": find_demosaic}
-
-
 @functools.lru_cache(maxsize=4096)
 def _choice(what: str, name: str) -> int:
     value = ctypes.c_int()
-    call(_CHOICES[what], name.encode(errors="replace"), ctypes.byref(value))
+    find = find_target if what == "to" else find_demosaic
+    call(find, name.encode(errors="replace"), ctypes.byref(value))
     return value.value
 
 
@@ -256,9 +208,7 @@ def choice(what: str, name: str) -> int:
 
 def describe(frame: Frame) -> str:
     """The frame in words: "Mono8 640x480"."""
-    text = ctypes.create_string_buffer(TEXT_BYTES)
-    frame_describe(ctypes.byref(frame), text, TEXT_BYTES)
-    return text.value.decode()
+    return call(frame_describe, ctypes.byref(frame))
 
 
 class Process:
@@ -281,17 +231,8 @@ class Pipeline:
 
     def __init__(self, frame: Frame, target: Target) -> None:
         handle = ctypes.c_void_p()
-        text = ctypes.create_string_buffer(TEXT_BYTES)
-        status = pipeline_open(
-            ctypes.addressof(frame),
-            ctypes.addressof(target),
-            ctypes.addressof(handle),
-            text,
-            TEXT_BYTES,
-        )
-        if status:
-            raise_status(status, text.value.decode())
-        self.handle, self.text = handle.value, text
+        call(pipeline_open, *map(ctypes.addressof, (frame, target, handle)))
+        self.handle = handle.value
         self._process = Process.current
 
     def describe(self) -> PictureInfo:
@@ -300,11 +241,7 @@ class Pipeline:
         return info
 
     def run(self, source: int, source_bytes: int, picture: int, picture_bytes: int) -> None:
-        status = pipeline_run(
-            self.handle, source, source_bytes, picture, picture_bytes, self.text, TEXT_BYTES
-        )
-        if status:
-            raise_status(status, self.text.value.decode())
+        call(pipeline_run, self.handle, source, source_bytes, picture, picture_bytes)
 
     def __del__(self) -> None:
         # A parent's pipeline waits for threads that a forked process does not have.
