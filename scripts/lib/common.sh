@@ -81,7 +81,8 @@ Install these Debian packages, or what your system calls them, and run this agai
     [ "$(id -u)" = 0 ] || as_root=sudo
     say "These packages are needed and not installed:$missing" >&2
     if [ -n "$as_root" ] && ! command -v sudo >/dev/null; then
-        refuse_to_install 'there is no sudo'
+        as_root=
+        refuse_to_install 'there is no sudo: become root'
     elif [ -n "${IMGCNV_YES-}" ]; then
         : # was answered by --yes
     elif [ -t 0 ] && [ -t 2 ]; then
