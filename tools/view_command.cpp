@@ -72,11 +72,13 @@ std::string settings_of(const std::string& name) {
 
 /// A page that leads to the address: what opens files for people drops the settings behind a name.
 fs::path write_redirection(const std::string& address) {
-    const char* cache = std::getenv("XDG_CACHE_HOME");
-    const char* home = std::getenv("HOME");
-    if (cache == nullptr && home == nullptr)
-        throw Failure("neither XDG_CACHE_HOME nor HOME is set");
-    const auto folder = (cache != nullptr ? fs::path(cache) : fs::path(home) / ".cache") / "imgcnv";
+    const auto variable = [](const char* name) {
+        const char* value = std::getenv(name);
+        return fs::path(value != nullptr ? value : "");
+    };
+    const auto cache = variable("XDG_CACHE_HOME"), home = variable("HOME");
+    if (cache.empty() && home.empty()) throw Failure("neither XDG_CACHE_HOME nor HOME is set");
+    const auto folder = (!cache.empty() ? cache : home / ".cache") / "imgcnv";
     fs::create_directories(folder);
     std::string link;
     for (const char c : address) link += c == '&' ? "&amp;" : std::string(1, c);

@@ -4,7 +4,7 @@
 const MOST_PIXELS_AT_FIRST = 8e6;
 const THUMBNAIL = 160;
 const PREVIEW_FROM = 3e6;   // pixels, which take about 50 ms
-const REST = 120;           // ms without a change, after which a large picture is made whole
+const REST = 250;           // ms without a change, after which a large picture is made whole
 const NUMBERS = ['width', 'height', 'stride', 'skip', 'gap', 'index', ...LEVELS];
 const CHECKS = ['whole', 'bigEndian', 'videoRange', 'flipHorizontal', 'flipVertical'];
 const CHOICES = ['demosaic', 'rotation'];

@@ -38,12 +38,13 @@ function load(frame) {
   const there = Math.max(0, file.size - offset);
   const length = isList ? Math.min(there, MOST_BYTES_OF_A_LIST) : sizes.frameBytes;
   if (there === 0) throw new Refusal(engine.fitFile(file.size).text || `the file has no frame ${frame.index}`);
-  if (!loaded || loaded.file !== file || loaded.offset !== offset || loaded.length !== length) {
+  if (!loaded || loaded.file !== file || loaded.offset !== offset || loaded.length < length) {
     loaded = samples = rawCounts = null;
-    const room = engine.room(SOURCE, length);
+    const more = length + (isList ? 0 : length >> 3); // whoever looks for the width tries the next one
+    const room = engine.room(SOURCE, more);
     const got = read(offset, room);
     room.fill(0, got);
-    loaded = { file, offset, length };
+    loaded = { file, offset, length: more };
   }
   const key = JSON.stringify(frame);
   if (loaded.key !== key) samples = rawCounts = null;
@@ -252,11 +253,14 @@ const tasks = {
   async preview({ frame, look, area, step }) {
     shown = null;
     const { sizes, length } = load(frame);
-    if (sizes.stride === 0) return null; // rows that begin within bytes, or a list of points
+    const rowsShareBytes = sizes.stride === 0; // or it is a list of points
+    if (rowsShareBytes && (step > 1 || sizes.rowBytes === 0)) return null;
     const isLying = look.rotation % 180 !== 0; // rows of the frame are columns of the picture
     const size = isLying ? { width: frame.height, height: frame.width } : { width: frame.width, height: frame.height };
     const part = withSurroundings(frame, turnedArea(sourcePixel, look, size, area));
-    const start = part.top * sizes.stride + (part.left * formatOf(frame.code).bits) / 8;
+    if (rowsShareBytes) Object.assign(part, { left: 0, width: frame.width });
+    const { bits } = formatOf(frame.code);
+    const start = (part.top * (rowsShareBytes ? frame.width * bits : 8 * sizes.stride) + part.left * bits) / 8;
     engine.setFrame({ ...frame, width: part.width, height: Math.ceil(part.height / step), stride: sizes.stride * step });
     engine.setTarget('rgba32', look);
     const rows = engine.convert(PICTURE, length - start, start);

@@ -68,8 +68,14 @@ unshare --net sh -euc '
 for frame in 0 1 2; do cmp -i $((frame * 360000)):0 -n 360000 /use/live_*.raw $coffee; done
 
 if dpkg-query -W imgcnv-web 2>/dev/null; then
-    echo "Looking at the browser page"
+    echo "Opening the browser page"
     head -n 1 /usr/share/imgcnv/viewer.html | grep '^<!doctype html>'
+    # Stands in for a desktop.
+    mkdir /use/desktop
+    printf '#!/bin/sh\ncp "$1" /use/opened.html\n' >/use/desktop/xdg-open
+    chmod +x /use/desktop/xdg-open
+    PATH=/use/desktop:$PATH XDG_CACHE_HOME=/use imgcnv view $coffee
+    grep -q 'file:///usr/share/imgcnv/viewer.html#file=coffee.*format=BayerRG12Packed' /use/opened.html
 fi
 
 echo "Upgrading each library alone"
