@@ -51,6 +51,7 @@ clean_root_make() {
     mkdir -p "$1"
     tar -C "$1" -xpf "$archive"
     # The system is thrown away: packages need not wait for the disk.
+    mkdir -p "$1/etc/dpkg/dpkg.cfg.d"
     echo force-unsafe-io >"$1/etc/dpkg/dpkg.cfg.d/00-no-sync"
     cp -L /etc/resolv.conf "$1/etc/resolv.conf"
     mount -t proc proc "$1/proc"
