@@ -18,8 +18,8 @@
  *     }
  *
  * A picture is whole: width x height pixels for every format and every geometry, the same bytes
- * from every language and with any number of threads. Beyond its edges a mosaic is taken to continue
- * mirrored.
+ * from every language and with any number of threads. Beyond its edges a mosaic is taken to
+ * continue mirrored.
  *
  * Errors: every function that can fail returns an imgcnv_status and, where the caller gives a
  * buffer for it, a text: what was expected, what was given, what to do. `text` may be null and
