@@ -8,6 +8,9 @@ counts as equal: the exchange of red and blue, and whether the samples of a scen
 are those of a mosaic or of a grey picture. Trailing bytes belong to no frame and do not count. What
 else no reader can tell stays in the set and counts as wrong: the depth of dark frames in words,
 noise that fills all bits, and grey or black-and-white ramps that look alike at several widths.
+
+Measured on 2026-11-22 over 204 dumps, seed 20261122 of "held_out": with the size given 91.2 %
+(first three 94.1 %), without 85.3 % (first three 87.7 %).
 """
 import argparse
 import collections
@@ -104,10 +107,14 @@ def key(dump, is_colourless=False):
 
 def kept_dump(arguments, photographs, number):
     """The dump, from the folder that keeps them where there is one."""
-    path = arguments.keep and pathlib.Path(arguments.keep) / f"{arguments.set}{number}"
+    case = dump_set.SETS[arguments.set]
+    if arguments.seed is not None:
+        case = case | {"seed": arguments.seed}
+    name = f"{arguments.set}_{case['seed']}_{number}"
+    path = arguments.keep and pathlib.Path(arguments.keep) / name
     if path and path.exists():
         return pickle.loads(path.read_bytes())
-    dump = dump_set.dump_of(photographs, dump_set.SETS[arguments.set], number)
+    dump = dump_set.dump_of(photographs, case, number)
     if path:
         path.write_bytes(pickle.dumps(dump))
     return dump
@@ -152,6 +159,7 @@ def main():
     parser = argparse.ArgumentParser(description=__doc__.splitlines()[0])
     parser.add_argument("library")
     parser.add_argument("--set", default="tuning", choices=dump_set.SETS)
+    parser.add_argument("--seed", type=int, help="draws other dumps than the set's own")
     parser.add_argument("--count", type=int, default=204)
     parser.add_argument("--only", type=int, nargs="*", help="numbers of dumps to explain")
     parser.add_argument("--pictures", action="append", default=[], metavar="FOLDER",
