@@ -5,10 +5,11 @@
 #include "support/engine.h"
 
 #include <arv.h>
-#include <glib/gstdio.h>
+#include <sys/mman.h>
 #include <unistd.h>
 #include <CLI/CLI.hpp>
 
+#include <cerrno>
 #include <cmath>
 #include <csignal>
 #include <cstdio>
@@ -80,28 +81,25 @@ void refuse_unusable_address(const std::string& text) {
     throw Failure("no camera can answer at " + text + ": " + error->message);
 }
 
-/// A file with the camera's description, as long as it lives.
+/// A file with the camera's description in memory, of which nothing is left however this ends.
 class XmlFile {
   public:
-    explicit XmlFile(const std::string& xml) {
-        char* path = nullptr;
-        const int file = g_file_open_tmp("imgcnv-fakecam-XXXXXX.xml", &path, nullptr);
-        if (file < 0) throw Failure("a temporary file cannot be made");
-        path_ = path;
-        g_free(path);
-        const bool is_written =
-            write(file, xml.data(), xml.size()) == static_cast<ssize_t>(xml.size());
-        close(file);
-        if (!is_written) throw Failure(path_ + ": cannot be written");
+    explicit XmlFile(const std::string& xml)
+        : file_(memfd_create("imgcnv-fakecam.xml", MFD_CLOEXEC)),
+          path_("/proc/self/fd/" + std::to_string(file_)) {
+        if (write(file_, xml.data(), xml.size()) != static_cast<ssize_t>(xml.size()))
+            throw Failure("no memory for the camera's description: " +
+                          std::string(strerror(errno)));
     }
-    ~XmlFile() { g_unlink(path_.c_str()); }
+    ~XmlFile() { close(file_); }
     XmlFile(const XmlFile&) = delete;
     XmlFile& operator=(const XmlFile&) = delete;
 
     const char* path() const { return path_.c_str(); }
 
   private:
-    std::string path_;
+    const int file_;
+    const std::string path_;
 };
 
 std::uint32_t read_register(ArvFakeCamera* camera, guint32 address) {
