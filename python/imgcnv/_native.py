@@ -6,7 +6,7 @@ import ctypes
 import functools
 import os
 import pathlib
-from typing import Any, Dict, List, Optional, Tuple
+from typing import Any, ClassVar, Dict, List, Optional, Tuple
 
 # Names that the dynamic loader knows the installed libraries by.
 CORE, ENGINE = "libimgcnv.so.1", "libimgcnv_frames.so.1"
@@ -36,7 +36,7 @@ def _members(declarations: str) -> List[Tuple[str, Any]]:
 class _Record(ctypes.Structure):
     """A structure of imgcnv_frames.h, whose first member is its own size."""
 
-    _fields_: Any = [("struct_size", ctypes.c_size_t)]
+    _fields_: ClassVar[Any] = [("struct_size", ctypes.c_size_t)]
 
     def __init__(self, *members: Any, **values: Any) -> None:
         super().__init__(ctypes.sizeof(self), *members, **values)
