@@ -2,6 +2,7 @@
 // alone; what it converts has the bytes of a conversion to rows without padding on one thread, and
 // nothing beyond the picture's pixels is touched.
 
+#include <algorithm>
 #include <cstring>
 #include <memory>
 #include <vector>
@@ -48,7 +49,8 @@ imgcnv_target any_target(Input& input, imgcnv_levels& levels) {
     target.rotation = static_cast<int>(input.pick(5)) * 90;
     target.flags = static_cast<uint32_t>(input.pick(16));
     target.threads = static_cast<int>(input.pick(5)) - 1;
-    if (input.pick(2) != 0) target.stride = any_size(input) * 9;
+    if (input.pick(2) != 0)
+        target.stride = std::clamp(any_size(input), INT64_MIN / 9, INT64_MAX / 9) * 9;
     if (input.pick(4) == 0) {
         levels.black = input.between(0, 300);
         levels.white = input.between(0, 5000);
