@@ -46,3 +46,15 @@ add_library(imgcnv_hardening INTERFACE)
 if(NOT IMGCNV_SANITIZE AND NOT EMSCRIPTEN)
   target_compile_definitions(imgcnv_hardening INTERFACE _GLIBCXX_ASSERTIONS)
 endif()
+
+# A library that needs no more than it is linked with, and shows what `map` lists.
+function(imgcnv_export_only library map)
+  set_property(TARGET ${library} PROPERTY LINK_DEPENDS ${map})
+  if(EMSCRIPTEN)
+    return()
+  endif()
+  target_link_options(${library} PRIVATE -Wl,--version-script=${map} -Wl,--as-needed)
+  if(NOT IMGCNV_SANITIZE) # whose runtime Clang links to programs alone
+    target_link_options(${library} PRIVATE -Wl,--no-undefined)
+  endif()
+endfunction()

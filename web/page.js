@@ -273,6 +273,7 @@ function takeHints({ width, height, code, flags }) {
 async function guess(number) {
   byId('guesses').hidden = false;
   byId('guess-state').textContent = 'Looking at the bytes …';
+  byId('guess-list').hidden = false;
   byId('guess-list').replaceChildren();
   byId('guess-text').textContent = '';
   helper.restart();
@@ -281,6 +282,7 @@ async function guess(number) {
     if (number !== opened) return;
     byId('guess-state').textContent = readings.length === 0 ? '' : `${readings.length} ${readings.length === 1 ? 'reading' : 'readings'}, the likeliest first`;
     byId('guess-text').textContent = text;
+    byId('guess-list').hidden = readings.length === 0;
     if (readings.length > 0 && !isTouched) apply(settingsOf(readings[0]));
     if (readings.length > 0) byId('guess-text').textContent = [readings[0].unknown && `Open: ${readings[0].unknown}`, text].filter(Boolean).join('\n');
     await showReadings(readings, number);
@@ -490,11 +492,12 @@ function wireFiles() {
     action(event.shiftKey ? 10 : 1);
   });
   matchMedia('(prefers-color-scheme: dark)').addEventListener('change', () => { if (shownFacts) drawFacts(format); });
-  addEventListener('hashchange', takeFragment);
+  // Not location.hash, which the page itself may have set since.
+  addEventListener('hashchange', ({ newURL }) => takeFragment(new URL(newURL).hash));
 }
 
-function takeFragment() {
-  const { settings: given, file: name } = fromFragment(location.hash);
+function takeFragment(fragment) {
+  const { settings: given, file: name } = fromFragment(fragment);
   if (Object.keys(given).length === 0) return;
   isTouched = true;
   if (name && !file) {
@@ -520,7 +523,7 @@ async function start() {
   showLines();
   wireControls();
   wireFiles();
-  takeFragment();
+  takeFragment(location.hash);
   diagrams = await helper.ask('diagrams');
   if (shownFacts) drawFacts(format);
   document.body.dataset.ready = 'yes';

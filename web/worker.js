@@ -138,7 +138,7 @@ function picturePixel({ rotation, flip }, { width, height }, column, row) {
   return [flip & 4 ? width - 1 - x : x, flip & 8 ? height - 1 - y : y];
 }
 
-// The corners of an area, by whichever of the two, are those of another.
+// The area that `turn` (sourcePixel or picturePixel) makes of an area of a picture of `size`.
 function turnedArea(turn, look, size, { left, top, width, height }) {
   const [x0, y0] = turn(look, size, left, top);
   const [x1, y1] = turn(look, size, left + width - 1, top + height - 1);

@@ -55,10 +55,10 @@ using Mosaic16 = Mosaic<const std::uint16_t* const*>;
 template <class Rows>
 OwnGreenOther nearest_pixel(const Mosaic<Rows>& m, std::int64_t y, std::int64_t x) {
     const std::int64_t left = x & ~std::int64_t{1};
-    const std::int64_t color = m.is_chroma_site(y, left) ? left : left + 1, green = color ^ 1;
+    const std::int64_t chroma = m.is_chroma_site(y, left) ? left : left + 1, green = chroma ^ 1;
     const std::int64_t across = y ^ 1;
-    const int mean = (m.at(y, green) + m.at(across, color)) >> 1;
-    return {m.at(y, color), x == color ? mean : m.at(y, green), m.at(across, green)};
+    const int mean = (m.at(y, green) + m.at(across, chroma)) >> 1;
+    return {m.at(y, chroma), x == chroma ? mean : m.at(y, green), m.at(across, green)};
 }
 
 // --- bilinear ---------------------------------------------------------------

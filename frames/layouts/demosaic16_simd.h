@@ -1,6 +1,6 @@
 // Demosaicing of 16-bit samples, the vector bodies; demosaic16_plain.h has the rules.
 //
-// A vector holds neighbouring pixels of a row, colour and green sites in turn. What either kind of
+// A vector holds neighbouring pixels of a row, chroma and green sites in turn. What either kind of
 // site needs is computed at all of them and blended.
 #pragma once
 
@@ -223,8 +223,8 @@ struct Demosaic16Rows {
 /// Calls f with the constants that a row is.
 template <class V, class F>
 void with_row_kind(Demosaic16Row row, F f) {
-    if (row.color_first && row.own_first) return f(Demosaic16Rows<V, true, true>());
-    if (row.color_first) return f(Demosaic16Rows<V, true, false>());
+    if (row.chroma_first && row.own_first) return f(Demosaic16Rows<V, true, true>());
+    if (row.chroma_first) return f(Demosaic16Rows<V, true, false>());
     if (row.own_first) return f(Demosaic16Rows<V, false, true>());
     f(Demosaic16Rows<V, false, false>());
 }

@@ -15,7 +15,7 @@ SampleLayout sample_layout(const Format& format, bool big_endian);
 /// What a row of a mosaic is: whether its first pixel below is a chroma site, and whether the
 /// colour that the row has samples of goes first into a pixel.
 struct Demosaic16Row {
-    bool color_first;
+    bool chroma_first;
     bool own_first;
     int depth;
 };

@@ -149,11 +149,11 @@ inline void copy_few(uint8_t* to, const uint8_t* from, size_t bytes) {
 }
 
 /// Calls Body::block(source, out) for whole blocks, and for what is left with copies in buffers:
-/// nothing outside the exact ranges is read or written.
+/// nothing is read beyond `readable` or written beyond `out_bytes`.
 ///
-///   in_bytes, out_bytes  what is converted
-///   readable             bytes from `source` on that may be read: in_bytes at least
-///   Body::kIn, kOut     bytes of a block
+///   in_bytes, out_bytes    what is converted
+///   readable               bytes from `source` on that may be read: in_bytes at least
+///   Body::kIn, kOut        bytes of a block
 ///   Body::kReads, kWrites  bytes that a block reads and writes, at least kIn and kOut
 template <class V, class Body>
 inline void run_blocks(const Body& body, const uint8_t* source, size_t in_bytes, size_t readable,

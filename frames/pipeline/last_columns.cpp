@@ -115,13 +115,13 @@ class AdaptiveColumns {
 template <int kChannels>
 class PartOfColumns {
   public:
+    /// first_y: the part's first row, as the completed mosaic counts them
     PartOfColumns(const Mosaic8& mosaic, const Demosaic16& job, const Rectangle& keep,
-                  std::uint8_t* out, std::int64_t stride)
-        : m_(mosaic), job_(job), keep_(keep), out_(out), stride_(stride) {}
+                  std::int64_t first_y, std::uint8_t* out, std::int64_t stride)
+        : m_(mosaic), job_(job), keep_(keep), first_y_(first_y), out_(out), stride_(stride) {}
 
-    /// first_y, end_y: the part's rows, as the completed mosaic counts them
-    void make(std::int64_t first_y, std::int64_t end_y) {
-        first_y_ = first_y;
+    void make() {
+        const auto first_y = first_y_, end_y = first_y_ + keep_.rows();
         const int edge = job_.method == IMGCNV_ADAPTIVE   ? 2
                          : job_.method == IMGCNV_BILINEAR ? 1
                                                           : 0;
@@ -177,9 +177,9 @@ class PartOfColumns {
     const Mosaic8& m_;
     const Demosaic16& job_;
     const Rectangle& keep_;
+    const std::int64_t first_y_;
     std::uint8_t* const out_;
     const std::int64_t stride_;
-    std::int64_t first_y_ = 0;
 };
 
 }  // namespace
@@ -196,8 +196,7 @@ void LastColumns::make(const Rectangle& keep, const std::uint8_t* bytes, std::ui
     const Mosaic8 mosaic(job, {samples - (job.width - kColumns)}, first + completed.rows_above);
     const auto first_y = keep.first_row + completed.rows_above;
     const auto make = [&]<int kChannels>() {
-        PartOfColumns<kChannels>(mosaic, job, keep, out, wish_.stride)
-            .make(first_y, first_y + keep.rows());
+        PartOfColumns<kChannels>(mosaic, job, keep, first_y, out, wish_.stride).make();
     };
     wish_.channels == 1   ? make.template operator()<1>()
     : wish_.channels == 3 ? make.template operator()<3>()

@@ -87,7 +87,7 @@ class XmlFile {
     explicit XmlFile(const std::string& xml)
         : file_(memfd_create("imgcnv-fakecam.xml", MFD_CLOEXEC)),
           path_("/proc/self/fd/" + std::to_string(file_)) {
-        if (write(file_, xml.data(), xml.size()) != static_cast<ssize_t>(xml.size()))
+        if (file_ < 0 || write(file_, xml.data(), xml.size()) != static_cast<ssize_t>(xml.size()))
             throw Failure("no memory for the camera's description: " +
                           std::string(strerror(errno)));
     }

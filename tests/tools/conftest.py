@@ -32,6 +32,17 @@ def run(tmp_path):
     return run_it
 
 
+def read_terminal(controller):
+    """All that was written to the other side of a terminal, which everybody has closed."""
+    said = b""
+    try:
+        while chunk := os.read(controller, 65536):
+            said += chunk
+    except OSError:  # how Linux says that nobody is left
+        pass
+    return said
+
+
 @pytest.fixture
 def samples():
     return SOURCE / "samples"

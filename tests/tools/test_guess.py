@@ -10,7 +10,7 @@ import numpy as np
 import pytest
 from PIL import Image
 
-from conftest import TOOL
+from conftest import TOOL, read_terminal
 
 # Frames whose colours exchange give the same numbers count as one answer.
 TWINS = {"BG": "RG", "GR": "GB"}
@@ -105,12 +105,7 @@ def test_preview_sends_what_the_terminal_understands(tmp_path, environment, colo
     process = subprocess.Popen([TOOL, "preview", "f.raw", "-f", "Mono8", "-s", "200x100"],
                                stdout=terminal, cwd=tmp_path, env=base | environment)
     os.close(terminal)
-    said = b""
-    try:
-        while chunk := os.read(controller, 65536):
-            said += chunk
-    except OSError:
-        pass
+    said = read_terminal(controller)
     assert process.wait() == 0
     assert (b"\x1b" in said) == colored == ("\u2580" in said.decode())
     lines = re.sub(r"\x1b\[[0-9;]*m", "", said.decode()).split("\r\n")

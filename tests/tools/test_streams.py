@@ -10,7 +10,7 @@ import numpy as np
 import pytest
 from PIL import Image
 
-from conftest import TOOL
+from conftest import TOOL, read_terminal
 
 W, H = 6, 4
 FRAME = W * H
@@ -176,12 +176,7 @@ def test_terminal(tmp_path, colored):
                                 "2000x1000", "--frames", "0-39", "-o", "x%d.png", "-j", "1"],
                                stderr=terminal, cwd=tmp_path, env=environment)
     os.close(terminal)
-    said = b""
-    try:
-        while chunk := os.read(controller, 4096):
-            said += chunk
-    except OSError:
-        pass
+    said = read_terminal(controller)
     assert process.wait() == 1
     assert b"MB/s" in said and b"left" in said and b"/80" in said
     assert b"#" not in said.rsplit(b"\r\x1b[K", 1)[1]

@@ -32,13 +32,13 @@ void put_chunk(Bytes& out, const char* type, std::span<const std::uint8_t> data)
 
 void put_header(Bytes& out, const Picture& picture) {
     constexpr std::uint8_t kSignature[] = {0x89, 'P', 'N', 'G', '\r', '\n', 0x1A, '\n'};
-    constexpr std::uint8_t kGrey = 0, kChroma = 2, kColorAlpha = 6;
+    constexpr std::uint8_t kGrey = 0, kColor = 2, kColorAlpha = 6;
     out.insert(out.end(), std::begin(kSignature), std::end(kSignature));
     std::array<std::uint8_t, 13> header{};
     put32(header.data(), static_cast<std::uint32_t>(picture.width));
     put32(header.data() + 4, static_cast<std::uint32_t>(picture.height));
     header[8] = static_cast<std::uint8_t>(8 * picture.kind.sample_bytes);
-    header[9] = picture.kind.has_alpha() ? kColorAlpha : picture.kind.is_color() ? kChroma : kGrey;
+    header[9] = picture.kind.has_alpha() ? kColorAlpha : picture.kind.is_color() ? kColor : kGrey;
     put_chunk(out, "IHDR", header);
 }
 

@@ -90,8 +90,12 @@ export class Viewer {
     return this.page;
   }
 
+  // As if somebody had typed the fragment: the page hears of it some time later.
   async set(fragment) {
-    await this.page.evaluate((hash) => { location.hash = hash; }, fragment);
+    await this.page.evaluate((hash) => new Promise((resolve) => {
+      addEventListener('hashchange', resolve, { once: true });
+      location.hash = hash;
+    }), fragment);
     await this.page.waitForFunction(() => !isPainting);
   }
 

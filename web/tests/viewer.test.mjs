@@ -159,6 +159,10 @@ test('a file is dropped, or pasted', async () => {
 test('the wheel changes the width, and zooms where it stands', async () => {
   const page = await viewer.start('#format=BayerRG12Packed&width=600&height=400');
   await viewer.open(coffee);
+  await page.hover('#width');
+  await viewer.guessed();
+  await viewer.settled(() => page.mouse.wheel(0, -100)); // the field is where it was before the guesses came
+  await viewer.settled(() => page.mouse.wheel(0, 100));
   for (const id of ['#width-slider', '#width'])
     for (const [turn, shift, width] of [[-100, false, 601], [100, false, 600], [-100, true, 616], [100, true, 600]]) {
       await page.hover(id);
@@ -235,6 +239,17 @@ test('the copied line makes the same PNG, the copied link the same page', async 
   assert.match(await viewer.page.textContent('#wanted'), /it's a dump\.raw/);
   await viewer.open(file);
   assert.equal(await viewer.page.inputValue('#line'), line);
+});
+
+test('a fragment is taken though the page saves its own before it hears of it', async () => {
+  const page = await viewer.start('#format=Mono8&width=100');
+  await viewer.open(coffee);
+  await page.evaluate(() => new Promise((resolve) => {
+    addEventListener('hashchange', resolve, { once: true });
+    location.hash = 'format=Mono8&width=333';
+    history.replaceState(null, '', '#format=Mono8&width=100');
+  }));
+  assert.equal(await page.inputValue('#width'), '333');
 });
 
 test('the picture of the documentation', async () => {

@@ -5,7 +5,7 @@ import subprocess
 
 import pytest
 
-from blocks import ROOT
+from conftest import SOURCE, read_terminal
 
 ROOT_USER, USER = 0, 1000
 
@@ -28,7 +28,7 @@ def test_packages_are_installed_after_a_yes(tmp_path, user, sudo, answer, option
     for name, text in programs.items():
         (tmp_path / name).write_text(f"#!/bin/sh\n{text}\n")
         (tmp_path / name).chmod(0o755)
-    script = f'set -eu; root={tmp_path}; . {ROOT}/scripts/lib/common.sh; ensure_packages one two'
+    script = f'set -eu; root={tmp_path}; . {SOURCE}/scripts/lib/common.sh; ensure_packages one two'
     controller, terminal = pty.openpty()
     os.write(controller, f"{answer}\n".encode())
     asks = answer is not None
@@ -38,13 +38,7 @@ def test_packages_are_installed_after_a_yes(tmp_path, user, sudo, answer, option
                           stdin=terminal if asks else subprocess.DEVNULL,
                           stdout=terminal, stderr=terminal if asks else subprocess.STDOUT)
     os.close(terminal)
-    said = b""
-    try:
-        while chunk := os.read(controller, 65536):
-            said += chunk
-    except OSError:
-        pass
-    text = said.decode()
+    text = read_terminal(controller).decode()
     assert "needed and not installed: one two" in text and expected in text
     assert (done.returncode == 0) == installs
     asked_for = (tmp_path / "apt").read_text() if (tmp_path / "apt").exists() else ""
