@@ -83,6 +83,19 @@ double against_colours(const Channel& a, const Channel& b, const Channel& c) {
     return is_other(a, b, c) || is_other(b, c, a) || is_other(c, a, b) ? kNoColour : 0;
 }
 
+/// Grey pixels stored as colours change at every third byte and nowhere else.
+double against_grey(std::span<const std::uint8_t> bytes) {
+    constexpr double kColours = 0.3, kNearlyAll = 0.97, kFewest = 500;
+    constexpr std::size_t kSampledBytes = 1 << 16;
+    const auto taken = std::min(bytes.size(), kSampledBytes);
+    bytes = bytes.subspan((bytes.size() - taken) / 2, taken);
+    std::array<double, 3> changes{};
+    for (std::size_t i = 1; i < bytes.size(); ++i) changes[i % 3] += bytes[i] != bytes[i - 1];
+    const auto all = changes[0] + changes[1] + changes[2];
+    const auto most = *std::max_element(changes.begin(), changes.end());
+    return all > kFewest && most > kNearlyAll * all ? kColours : 0;
+}
+
 }  // namespace
 
 double against_channels(std::span<const std::uint8_t> window, const Hypothesis& hypothesis) {
@@ -90,8 +103,11 @@ double against_channels(std::span<const std::uint8_t> window, const Hypothesis& 
     const auto& fit = *hypothesis.fit;
     const bool has_alpha = channels(*fit.coding.format) == 4;
     const bool is_yuv_coding = is_yuv(*fit.coding.format);
-    if (!is_yuv_coding && channels(*fit.coding.format) == 1) return 0;
     const auto end = std::min(static_cast<std::int64_t>(window.size()), fit.reach);
+    if (!is_yuv_coding && channels(*fit.coding.format) == 1)
+        return fit.coding.format->depth == 8
+                   ? against_grey(window.first(static_cast<std::size_t>(end)))
+                   : 0;
     const auto rows = 8 * (end - hypothesis.start) / hypothesis.pitch_bits;
     // The middle of rows; groups of all codings are whole at multiples of 8 pixels.
     const auto width = std::min(hypothesis.width, kSampledColumns);

@@ -40,6 +40,7 @@ constexpr double kForeignEnd = 0.08;   // the same of pieces of rows
 constexpr double kMissedEnd = 0.08;
 constexpr double kNoJump = 0.12;  // frames begin where the picture goes on
 constexpr double kJump = -0.04;
+constexpr double kSameScene = -0.2;  // each frame shows what the one before showed
 
 constexpr std::int64_t kLongestHeader = 8192;
 constexpr std::int64_t kLongestGap = 65536;
@@ -49,6 +50,7 @@ constexpr std::array<std::int64_t, 14> kUsualLengths{16,  32,  48,  64,   80,   
 constexpr std::int64_t kLostFrames = 64;  // fewer than without gaps
 constexpr std::int64_t kMostFrames = 64;  // of an unknown height
 constexpr std::size_t kCompared = 8;
+constexpr double kClearLikeness = 0.5;
 
 bool is_usual(std::int64_t bytes) {
     return std::find(kUsualLengths.begin(), kUsualLengths.end(), bytes) != kUsualLengths.end();
@@ -177,8 +179,8 @@ class Placer {
             if (!is_likely_begin(skip)) continue;
             const auto end = rows_before_trailer(skip, rows);
             if (end != rows) add({end, 1, skip, 0, 0, false, 0});
-            if (const auto count = frames_by_jumps(skip, rows); count > 1)
-                add({rows / count, count, skip, 0, 0, false, 0});
+            for (const auto count : {frames_by_jumps(skip, rows), frames_by_scene(skip, rows)})
+                if (count > 1) add({rows / count, count, skip, 0, 0, false, 0});
         }
         add_with_gaps();
     }
@@ -223,6 +225,49 @@ class Placer {
             }
         }
         return best;
+    }
+
+    /// The number of frames that divides the rows into pictures of one scene; 1 where none does.
+    std::int64_t frames_by_scene(std::int64_t skip, std::int64_t rows) {
+        std::int64_t best = 1;
+        double best_likeness = kClearLikeness;
+        for (std::int64_t count = 2; count <= std::min(rows / kFewestRows, kMostFrames); ++count) {
+            if (rows % count != 0) continue;
+            const auto likeness = scene_likeness({rows / count, count, skip, 0, 0, false, 0});
+            // Frames twice as high are as much alike: the lower height wins.
+            if (likeness < best_likeness - 0.05) continue;
+            best_likeness = std::max(best_likeness, likeness);
+            best = count;
+        }
+        return best;
+    }
+
+    /// How much each frame shows what the one before showed: 0 where rows are as far from the same
+    /// rows of the next frame as from others, 1 where they are the same. All rows together, since
+    /// empty rows of a page are like many others; and the mean of each one's likeness, since a single
+    /// far row is no scene.
+    double scene_likeness(const Placement& placement) {
+        constexpr std::int64_t kRows = 8;
+        if (placement.frames < 2) return 0;
+        const auto frame = 8 * (frame_bytes(pitch_, placement.height) + placement.gap);
+        const auto other = std::max<std::int64_t>(lines(), placement.height / 3 / 2 * 2);
+        double same = 0, different = 0, likeness = 0;
+        int compared = 0;
+        for (std::int64_t i = 0; i < kRows; ++i) {
+            const auto begin = 8 * placement.skip + i * (placement.frames - 1) / kRows * frame;
+            const auto y = placement.height * (2 * i + 1) / (2 * kRows);
+            const auto next = begin + frame;
+            const auto of_same = steps_.step(begin + y * pitch_, next + y * pitch_);
+            const auto of_other = steps_.step(
+                begin + y * pitch_, next + (y + other) % placement.height * pitch_);
+            if (!of_same.is_known() || !of_other.is_known()) continue;
+            same += of_same.mean;
+            different += of_other.mean;
+            if (of_same.mean < of_other.mean) likeness += 1 - of_same.mean / of_other.mean;
+            ++compared;
+        }
+        if (same >= different) return 0;
+        return std::min(1 - same / different, likeness / compared);
     }
 
     /// Frames of an unknown height with bytes between them: lengths that divide, and jumps.
@@ -337,6 +382,7 @@ class Placer {
             rows_before_trailer(skip, placement.height) != placement.height)
             penalty += kForeignRows;
         if (placement.frames > 1) {
+            penalty += kSameScene * scene_likeness(placement);
             const auto step =
                 boundary_step(placement.height, placement.frames, skip, placement.gap);
             const auto last = skip + (placement.frames - 1) *

@@ -94,35 +94,58 @@ class ErrorBits {
     std::int64_t member_bits_ = 0;
 };
 
-/// Pixels of few bits: what a pixel is, given the neighbours that come before it; of 4 bits two of
-/// them, since more would take longer to learn than a picture lasts.
+/// Pixels of few bits: what a pixel is, given neighbours that come before it. Each further neighbour
+/// tells more and takes longer to learn, so that the best number of them counts.
 class PixelBits {
   public:
-    explicit PixelBits(int depth)
-        : depth_(depth), counts_((depth > 2 ? 1U << 2 * depth : 1U << 4 * depth) << depth) {}
+    explicit PixelBits(int depth) : depth_(depth) {
+        const auto add = [&](int neighbours) {
+            contexts_.push_back({neighbours, Counts(std::size_t{1} << (neighbours + 1) * depth)});
+        };
+        add(depth <= 2 ? 4 : 2);
+        if (depth == 1) add(7);
+    }
 
     void add_row(std::span<const int> row, std::span<const int> above) {
-        for (std::size_t x = 1; x + 1 < row.size(); ++x) {
-            auto context = row[x - 1] << depth_ | above[x];
-            if (depth_ <= 2) context = (context << depth_ | above[x - 1]) << depth_ | above[x + 1];
-            ++counts_[static_cast<std::size_t>(context << depth_ | row[x])];
+        for (std::size_t x = kReach; x + kReach < row.size(); ++x) {
+            // The nearest come first.
+            const int near[] = {row[x - 1], above[x],     above[x - 1], above[x + 1],
+                                row[x - 2], above[x + 2], above[x - 2]};
+            std::size_t symbol = static_cast<std::size_t>(row[x]);
+            int taken = 0;
+            for (auto& [neighbours, counts] : contexts_) {
+                for (; taken < neighbours; ++taken)
+                    symbol |= static_cast<std::size_t>(near[taken]) << (taken + 1) * depth_;
+                ++counts[symbol];
+            }
         }
         all_ += static_cast<double>(row.size());
-        edges_ += static_cast<double>(std::min<std::size_t>(2, row.size()));
+        edges_ += static_cast<double>(std::min(2 * kReach, row.size()));
     }
 
     double bits() const {
-        double sum = 0;
+        double best = std::numeric_limits<double>::infinity();
         const auto values = std::size_t{1} << depth_;
-        for (std::size_t at = 0; at < counts_.size(); at += values)
-            sum += entropy_bits(std::span(counts_).subspan(at, values));
-        return sum * all_ / std::max(1.0, all_ - edges_);
+        for (const auto& context : contexts_) {
+            double sum = 0;
+            for (std::size_t at = 0; at < context.counts.size(); at += values)
+                sum += entropy_bits(std::span(context.counts).subspan(at, values));
+            best = std::min(best, sum);
+        }
+        return best * all_ / std::max(1.0, all_ - edges_);
     }
 
   private:
+    using Counts = std::vector<std::uint32_t>;
+    struct Context {
+        int neighbours;
+        Counts counts;  // by the neighbours' values and, in the lowest bits, the pixel's
+    };
+    static constexpr std::size_t kReach = 2;
+
     int depth_;
-    std::vector<std::uint32_t> counts_;
-    double all_ = 0, edges_ = 0;  // pixels, and those at the ends of rows, which have no neighbours
+    std::vector<Context> contexts_;
+    double all_ = 0, edges_ = 0;  // pixels, and those at the ends of rows, which are not counted
 };
 
 /// Samples without neighbours: how often their upper bits have each value, and all bits below. In

@@ -19,6 +19,7 @@ namespace {
 // the constants only settle ties.
 constexpr double kOddWidth = 0.02;  // sensors have even ones, mostly multiples of 4
 constexpr double kPaddingTaken = 0.005;
+constexpr double kPaddingOfARow = 0.05;  // as long as the row: rather several frames
 constexpr double kPaddingSeen = 0.1;  // columns of one value at the end of all rows
 constexpr double kBigEndian = 0.02;
 constexpr double kMosaic = 0.01;  // noise looks the same through both
@@ -149,6 +150,11 @@ class Search {
             const bool is_given = known_.width > 0 && fills_known_size(all[i].front().coding);
             if (is_good || is_given) keep_phases(all[i]);
         }
+        if (known_.width > 0 && std::none_of(fits_.begin(), fits_.end(), [&](const auto& fit) {
+                return holds_given_size(fit.coding);
+            }))
+            for (auto& of_coding : all)
+                if (holds_given_size(of_coding.front().coding)) keep_phases(of_coding);
         // All are weighed with the part of the file for which all phases hold.
         std::int64_t reach = static_cast<std::int64_t>(window_.size());
         for (const auto& fit : fits_) reach = std::min(reach, fit.reach);
@@ -163,6 +169,11 @@ class Search {
         if (known_.width > 0) return fits(known_.width, known_.height);
         return std::any_of(known_sizes().begin(), known_sizes().end(),
                            [&](const auto& size) { return fits(size.first, size.second); });
+    }
+
+    bool holds_given_size(const Coding& coding) const {
+        const auto height = std::max<std::int64_t>(1, known_.height);
+        return frame_bytes(coding.row_bits(known_.width), height) <= size_;
     }
 
     void keep_phases(std::vector<CodingFit>& of_coding) {
@@ -342,7 +353,8 @@ class Search {
                 add_at_starts(fit, known_.width, pitch, 0);
                 return;
             }
-            double penalty = kPaddingTaken;
+            double penalty = kPaddingTaken + kPaddingOfARow * static_cast<double>(pitch - row) /
+                                                 static_cast<double>(row);
             if (pitch < row || pitch % 8 != 0) return;
             // Columns that are no wider than what the row leaves are its padding.
             for (const auto& columns : padding(pitch / 8))

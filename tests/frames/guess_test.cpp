@@ -127,8 +127,6 @@ TEST(Guess, KeepsWhatIsKnown) {
     }
 }
 
-// Every reading must be a frame that the engine takes and that lies within the file, of no odd
-// proportions.
 // White paper with lines of print: bytes that most layouts explain well, none of which fits.
 TEST(Guess, AFrameOfTheGivenSizeThatFillsTheFileIsAmongTheAnswers) {
     constexpr std::int64_t kWidth = 808, kHeight = 608;
@@ -144,6 +142,42 @@ TEST(Guess, AFrameOfTheGivenSizeThatFillsTheFileIsAmongTheAnswers) {
     EXPECT_EQ(result.readings[0].frame.format, kMono1p);
 }
 
+TEST(Guess, SeveralFramesOfTheGivenSizeThatFillTheFileAreAmongTheAnswers) {
+    const auto data = noise(3 * 1280 * 1024 / 8);
+    auto question = question_of(data);
+    question.known.width = 1280;
+    question.known.height = 1024;
+    const auto result = ask(question);
+    EXPECT_TRUE(std::any_of(result.readings.begin(), result.readings.end(), [](const auto& r) {
+        return r.frame.format == kMono1p && r.frame.stride == 0 && r.frames == 3;
+    })) << result.text;
+}
+
+// The picture hardly jumps where a frame ends: what tells is that the next one shows the same.
+TEST(Guess, FramesOfOneSceneAreNotOneHighPicture) {
+    Bytes data;
+    for (std::int64_t i = 0; i < 3 * 500 * 350; ++i) {
+        const auto x = i % 500, y = i / 500 % 350;
+        data.push_back(static_cast<std::uint8_t>(250 * scene(x, std::abs(175 - y)) + i % 7));
+    }
+    const auto result = ask(question_of(data));
+    ASSERT_FALSE(result.readings.empty()) << result.text;
+    EXPECT_EQ(result.readings[0].frame.width, 500);
+    EXPECT_EQ(result.readings[0].frame.height, 350);
+    EXPECT_EQ(result.readings[0].frames, 3);
+}
+
+TEST(Guess, GreyInThreeChannelsIsNoWideGreyPicture) {
+    Bytes data;
+    for (const auto grey : mono8(640, 480)) data.insert(data.end(), 3, grey);
+    const auto result = ask(question_of(data));
+    ASSERT_FALSE(result.readings.empty()) << result.text;
+    EXPECT_EQ(result.readings[0].frame.format, kRgb8);
+    EXPECT_EQ(result.readings[0].frame.width, 640);
+}
+
+// Every reading must be a frame that the engine takes and that lies within the file, of no odd
+// proportions.
 TEST(Guess, ReadingsAreFramesOfTheFile) {
     const Bytes files[] = {mono8(333, 257), mono8(2000, 30), noise(307200), Bytes(307200, 7),
                            mono8(17, 900)};
