@@ -107,20 +107,20 @@ class PixelBits {
     }
 
     void add_row(std::span<const int> row, std::span<const int> above) {
-        for (std::size_t x = kReach; x + kReach < row.size(); ++x) {
-            // The nearest come first.
-            const int near[] = {row[x - 1], above[x],     above[x - 1], above[x + 1],
-                                row[x - 2], above[x + 2], above[x - 2]};
-            std::size_t symbol = static_cast<std::size_t>(row[x]);
-            int taken = 0;
-            for (auto& [neighbours, counts] : contexts_) {
-                for (; taken < neighbours; ++taken)
-                    symbol |= static_cast<std::size_t>(near[taken]) << (taken + 1) * depth_;
-                ++counts[symbol];
-            }
-        }
+        for (std::size_t x = kReach; x + kReach < row.size(); ++x)
+            add(row[x], {row[x - 1], above[x], above[x - 1], above[x + 1], row[x - 2], above[x + 2],
+                         above[x - 2]});
         all_ += static_cast<double>(row.size());
         edges_ += static_cast<double>(std::min(2 * kReach, row.size()));
+    }
+
+    /// Without rows: the pixels before it.
+    void add_line(std::span<const int> row) {
+        for (std::size_t x = kMostNeighbours; x < row.size(); ++x)
+            add(row[x], {row[x - 1], row[x - 2], row[x - 3], row[x - 4], row[x - 5], row[x - 6],
+                         row[x - 7]});
+        all_ += static_cast<double>(row.size());
+        edges_ += kMostNeighbours;
     }
 
     double bits() const {
@@ -141,7 +141,19 @@ class PixelBits {
         int neighbours;
         Counts counts;  // by the neighbours' values and, in the lowest bits, the pixel's
     };
-    static constexpr std::size_t kReach = 2;
+    static constexpr std::size_t kReach = 2, kMostNeighbours = 7;
+
+    /// The nearest neighbours come first.
+    void add(int pixel, const std::array<int, kMostNeighbours>& near) {
+        auto symbol = static_cast<std::size_t>(pixel);
+        int taken = 0;
+        for (auto& [neighbours, counts] : contexts_) {
+            for (; taken < neighbours; ++taken)
+                symbol |= static_cast<std::size_t>(near[static_cast<std::size_t>(taken)])
+                          << (taken + 1) * depth_;
+            ++counts[symbol];
+        }
+    }
 
     int depth_;
     std::vector<Context> contexts_;
@@ -336,6 +348,11 @@ std::vector<double> chunk_costs(std::span<const std::uint8_t> window, const Codi
             PlainBits plain(fit);
             plain.add_row(plane);
             bits[i] = plain.bits();
+            if (fit.coding.format->depth == 1) {
+                PixelBits pixels(fit.coding.format->depth);
+                pixels.add_line(plane);
+                bits[i] = std::min(bits[i], pixels.bits());
+            }
             for (std::size_t step = 1; step <= (fit.coding.may_be_mosaic() ? 2 : 1); ++step) {
                 ErrorBits errors;
                 errors.add_line(plane, step);

@@ -145,8 +145,13 @@ class Search {
         };
         std::stable_sort(all.begin(), all.end(),
                          [&](const auto& a, const auto& b) { return bits(a) < bits(b); });
+        // Single bits are easily predicted: what they cost says nothing against other codings.
+        const auto best = std::find_if(all.begin(), all.end(), [](const auto& fits) {
+            return fits.front().coding.format->depth > 1;
+        });
+        const auto most = (best == all.end() ? 0 : bits(*best)) + kWorseCodings;
         for (std::size_t i = 0; i < all.size(); ++i) {
-            const bool is_good = i < kCodings && bits(all[i]) <= bits(all.front()) + kWorseCodings;
+            const bool is_good = i < kCodings && bits(all[i]) <= most;
             const bool is_given = known_.width > 0 && fills_known_size(all[i].front().coding);
             if (is_good || is_given) keep_phases(all[i]);
         }

@@ -36,6 +36,12 @@ struct Forward<kFind, void (*)(Args...)> {
     static void run(Args... args) { kFind()(args...); }
 };
 
+// GCC takes a comparison with null for no constant under -fsanitize=undefined.
+template <const KernelTable* kTable>
+inline constexpr bool kIsTable = true;
+template <>
+inline constexpr bool kIsTable<nullptr> = false;
+
 // kNarrow: the kernels of the level with the narrowest vectors, where V has wider ones. Those that
 // convert a handful of rows per frame are taken from there, and are not compiled for V.
 template <class V, const KernelTable* kNarrow = nullptr>
@@ -63,7 +69,7 @@ struct VectorKernels {
     static constexpr BilinearKernel bilinear = bilinear_row<V, kStart, kTarget>;
     template <EdgeGreen kGreen, RowStart kStart, ColorTarget kTarget>
     static constexpr BilinearEdgeKernel bilinear_edge = [] {
-        if constexpr (kNarrow == nullptr) {
+        if constexpr (!kIsTable<kNarrow>) {
             return bilinear_edge_row<V, kGreen, kStart, kTarget>;
         } else {
             return Forward<narrow_bilinear_edge<kGreen, kStart, kTarget>>::run;
@@ -73,7 +79,7 @@ struct VectorKernels {
     static constexpr AdaptiveGreenKernel adaptive_green = adaptive_green_row<V, kStart>;
     template <RowStart kStart>
     static constexpr BlockGreenKernel block_green = [] {
-        if constexpr (kNarrow == nullptr) {
+        if constexpr (!kIsTable<kNarrow>) {
             return block_green_row<V, kStart>;
         } else {
             return Forward<narrow_block_green<kStart>>::run;
@@ -81,7 +87,7 @@ struct VectorKernels {
     }();
     template <AdaptiveRow kRow, RowStart kStart, ColorTarget kTarget>
     static constexpr AdaptiveColorKernel adaptive_color = [] {
-        if constexpr (kNarrow == nullptr || kRow == kNoneReplicated) {
+        if constexpr (!kIsTable<kNarrow> || kRow == kNoneReplicated) {
             return adaptive_color_row<V, kRow, kStart, kTarget>;
         } else {
             return Forward<narrow_adaptive_color<kRow, kStart, kTarget>>::run;
