@@ -243,9 +243,9 @@ class Placer {
     }
 
     /// How much each frame shows what the one before showed: 0 where rows are as far from the same
-    /// rows of the next frame as from others, 1 where they are the same. All rows together, since
-    /// empty rows of a page are like many others; and the mean of each one's likeness, since a single
-    /// far row is no scene.
+    /// rows of the next frame as from others, 1 where they are the same. It is the smaller of two
+    /// measures: the likeness of all rows together, since the empty rows of a page are like many
+    /// others, and the mean of the single rows' likeness, since one row that differs is no scene.
     double scene_likeness(const Placement& placement) {
         constexpr std::int64_t kRows = 8;
         if (placement.frames < 2) return 0;
@@ -258,8 +258,8 @@ class Placer {
             const auto y = placement.height * (2 * i + 1) / (2 * kRows);
             const auto next = begin + frame;
             const auto of_same = steps_.step(begin + y * pitch_, next + y * pitch_);
-            const auto of_other = steps_.step(
-                begin + y * pitch_, next + (y + other) % placement.height * pitch_);
+            const auto of_other =
+                steps_.step(begin + y * pitch_, next + (y + other) % placement.height * pitch_);
             if (!of_same.is_known() || !of_other.is_known()) continue;
             same += of_same.mean;
             different += of_other.mean;

@@ -94,8 +94,8 @@ class ErrorBits {
     std::int64_t member_bits_ = 0;
 };
 
-/// Pixels of few bits: what a pixel is, given neighbours that come before it. Each further neighbour
-/// tells more and takes longer to learn, so that the best number of them counts.
+/// Pixels of few bits: what a pixel is, given neighbours that come before it. Each further
+/// neighbour tells more and takes longer to learn, so that the best number of them counts.
 class PixelBits {
   public:
     explicit PixelBits(int depth) : depth_(depth) {

@@ -8,6 +8,7 @@
 #include <algorithm>
 #include <array>
 #include <cmath>
+#include <limits>
 #include <map>
 #include <set>
 #include <tuple>
@@ -20,7 +21,7 @@ namespace {
 constexpr double kOddWidth = 0.02;  // sensors have even ones, mostly multiples of 4
 constexpr double kPaddingTaken = 0.005;
 constexpr double kPaddingOfARow = 0.05;  // as long as the row: rather several frames
-constexpr double kPaddingSeen = 0.1;  // columns of one value at the end of all rows
+constexpr double kPaddingSeen = 0.1;     // columns of one value at the end of all rows
 constexpr double kBigEndian = 0.02;
 constexpr double kMosaic = 0.01;  // noise looks the same through both
 constexpr double kFitsKnownSize = -0.18;
@@ -149,7 +150,8 @@ class Search {
         const auto best = std::find_if(all.begin(), all.end(), [](const auto& fits) {
             return fits.front().coding.format->depth > 1;
         });
-        const auto most = (best == all.end() ? 0 : bits(*best)) + kWorseCodings;
+        const auto most = best == all.end() ? std::numeric_limits<double>::infinity()
+                                            : bits(*best) + kWorseCodings;
         for (std::size_t i = 0; i < all.size(); ++i) {
             const bool is_good = i < kCodings && bits(all[i]) <= most;
             const bool is_given = known_.width > 0 && fills_known_size(all[i].front().coding);

@@ -97,9 +97,10 @@ TEST(Guess, KeepsWhatIsKnown) {
         std::int64_t width, height, stride;
     };
     const auto data = mono8(640, 480);
-    for (const auto& known : {Known{kMono8, 0, 0, 0}, Known{kMono12, 0, 0, 0},
-                              Known{kRgb8, 320, 0, 0}, Known{0, 0, 240, 0}, Known{0, 640, 0, 0},
-                              Known{0, 8, 8, 0}, Known{0, 1, 1, 0}, Known{0, 0, 0, 640}}) {
+    for (const auto& known :
+         {Known{kMono8, 0, 0, 0}, Known{kMono12, 0, 0, 0}, Known{kMono1p, 0, 0, 0},
+          Known{kRgb8, 320, 0, 0}, Known{0, 0, 240, 0}, Known{0, 640, 0, 0}, Known{0, 8, 8, 0},
+          Known{0, 1, 1, 0}, Known{0, 0, 0, 640}}) {
         auto question = question_of(data);
         question.known.format = known.format;
         question.known.width = known.width;
@@ -107,6 +108,7 @@ TEST(Guess, KeepsWhatIsKnown) {
         question.known.stride = known.stride;
         question.known.skip = 0;
         const auto result = ask(question);
+        EXPECT_FALSE(result.readings.empty()) << known.format << ' ' << known.width;
         for (const auto& reading : result.readings) {
             const auto& frame = reading.frame;
             if (known.format != 0) {
