@@ -229,17 +229,19 @@ class Placer {
 
     /// The number of frames that divides the rows into pictures of one scene; 1 where none does.
     std::int64_t frames_by_scene(std::int64_t skip, std::int64_t rows) {
-        std::int64_t best = 1;
+        std::int64_t best = rows;
         double best_likeness = kClearLikeness;
-        for (std::int64_t count = 2; count <= std::min(rows / kFewestRows, kMostFrames); ++count) {
-            if (rows % count != 0) continue;
-            const auto likeness = scene_likeness({rows / count, count, skip, 0, 0, false, 0});
+        const auto highest = std::min(rows / 2, hypothesis_.width * 5 / 2);
+        const auto lowest = std::max(kFewestRows, hypothesis_.width / 5);
+        for (auto height = highest; height >= lowest; --height) {
+            if (rows % height != 0) continue;
+            const auto likeness = scene_likeness({height, rows / height, skip, 0, 0, false, 0});
             // Frames twice as high are as much alike: the lower height wins.
             if (likeness < best_likeness - 0.05) continue;
             best_likeness = std::max(best_likeness, likeness);
-            best = count;
+            best = height;
         }
-        return best;
+        return rows / best;
     }
 
     /// How much each frame shows what the one before showed: 0 where rows are as far from the same
@@ -250,20 +252,23 @@ class Placer {
         constexpr std::int64_t kRows = 8;
         if (placement.frames < 2) return 0;
         const auto frame = 8 * (frame_bytes(pitch_, placement.height) + placement.gap);
-        const auto other = std::max<std::int64_t>(lines(), placement.height / 3 / 2 * 2);
+        // Rows of the other frame that are a third and two thirds of its height away.
+        const auto third = std::max<std::int64_t>(lines(), placement.height / 3 / 2 * 2);
         double same = 0, different = 0, likeness = 0;
         int compared = 0;
         for (std::int64_t i = 0; i < kRows; ++i) {
             const auto begin = 8 * placement.skip + i * (placement.frames - 1) / kRows * frame;
             const auto y = placement.height * (2 * i + 1) / (2 * kRows);
-            const auto next = begin + frame;
-            const auto of_same = steps_.step(begin + y * pitch_, next + y * pitch_);
-            const auto of_other =
-                steps_.step(begin + y * pitch_, next + (y + other) % placement.height * pitch_);
-            if (!of_same.is_known() || !of_other.is_known()) continue;
+            const auto to_row = [&](std::int64_t row) {
+                const auto next = begin + frame + row % placement.height * pitch_;
+                return steps_.step(begin + y * pitch_, next);
+            };
+            const auto of_same = to_row(y), a = to_row(y + third), b = to_row(y + 2 * third);
+            if (!of_same.is_known() || !a.is_known() || !b.is_known()) continue;
+            const auto of_others = (a.mean + b.mean) / 2;
             same += of_same.mean;
-            different += of_other.mean;
-            if (of_same.mean < of_other.mean) likeness += 1 - of_same.mean / of_other.mean;
+            different += of_others;
+            if (of_same.mean < of_others) likeness += 1 - of_same.mean / of_others;
             ++compared;
         }
         if (same >= different) return 0;

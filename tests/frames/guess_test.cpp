@@ -157,16 +157,22 @@ TEST(Guess, SeveralFramesOfTheGivenSizeThatFillTheFileAreAmongTheAnswers) {
 
 // The picture hardly jumps where a frame ends: what tells is that the next one shows the same.
 TEST(Guess, FramesOfOneSceneAreNotOneHighPicture) {
-    Bytes data;
-    for (std::int64_t i = 0; i < 3 * 500 * 350; ++i) {
-        const auto x = i % 500, y = i / 500 % 350;
-        data.push_back(static_cast<std::uint8_t>(250 * scene(x, std::abs(175 - y)) + i % 7));
+    struct Recording {
+        std::int64_t width, height, frames;
+    };
+    for (const auto& [width, height, frames] : {Recording{500, 350, 3}, Recording{150, 110, 100}}) {
+        Bytes data;
+        for (std::int64_t i = 0; i < width * height * frames; ++i) {
+            const auto x = i % width, y = i / width % height;
+            const auto light = 240.0 + static_cast<double>(i / (width * height) % 5);
+            data.push_back(static_cast<std::uint8_t>(light * scene(x, std::abs(height / 2 - y))));
+        }
+        const auto result = ask(question_of(data));
+        ASSERT_FALSE(result.readings.empty()) << result.text;
+        EXPECT_EQ(result.readings[0].frame.width, width);
+        EXPECT_EQ(result.readings[0].frame.height, height);
+        EXPECT_EQ(result.readings[0].frames, frames);
     }
-    const auto result = ask(question_of(data));
-    ASSERT_FALSE(result.readings.empty()) << result.text;
-    EXPECT_EQ(result.readings[0].frame.width, 500);
-    EXPECT_EQ(result.readings[0].frame.height, 350);
-    EXPECT_EQ(result.readings[0].frames, 3);
 }
 
 TEST(Guess, GreyInThreeChannelsIsNoWideGreyPicture) {
