@@ -214,9 +214,7 @@ class Placer {
         for (std::int64_t count = 2; count <= std::min(rows / kFewestRows, kMostFrames); ++count) {
             if (rows % count != 0) continue;
             const auto height = rows / count;
-            const auto proportion =
-                static_cast<double>(hypothesis_.width) / static_cast<double>(height);
-            if (proportion < 0.4 || proportion > 5) continue;
+            if (height < lowest() || height > highest()) continue;
             const auto step = boundary_step(height, count, skip, 0).mean;
             // Every second jump of the right height jumps as far: the lower height wins.
             if (step > best_step || (best > 1 && step > 0.8 * best_step)) {
@@ -231,9 +229,7 @@ class Placer {
     std::int64_t frames_by_scene(std::int64_t skip, std::int64_t rows) {
         std::int64_t best = rows;
         double best_likeness = kClearLikeness;
-        const auto highest = std::min(rows / 2, hypothesis_.width * 5 / 2);
-        const auto lowest = std::max(kFewestRows, hypothesis_.width / 5);
-        for (auto height = highest; height >= lowest; --height) {
+        for (auto height = std::min(rows / 2, highest()); height >= lowest(); --height) {
             if (rows % height != 0) continue;
             const auto likeness = scene_likeness({height, rows / height, skip, 0, 0, false, 0});
             // Frames twice as high are as much alike: the lower height wins.
@@ -285,15 +281,17 @@ class Placer {
                         const auto all = size_ - skip - gaps * gap;
                         if (all <= 0 || all % count != 0 || all / count * 8 % pitch_ != 0) continue;
                         const auto height = all / count * 8 / pitch_;
-                        const auto proportion =
-                            static_cast<double>(hypothesis_.width) / static_cast<double>(height);
-                        if (height < kFewestRows || proportion < 0.4 || proportion > 5) continue;
+                        if (height < lowest() || height > highest()) continue;
                         const auto step = boundary_step(height, count, skip, gap);
                         if (steps_.is_jump(step) || step.mean > 2 * steps_.nearly_all())
                             add({height, count, skip, gap, 0, false, 0});
                     }
                 }
     }
+
+    /// Of one of several frames: at most five times as wide as high, or 2.5 times as high as wide.
+    std::int64_t lowest() const { return std::max(kFewestRows, (hypothesis_.width + 4) / 5); }
+    std::int64_t highest() const { return hypothesis_.width * 5 / 2; }
 
     std::int64_t lines() const { return hypothesis_.is_mosaic ? 2 : 1; }
     std::int64_t place(std::int64_t skip, std::int64_t row) const {
