@@ -169,15 +169,15 @@ def test_json_and_stats(run, tmp_path):
 def test_terminal(tmp_path, colored):
     """Progress appears on a terminal and is gone at the end; NO_COLOR takes colours away."""
     with open(tmp_path / "d.raw", "wb") as f:
-        f.truncate(40 * 2000 * 1000)
+        f.truncate(400 * 2000 * 1000)
     controller, terminal = pty.openpty()
     environment = {**os.environ, "TERM": "xterm", "NO_COLOR": "" if colored else "1"}
     process = subprocess.Popen([TOOL, "convert", "d.raw", "missing.raw", "-f", "Mono8", "-s",
-                                "2000x1000", "--frames", "0-39", "-o", "x%d.png", "-j", "1"],
+                                "2000x1000", "--frames", "0-399", "-o", "x%d.png", "-j", "1"],
                                stderr=terminal, cwd=tmp_path, env=environment)
     os.close(terminal)
     said = read_terminal(controller)
     assert process.wait() == 1
-    assert b"MB/s" in said and b"left" in said and b"/80" in said
+    assert b"MB/s" in said and b"left" in said and b"/800" in said
     assert b"#" not in said.rsplit(b"\r\x1b[K", 1)[1]
     assert (b"\x1b[1;31m" in said) == colored
