@@ -7,6 +7,7 @@
 set -eu
 root=$(cd "$(dirname "$0")/.." && pwd)
 . "$root/scripts/lib/common.sh"
+. "$root/scripts/lib/levels.sh"
 
 level=
 if [ "${1-}" = --level ]; then
@@ -40,15 +41,7 @@ work=$root/build/tuning
 mkdir -p "$work"
 
 build_library() { # FOLDER: the library from the sources in it
-    case $level in
-        sse4) stronger='avx2 avx512' ;;
-        avx2) stronger=avx512 ;;
-        *) stronger= ;;
-    esac
-    for level_to_drop in $stronger; do
-        sed -i "/{\"$level_to_drop\", /d" "$1/src/levels/levels.cpp"
-        sed -i "/set(levels plain/s/ $level_to_drop//" "$1/src/CMakeLists.txt"
-    done
+    without_levels_above "$level" "$1"
     quietly "$work/configure.log" cmake -S "$1" -B "$1/build" -G Ninja -DCMAKE_BUILD_TYPE=Release \
         -DIMGCNV_BUILD_TOOLS=OFF -DIMGCNV_BUILD_TESTS=OFF
     quietly "$work/build.log" cmake --build "$1/build" --target imgcnv

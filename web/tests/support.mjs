@@ -2,14 +2,13 @@
 import { execFileSync, spawnSync } from 'node:child_process';
 import { mkdtempSync, readFileSync } from 'node:fs';
 import { tmpdir } from 'node:os';
-import { join, resolve } from 'node:path';
-import { gunzipSync, inflateSync } from 'node:zlib';
-import { fileURLToPath, pathToFileURL } from 'node:url';
+import { join } from 'node:path';
+import { inflateSync } from 'node:zlib';
+import { pathToFileURL } from 'node:url';
 import { chromium } from 'playwright-core';
+import { command, page, root } from './engine.mjs';
 
-export const root = resolve(import.meta.dirname ?? new URL('.', import.meta.url).pathname, '../..');
-const command = process.env.IMGCNV ?? join(root, 'build/release/tools/imgcnv');
-const viewer = pathToFileURL(process.env.VIEWER ?? join(root, 'dist/viewer.html')).href;
+const viewer = pathToFileURL(page).href;
 
 export const folder = mkdtempSync(join(tmpdir(), 'imgcnv-viewer-'));
 
@@ -17,13 +16,6 @@ export const run = (...words) => execFileSync(command, words, { cwd: folder, std
 export const errorsOf = (...words) => spawnSync(command, words, { cwd: folder, encoding: 'utf8' }).stderr;
 // As a shell would take it.
 export const runLine = (line) => execFileSync('/bin/sh', ['-c', line.replace(/^imgcnv /, `'${command}' `)], { cwd: folder, stdio: 'pipe' });
-
-// The page's engine without the page.
-export async function loadEngine() {
-  const [, module] = /id="engine">([^<]+)</.exec(readFileSync(fileURLToPath(viewer), 'utf8'));
-  const Engine = new Function(readFileSync(join(root, 'web/engine.js'), 'utf8') + '\nreturn Engine;')();
-  return Engine.load(gunzipSync(Buffer.from(module, 'base64')), () => 0);
-}
 
 // The picture that a line of Python makes, as bytes.
 export function runPython(line) {
