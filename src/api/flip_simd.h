@@ -21,33 +21,6 @@ inline void reverse_block(const uint8_t* src, uint8_t* dst) {
     }
 }
 
-// From both ends towards the middle. This avoids 4K aliasing: a load that lies a multiple of 4096
-// bytes from a recent store is falsely ordered after that store. pixels >= V::kBytes
-template <class V>
-inline void reverse_short_row(const uint8_t* src, uint8_t* dst, size_t pixels) {
-    constexpr size_t kPixels = V::kBytes, kBlocks = 2, kStep = kBlocks * kPixels;
-    const size_t last = pixels - kPixels;
-    size_t i = 0;
-    for (; 2 * (i + kStep) <= pixels; i += kStep) {
-        typename V::Reg head[kBlocks], tail[kBlocks];
-#pragma GCC unroll 2
-        for (size_t k = 0; k < kBlocks; ++k) {
-            head[k] = V::load(src + i + k * kPixels);
-            tail[k] = V::load(src + last - i - k * kPixels);
-        }
-#pragma GCC unroll 2
-        for (size_t k = 0; k < kBlocks; ++k) {
-            V::store(dst + i + k * kPixels, V::reverse(tail[k]));
-            V::store(dst + last - i - k * kPixels, V::reverse(head[k]));
-        }
-    }
-    // What is left between them.
-    for (const size_t end = pixels - i; i < end; i += kPixels) {
-        const size_t at = i < last ? i : last;
-        V::store(dst + at, V::reverse(V::load(src + last - at)));
-    }
-}
-
 template <class V, size_t kPixelBytes>
 inline void reverse_row(const uint8_t* src, uint8_t* dst, size_t pixels) {
     constexpr size_t kPixels = V::kBytes;
@@ -60,9 +33,6 @@ inline void reverse_row(const uint8_t* src, uint8_t* dst, size_t pixels) {
     const size_t last = pixels - kPixels;
     size_t i = 0;
     if constexpr (kPixelBytes == 1) {
-        // Longer rows lose by it.
-        constexpr size_t kShort = 1024;
-        if (pixels <= kShort) return reverse_short_row<V>(src, dst, pixels);
         // Several loads, then as many stores: fewer loads wait for a store.
         constexpr size_t kBlocks = 4;
         for (; i + kBlocks * kPixels <= last; i += kBlocks * kPixels) {

@@ -24,8 +24,15 @@ size_t pixel_bytes_of(const unsigned char* src, const tagIMGCNV_SOpenParam* para
 
 PixelSize pixel_size(size_t bytes) { return bytes == 1 ? kOneByte : kThreeBytes; }
 
-ImageSize size_of(const tagIMGCNV_SOpenParam& param) {
-    return {static_cast<size_t>(param.width), static_cast<size_t>(param.height)};
+// Checks the arguments and calls turn(size of the picture, bytes per pixel).
+template <class Turn>
+int turn_picture(const unsigned char* src, const tagIMGCNV_SOpenParam* param,
+                 const unsigned char* dst, int* dstSize, Turn turn) {
+    const size_t bytes = pixel_bytes_of(src, param, dst, dstSize);
+    if (bytes == 0) return IMGCNV_ILLEGAL_PARAM;
+    turn(ImageSize{static_cast<size_t>(param->width), static_cast<size_t>(param->height)}, bytes);
+    *dstSize = param->dataSize;
+    return IMGCNV_SUCCESS;
 }
 
 void flip_h(const uint8_t* src, uint8_t* dst, ImageSize source, size_t bytes) {
@@ -38,46 +45,35 @@ using RotateKernels = RotateKernel[kPixelSizes];
 
 int rotate(RotateKernels KernelTable::*kernels, const unsigned char* src,
            tagIMGCNV_SOpenParam* param, unsigned char* dst, int* dstSize) {
-    const size_t bytes = pixel_bytes_of(src, param, dst, dstSize);
-    if (bytes == 0) return IMGCNV_ILLEGAL_PARAM;
-    (kernels_for_this_cpu().*kernels)[pixel_size(bytes)](src, dst, size_of(*param));
-    *dstSize = param->dataSize;
-    std::swap(param->width, param->height);
-    return IMGCNV_SUCCESS;
+    return turn_picture(src, param, dst, dstSize, [&](ImageSize source, size_t bytes) {
+        (kernels_for_this_cpu().*kernels)[pixel_size(bytes)](src, dst, source);
+        std::swap(param->width, param->height);
+    });
 }
 
 }  // namespace
 
 int IMGCNV_FlipToHorizontal(unsigned char* src, tagIMGCNV_SOpenParam* param, unsigned char* dst,
                             int* dstSize) {
-    const size_t bytes = pixel_bytes_of(src, param, dst, dstSize);
-    if (bytes == 0) return IMGCNV_ILLEGAL_PARAM;
-    flip_h(src, dst, size_of(*param), bytes);
-    *dstSize = param->dataSize;
-    return IMGCNV_SUCCESS;
+    return turn_picture(src, param, dst, dstSize,
+                        [&](ImageSize source, size_t bytes) { flip_h(src, dst, source, bytes); });
 }
 
 int IMGCNV_FlipToVertical(unsigned char* src, tagIMGCNV_SOpenParam* param, unsigned char* dst,
                           int* dstSize) {
-    const size_t bytes = pixel_bytes_of(src, param, dst, dstSize);
-    if (bytes == 0) return IMGCNV_ILLEGAL_PARAM;
-    const auto [width, height] = size_of(*param);
-    const size_t row_bytes = width * bytes;
-    const KernelsForFrame kernels(height * row_bytes, height * row_bytes);
-    kernels->flip_v(src, dst, {row_bytes, height});
-    *dstSize = param->dataSize;
-    return IMGCNV_SUCCESS;
+    return turn_picture(src, param, dst, dstSize, [&](ImageSize source, size_t bytes) {
+        const size_t row_bytes = source.width * bytes, image_bytes = source.height * row_bytes;
+        const KernelsForFrame kernels(image_bytes, image_bytes);
+        kernels->flip_v(src, dst, {row_bytes, source.height});
+    });
 }
 
 // The pixels of the picture, taken as a single row, in reverse order.
 int IMGCNV_RotationToAngle180(unsigned char* src, tagIMGCNV_SOpenParam* param, unsigned char* dst,
                               int* dstSize) {
-    const size_t bytes = pixel_bytes_of(src, param, dst, dstSize);
-    if (bytes == 0) return IMGCNV_ILLEGAL_PARAM;
-    const auto [width, height] = size_of(*param);
-    flip_h(src, dst, {width * height, 1}, bytes);
-    *dstSize = param->dataSize;
-    return IMGCNV_SUCCESS;
+    return turn_picture(src, param, dst, dstSize, [&](ImageSize source, size_t bytes) {
+        flip_h(src, dst, {source.width * source.height, 1}, bytes);
+    });
 }
 
 int IMGCNV_RotationToAngle90(unsigned char* src, tagIMGCNV_SOpenParam* param, unsigned char* dst,

@@ -25,25 +25,15 @@ inline void flip_v_plain(const uint8_t* src, uint8_t* dst, ImageSize source) {
     }
 }
 
-// Clockwise: the source's first row becomes the last column.
-template <size_t kBytes>
-void rotate90_plain(const uint8_t* src, uint8_t* dst, ImageSize source) {
+// Clockwise the source's first row becomes the last column. Counter-clockwise it becomes the first
+// one, its last pixel on top.
+template <size_t kBytes, bool kClockwise>
+void rotate_plain(const uint8_t* src, uint8_t* dst, ImageSize source) {
     const size_t w = source.width, h = source.height;
     for (size_t y = 0; y < h; ++y) {
         for (size_t x = 0; x < w; ++x) {
-            std::memcpy(dst + (x * h + (h - 1 - y)) * kBytes, src + (y * w + x) * kBytes, kBytes);
-        }
-    }
-}
-
-// Counter-clockwise: the source's first row becomes the first column, its last
-// pixel on top.
-template <size_t kBytes>
-void rotate270_plain(const uint8_t* src, uint8_t* dst, ImageSize source) {
-    const size_t w = source.width, h = source.height;
-    for (size_t y = 0; y < h; ++y) {
-        for (size_t x = 0; x < w; ++x) {
-            std::memcpy(dst + ((w - 1 - x) * h + y) * kBytes, src + (y * w + x) * kBytes, kBytes);
+            const size_t to = kClockwise ? x * h + (h - 1 - y) : (w - 1 - x) * h + y;
+            std::memcpy(dst + to * kBytes, src + (y * w + x) * kBytes, kBytes);
         }
     }
 }

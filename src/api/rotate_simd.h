@@ -84,50 +84,6 @@ inline void gather_rows(const uint8_t* src, ptrdiff_t src_step, size_t row_bytes
 // one another. (Pictures that the caches do not hold wait for memory more often than for that.)
 inline constexpr ptrdiff_t kConflictStep = 1024, kConflictStepOfLarge = 2048;
 
-// For pictures whose rows conflict in the cache: blocks are copied to a dense buffer first, and
-// written some lines per row. At other distances of rows the copy is a loss.
-template <class V, size_t kPixelBytes>
-__attribute__((noinline, flatten)) void transpose_gathered(const uint8_t* src, ptrdiff_t src_step,
-                                                           uint8_t* dst, ptrdiff_t dst_step,
-                                                           size_t width, size_t height,
-                                                           bool large) {
-    using Tile = TransposeTile<V, kPixelBytes>;
-    constexpr size_t kColumns = 64, kRows = kPixelBytes == 1 ? 256 : 64;
-    constexpr size_t kRowBytes = kColumns * kPixelBytes;
-    alignas(64) uint8_t block[kRows * kRowBytes];
-    // Where a part begins that would be smaller than a tile, and how much it then has.
-    const auto begin_of = [](size_t from, size_t all, size_t tile) {
-        return from + tile <= all ? from : all - tile;
-    };
-    const auto size_of = [](size_t begin, size_t all, size_t most) {
-        return all - begin < most ? all - begin : most;
-    };
-    for (size_t column = 0; column < width; column += kColumns) {
-        const size_t left = begin_of(column, width, Tile::kColumns);
-        const size_t columns = size_of(left, width, kColumns);
-        for (size_t row = 0; row < height; row += kRows) {
-            const size_t top = begin_of(row, height, Tile::kRows);
-            const size_t rows = size_of(top, height, kRows);
-            const uint8_t* from = src + static_cast<ptrdiff_t>(top) * src_step + left * kPixelBytes;
-            gather_rows<V, kRowBytes>(from, src_step, columns * kPixelBytes, rows, block);
-            // A gain for what comes from memory, a loss for what is in the caches.
-            if (large && row + 2 * kRows <= height) {
-                prefetch_rows<V, kRows>(from + static_cast<ptrdiff_t>(rows) * src_step, src_step,
-                                        columns * kPixelBytes);
-            }
-            for (size_t x = 0; x < columns; x += Tile::kColumns) {
-                const size_t tile_x = begin_of(x, columns, Tile::kColumns);
-                uint8_t* out = dst + static_cast<ptrdiff_t>(left + tile_x) * dst_step;
-                for (size_t y = 0; y < rows; y += Tile::kRows) {
-                    const size_t tile_y = begin_of(y, rows, Tile::kRows);
-                    Tile::run(block + tile_y * kRowBytes + tile_x * kPixelBytes, kRowBytes,
-                              out + (top + tile_y) * kPixelBytes, dst_step);
-                }
-            }
-        }
-    }
-}
-
 // For pictures smaller than a tile.
 template <class V, size_t kPixelBytes>
 inline void transpose_pixels(const uint8_t* src, ptrdiff_t src_step, uint8_t* dst,
@@ -141,28 +97,49 @@ inline void transpose_pixels(const uint8_t* src, ptrdiff_t src_step, uint8_t* ds
 }
 
 // 64 columns at a time, so that a cache line of the source is used up while it is near; within
-// them along the destination's rows.
-template <class V, size_t kPixelBytes>
-inline void transpose_tiles(const uint8_t* src, ptrdiff_t src_step, uint8_t* dst,
-                            ptrdiff_t dst_step, size_t width, size_t height) {
+// them along the destination's rows. For pictures whose rows conflict in the cache, kGather: blocks
+// are copied to a dense buffer first, and written some lines per row. At other distances of rows
+// the copy is a loss.
+template <class V, size_t kPixelBytes, bool kGather>
+__attribute__((noinline, flatten)) void transpose_tiles(const uint8_t* src, ptrdiff_t src_step,
+                                                        uint8_t* dst, ptrdiff_t dst_step,
+                                                        size_t width, size_t height, bool large) {
     using Tile = TransposeTile<V, kPixelBytes>;
-    constexpr size_t kStrip = 64;
-    // The hardware prefetcher does not follow rows at such distances.
-    const bool large = width * height * kPixelBytes > size_t{1} << 20;
-    for (size_t strip = 0; strip < width; strip += kStrip) {
-        const size_t strip_end = strip + kStrip < width ? strip + kStrip : width;
-        for (size_t y = 0; y < height; y += Tile::kRows) {
-            const size_t top = y + Tile::kRows <= height ? y : height - Tile::kRows;
-            if (large && y + 2 * Tile::kRows <= height) {
-                prefetch_rows<V, Tile::kRows>(
-                    src + static_cast<ptrdiff_t>(y + Tile::kRows) * src_step + strip * kPixelBytes,
-                    src_step, (strip_end - strip) * kPixelBytes);
+    constexpr size_t kColumns = 64;
+    constexpr size_t kRows = !kGather ? Tile::kRows : kPixelBytes == 1 ? 256 : 64;
+    constexpr size_t kBlockStep = kColumns * kPixelBytes;
+    alignas(64) uint8_t block[kGather ? kRows * kBlockStep : 1];
+    // Where a part begins that would be smaller than a tile.
+    const auto begin_of = [](size_t from, size_t all, size_t tile) {
+        return from + tile <= all ? from : all - tile;
+    };
+    const auto smaller = [](size_t a, size_t b) { return a < b ? a : b; };
+    for (size_t column = 0; column < width; column += kColumns) {
+        const size_t left = begin_of(column, width, Tile::kColumns);
+        const size_t columns = smaller(width - left, kColumns);
+        for (size_t row = 0; row < height; row += kRows) {
+            const size_t top = begin_of(row, height, Tile::kRows);
+            const size_t rows = kGather ? smaller(height - top, kRows) : kRows;
+            const uint8_t* from = src + static_cast<ptrdiff_t>(top) * src_step + left * kPixelBytes;
+            const uint8_t* next = from + static_cast<ptrdiff_t>(rows) * src_step;
+            ptrdiff_t from_step = src_step;
+            if constexpr (kGather) {
+                gather_rows<V, kBlockStep>(from, src_step, columns * kPixelBytes, rows, block);
+                from = block;
+                from_step = kBlockStep;
             }
-            for (size_t x = strip; x < strip_end; x += Tile::kColumns) {
-                const size_t left = x + Tile::kColumns <= width ? x : width - Tile::kColumns;
-                Tile::run(
-                    src + static_cast<ptrdiff_t>(top) * src_step + left * kPixelBytes, src_step,
-                    dst + static_cast<ptrdiff_t>(left) * dst_step + top * kPixelBytes, dst_step);
+            if (large && row + 2 * kRows <= height) {
+                prefetch_rows<V, kRows>(next, src_step, columns * kPixelBytes);
+            }
+            for (size_t x = 0; x < columns; x += Tile::kColumns) {
+                const size_t tile_x = begin_of(x, columns, Tile::kColumns);
+                uint8_t* out = dst + static_cast<ptrdiff_t>(left + tile_x) * dst_step;
+                for (size_t y = 0; y < rows; y += Tile::kRows) {
+                    const size_t tile_y = begin_of(y, rows, Tile::kRows);
+                    Tile::run(
+                        from + static_cast<ptrdiff_t>(tile_y) * from_step + tile_x * kPixelBytes,
+                        from_step, out + (top + tile_y) * kPixelBytes, dst_step);
+                }
             }
         }
     }
@@ -176,13 +153,17 @@ inline void transpose(const uint8_t* src, ptrdiff_t src_step, uint8_t* dst, ptrd
     if (width < Tile::kColumns || height < Tile::kRows) {
         return transpose_pixels<V, kPixelBytes>(src, src_step, dst, dst_step, width, height);
     }
-    const bool beyond_caches = width * height * kPixelBytes > size_t{8} << 20;
+    const size_t bytes = width * height * kPixelBytes;
+    const bool beyond_caches = bytes > size_t{8} << 20;
     const ptrdiff_t conflict = beyond_caches ? kConflictStepOfLarge : kConflictStep;
+    // The hardware prefetcher does not follow rows at such distances. Blocks are fetched ahead only
+    // where they come from memory: it is a loss for what is in the caches.
     if (src_step % conflict == 0 || dst_step % conflict == 0) {
-        return transpose_gathered<V, kPixelBytes>(src, src_step, dst, dst_step, width, height,
-                                                  beyond_caches);
+        return transpose_tiles<V, kPixelBytes, true>(src, src_step, dst, dst_step, width, height,
+                                                     beyond_caches);
     }
-    transpose_tiles<V, kPixelBytes>(src, src_step, dst, dst_step, width, height);
+    transpose_tiles<V, kPixelBytes, false>(src, src_step, dst, dst_step, width, height,
+                                           bytes > size_t{1} << 20);
 }
 
 template <class V, size_t kPixelBytes, bool kClockwise>

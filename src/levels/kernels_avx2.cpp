@@ -5,12 +5,9 @@
 
 namespace imgcnv {
 
-struct Avx2Level {};
-
-extern const KernelTable kSse4Kernels, kAvx2Streaming, kAvx2Kernels;
+extern const KernelTable kAvx2Streaming, kAvx2Kernels;
 constinit const KernelTable kAvx2Streaming =
-    table_of<StreamingKernels<Vec32<Avx2Level>, &kSse4Kernels>>("avx2");
-constinit const KernelTable kAvx2Kernels =
-    table_of<VectorKernels<Vec32<Avx2Level>, &kSse4Kernels>>("avx2", &kAvx2Streaming);
+    table_of<VectorKernels<Vec32, Streaming<Vec32>>>("avx2");
+constinit const KernelTable kAvx2Kernels = table_of<VectorKernels<Vec32>>("avx2", &kAvx2Streaming);
 
 }  // namespace imgcnv

@@ -5,9 +5,7 @@
 
 namespace imgcnv {
 
-struct NeonLevel {};
-
 extern const KernelTable kNeonKernels;
-constinit const KernelTable kNeonKernels = table_of<VectorKernels<Vec16Neon<NeonLevel>>>("neon");
+constinit const KernelTable kNeonKernels = table_of<VectorKernels<Vec16Neon>>("neon");
 
 }  // namespace imgcnv

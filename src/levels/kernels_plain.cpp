@@ -34,9 +34,9 @@ struct PlainKernels {
     static constexpr RotateKernel flip_h = flip_h_plain<bytes_of(kSize)>;
     static constexpr RotateKernel flip_v = flip_v_plain;
     template <PixelSize kSize>
-    static constexpr RotateKernel rotate90 = rotate90_plain<bytes_of(kSize)>;
+    static constexpr RotateKernel rotate90 = rotate_plain<bytes_of(kSize), true>;
     template <PixelSize kSize>
-    static constexpr RotateKernel rotate270 = rotate270_plain<bytes_of(kSize)>;
+    static constexpr RotateKernel rotate270 = rotate_plain<bytes_of(kSize), false>;
 };
 
 }  // namespace

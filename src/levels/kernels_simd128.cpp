@@ -5,10 +5,7 @@
 
 namespace imgcnv {
 
-struct Simd128Level {};
-
 extern const KernelTable kSimd128Kernels;
-constinit const KernelTable kSimd128Kernels =
-    table_of<VectorKernels<Vec16Wasm<Simd128Level>>>("simd128");
+constinit const KernelTable kSimd128Kernels = table_of<VectorKernels<Vec16Wasm>>("simd128");
 
 }  // namespace imgcnv

@@ -9,15 +9,13 @@
 namespace imgcnv {
 
 // Calls f with every index below kCount as a constant.
-template <int kIndex>
-struct Constant {
-    static constexpr int value = kIndex;
-};
-template <int kCount, class F>
+template <auto kIndex>
+struct Constant {};
+template <auto kCount, int kIndex = 0, class F>
 constexpr void for_each_index(F f) {
-    if constexpr (kCount > 0) {
-        for_each_index<kCount - 1>(f);
-        f(Constant<kCount - 1>{});
+    if constexpr (kIndex < kCount) {
+        f(Constant<static_cast<decltype(kCount)>(kIndex)>{});
+        for_each_index<kCount, kIndex + 1>(f);
     }
 }
 
@@ -26,46 +24,37 @@ constexpr KernelTable table_of(const char* name, const KernelTable* streaming = 
     KernelTable t{};
     t.name = name;
     t.streaming = streaming;
-    for_each_index<kGreyTargets>([&](auto target) {
-        constexpr auto kTarget = static_cast<GreyTarget>(target.value);
-        for_each_index<kMonoLayouts>([&](auto layout) {
-            constexpr auto kLayout = static_cast<MonoLayout>(layout.value);
+    for_each_index<kGreyTargets>([&]<GreyTarget kTarget>(Constant<kTarget>) {
+        for_each_index<kMonoLayouts>([&]<MonoLayout kLayout>(Constant<kLayout>) {
             if constexpr (is_needed(kLayout, kTarget)) {
                 t.mono[kLayout][kTarget] = Kernels::template mono<kLayout, kTarget>;
             }
         });
     });
-    for_each_index<kColorTargets>([&](auto target) {
-        constexpr auto kTarget = static_cast<ColorTarget>(target.value);
-        for_each_index<kColorLayouts>([&](auto layout) {
-            constexpr auto kLayout = static_cast<ColorLayout>(layout.value);
+    for_each_index<kColorTargets>([&]<ColorTarget kTarget>(Constant<kTarget>) {
+        for_each_index<kColorLayouts>([&]<ColorLayout kLayout>(Constant<kLayout>) {
             if constexpr (is_needed(kLayout, kTarget)) {
                 t.color[kLayout][kTarget] = Kernels::template color<kLayout, kTarget>;
             }
         });
-        for_each_index<kRowStarts>([&](auto start) {
-            constexpr auto kStart = static_cast<RowStart>(start.value);
+        for_each_index<kRowStarts>([&]<RowStart kStart>(Constant<kStart>) {
             t.nearest[kStart][kTarget] = Kernels::template nearest<kStart, kTarget>;
             t.bilinear[kStart][kTarget] = Kernels::template bilinear<kStart, kTarget>;
-            for_each_index<kEdgeGreens>([&](auto green) {
-                constexpr auto kGreen = static_cast<EdgeGreen>(green.value);
+            for_each_index<kEdgeGreens>([&]<EdgeGreen kGreen>(Constant<kGreen>) {
                 t.bilinear_edge[kGreen][kStart][kTarget] =
                     Kernels::template bilinear_edge<kGreen, kStart, kTarget>;
             });
-            for_each_index<kAdaptiveRows>([&](auto row) {
-                constexpr auto kRow = static_cast<AdaptiveRow>(row.value);
+            for_each_index<kAdaptiveRows>([&]<AdaptiveRow kRow>(Constant<kRow>) {
                 t.adaptive_color[kRow][kStart][kTarget] =
                     Kernels::template adaptive_color<kRow, kStart, kTarget>;
             });
         });
     });
-    for_each_index<kRowStarts>([&](auto start) {
-        constexpr auto kStart = static_cast<RowStart>(start.value);
+    for_each_index<kRowStarts>([&]<RowStart kStart>(Constant<kStart>) {
         t.adaptive_green[kStart] = Kernels::template adaptive_green<kStart>;
         t.block_green[kStart] = Kernels::template block_green<kStart>;
     });
-    for_each_index<kPixelSizes>([&](auto size) {
-        constexpr auto kSize = static_cast<PixelSize>(size.value);
+    for_each_index<kPixelSizes>([&]<PixelSize kSize>(Constant<kSize>) {
         t.flip_h[kSize] = Kernels::template flip_h<kSize>;
         t.rotate90[kSize] = Kernels::template rotate90<kSize>;
         t.rotate270[kSize] = Kernels::template rotate270<kSize>;

@@ -1,10 +1,13 @@
 // Every vector kernel of a level whose vector type is V.
 //
 // A level is a file compiled with the level's flags that includes its vec_*.h and this, and
-// defines its table. Whatever emits code there is a template over V (or a member of it), and only
-// C headers and intrinsics are included: an inline function of the standard library, compiled for
-// a newer CPU, might otherwise become the copy that the linker keeps for everybody.
+// defines its table. Whatever emits code there is a template over V (or a member of it), which is
+// in an unnamed namespace, and what is included is C headers, intrinsics and types of the C++
+// library: an inline function that others have, too, compiled for a newer CPU, might become the
+// copy that the linker keeps for all.
 #pragma once
+
+#include <type_traits>
 
 #include "api/flip_simd.h"
 #include "api/rotate_simd.h"
@@ -17,99 +20,14 @@
 
 namespace imgcnv {
 
-template <bool kCondition, class A, class B>
-struct ChooseFrom {
-    using Type = A;
-};
-template <class A, class B>
-struct ChooseFrom<false, A, B> {
-    using Type = B;
-};
-template <bool kCondition, class A, class B>
-using Choose = typename ChooseFrom<kCondition, A, B>::Type;
-
-// A kernel that calls the one that kFind finds in another table.
-template <auto kFind, class Kernel = decltype(kFind())>
-struct Forward;
-template <auto kFind, class... Args>
-struct Forward<kFind, void (*)(Args...)> {
-    static void run(Args... args) { kFind()(args...); }
-};
-
-// GCC takes a comparison with null for no constant under -fsanitize=undefined.
-template <const KernelTable* kTable>
-inline constexpr bool kIsTable = true;
-template <>
-inline constexpr bool kIsTable<nullptr> = false;
-
-// kNarrow: the kernels of the level with the narrowest vectors, where V has wider ones. Those that
-// convert a handful of rows per frame are taken from there, and are not compiled for V.
-template <class V, const KernelTable* kNarrow = nullptr>
+// Streamed: Streaming<V> for frames that the caches do not hold. Grey from colour or from a mosaic
+// gains nothing from streaming, for most of its bytes are read. Kernels that convert a handful of
+// rows per frame are of the narrowest vectors: the widest ones would make the library larger only.
+template <class V, class Streamed = V>
 struct VectorKernels {
-    template <EdgeGreen kGreen, RowStart kStart, ColorTarget kTarget>
-    static BilinearEdgeKernel narrow_bilinear_edge() {
-        return kNarrow->bilinear_edge[kGreen][kStart][kTarget];
-    }
-    template <RowStart kStart>
-    static BlockGreenKernel narrow_block_green() {
-        return kNarrow->block_green[kStart];
-    }
-    template <AdaptiveRow kRow, RowStart kStart, ColorTarget kTarget>
-    static AdaptiveColorKernel narrow_adaptive_color() {
-        return kNarrow->adaptive_color[kRow][kStart][kTarget];
-    }
-
-    template <MonoLayout kLayout, GreyTarget kTarget>
-    static constexpr RowKernel mono = mono_row<V, kLayout, kTarget>;
-    template <ColorLayout kLayout, ColorTarget kTarget>
-    static constexpr RowKernel color = color_row<V, kLayout, kTarget>;
-    template <RowStart kStart, ColorTarget kTarget>
-    static constexpr NearestKernel nearest = nearest_rows<V, kStart, kTarget>;
-    template <RowStart kStart, ColorTarget kTarget>
-    static constexpr BilinearKernel bilinear = bilinear_row<V, kStart, kTarget>;
-    template <EdgeGreen kGreen, RowStart kStart, ColorTarget kTarget>
-    static constexpr BilinearEdgeKernel bilinear_edge = [] {
-        if constexpr (!kIsTable<kNarrow>) {
-            return bilinear_edge_row<V, kGreen, kStart, kTarget>;
-        } else {
-            return Forward<narrow_bilinear_edge<kGreen, kStart, kTarget>>::run;
-        }
-    }();
-    template <RowStart kStart>
-    static constexpr AdaptiveGreenKernel adaptive_green = adaptive_green_row<V, kStart>;
-    template <RowStart kStart>
-    static constexpr BlockGreenKernel block_green = [] {
-        if constexpr (!kIsTable<kNarrow>) {
-            return block_green_row<V, kStart>;
-        } else {
-            return Forward<narrow_block_green<kStart>>::run;
-        }
-    }();
-    template <AdaptiveRow kRow, RowStart kStart, ColorTarget kTarget>
-    static constexpr AdaptiveColorKernel adaptive_color = [] {
-        if constexpr (!kIsTable<kNarrow> || kRow == kNoneReplicated) {
-            return adaptive_color_row<V, kRow, kStart, kTarget>;
-        } else {
-            return Forward<narrow_adaptive_color<kRow, kStart, kTarget>>::run;
-        }
-    }();
-    template <PixelSize kSize>
-    static constexpr RotateKernel flip_h = imgcnv::flip_h<V, bytes_of(kSize)>;
-    static constexpr RotateKernel flip_v = imgcnv::flip_v<V>;
-    template <PixelSize kSize>
-    static constexpr RotateKernel rotate90 = rotate<V, bytes_of(kSize), true>;
-    template <PixelSize kSize>
-    static constexpr RotateKernel rotate270 = rotate<V, bytes_of(kSize), false>;
-};
-
-// The same for frames that the caches do not hold. Grey from colour or from a mosaic
-// gains nothing from streaming: most of its bytes are read.
-template <class V, const KernelTable* kNarrow = nullptr>
-struct StreamingKernels : VectorKernels<V, kNarrow> {
-    using Streamed = Streaming<V>;
-
+    using Narrowest = typename V::Narrowest;
     template <ColorTarget kTarget>
-    using To = Choose<target_bytes(kTarget) == 1, V, Streamed>;
+    using To = std::conditional_t<target_bytes(kTarget) == 1, V, Streamed>;
 
     template <MonoLayout kLayout, GreyTarget kTarget>
     static constexpr RowKernel mono = mono_row<Streamed, kLayout, kTarget>;
@@ -119,17 +37,24 @@ struct StreamingKernels : VectorKernels<V, kNarrow> {
     static constexpr NearestKernel nearest = nearest_rows<To<kTarget>, kStart, kTarget>;
     template <RowStart kStart, ColorTarget kTarget>
     static constexpr BilinearKernel bilinear = bilinear_row<To<kTarget>, kStart, kTarget>;
+    template <EdgeGreen kGreen, RowStart kStart, ColorTarget kTarget>
+    static constexpr BilinearEdgeKernel bilinear_edge =
+        bilinear_edge_row<Narrowest, kGreen, kStart, kTarget>;
+    template <RowStart kStart>
+    static constexpr AdaptiveGreenKernel adaptive_green = adaptive_green_row<V, kStart>;
+    template <RowStart kStart>
+    static constexpr BlockGreenKernel block_green = block_green_row<Narrowest, kStart>;
     template <AdaptiveRow kRow, RowStart kStart, ColorTarget kTarget>
-    static constexpr AdaptiveColorKernel adaptive_color = [] {
-        if constexpr (kRow == kNoneReplicated) {
-            return adaptive_color_row<To<kTarget>, kRow, kStart, kTarget>;
-        } else {
-            return VectorKernels<V, kNarrow>::template adaptive_color<kRow, kStart, kTarget>;
-        }
-    }();
+    static constexpr AdaptiveColorKernel adaptive_color =
+        adaptive_color_row<std::conditional_t<kRow == kNoneReplicated, To<kTarget>, Narrowest>,
+                           kRow, kStart, kTarget>;
     template <PixelSize kSize>
     static constexpr RotateKernel flip_h = imgcnv::flip_h<Streamed, bytes_of(kSize)>;
     static constexpr RotateKernel flip_v = imgcnv::flip_v<Streamed>;
+    template <PixelSize kSize>
+    static constexpr RotateKernel rotate90 = rotate<V, bytes_of(kSize), true>;
+    template <PixelSize kSize>
+    static constexpr RotateKernel rotate270 = rotate<V, bytes_of(kSize), false>;
 };
 
 }  // namespace imgcnv

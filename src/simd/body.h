@@ -129,13 +129,4 @@ __attribute__((noinline, flatten)) void run_partial_block(RowPointers<Body> row,
     }
 }
 
-template <class V, bool kNarrowest = V::kNarrowest>
-struct FindNarrowest {
-    using Type = V;
-};
-template <class V>
-struct FindNarrowest<V, false> : FindNarrowest<typename V::Narrower> {};
-template <class V>
-using NarrowestOf = typename FindNarrowest<V>::Type;
-
 }  // namespace imgcnv

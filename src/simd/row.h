@@ -74,15 +74,11 @@ inline void run_blocks(const RowPointers<Body>& row, size_t pixels) {
     Body::store(at(last).out, loaded, memory);
 }
 
-// Whether a part of a block is better converted as one in buffers than by the narrowest vectors:
-// where they would need buffers, too, or where several of their blocks cost more than copying.
-// (Only where vectors load and store partially. What has a halo loses even then: its loads
-// straddle what was copied.)
+// Whether less than the narrowest block is converted by these vectors, because they load and store
+// parts of a block. (What has a halo loses by it: its loads straddle what was copied. What computes
+// much gains too little.)
 template <class Body>
-constexpr bool copying_pays(size_t pixels) {
-    using V = typename Body::Vector;
-    return pixels < NarrowestOf<V>::kBytes || (Body::kComputeBound && pixels > V::kBytes / 2);
-}
+inline constexpr bool kByMasks = Body::Vector::kMasks&& Body::kHalo == 0 && !Body::kComputeBound;
 
 // Converts the rows' first `pixels` pixels. Layouts with several pixels in a group take whole
 // groups, or a last one of which only its first pixels are written.
@@ -98,16 +94,15 @@ inline void run_row(RowPointers<Body> row, size_t pixels) {
         const size_t done = whole < Body::kPixels ? 0 : whole;
         if (done != 0) run_blocks<Body>(row, done);
         if (done == pixels) return;
-        if constexpr (V::kNarrowest) {
-            run_partial_block(pointers_at<Body>(row, done), pixels - done);
-        } else {
-            if constexpr (V::kMasks && Body::kHalo == 0) {
-                if (copying_pays<Body>(pixels - done)) {
-                    return run_partial_block(pointers_at<Body>(row, done), pixels - done);
-                }
+        const size_t rest = pixels - done;
+        if constexpr (!V::kNarrowest) {
+            if (!kByMasks<Body> || rest >= V::Narrowest::kBytes) {
+                using Narrow = typename Body::template Rebind<typename V::Narrowest>;
+                return run_row(pointers_at<Narrow>(row, done), rest);
             }
-            using Narrow = typename Body::template Rebind<NarrowestOf<V>>;
-            run_row(pointers_at<Narrow>(row, done), pixels - done);
+        }
+        if constexpr (V::kNarrowest || kByMasks<Body>) {
+            run_partial_block(pointers_at<Body>(row, done), rest);
         }
     }
 }

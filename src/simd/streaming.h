@@ -112,7 +112,7 @@ inline void stream_row(RowPointers<Body> row, size_t pixels) {
             at = done < last ? done : last;
         }
     }
-    using Narrowest = typename Body::template Rebind<NarrowestOf<V>>;
+    using Narrowest = typename Body::template Rebind<typename V::Narrowest>;
     while (done != pixels) {
         const size_t rest = pixels - done;
         const size_t part = rest < Narrowest::kPixels ? rest : Narrowest::kPixels;

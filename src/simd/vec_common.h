@@ -1,10 +1,9 @@
 // What vectors of every instruction set have in common, in the vector extensions of GCC and
-// Clang: arithmetic is the same text at every width, and so is what shuffles bytes within
-// 16-byte lanes.
+// Clang: arithmetic is the same text at every width, and so is what moves bytes by tables.
 //
 // A vector type is a struct of static functions; vec_*.h derive it from VecCommon and add what has
-// no such text. Its own Level is a template parameter, so that each level has copies of its own
-// of all these functions, compiled with its own flags.
+// no such text. They do so in an unnamed namespace, so that each level has copies of its own of all
+// these functions and of the kernels made of them, compiled with its own flags.
 #pragma once
 
 #include <stddef.h>
@@ -15,16 +14,36 @@
 
 namespace imgcnv {
 
-// V: the vector type that derives from this, of kSize bytes.
-template <class V, size_t kSize>
+// V: the vector type that derives from this, of kSize bytes. Its lanes are 16 bytes; its spans, of
+// kSpan bytes, are what one instruction permutes: a lane or the whole vector. V has, or replaces:
+//
+//   Narrowest                  the type for rows shorter than V
+//   lookup(table, indices)     bytes of each lane by their index within it; kZeroByte gives 0
+//   permute(a, indices)        the same within each span, if that is not a lane
+//   load_lanes(p, step)        16 bytes for every lane, the lanes' `step` bytes apart
+//   bit_select(mask, a, b)     a where the bits of mask are 1, else b; all bits of a byte are alike
+//   mulhi16, mulhi16u          the high halves of signed and of unsigned products
+//   maddubs(a, b)              unsigned bytes times signed bytes, neighbours added to 16 bits
+//   abs16, min16, max16        of signed words
+//   is_zero(a)                 whether no bit is set
+//   top_bits(a)                one bit for every byte whose top bit is set
+//   pack16(lo, hi)             signed words as bytes, clamped, within lanes: the inverse of
+//   unpack_lo8, unpack_hi8     bytes of a and b in turns; unpack_lo16, unpack_hi16: words
+//   load_widened(p)            bytes as words, in order
+//   transpose3(...)            kSize/4 rows of as many three-byte pixels
+//   stream(p, a)               past the caches; p aligned
+template <class V, size_t kSize, size_t kSpan = 16>
 struct VecCommon {
     typedef long long Reg __attribute__((vector_size(kSize), may_alias));
     typedef long long Unaligned __attribute__((vector_size(kSize), may_alias, aligned(1)));
     typedef uint8_t Bytes __attribute__((vector_size(kSize)));
     typedef uint16_t Words __attribute__((vector_size(kSize)));
     typedef int16_t SignedWords __attribute__((vector_size(kSize)));
+    typedef uint32_t Dwords __attribute__((vector_size(kSize)));
+    using Mask = Reg;  // of 16-bit lanes
 
     static constexpr size_t kBytes = kSize;
+    static constexpr bool kNarrowest = kSize == 16;
     // What copies of rows that begin anywhere are made with.
     using CopyVector = V;
 
@@ -34,14 +53,34 @@ struct VecCommon {
     static void copy_large(uint8_t* dst, const uint8_t* src, size_t bytes) {
         memcpy(dst, src, bytes);
     }
+    // Parts of blocks, which few instruction sets load and store by masks: `bytes` bytes to (from)
+    // a buffer of kBuffer, whole vectors. Copied in, the rest of it becomes 0.
+    static constexpr bool kMasks = false;
+    template <size_t kBuffer>
+    static void copy_in(uint8_t* buffer, const uint8_t* src, size_t bytes) {
+        memset(buffer, 0, kBuffer);
+        memcpy(buffer, src, bytes);
+    }
+    template <size_t kBuffer>
+    static void copy_out(uint8_t* dst, const uint8_t* buffer, size_t bytes) {
+        memcpy(dst, buffer, bytes);
+    }
 
+    // What a loop is to find in a register.
+    static Reg kept(Reg constant) { return constant; }
     static Reg zero() { return Reg{}; }
-    static Reg set8(int x) { return (Reg)(Bytes{} + static_cast<uint8_t>(x)); }
-    static Reg set16(int x) { return (Reg)(Words{} + static_cast<uint16_t>(x)); }
+    static Reg set8(int x) { return V::kept((Reg)(Bytes{} + static_cast<uint8_t>(x))); }
+    static Reg set16(int x) { return V::kept((Reg)(Words{} + static_cast<uint16_t>(x))); }
+    // The values of a captureless lambda for 0 .. kPeriod - 1, again and again. (Made at compile
+    // time and kept in memory: Clang would copy a table that is passed onto the stack.)
+    template <size_t kPeriod = 16, class F>
+    static Reg table(F) {
+        static constexpr auto kTable = byte_table<kSize>([](size_t i) { return F{}(i % kPeriod); });
+        return V::kept(*(const Reg*)kTable.at);
+    }
 
     static Reg and_(Reg a, Reg b) { return a & b; }
     static Reg or_(Reg a, Reg b) { return a | b; }
-    static Reg xor_(Reg a, Reg b) { return a ^ b; }
     static Reg andnot(Reg a, Reg b) { return ~a & b; }
     static Reg sub8(Reg a, Reg b) { return (Reg)((Bytes)a - (Bytes)b); }
     static Reg add16(Reg a, Reg b) { return (Reg)((Words)a + (Words)b); }
@@ -65,71 +104,46 @@ struct VecCommon {
     }
     // 0xFF or 0 in every byte.
     static Reg equal8(Reg a, Reg b) { return (Reg)((Bytes)a == (Bytes)b); }
+    static Mask greater16(Reg a, Reg b) { return (Reg)((SignedWords)a > (SignedWords)b); }
+    static Reg select16(Mask m, Reg a, Reg b) { return V::bit_select(m, a, b); }
 
+    static Reg permute(Reg a, Reg indices) { return V::lookup(a, indices); }
+    // By the indices of a captureless lambda, within lanes.
+    template <class F>
+    static Reg shuffle(Reg a, F index_of) {
+        return V::lookup(a, table(index_of));
+    }
+    template <class F>
+    static Reg permute_by(Reg a, F index_of) {
+        return V::permute(a, table<kSpan>(index_of));
+    }
+    static Reg reverse(Reg a) {
+        return permute_by(a, [](size_t i) { return kSpan - 1 - i; });
+    }
     // Bytes of 16-bit lanes: the even or the odd one in both places.
     static Reg dup_even(Reg a) {
-        return V::shuffle(a, [](size_t i) { return i & ~1u; });
+        return shuffle(a, [](size_t i) { return i & ~size_t{1}; });
     }
     static Reg dup_odd(Reg a) {
-        return V::shuffle(a, [](size_t i) { return i | 1; });
+        return shuffle(a, [](size_t i) { return i | 1; });
     }
     static Reg widen_lo(Reg a) { return V::unpack_lo8(a, zero()); }
     static Reg widen_hi(Reg a) { return V::unpack_hi8(a, zero()); }
-};
+    // Words below 256 as bytes, in order.
+    static Reg narrow(Reg lo, Reg hi) { return V::pack16(lo, hi); }
 
-// Vectors whose bytes are shuffled within lanes of 16, by tables of 16 that serve all lanes. V has
-//   table(ByteTable<16>)      the same table in every lane
-//   shuffle(Reg, Reg)         bytes of each lane by their index within it; kZeroByte gives 0
-//   load_lanes(p, step)       16 bytes for every lane, the lanes' `step` bytes apart
-template <class V, size_t kSize>
-struct LaneVec : VecCommon<V, kSize> {
-    using Common = VecCommon<V, kSize>;
-    using Reg = typename Common::Reg;
-    using Mask = Reg;  // of 16-bit lanes
-    using Common::and_;
-    using Common::equal8;
-    using Common::or_;
-    using Common::set16;
-    using Common::set8;
-    using Common::store;
-
-    // No part of a vector is loaded or stored by itself: `bytes` bytes to (from) a buffer of
-    // kBuffer bytes. Copied in, the rest of it becomes 0.
-    static constexpr bool kMasks = false;
-    template <size_t kBuffer>
-    static void copy_in(uint8_t* buffer, const uint8_t* src, size_t bytes) {
-        memset(buffer, 0, kBuffer);
-        memcpy(buffer, src, bytes);
+    // Bit 0 of the first byte is the first pixel: 0xFF or 0.
+    static Reg load_bits(const uint8_t* p) {
+        uint32_t bits = 0;
+        memcpy(&bits, p, kSize / 8);
+        const Reg byte_of_pixel = table<kSize>([](size_t i) { return i / 8; });
+        const Reg bit = table([](size_t i) { return 1u << i % 8; });
+        return equal8(V::lookup((Reg)(Dwords{} + bits), byte_of_pixel) & bit, bit);
     }
-    template <size_t kBuffer>
-    static void copy_out(uint8_t* dst, const uint8_t* buffer, size_t bytes) {
-        memcpy(dst, buffer, bytes);
-    }
-
-    // By the table of a captureless lambda, made at compile time.
-    template <class F>
-    static Reg table(F) {
-        static constexpr ByteTable<16> kTable = byte_table<16>(F{});
-        return V::table(kTable);
-    }
-    template <class F>
-    static Reg shuffle(Reg a, F index_of) {
-        return V::shuffle(a, table(index_of));
-    }
-    static Reg shuffle(Reg a, const ByteTable<16>& t) { return V::shuffle(a, V::table(t)); }
-
     // Little-endian words shifted right: their low bytes.
     template <int kShift>
     static Reg load_words(const uint8_t* p) {
-        return V::narrow(low_bytes<kShift>(V::load(p)), low_bytes<kShift>(V::load(p + kSize)));
-    }
-    static void load3(const uint8_t* p, Reg& a, Reg& b, Reg& c) {
-        // Every lane holds 48 bytes of its own.
-        const Reg v0 = V::load_lanes(p, 48), v1 = V::load_lanes(p + 16, 48);
-        const Reg v2 = V::load_lanes(p + 32, 48);
-        a = shuffle(mix3(v0, v2, v1), Interleave3<16>::gather(0));
-        b = shuffle(mix3(v1, v0, v2), Interleave3<16>::gather(1));
-        c = shuffle(mix3(v2, v1, v0), Interleave3<16>::gather(2));
+        return V::narrow(low_bytes<kShift>(load(p)), low_bytes<kShift>(load(p + kSize)));
     }
     // Words of 2-pixel groups, in the order of pack16.
     static void load_yuv422(const uint8_t* p, Reg& lo, Reg& hi) {
@@ -142,44 +156,133 @@ struct LaneVec : VecCommon<V, kSize> {
         lo = V::load_lanes(p, 24);
         hi = V::load_lanes(p + 8, 24);
     }
-    // The first and the last byte of every 3.
+    // The first and the last byte of every 3: 16 of the 24 bytes of each lane.
     static Reg load_packed(const uint8_t* p) {
-        static constexpr Pick24 kPick = pick24([](size_t i) { return i / 2 * 3 + i % 2 * 2; });
-        return or_(shuffle(V::load_lanes(p, 24), kPick.head),
-                   shuffle(V::load_lanes(p + 8, 24), kPick.tail));
+        return shuffle(V::load_lanes(p, 24), [](size_t i) { return packed_byte(i, 0, 16); }) |
+               shuffle(V::load_lanes(p + 8, 24), [](size_t i) { return packed_byte(i, 16, 24); });
     }
 
+    // Three channels of interleaved bytes. Every span is loaded with 3 kSpan bytes of its own.
+    static void load3(const uint8_t* p, Reg& a, Reg& b, Reg& c) {
+        const Reg v0 = load_spans3(p), v1 = load_spans3(p + kSpan), v2 = load_spans3(p + 2 * kSpan);
+        a = permute_by(V::mix3(v0, v2, v1), [](size_t i) { return Order3::gather(0, i); });
+        b = permute_by(V::mix3(v1, v0, v2), [](size_t i) { return Order3::gather(1, i); });
+        c = permute_by(V::mix3(v2, v1, v0), [](size_t i) { return Order3::gather(2, i); });
+    }
+    static void store3(uint8_t* p, Reg a, Reg b, Reg c) {
+        a = permute_by(a, [](size_t i) { return Order3::spread(0, i); });
+        b = permute_by(b, [](size_t i) { return Order3::spread(1, i); });
+        c = permute_by(c, [](size_t i) { return Order3::spread(2, i); });
+        const Reg v0 = V::mix3(a, b, c), v1 = V::mix3(b, c, a), v2 = V::mix3(c, a, b);
+        V::store_spans3(p, v0, v1, v2);
+    }
+    static void store3_grey(uint8_t* p, Reg g) {
+        if constexpr (kSpan == kSize) {
+            // One by one, or GCC would load g for each of them.
+            store(p, grey3<0>(g));
+            store(p + kSize, grey3<1>(g));
+            store(p + 2 * kSize, grey3<2>(g));
+        } else {
+            V::store_spans3(p, grey3<0>(g), grey3<1>(g), grey3<2>(g));
+        }
+    }
+    // The first span of each, then the second ones.
+    static void store_spans3(uint8_t* p, Reg v0, Reg v1, Reg v2) {
+        store(p, v0);
+        store(p + kSize, v1);
+        store(p + 2 * kSize, v2);
+    }
+    // Bytes of r0, r1, r2 where i mod 3 is 0, 1, 2.
+    static Reg mix3(Reg r0, Reg r1, Reg r2) {
+        const Reg second = table([](size_t i) { return i % 3 == 1 ? 0xFF : 0; });
+        const Reg third = table([](size_t i) { return i % 3 == 2 ? 0xFF : 0; });
+        return V::bit_select(third, r2, V::bit_select(second, r1, r0));
+    }
+    // Three-byte pixels in reverse order.
+    static void reverse3(const uint8_t* src, uint8_t* dst) {
+        // Bytes 1 .. of every load, their pixels exchanged.
+        permute_pixels(
+            src + 2 * kSize, src + kSize + 1, src + 2, src, dst,
+            [](size_t i) { return i < kSpan - 1 ? kSpan - 3 - i / 3 * 3 + i % 3 : 0; },
+            [](size_t i) { return i == 0 ? 5 : i - 1; });
+    }
+    // Three-byte pixels with their first and last bytes exchanged.
+    static void swap_rb3(const uint8_t* src, uint8_t* dst) {
+        permute_pixels(
+            src, src + kSize - 1, src + 2 * kSize - 2, src + 2 * kSize, dst,
+            [](size_t i) { return i < kSpan - 1 ? i / 3 * 3 + 2 - i % 3 : 0; },
+            [](size_t i) { return i == 0 ? kSpan - 6 : kSpan - i; });
+    }
+
+    // a b c 0
+    static void store4(uint8_t* p, Reg a, Reg b, Reg c) {
+        a = V::deal_dwords(a), b = V::deal_dwords(b), c = V::deal_dwords(c);
+        const Reg ab_lo = V::unpack_lo8(a, b), ab_hi = V::unpack_hi8(a, b);
+        const Reg c_lo = widen_lo(c), c_hi = widen_hi(c);
+        store(p, V::unpack_lo16(ab_lo, c_lo));
+        store(p + kSize, V::unpack_hi16(ab_lo, c_lo));
+        store(p + 2 * kSize, V::unpack_lo16(ab_hi, c_hi));
+        store(p + 3 * kSize, V::unpack_hi16(ab_hi, c_hi));
+    }
+    // Puts dwords where unpacking within the lanes, twice, leaves every output in order.
+    static Reg deal_dwords(Reg a) { return a; }
+
+    // Whether any 16-bit lane is 0.
+    static bool has_zero16(Reg a) { return !V::is_zero((Reg)((Words)a == 0)); }
     // 0xFF for every byte value x whose bit is set in the 256-bit table.
     static Reg bitmap_contains(const ByteTable<32>& bitmap, Reg x) {
-        const Reg index = and_(V::template shr16<3>(x), set8(0x1F));
-        const Reg upper_half = equal8(and_(index, set8(16)), set8(16));
-        const Reg row = V::bit_select(upper_half, shuffle_of(bitmap.at + 16, index),
-                                      shuffle_of(bitmap.at, index));
-        const Reg bit = bit_in_byte(x);
-        return equal8(and_(row, bit), bit);
+        const Reg index = shr16<3>(x) & V::set8(15), half = x & V::set8(0x80);
+        const Reg row = V::bit_select(V::equal8(half, zero()), lookup_in(bitmap.at, index),
+                                      lookup_in(bitmap.at + 16, index));
+        const Reg bit = V::bit_in_byte(x);
+        return V::equal8(row & bit, bit);
     }
     // 1 << x % 8
     static Reg bit_in_byte(Reg x) {
-        return V::shuffle(table([](size_t i) { return i < 8 ? 1u << i : 0; }), and_(x, set8(7)));
-    }
-
-  protected:
-    // Bytes of r0, r1, r2 where i mod 3 is 0, 1, 2.
-    static Reg mix3(Reg r0, Reg r1, Reg r2) {
-        const Reg second = V::table(Interleave3<16>::mask(1));
-        const Reg third = V::table(Interleave3<16>::mask(2));
-        return V::bit_select(third, r2, V::bit_select(second, r1, r0));
-    }
-    // Every lane shuffles the same 16 bytes.
-    static Reg shuffle_of(const uint8_t* bytes, Reg index) {
-        return V::shuffle(V::load_lanes(bytes, 0), index);
+        return V::lookup(table([](size_t i) { return i < 8 ? 1u << i : 0; }), x & V::set8(7));
     }
 
   private:
+    // Byte i of packed pixels, if it is from `begin` to `end`, in 16 bytes that end there.
+    static constexpr size_t packed_byte(size_t i, size_t begin, size_t end) {
+        const size_t byte = i / 2 * 3 + i % 2 * 2;
+        return begin <= byte && byte < end ? byte + 16 - end : kZeroByte;
+    }
+    using Order3 = Interleave3<kSpan>;
+
+    template <size_t kOutput>
+    static Reg grey3(Reg g) {
+        return permute_by(g, [](size_t i) { return Order3::grey(kOutput, i); });
+    }
+    static Reg load_spans3(const uint8_t* p) {
+        if constexpr (kSpan == kSize) {
+            return load(p);
+        } else {
+            return V::load_lanes(p, 3 * kSpan);
+        }
+    }
+    // 3 kSize bytes of vectors that are one span. Its kSize - 1 bytes of whole pixels are one
+    // permutation, and the byte stored behind them is overwritten by the next. The last pixel is
+    // left over (bytes 1 .. 3 of `end`, byte 0 is the one before it). Deinterleaving, and
+    // interleaving again, takes twice as long.
+    template <class F, class G>
+    static void permute_pixels(const uint8_t* first, const uint8_t* second, const uint8_t* third,
+                               const uint8_t* end, uint8_t* dst, F index_of, G end_index_of) {
+        const Reg a = load(first), b = load(second), c = load(third);
+        const Reg last = permute_by(load(end), end_index_of);
+        store(dst, permute_by(a, index_of));
+        store(dst + kSize - 1, permute_by(b, index_of));
+        store(dst + 2 * (kSize - 1), permute_by(c, index_of));
+        memcpy(dst + 3 * kSize - 4, &last, 4);
+    }
+    // Every lane looks its bytes up in the same 16.
+    static Reg lookup_in(const uint8_t* bytes, Reg indices) {
+        return V::lookup(V::load_lanes(bytes, 0), indices);
+    }
     template <int kShift>
     static Reg low_bytes(Reg words) {
-        const Reg shifted = V::template shr16<kShift>(words);
-        return kShift == 8 ? shifted : and_(shifted, set16(0xFF));
+        const Reg shifted = shr16<kShift>(words);
+        return kShift == 8 ? shifted : shifted & V::set16(0xFF);
     }
 };
 

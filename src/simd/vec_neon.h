@@ -1,4 +1,4 @@
-// 16-byte vectors, NEON of 64-bit ARM.
+// 16-byte vectors, NEON of 64-bit ARM. See vec_common.h for what the functions do.
 #pragma once
 
 #include <arm_neon.h>
@@ -7,25 +7,15 @@
 
 namespace imgcnv {
 
-template <class Level>
-struct Vec16Neon : LaneVec<Vec16Neon<Level>, 16> {
-    using Common = LaneVec<Vec16Neon<Level>, 16>;
-    using Reg = typename Common::Reg;
-    using Mask = Reg;
-    using Common::kBytes;
-    using Common::load;
-    using Common::shuffle;
-    using Common::store;
-    using Common::table;
-    static constexpr bool kNarrowest = true;
+namespace {
 
-    static Reg table(const ByteTable<16>& t) { return load(t.at); }
+struct Vec16Neon : VecCommon<Vec16Neon, 16> {
+    using Narrowest = Vec16Neon;
+
     // Indices are below 16 or kZeroByte.
-    static Reg shuffle(Reg a, Reg indices) { return (Reg)vqtbl1q_u8(u8(a), u8(indices)); }
+    static Reg lookup(Reg table, Reg indices) { return (Reg)vqtbl1q_u8(u8(table), u8(indices)); }
     static Reg load_lanes(const uint8_t* p, ptrdiff_t) { return load(p); }
 
-    static bool is_zero(Reg a) { return vmaxvq_u32((uint32x4_t)a) == 0; }
-    // a where the bits of mask are 1, else b
     static Reg bit_select(Reg mask, Reg a, Reg b) { return (Reg)vbslq_u8(u8(mask), u8(a), u8(b)); }
     static Reg mulhi16(Reg a, Reg b) {
         return (Reg)vuzp2q_s16(
@@ -40,17 +30,12 @@ struct Vec16Neon : LaneVec<Vec16Neon<Level>, 16> {
     static Reg abs16(Reg a) { return (Reg)vabsq_s16(s16(a)); }
     static Reg max16(Reg a, Reg b) { return (Reg)vmaxq_s16(s16(a), s16(b)); }
     static Reg min16(Reg a, Reg b) { return (Reg)vminq_s16(s16(a), s16(b)); }
-    // unsigned bytes times signed bytes, neighbours added to 16 bits
     static Reg maddubs(Reg a, Reg b) {
-        const int16x8_t even = vmulq_s16(s16(Common::and_(a, Common::set16(0xFF))),
-                                         vshrq_n_s16(vshlq_n_s16(s16(b), 8), 8));
-        return (Reg)vmlaq_s16(even, s16(Common::template shr16<8>(a)), vshrq_n_s16(s16(b), 8));
+        const int16x8_t even =
+            vmulq_s16(s16(and_(a, set16(0xFF))), vshrq_n_s16(vshlq_n_s16(s16(b), 8), 8));
+        return (Reg)vmlaq_s16(even, s16(shr16<8>(a)), vshrq_n_s16(s16(b), 8));
     }
-    static Mask greater16(Reg a, Reg b) { return (Reg)vcgtq_s16(s16(a), s16(b)); }
-    static Reg select16(Mask m, Reg a, Reg b) { return bit_select(m, a, b); }
-    // Whether any 16-bit lane is 0.
     static bool has_zero16(Reg a) { return vminvq_u16(u16(a)) == 0; }
-    // One bit for every byte whose top bit is set.
     static uint64_t top_bits(Reg a) {
         const Reg bit = table([](size_t i) { return 1u << i % 8; });
         const uint8x16_t bits = vandq_u8((uint8x16_t)vshrq_n_s8((int8x16_t)a, 7), u8(bit));
@@ -58,19 +43,13 @@ struct Vec16Neon : LaneVec<Vec16Neon<Level>, 16> {
                                                  << 8;
     }
 
-    // 16-bit lanes: inverse of one another
     static Reg pack16(Reg lo, Reg hi) {
         return (Reg)vqmovun_high_s16(vqmovun_s16(s16(lo)), s16(hi));
     }
     static Reg unpack_lo8(Reg a, Reg b) { return (Reg)vzip1q_u8(u8(a), u8(b)); }
     static Reg unpack_hi8(Reg a, Reg b) { return (Reg)vzip2q_u8(u8(a), u8(b)); }
-    // Words below 256 as bytes, in order.
     static Reg narrow(Reg lo, Reg hi) { return (Reg)vuzp1q_u8(u8(lo), u8(hi)); }
-    static Reg reverse(Reg a) {
-        return shuffle(a, [](size_t i) { return 15 - i; });
-    }
 
-    // 8 bytes as 16-bit lanes.
     static Reg load_widened(const uint8_t* p) { return (Reg)vmovl_u8(vld1_u8(p)); }
     static Reg load_bits(const uint8_t* p) {
         const Reg bit = table([](size_t i) { return 1u << i % 8; });
@@ -87,30 +66,21 @@ struct Vec16Neon : LaneVec<Vec16Neon<Level>, 16> {
         vst3q_u8(p, uint8x16x3_t{{u8(a), u8(b), u8(c)}});
     }
     static void store3_grey(uint8_t* p, Reg g) { store3(p, g, g, g); }
-    // a b c 0
     static void store4(uint8_t* p, Reg a, Reg b, Reg c) {
         vst4q_u8(p, uint8x16x4_t{{u8(a), u8(b), u8(c), vdupq_n_u8(0)}});
     }
 
-    // 0xFF for every byte value x whose bit is set in the 256-bit table.
     static Reg bitmap_contains(const ByteTable<32>& bitmap, Reg x) {
         const uint8x16x2_t bytes = vld1q_u8_x2(bitmap.at);
         const uint8x16_t row = vqtbl2q_u8(bytes, vshrq_n_u8(u8(x), 3));
         return (Reg)vtstq_u8(row, u8(bit_in_byte(x)));
     }
-    // 1 << x % 8
-    static Reg bit_in_byte(Reg x) {
-        const Reg bit = table([](size_t i) { return i < 8 ? 1u << i : 0; });
-        return (Reg)vqtbl1q_u8(u8(bit), vandq_u8(u8(x), vdupq_n_u8(7)));
-    }
 
-    // 16 three-byte pixels in reverse order.
     static void reverse3(const uint8_t* src, uint8_t* dst) {
         Reg a, b, c;
         load3(src, a, b, c);
         store3(dst, reverse(a), reverse(b), reverse(c));
     }
-    // 16 three-byte pixels with their first and last bytes exchanged.
     static void swap_rb3(const uint8_t* src, uint8_t* dst) {
         Reg a, b, c;
         load3(src, a, b, c);
@@ -156,4 +126,5 @@ struct Vec16Neon : LaneVec<Vec16Neon<Level>, 16> {
     static int16x8_t s16(Reg a) { return (int16x8_t)a; }
 };
 
+}  // namespace
 }  // namespace imgcnv
