@@ -7,10 +7,9 @@ namespace imgcnv {
 
 struct Avx2Level {};
 
-extern const KernelTable kSse4Kernels, kAvx2Streaming, kAvx2Kernels;
-constinit const KernelTable kAvx2Streaming =
-    table_of<StreamingKernels<Vec32<Avx2Level>, &kSse4Kernels>>("avx2");
+extern const KernelTable kAvx2Streaming, kAvx2Kernels;
+constinit const KernelTable kAvx2Streaming = table_of<StreamingKernels<Vec32<Avx2Level>>>("avx2");
 constinit const KernelTable kAvx2Kernels =
-    table_of<VectorKernels<Vec32<Avx2Level>, &kSse4Kernels>>("avx2", &kAvx2Streaming);
+    table_of<VectorKernels<Vec32<Avx2Level>>>("avx2", &kAvx2Streaming);
 
 }  // namespace imgcnv

@@ -7,10 +7,10 @@ namespace imgcnv {
 
 struct Avx512Level {};
 
-extern const KernelTable kSse4Kernels, kAvx512Streaming, kAvx512Kernels;
+extern const KernelTable kAvx512Streaming, kAvx512Kernels;
 constinit const KernelTable kAvx512Streaming =
-    table_of<StreamingKernels<Vec64<Avx512Level>, &kSse4Kernels>>("avx512");
+    table_of<StreamingKernels<Vec64<Avx512Level>>>("avx512");
 constinit const KernelTable kAvx512Kernels =
-    table_of<VectorKernels<Vec64<Avx512Level>, &kSse4Kernels>>("avx512", &kAvx512Streaming);
+    table_of<VectorKernels<Vec64<Avx512Level>>>("avx512", &kAvx512Streaming);
 
 }  // namespace imgcnv

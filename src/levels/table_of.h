@@ -47,16 +47,7 @@ constexpr KernelTable table_of(const char* name, const KernelTable* streaming = 
             constexpr auto kStart = static_cast<RowStart>(start.value);
             t.nearest[kStart][kTarget] = Kernels::template nearest<kStart, kTarget>;
             t.bilinear[kStart][kTarget] = Kernels::template bilinear<kStart, kTarget>;
-            for_each_index<kEdgeGreens>([&](auto green) {
-                constexpr auto kGreen = static_cast<EdgeGreen>(green.value);
-                t.bilinear_edge[kGreen][kStart][kTarget] =
-                    Kernels::template bilinear_edge<kGreen, kStart, kTarget>;
-            });
-            for_each_index<kAdaptiveRows>([&](auto row) {
-                constexpr auto kRow = static_cast<AdaptiveRow>(row.value);
-                t.adaptive_color[kRow][kStart][kTarget] =
-                    Kernels::template adaptive_color<kRow, kStart, kTarget>;
-            });
+            t.adaptive_color[kStart][kTarget] = Kernels::template adaptive_color<kStart, kTarget>;
         });
     });
     for_each_index<kRowStarts>([&](auto start) {

@@ -28,37 +28,8 @@ struct ChooseFrom<false, A, B> {
 template <bool kCondition, class A, class B>
 using Choose = typename ChooseFrom<kCondition, A, B>::Type;
 
-// A kernel that calls the one that kFind finds in another table.
-template <auto kFind, class Kernel = decltype(kFind())>
-struct Forward;
-template <auto kFind, class... Args>
-struct Forward<kFind, void (*)(Args...)> {
-    static void run(Args... args) { kFind()(args...); }
-};
-
-// GCC takes a comparison with null for no constant under -fsanitize=undefined.
-template <const KernelTable* kTable>
-inline constexpr bool kIsTable = true;
-template <>
-inline constexpr bool kIsTable<nullptr> = false;
-
-// kNarrow: the kernels of the level with the narrowest vectors, where V has wider ones. Those that
-// convert a handful of rows per frame are taken from there, and are not compiled for V.
-template <class V, const KernelTable* kNarrow = nullptr>
+template <class V>
 struct VectorKernels {
-    template <EdgeGreen kGreen, RowStart kStart, ColorTarget kTarget>
-    static BilinearEdgeKernel narrow_bilinear_edge() {
-        return kNarrow->bilinear_edge[kGreen][kStart][kTarget];
-    }
-    template <RowStart kStart>
-    static BlockGreenKernel narrow_block_green() {
-        return kNarrow->block_green[kStart];
-    }
-    template <AdaptiveRow kRow, RowStart kStart, ColorTarget kTarget>
-    static AdaptiveColorKernel narrow_adaptive_color() {
-        return kNarrow->adaptive_color[kRow][kStart][kTarget];
-    }
-
     template <MonoLayout kLayout, GreyTarget kTarget>
     static constexpr RowKernel mono = mono_row<V, kLayout, kTarget>;
     template <ColorLayout kLayout, ColorTarget kTarget>
@@ -67,32 +38,12 @@ struct VectorKernels {
     static constexpr NearestKernel nearest = nearest_rows<V, kStart, kTarget>;
     template <RowStart kStart, ColorTarget kTarget>
     static constexpr BilinearKernel bilinear = bilinear_row<V, kStart, kTarget>;
-    template <EdgeGreen kGreen, RowStart kStart, ColorTarget kTarget>
-    static constexpr BilinearEdgeKernel bilinear_edge = [] {
-        if constexpr (!kIsTable<kNarrow>) {
-            return bilinear_edge_row<V, kGreen, kStart, kTarget>;
-        } else {
-            return Forward<narrow_bilinear_edge<kGreen, kStart, kTarget>>::run;
-        }
-    }();
     template <RowStart kStart>
     static constexpr AdaptiveGreenKernel adaptive_green = adaptive_green_row<V, kStart>;
     template <RowStart kStart>
-    static constexpr BlockGreenKernel block_green = [] {
-        if constexpr (!kIsTable<kNarrow>) {
-            return block_green_row<V, kStart>;
-        } else {
-            return Forward<narrow_block_green<kStart>>::run;
-        }
-    }();
-    template <AdaptiveRow kRow, RowStart kStart, ColorTarget kTarget>
-    static constexpr AdaptiveColorKernel adaptive_color = [] {
-        if constexpr (!kIsTable<kNarrow> || kRow == kNoneReplicated) {
-            return adaptive_color_row<V, kRow, kStart, kTarget>;
-        } else {
-            return Forward<narrow_adaptive_color<kRow, kStart, kTarget>>::run;
-        }
-    }();
+    static constexpr BlockGreenKernel block_green = block_green_row<V, kStart>;
+    template <RowStart kStart, ColorTarget kTarget>
+    static constexpr AdaptiveColorKernel adaptive_color = adaptive_color_row<V, kStart, kTarget>;
     template <PixelSize kSize>
     static constexpr RotateKernel flip_h = imgcnv::flip_h<V, bytes_of(kSize)>;
     static constexpr RotateKernel flip_v = imgcnv::flip_v<V>;
@@ -104,8 +55,8 @@ struct VectorKernels {
 
 // The same for frames that the caches do not hold. Grey from colour or from a mosaic
 // gains nothing from streaming: most of its bytes are read.
-template <class V, const KernelTable* kNarrow = nullptr>
-struct StreamingKernels : VectorKernels<V, kNarrow> {
+template <class V>
+struct StreamingKernels : VectorKernels<V> {
     using Streamed = Streaming<V>;
 
     template <ColorTarget kTarget>
@@ -119,14 +70,9 @@ struct StreamingKernels : VectorKernels<V, kNarrow> {
     static constexpr NearestKernel nearest = nearest_rows<To<kTarget>, kStart, kTarget>;
     template <RowStart kStart, ColorTarget kTarget>
     static constexpr BilinearKernel bilinear = bilinear_row<To<kTarget>, kStart, kTarget>;
-    template <AdaptiveRow kRow, RowStart kStart, ColorTarget kTarget>
-    static constexpr AdaptiveColorKernel adaptive_color = [] {
-        if constexpr (kRow == kNoneReplicated) {
-            return adaptive_color_row<To<kTarget>, kRow, kStart, kTarget>;
-        } else {
-            return VectorKernels<V, kNarrow>::template adaptive_color<kRow, kStart, kTarget>;
-        }
-    }();
+    template <RowStart kStart, ColorTarget kTarget>
+    static constexpr AdaptiveColorKernel adaptive_color =
+        adaptive_color_row<To<kTarget>, kStart, kTarget>;
     template <PixelSize kSize>
     static constexpr RotateKernel flip_h = imgcnv::flip_h<Streamed, bytes_of(kSize)>;
     static constexpr RotateKernel flip_v = imgcnv::flip_v<Streamed>;
