@@ -1,6 +1,5 @@
 #include "pipeline/kernel_call.h"
 
-#include "bayer/demosaic.h"
 #include "converter/destination.h"
 
 namespace frames {
@@ -48,11 +47,7 @@ void KernelCall::open_mosaic(const Format& format) {
     mosaic_.order = format.order == IMGCNV_ORDER_RG   ? BayerOrder::RG
                     : format.order == IMGCNV_ORDER_GB ? BayerOrder::GB
                                                       : BayerOrder::BG;
-    mosaic_.line_format = {layout == imgcnv::kBytes,
-                           imgcnv::kernels_for_this_cpu().mono[layout][imgcnv::kGrey1],
-                           layout == imgcnv::kBytes    ? size_t{2}
-                           : layout == imgcnv::kPacked ? size_t{3}
-                                                       : size_t{4}};
+    mosaic_.line_format = imgcnv::LineFormat::of(layout);
     mosaic_.width = static_cast<size_t>(frame_.width);
     mosaic_.height = static_cast<size_t>(frame_.rows + frame_.rows % 2);
     mosaic_.dst_bytes = static_cast<size_t>(pixel_bytes_);
@@ -66,6 +61,7 @@ void KernelCall::open_mosaic(const Format& format) {
     dropped_row_.resize(mosaic_.width * mosaic_.dst_bytes);
     mosaic_.src_rows = source_rows_.data();
     mosaic_.dst_rows = target_rows_.data();
+    mosaic_.unread_row = dropped_row_.data();
 }
 
 void KernelCall::demosaic(const Task& task, const std::uint8_t* source, std::uint8_t* target) {

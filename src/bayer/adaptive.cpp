@@ -24,8 +24,8 @@ class AdaptiveFrame {
         for (size_t y = 0; y < 2; ++y) {
             const RowStart row_start = f_.row_start(y);
             kinds_[y] = {f_.kernels->adaptive_green[row_start],
-                         f_.kernels->adaptive_color[kNoneReplicated][row_start][f_.target(y)],
-                         f_.own_byte(y), f_.starts_with_chroma(y)};
+                         f_.kernels->adaptive_color[row_start][f_.target(y)], f_.own_byte(y),
+                         f_.starts_with_chroma(y)};
         }
     }
 
@@ -72,7 +72,7 @@ class AdaptiveFrame {
         for (size_t y = 0; y <= last_y_; ++y) {
             if (y + 3 <= last_y_) fetch(y + 3);
             if (y < last_y_) make_green(y + 1);
-            make_color(y);
+            if (f_.is_read(y)) make_color(y);
         }
     }
 
@@ -90,17 +90,16 @@ class AdaptiveFrame {
         uint8_t* green = green_[y % kWindow] = green_ring_.next();
         auto* differences = reinterpret_cast<int16_t*>(differences_ring_.next());
         differences_[y % kWindow] = differences;
-        const RowKind& kind = this->kind(y);
         const size_t pixels = static_cast<size_t>(green_end_ - green_begin_) & ~size_t{1};
         if (is_inner_row(y)) {
-            kind.green(rows_from(y - 2), green_begin_, green + green_begin_,
-                       differences + green_begin_ / 2, pixels);
+            kind(y).green(rows_from(y - 2), green_begin_, green + green_begin_,
+                          differences + green_begin_ / 2, pixels);
         } else {
             f_.kernels->block_green[f_.row_start(y)](
                 row(y) + green_begin_, row(y ^ 1) + green_begin_, green + green_begin_,
                 differences + green_begin_ / 2, pixels);
         }
-        if (kind.starts_with_chroma) {
+        if (kind(y).starts_with_chroma) {
             fix_green<true>(y, green, differences);
         } else {
             fix_green<false>(y, green, differences);
@@ -112,11 +111,9 @@ class AdaptiveFrame {
     inline void fix_green(size_t y, uint8_t* green, int16_t* differences) const {
         const uint8_t *line = row(y), *paired = row(y ^ 1);
         const auto fix = [&](ptrdiff_t x, bool starts_with_chroma) {
-            const ptrdiff_t chroma = starts_with_chroma ? x : x + 1, own = 2 * x + 1 - chroma;
-            const int mean = avg2(line[own], paired[chroma]);
-            green[own] = line[own];
-            green[chroma] = static_cast<uint8_t>(mean);
-            differences[chroma >> 1] = static_cast<int16_t>(line[chroma] - mean);
+            const ptrdiff_t chroma = starts_with_chroma ? x : x + 1;
+            block_green(starts_with_chroma, line + x, paired + x, green + x,
+                        differences + (chroma >> 1));
         };
         if (strip_.is_first) fix(0, kStartsWithChroma);
         const ptrdiff_t width = to_strip(f_.width);
@@ -132,7 +129,6 @@ class AdaptiveFrame {
         // The rows beyond the frame are not looked at: any other stands in for them.
         const size_t above = y == 0 ? 0 : y - 1, below = y == last_y_ ? y : y + 1;
         const AdaptiveLines lines = {row(y),
-                                     row(y ^ 1),
                                      green_[y % kWindow],
                                      {differences_[above % kWindow], differences_[y % kWindow],
                                       differences_[below % kWindow]}};
@@ -140,32 +136,39 @@ class AdaptiveFrame {
         const RowKind& kind = this->kind(y);
         if (!is_inner_row(y)) return make_border_color(y, lines, dst);
         kind.color(lines, dst, kernel_columns());
-        fix_inner_columns(lines, dst, kind);
+        fix_inner_columns(lines, row(y ^ 1), dst, kind);
     }
 
     // Every call is inlined: a few constants are left of the border's rule.
-    __attribute__((flatten)) void fix_inner_columns(const AdaptiveLines& lines, uint8_t* dst,
+    __attribute__((flatten)) void fix_inner_columns(const AdaptiveLines& lines,
+                                                    const uint8_t* paired, uint8_t* dst,
                                                     const RowKind& kind) const {
         if (kind.starts_with_chroma) {
-            fix_columns({{true, false, false}, lines, dst, kind.own_byte, false}, false);
+            fix_columns({{true, false, false}, lines, paired, dst, kind.own_byte, false}, false);
         } else {
-            fix_columns({{false, false, false}, lines, dst, kind.own_byte, false}, false);
+            fix_columns({{false, false, false}, lines, paired, dst, kind.own_byte, false}, false);
         }
     }
 
     __attribute__((noinline)) void make_border_color(size_t y, const AdaptiveLines& lines,
                                                      uint8_t* dst) const {
         const auto rule = AdaptiveRowRule::of(f_, y);
-        const AdaptiveColorKernel kernel =
-            f_.kernels->adaptive_color[rule.kind()][f_.row_start(y)][f_.target(y)];
+        const uint8_t* paired = row(y ^ 1);
         const bool is_last_row = y == (f_.upside_down ? 0 : last_y_);
-        if (kBytes == 4 && is_last_row) {
-            convert_all_but_alpha(kernel, lines, dst);
-        } else {
-            kernel(lines, dst, kernel_columns());
-        }
+        const auto make = [&](const KernelTable& kernels, ColorTarget target, size_t x,
+                              size_t pixels, uint8_t* out) {
+            const size_t pair = x / 2;
+            const auto& [above, here, below] = lines.differences;
+            kernels.adaptive_color[f_.row_start(y)][target](
+                {lines.line + x, lines.green + x, {above + pair, here + pair, below + pair}}, out,
+                pixels);
+            rule.template replicate<kChannelBytes<kBytes>>(lines.line + x, paired + x, pixels, out,
+                                                           kBytes == 1 ? 0 : f_.own_byte(y));
+        };
+        convert_border_row<kBytes>(f_.target(y), dst, kernel_columns(), kBytes == 4 && is_last_row,
+                                   make);
         const size_t corner_row = f_.order == BayerOrder::BG ? last_y_ : 0;
-        fix_columns({rule, lines, dst, f_.own_byte(y), is_last_row},
+        fix_columns({rule, lines, paired, dst, f_.own_byte(y), is_last_row},
                     has_odd_width_ && y == corner_row);
     }
 
@@ -177,24 +180,6 @@ class AdaptiveFrame {
             edges.template fix_last_columns<true>(last, false, skips_corner);
         } else {
             edges.template fix_last_columns<false>(last, f_.width == 2, skips_corner);
-        }
-    }
-
-    // A few pixels at a time, through a buffer.
-    void convert_all_but_alpha(AdaptiveColorKernel kernel, AdaptiveLines lines,
-                               uint8_t* dst) const {
-        constexpr size_t kPart = 64;
-        uint8_t pixels[kPart * 4];
-        for (size_t left = kernel_columns(); left != 0;) {
-            const size_t part = std::min(left, kPart);
-            kernel(lines, pixels, part);
-            for (size_t i = 0; i < part; ++i) std::copy_n(pixels + i * 4, 3, dst + i * 4);
-            left -= part;
-            dst += part * 4;
-            lines.line += part;
-            lines.paired += part;
-            lines.green += part;
-            for (const int16_t*& differences : lines.differences) differences += part / 2;
         }
     }
 

@@ -18,6 +18,7 @@
 #pragma once
 
 #include "bayer/adaptive_plain.h"
+#include "bayer/border_row.h"
 #include "bayer/sample_lines.h"
 
 namespace imgcnv {
@@ -35,11 +36,18 @@ struct AdaptiveRowRule {
                 .odd_replicated = y == 0 || y == last};
     }
 
-    AdaptiveRow kind() const {
-        const bool own = own_is_even ? even_replicated : odd_replicated;
-        const bool other = own_is_even ? odd_replicated : even_replicated;
-        if (own) return other ? kBothReplicated : kOwnReplicated;
-        return other ? kOtherReplicated : kNoneReplicated;
+    // Replicates the colours that are, in pixels of kBytes with the row's own colour at own_byte.
+    template <size_t kBytes>
+    void replicate(const uint8_t* line, const uint8_t* paired, size_t pixels, uint8_t* dst,
+                   ptrdiff_t own_byte) const {
+        const size_t chroma = own_is_even ? 0 : 1;
+        if (own_is_even ? even_replicated : odd_replicated) {
+            copy_channel<kBytes>(line + chroma, pixels, dst + (1 - chroma) * kBytes + own_byte);
+        }
+        if (own_is_even ? odd_replicated : even_replicated) {
+            copy_channel<kBytes>(paired + 1 - chroma, pixels, dst + 2 - own_byte);
+            copy_channel<kBytes>(paired + 1 - chroma, pixels, dst + kBytes + 2 - own_byte);
+        }
     }
 };
 
@@ -52,34 +60,34 @@ template <size_t kBytes>
 struct AdaptiveEdges {
     const AdaptiveRowRule rule;
     const AdaptiveLines& lines;
-    uint8_t* const dst;  // the strip's first pixel
+    const uint8_t* const paired;  // samples of the other row of the row's 2x2 cells
+    uint8_t* const dst;           // the strip's first pixel
     const ptrdiff_t own_byte;
     const bool is_last_row;  // of the picture, which may be upside down
 
     // Pixel x, which takes the colour of the even columns from column `even` and that of the
     // odd ones from column `odd`.
-    template <size_t kStored>
-    void store(ptrdiff_t x, ptrdiff_t even, ptrdiff_t odd) const {
+    void store(ptrdiff_t x, ptrdiff_t even, ptrdiff_t odd, bool keeps_alpha) const {
         const bool own_is_even = rule.own_is_even;
         const bool is_chroma = (x % 2 == 0) == own_is_even;
         const ptrdiff_t own_from = own_is_even ? even : odd, other_from = own_is_even ? odd : even;
-        const AdaptivePixel pixel(lines, x, own_is_even ? 0 : 1);
+        const AdaptivePixel pixel{lines, x, own_is_even ? 0 : 1};
         const int own = is_chroma                   ? lines.line[x]
                         : own_from != kInterpolated ? lines.line[own_from]
                                                     : pixel.from_row();
-        const int other = other_from != kInterpolated ? lines.paired[other_from]
+        const int other = other_from != kInterpolated ? paired[other_from]
                           : is_chroma                 ? pixel.from_corners()
                                                       : pixel.from_column();
-        store_pixel<kStored>(dst + x * ptrdiff_t{kBytes}, own_byte, own, lines.green[x], other);
-    }
-    static constexpr size_t kAllButAlpha = kBytes == 4 ? 3 : kBytes;
-    void store_before_last_column(ptrdiff_t x, ptrdiff_t even, ptrdiff_t odd) const {
-        if (kBytes == 4 && is_last_row) return store<kAllButAlpha>(x, even, odd);
-        store<kBytes>(x, even, odd);
+        uint8_t* pixel_bytes = dst + x * ptrdiff_t{kBytes};
+        if (kBytes == 4 && keeps_alpha) {
+            store_pixel<3>(pixel_bytes, own_byte, own, lines.green[x], other);
+        } else {
+            store_pixel<kBytes>(pixel_bytes, own_byte, own, lines.green[x], other);
+        }
     }
 
     void fix_first_column() const {
-        store_before_last_column(0, rule.even_replicated ? 0 : kInterpolated, 1);
+        store(0, rule.even_replicated ? 0 : kInterpolated, 1, is_last_row);
     }
 
     // last: the frame's last column
@@ -87,9 +95,9 @@ struct AdaptiveEdges {
     void fix_last_columns(ptrdiff_t last, bool is_only_pair, bool skips_corner) const {
         // The even and the odd one of the last two columns.
         const ptrdiff_t even = kOddWidth ? last : last - 1, odd = kOddWidth ? last - 1 : last;
-        store_before_last_column(last - 1, kOddWidth && rule.even_replicated ? last - 2 : even,
-                                 rule.odd_replicated || is_only_pair ? odd : kInterpolated);
-        if (!skips_corner) store<kAllButAlpha>(last, even, odd);
+        store(last - 1, kOddWidth && rule.even_replicated ? last - 2 : even,
+              rule.odd_replicated || is_only_pair ? odd : kInterpolated, is_last_row);
+        if (!skips_corner) store(last, even, odd, true);
     }
 };
 

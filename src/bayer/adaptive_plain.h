@@ -47,77 +47,56 @@ void adaptive_green_row_plain(const uint8_t* const lines[5], ptrdiff_t column, u
     }
 }
 
-// The missing colours at column x of a row, from the colour differences of the chroma
-// sites left and right, above and below or in the four corners.
-class AdaptivePixel {
-  public:
-    // chroma: where in a pair the row's chroma site is, 0 or 1
-    AdaptivePixel(const AdaptiveLines& lines, ptrdiff_t x, ptrdiff_t chroma)
-        : lines_(lines), x_(x), chroma_(chroma) {}
-
-    uint8_t from_row() const {
-        return corrected((difference(1, x_ - 1, chroma_) + difference(1, x_ + 1, chroma_)) >> 1);
-    }
-    uint8_t from_column() const {
-        return corrected((difference(0, x_, 1 - chroma_) + difference(2, x_, 1 - chroma_)) >> 1);
-    }
-    uint8_t from_corners() const {
-        return corrected((difference(0, x_ - 1, 1 - chroma_) + difference(0, x_ + 1, 1 - chroma_) +
-                          difference(2, x_ - 1, 1 - chroma_) +
-                          difference(2, x_ + 1, 1 - chroma_)) >>
-                         2);
-    }
-
-  private:
-    // The colour difference of the chroma site at column x of row y - 1 + row, which is
-    // at `chroma` in its pair
-    int difference(int row, ptrdiff_t x, ptrdiff_t chroma) const {
-        return lines_.differences[row][(x - chroma) >> 1];
-    }
-    uint8_t corrected(int mean_difference) const {
-        return clamp_to_byte(lines_.green[x_] + mean_difference);
-    }
-
-    const AdaptiveLines& lines_;
-    const ptrdiff_t x_;
-    const ptrdiff_t chroma_;
-};
-
-template <AdaptiveRow kRow, RowStart kStart, ColorTarget kTarget>
-void adaptive_color_row_plain(const AdaptiveLines& lines, uint8_t* dst, size_t pixels) {
-    constexpr bool kOwn = kRow == kOwnReplicated || kRow == kBothReplicated;
-    constexpr bool kOther = kRow == kOtherReplicated || kRow == kBothReplicated;
-    constexpr ptrdiff_t kChroma = kStart == kChromaFirst ? 0 : 1;
-    for (size_t i = 0; i < pixels; ++i) {
-        const ptrdiff_t x = static_cast<ptrdiff_t>(i);
-        const ptrdiff_t cell = x & ~ptrdiff_t{1};
-        const bool chroma_site = x % 2 == kChroma;
-        const AdaptivePixel pixel(lines, x, kChroma);
-        uint8_t a, c;
-        if constexpr (kOwn) {
-            a = lines.line[cell + kChroma];
-        } else {
-            a = chroma_site ? lines.line[x] : pixel.from_row();
-        }
-        if constexpr (kOther) {
-            c = lines.paired[cell + 1 - kChroma];
-        } else {
-            c = chroma_site ? pixel.from_corners() : pixel.from_column();
-        }
-        store_channels<kTarget>(dst, i, {a, lines.green[x], c});
-    }
+// Green of two pixels whose 2x2 block stands for itself.
+inline void block_green(bool starts_with_chroma, const uint8_t* line, const uint8_t* paired,
+                        uint8_t* green, int16_t* difference) {
+    const size_t chroma = starts_with_chroma ? 0 : 1, own = 1 - chroma;
+    const int mean = avg2(line[own], paired[chroma]);
+    green[own] = line[own];
+    green[chroma] = static_cast<uint8_t>(mean);
+    *difference = static_cast<int16_t>(line[chroma] - mean);
 }
 
 template <RowStart kStart>
 void block_green_row_plain(const uint8_t* line, const uint8_t* paired, uint8_t* green,
                            int16_t* differences, size_t pixels) {
-    constexpr size_t kChroma = kStart == kChromaFirst ? 0 : 1;
-    for (size_t x = 0; x < pixels; x += 2) {
-        const size_t chroma = x + kChroma, own_green = x + 1 - kChroma;
-        const int mean = avg2(line[own_green], paired[chroma]);
-        green[own_green] = line[own_green];
-        green[chroma] = static_cast<uint8_t>(mean);
-        differences[x / 2] = static_cast<int16_t>(line[chroma] - mean);
+    for (size_t x = 0; x < pixels; x += 2)
+        block_green(kStart == kChromaFirst, line + x, paired + x, green + x, differences + x / 2);
+}
+
+// The missing colours at column x of a row, from the colour differences of the chroma sites left
+// and right, above and below or in the four corners.
+struct AdaptivePixel {
+    const AdaptiveLines& lines;
+    const ptrdiff_t x;
+    const ptrdiff_t chroma;  // where in a pair the row's chroma site is, 0 or 1
+
+    uint8_t from_row() const { return corrected((own(x - 1) + own(x + 1)) >> 1); }
+    uint8_t from_column() const { return corrected(other(x) >> 1); }
+    uint8_t from_corners() const { return corrected((other(x - 1) + other(x + 1)) >> 2); }
+
+  private:
+    // The colour difference of the chroma site in a column of this row, and the sum of those above
+    // and below it.
+    int own(ptrdiff_t column) const { return lines.differences[1][(column - chroma) >> 1]; }
+    int other(ptrdiff_t column) const {
+        const ptrdiff_t pair = (column - (1 - chroma)) >> 1;
+        return lines.differences[0][pair] + lines.differences[2][pair];
+    }
+    uint8_t corrected(int mean_difference) const {
+        return clamp_to_byte(lines.green[x] + mean_difference);
+    }
+};
+
+template <RowStart kStart, ColorTarget kTarget>
+void adaptive_color_row_plain(const AdaptiveLines& lines, uint8_t* dst, size_t pixels) {
+    constexpr ptrdiff_t kChroma = kStart == kChromaFirst ? 0 : 1;
+    for (size_t i = 0; i < pixels; ++i) {
+        const AdaptivePixel pixel{lines, static_cast<ptrdiff_t>(i), kChroma};
+        const bool chroma_site = pixel.x % 2 == kChroma;
+        const uint8_t a = chroma_site ? lines.line[i] : pixel.from_row();
+        const uint8_t c = chroma_site ? pixel.from_corners() : pixel.from_column();
+        store_channels<kTarget>(dst, i, {a, lines.green[i], c});
     }
 }
 

@@ -10,8 +10,8 @@
 #include <cstddef>
 #include <cstdint>
 
-#include "color/luma.h"
 #include "converter/destination.h"
+#include "converter/kernels_for_frame.h"
 
 namespace imgcnv {
 
@@ -23,6 +23,13 @@ struct LineFormat {
     bool is_8_bit;     // they are such samples; decode copies them
     RowKernel decode;  // of whole pairs, or of a row's last samples
     size_t bytes_per_pair;
+
+    // Decoded lines stay in the caches, whatever the frame: these are the ordinary kernels.
+    static LineFormat of(MonoLayout layout) {
+        const auto [samples, bytes] = group_of(layout);
+        return {layout == kBytes, kernels_for_this_cpu().mono[layout][kGrey1],
+                static_cast<size_t>(bytes * 2 / samples)};
+    }
 };
 
 struct BayerFrame {
@@ -37,6 +44,10 @@ struct BayerFrame {
     bool dst_red_first;
     bool beyond_caches;  // too large for them
     bool upside_down;    // the row tables run from the bottom up
+    // What stands in dst_rows for rows that nobody reads, which need not be converted.
+    const uint8_t* unread_row = nullptr;
+
+    bool is_read(size_t y) const { return dst_rows[y] != unread_row; }
 
     // Red is in the even rows of RG and in the odd ones of GB and BG.
     bool row_has_red(size_t y) const { return (order == BayerOrder::RG) == (y % 2 == 0); }
@@ -72,19 +83,6 @@ void demosaic_adaptive(const BayerFrame& frame);
 // Integer means drop the fraction.
 constexpr int avg2(int a, int b) { return (a + b) >> 1; }
 
-// Stores one pixel of an edge. own_byte: as BayerFrame::own_byte
-template <size_t kBytes>
-inline void store_pixel(uint8_t* dst, ptrdiff_t own_byte, int own, int green, int other) {
-    if constexpr (kBytes == 1) {
-        dst[0] = own_byte == 0 ? luma(own, green, other) : luma(other, green, own);
-    } else {
-        dst[own_byte] = static_cast<uint8_t>(own);
-        dst[1] = static_cast<uint8_t>(green);
-        dst[2 - own_byte] = static_cast<uint8_t>(other);
-        if constexpr (kBytes == 4) dst[3] = 0;
-    }
-}
-
 // Calls demosaic.operator()<bytes per destination pixel>().
 template <class Demosaic>
 inline void for_destination(const BayerFrame& frame, Demosaic demosaic) {
@@ -96,6 +94,20 @@ inline void for_destination(const BayerFrame& frame, Demosaic demosaic) {
         default:
             return demosaic.template operator()<4>();
     }
+}
+
+// Demosaics a frame with the kernels that suit its size; `frame` has everything but the kernels.
+inline void demosaic(BayerFrame frame, size_t src_bytes, tagIMGCNV_EBayerDemosaic method) {
+    const size_t bytes = src_bytes + frame.height * frame.width * frame.dst_bytes;
+    const bool is_nearest = method == IMGCNV_DEMOSAIC_NEAREST;
+    const KernelsForFrame kernels(
+        bytes, 0,
+        is_nearest ? KernelsForFrame::kStreamNearestAbove : KernelsForFrame::kStreamDemosaicAbove);
+    frame.kernels = &*kernels;
+    frame.beyond_caches = bytes > KernelsForFrame::kStreamAbove;
+    if (is_nearest) return demosaic_nearest(frame);
+    if (method == IMGCNV_DEMOSAIC_BILINEAR) return demosaic_bilinear(frame);
+    demosaic_adaptive(frame);
 }
 
 }  // namespace imgcnv

@@ -16,6 +16,7 @@
 // is with the site kinds it would have one column further: its colours are
 // mis-assigned, and stay so.
 
+#include "bayer/border_row.h"
 #include "bayer/sample_lines.h"
 
 namespace imgcnv {
@@ -32,7 +33,6 @@ struct Rows {
 // What the even rows, or the odd ones, have in common.
 struct RowKind {
     BilinearKernel kernel;
-    BilinearEdgeKernel edge_kernel;
     ptrdiff_t own_byte;
     bool starts_with_chroma;
 };
@@ -58,12 +58,8 @@ class BilinearFrame {
           lines_(frame, {memory_, kLines, kColumns}, kReach, kLumaBranches),
           last_y_(frame.height - 1),
           is_gb_(frame.order == BayerOrder::GB) {
-        const EdgeGreen edge_green = is_gb_ ? kGreenFromInnerRow : kGreenFromLeft;
         for (size_t y = 0; y < 2; ++y) {
-            const RowStart row_start = f_.row_start(y);
-            const ColorTarget target = f_.target(y);
-            kinds_[y] = {f_.kernels->bilinear[row_start][target],
-                         f_.kernels->bilinear_edge[edge_green][row_start][target], f_.own_byte(y),
+            kinds_[y] = {f_.kernels->bilinear[f_.row_start(y)][f_.target(y)], f_.own_byte(y),
                          f_.starts_with_chroma(y)};
         }
     }
@@ -84,25 +80,39 @@ class BilinearFrame {
         convert_edge_row<kTop>(strip, 0, {line, above, line});
         for (size_t y = 1; y < last_y_; ++y) {
             const Rows rows = {above, line, lines_.line(y + 1, kReach)};
-            const RowKind& kind = kinds_[y % 2];
-            uint8_t* dst = f_.dst_rows[y] + strip.begin * kBytes;
-            kind.kernel(rows.above, rows.line, rows.below, dst, strip.paired_columns());
-            if (kind.starts_with_chroma) {
-                fix_sides<kInner>(strip, true, kind.own_byte, rows, dst);
-            } else {
-                fix_sides<kInner>(strip, false, kind.own_byte, rows, dst);
-            }
+            if (f_.is_read(y)) convert_inner_row(strip, y, rows);
             above = line;
             line = rows.below;
         }
         convert_edge_row<kBottom>(strip, last_y_, {above, line, above});
     }
 
-    template <Edge kEdge>
-    void convert_edge_row(const Strip& strip, size_t y, const Rows& rows) {
+    inline void convert_inner_row(const Strip& strip, size_t y, const Rows& rows) {
         const RowKind& kind = kinds_[y % 2];
         uint8_t* dst = f_.dst_rows[y] + strip.begin * kBytes;
-        kind.edge_kernel(rows.line, rows.above, dst, strip.paired_columns());
+        kind.kernel(rows.above, rows.line, rows.below, dst, strip.paired_columns());
+        if (kind.starts_with_chroma) {
+            fix_sides<kInner>(strip, true, kind.own_byte, rows, dst);
+        } else {
+            fix_sides<kInner>(strip, false, kind.own_byte, rows, dst);
+        }
+    }
+
+    template <Edge kEdge>
+    void convert_edge_row(const Strip& strip, size_t y, const Rows& rows) {
+        if (!f_.is_read(y)) return;
+        const RowKind& kind = kinds_[y % 2];
+        uint8_t* dst = f_.dst_rows[y] + strip.begin * kBytes;
+        const size_t chroma = kind.starts_with_chroma ? 0 : 1;
+        const uint8_t* green = (is_gb_ ? rows.above : rows.line - 1) + chroma;
+        const auto make = [&](const KernelTable& kernels, ColorTarget target, size_t x,
+                              size_t pixels, uint8_t* out) {
+            kernels.bilinear[f_.row_start(y)][target](rows.above + x, rows.line + x, rows.below + x,
+                                                      out, pixels);
+            constexpr size_t kStep = kChannelBytes<kBytes>;
+            copy_channel<kStep>(green + x, pixels, out + chroma * kStep + 1);
+        };
+        convert_border_row<kBytes>(f_.target(y), dst, strip.paired_columns(), false, make);
         fix_sides<kEdge>(strip, kind.starts_with_chroma, kind.own_byte, rows, dst);
     }
 

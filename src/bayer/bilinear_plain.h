@@ -1,5 +1,5 @@
-// Bilinear demosaic, the plain definition of a row's interior and of the top and
-// bottom rows. a is the row's own colour, c the other one.
+// Bilinear demosaic, the plain definition of a row's interior. a is the row's own
+// colour, c the other one.
 //
 //   at a chroma site    a  own sample
 //                       b  mean of the four samples above, below, left, right
@@ -34,24 +34,6 @@ void bilinear_row_plain(const uint8_t* above, const uint8_t* line, const uint8_t
     constexpr size_t kChroma = kStart == kChromaFirst ? 0 : 1;
     for (size_t i = kChroma; i < pixels; i += 2) at_chroma_site(i);
     for (size_t i = 1 - kChroma; i < pixels; i += 2) at_green_site(i);
-}
-
-// Without a row on one side, c comes from the next row alone. A chroma site
-// takes its green from its left neighbour or from the next row.
-template <EdgeGreen kEdgeGreen, RowStart kStart, ColorTarget kTarget>
-void bilinear_edge_row_plain(const uint8_t* line, const uint8_t* next, uint8_t* dst,
-                             size_t pixels) {
-    const auto byte = [](int v) { return static_cast<uint8_t>(v); };
-    constexpr size_t kChroma = kStart == kChromaFirst ? 0 : 1;
-    for (size_t i = 0; i < pixels; ++i) {
-        const uint8_t *s = line + i, *n = next + i;
-        if (i % 2 == kChroma) {
-            const uint8_t green = kEdgeGreen == kGreenFromLeft ? s[-1] : n[0];
-            store_channels<kTarget>(dst, i, {s[0], green, byte(avg2(n[-1], n[1]))});
-        } else {
-            store_channels<kTarget>(dst, i, {byte(avg2(s[-1], s[1])), s[0], n[0]});
-        }
-    }
 }
 
 }  // namespace imgcnv

@@ -14,9 +14,8 @@ template <class V, RowStart kStart>
 struct BilinearBlocks : BodyOf<V> {
     using Reg = typename V::Reg;
     using L = Lanes<V>;
-    static constexpr size_t kPixels = V::kBytes;
     static constexpr size_t kInputs = 3, kOutputs = 1, kHalo = 1, kGroup = 2;
-    static constexpr size_t kSrcBytes = kPixels;
+    static constexpr size_t kSrcBytes = V::kBytes;
 
     static Channels<V> load(const uint8_t* const* in) {
         const Sums sums(in);
@@ -99,45 +98,6 @@ template <class V, RowStart kStart, ColorTarget kTarget>
 __attribute__((flatten)) void bilinear_row(const uint8_t* above, const uint8_t* line,
                                            const uint8_t* below, uint8_t* dst, size_t pixels) {
     run_row<BilinearBody<V, kStart, kTarget>>({{above, line, below}, {dst}}, pixels);
-}
-
-template <class V, EdgeGreen kEdgeGreen, RowStart kStart>
-struct BilinearEdgeBlocks : BodyOf<V> {
-    using Reg = typename V::Reg;
-    using L = Lanes<V>;
-    static constexpr size_t kPixels = V::kBytes;
-    static constexpr size_t kInputs = 2, kOutputs = 1, kHalo = 1, kGroup = 2;
-    static constexpr size_t kSrcBytes = kPixels;
-
-    static Channels<V> load(const uint8_t* const* in) {
-        const uint8_t *s = in[0], *n = in[1];
-        const Reg line = V::load(s), next = V::load(n);
-        const Reg green_at_chroma = kEdgeGreen == kGreenFromLeft ? V::load(s - 1) : next;
-        const auto mean = [](Reg sum) { return V::template shr16<1>(sum); };
-        Reg a, b, c;
-        if constexpr (kStart == kChromaFirst) {
-            a = L::template with_byte<false>(line, mean(V::add16(L::low(line), L::high(s + 1))));
-            b = L::blend(green_at_chroma, line);
-            c = L::template with_byte<true>(next, mean(V::add16(L::low(n - 1), L::high(next))));
-        } else {
-            a = L::template with_byte<true>(line, mean(V::add16(L::low(s - 1), L::high(line))));
-            b = L::blend(line, green_at_chroma);
-            c = L::template with_byte<false>(next, mean(V::add16(L::low(next), L::high(n + 1))));
-        }
-        return {a, b, c};
-    }
-};
-
-template <class V, EdgeGreen kEdgeGreen, RowStart kStart, ColorTarget kTarget>
-struct BilinearEdgeBody : ChannelsBody<V, BilinearEdgeBlocks<V, kEdgeGreen, kStart>, kTarget> {
-    template <class W>
-    using Rebind = BilinearEdgeBody<W, kEdgeGreen, kStart, kTarget>;
-};
-
-template <class V, EdgeGreen kEdgeGreen, RowStart kStart, ColorTarget kTarget>
-__attribute__((flatten)) void bilinear_edge_row(const uint8_t* line, const uint8_t* next,
-                                                uint8_t* dst, size_t pixels) {
-    run_row<BilinearEdgeBody<V, kEdgeGreen, kStart, kTarget>>({{line, next}, {dst}}, pixels);
 }
 
 }  // namespace imgcnv

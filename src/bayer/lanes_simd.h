@@ -57,4 +57,15 @@ struct Lanes {
     static Reg clamped(Reg value) { return V::min16(V::max16(value, V::zero()), V::set16(255)); }
 };
 
+// The same for a row that starts so.
+template <class V, RowStart kStart>
+struct RowLanes : Lanes<V> {
+    using typename Lanes<V>::Reg;
+    static constexpr bool kIsChromaFirst = kStart == kChromaFirst;
+
+    // What lies at the chroma sites, and at the green ones, as 16-bit values.
+    static Reg chroma(Reg x) { return kIsChromaFirst ? Lanes<V>::low(x) : Lanes<V>::high(x); }
+    static Reg green(Reg x) { return kIsChromaFirst ? Lanes<V>::high(x) : Lanes<V>::low(x); }
+};
+
 }  // namespace imgcnv

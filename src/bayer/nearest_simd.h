@@ -7,78 +7,66 @@
 
 namespace imgcnv {
 
-// The even and the odd row.
-template <class V>
+// The even and the odd row. Channels of both have the even row's colour first; lanes have their own
+// row's.
+template <class Even, class Odd = Even>
 struct RowPair {
-    Channels<V> even, odd;
+    Even even;
+    Odd odd;
 };
-template <class V, ColorTarget kTarget>
-inline void store_all(uint8_t* const* out, const RowPair<V>& rows) {
-    store_all<V, kTarget>(out, rows.even);
-    store_all<V, kTarget>(out + 1, rows.odd);
-}
-
-// The odd row's own colour is the other one.
-template <class V, RowStart kStart>
-struct GreyRowPair {
-    GreyLanes<V, kStart> even;
-    GreyLanes<V, kStart == kChromaFirst ? kGreenFirst : kChromaFirst> odd;
-};
-template <class V, ColorTarget kTarget, RowStart kStart>
-inline void store_all(uint8_t* const* out, const GreyRowPair<V, kStart>& rows, LastTies<V>& last) {
-    constexpr ColorTarget kOdd = kTarget == kLumaRedFirst ? kLumaRedLast : kLumaRedFirst;
-    store_all<V, kTarget>(out, rows.even, last);
-    store_all<V, kOdd>(out + 1, rows.odd, last);
+template <class V, ColorTarget kTarget, class Even, class Odd, class... Last>
+inline void store_all(uint8_t* const* out, const RowPair<Even, Odd>& rows, Last&... last) {
+    constexpr ColorTarget kOdd = target_bytes(kTarget) != 1 ? kTarget
+                                 : kTarget == kLumaRedFirst ? kLumaRedLast
+                                                            : kLumaRedFirst;
+    store_all<V, kTarget>(out, rows.even, last...);
+    store_all<V, kOdd>(out + 1, rows.odd, last...);
 }
 
 template <class V, RowStart kStart>
 struct NearestBlocks : BodyOf<V> {
     using Reg = typename V::Reg;
-    using L = Lanes<V>;
-    static constexpr size_t kPixels = V::kBytes;
+    using L = RowLanes<V, kStart>;
     static constexpr size_t kInputs = 2, kOutputs = 2, kHalo = 0, kGroup = 2;
-    static constexpr size_t kSrcBytes = kPixels;
+    static constexpr size_t kSrcBytes = V::kBytes;
+    static constexpr bool kIsChromaFirst = L::kIsChromaFirst;
 
-    static RowPair<V> load(const uint8_t* const* in) {
-        prefetch(in);
-        const Reg even = V::load(in[0]), odd = V::load(in[1]);
-        if constexpr (kStart == kChromaFirst) {
-            // even row: a g, odd row: g c
-            const Reg mean = mean_of(L::high(even), L::low(odd));
-            const Reg a = V::dup_even(even), c = V::dup_odd(odd);
-            return {{a, L::template with_byte<true>(even, mean), c},
-                    {a, L::template with_byte<false>(odd, mean), c}};
-        } else {
-            // even row: g a, odd row: c g
-            const Reg mean = mean_of(L::low(even), L::high(odd));
-            const Reg a = V::dup_odd(even), c = V::dup_even(odd);
-            return {{a, L::template with_byte<false>(even, mean), c},
-                    {a, L::template with_byte<true>(odd, mean), c}};
-        }
+    using GreyPair =
+        RowPair<GreyLanes<V, kStart>, GreyLanes<V, L::kIsChromaFirst ? kGreenFirst : kChromaFirst>>;
+
+    static RowPair<Channels<V>> load(const uint8_t* const* in) {
+        const Cells cells(in);
+        const Reg a = kIsChromaFirst ? V::dup_even(cells.even) : V::dup_odd(cells.even);
+        const Reg c = kIsChromaFirst ? V::dup_odd(cells.odd) : V::dup_even(cells.odd);
+        return {{a, L::template with_byte<kIsChromaFirst>(cells.even, cells.mean), c},
+                {a, L::template with_byte<!kIsChromaFirst>(cells.odd, cells.mean), c}};
     }
 
-    static GreyRowPair<V, kStart> load_for_grey(const uint8_t* const* in) {
-        prefetch(in);
-        const Reg even = V::load(in[0]), odd = V::load(in[1]);
-        if constexpr (kStart == kChromaFirst) {
-            const Reg mean = mean_of(L::high(even), L::low(odd));
-            const Reg a = L::low(even), c = L::high(odd);
-            return {{{L::template with_byte<false>(even, mean), even}, {c, c}},
-                    {{odd, L::template with_byte<true>(odd, mean)}, {a, a}}};
+    static GreyPair load_for_grey(const uint8_t* const* in) {
+        const Cells cells(in);
+        const Reg even = L::template with_byte<!kIsChromaFirst>(cells.even, cells.mean);
+        const Reg odd = L::template with_byte<kIsChromaFirst>(cells.odd, cells.mean);
+        const Reg a = L::chroma(cells.even), c = L::green(cells.odd);
+        if constexpr (kIsChromaFirst) {
+            return {{{even, cells.even}, {c, c}}, {{cells.odd, odd}, {a, a}}};
         } else {
-            const Reg mean = mean_of(L::low(even), L::high(odd));
-            const Reg a = L::high(even), c = L::low(odd);
-            return {{{even, L::template with_byte<true>(even, mean)}, {c, c}},
-                    {{L::template with_byte<false>(odd, mean), odd}, {a, a}}};
+            return {{{cells.even, even}, {c, c}}, {{odd, cells.odd}, {a, a}}};
         }
     }
 
   private:
-    static Reg mean_of(Reg a, Reg b) { return V::template shr16<1>(V::add16(a, b)); }
-    static void prefetch(const uint8_t* const* in) {
-        L::prefetch_after(in[0], in[1]);
-        L::template prefetch_after<2>(in[0], in[1]);
-    }
+    // Two rows, and the mean of every cell's greens.
+    struct Cells {
+        Reg even, odd, mean;
+
+        explicit Cells(const uint8_t* const* in) {
+            L::prefetch_after(in[0], in[1]);
+            L::template prefetch_after<2>(in[0], in[1]);
+            even = V::load(in[0]);
+            odd = V::load(in[1]);
+            mean = V::template shr16<1>(V::add16(L::green(even), L::chroma(odd)));
+        }
+    };
 };
 
 template <class V, RowStart kStart, ColorTarget kTarget>

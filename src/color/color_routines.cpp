@@ -1,21 +1,10 @@
 // The packed colour routines: which target, and how a frame is cut into rows.
 
-#include "converter/destination.h"
 #include "converter/frame_rows.h"
-#include "converter/img_converter.h"
-#include "converter/kernels_for_frame.h"
 
 using namespace imgcnv;
 
 namespace {
-
-void convert_color_rows(const CImgConverterC& converter, ColorLayout layout, ColorTarget target,
-                        size_t pixels, size_t row_bytes, const uint8_t* src, uint8_t* dst) {
-    FrameRows frame = rows_of(converter, src, dst, pixels, row_bytes);
-    frame.may_overwrite_next_row = bytes_per_pixel(converter.dstFormat) != 1;  // grey has ties
-    const KernelsForFrame kernels(frame.src_bytes(), frame.dst_bytes());
-    convert_rows(frame, kernels->color[layout][target]);
-}
 
 int convert_rgb8_or_bgr8(const CImgConverterC& converter, tagIMGCNV_EPixelFormat same_order,
                          const uint8_t* src, uint8_t* dst) {
@@ -46,7 +35,8 @@ int convert_rgb8_or_bgr8(const CImgConverterC& converter, tagIMGCNV_EPixelFormat
     const ColorTarget target = color_target(bytes_per_pixel(converter.dstFormat),
                                             source_has_red_first == destination_has_red_first);
     const size_t pixels = static_cast<size_t>(converter.width);
-    convert_color_rows(converter, kRgb8, target, pixels, 3 * pixels, src, dst);
+    convert_rows(converter, {src, dst, pixels, 3 * pixels},
+                 [&](const KernelTable& kernels) { return kernels.color[kRgb8][target]; });
     return IMGCNV_SUCCESS;
 }
 
@@ -59,8 +49,8 @@ int convert_yuv(const CImgConverterC& converter, ColorLayout layout, size_t grou
     const size_t groups = (static_cast<size_t>(converter.width) + group_pixels - 1) / group_pixels;
     const int bytes = bytes_per_pixel(converter.dstFormat);
     const ColorTarget target = color_target(bytes, bytes == 1 || converter.redOffset == 0);
-    convert_color_rows(converter, layout, target, groups * group_pixels, groups * group_bytes, src,
-                       dst);
+    convert_rows(converter, {src, dst, groups * group_pixels, groups * group_bytes},
+                 [&](const KernelTable& kernels) { return kernels.color[layout][target]; });
     return IMGCNV_SUCCESS;
 }
 

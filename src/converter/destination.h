@@ -14,27 +14,16 @@ constexpr int bytes_per_pixel(tagIMGCNV_EPixelFormat dst) {
 }
 
 constexpr GreyTarget grey_target(tagIMGCNV_EPixelFormat dst) {
-    switch (bytes_per_pixel(dst)) {
-        case 1:
-            return kGrey1;
-        case 3:
-            return kGrey3;
-        default:
-            return kGrey4;
-    }
+    const int bytes = bytes_per_pixel(dst);
+    return bytes == 1 ? kGrey1 : bytes == 3 ? kGrey3 : kGrey4;
 }
 
 // The target for channels of which the first, or the last, is the one that stands
 // at byte 0 of a destination pixel (for one byte per pixel: is red).
 constexpr ColorTarget color_target(int bytes, bool first_leads) {
-    switch (bytes) {
-        case 1:
-            return first_leads ? kLumaRedFirst : kLumaRedLast;
-        case 3:
-            return first_leads ? kAbc : kCba;
-        default:
-            return first_leads ? kAbc0 : kCba0;
-    }
+    if (bytes == 1) return first_leads ? kLumaRedFirst : kLumaRedLast;
+    if (bytes == 3) return first_leads ? kAbc : kCba;
+    return first_leads ? kAbc0 : kCba0;
 }
 
 }  // namespace imgcnv

@@ -12,6 +12,7 @@
 
 #include <cstddef>
 
+#include "simd/cpu.h"
 #include "simd/kernel_table.h"
 
 namespace imgcnv {
@@ -24,8 +25,14 @@ class KernelsForFrame {
     static constexpr size_t kStreamNearestAbove = size_t{21} << 20;
     static constexpr size_t kStreamDemosaicAbove = size_t{15} << 20;
 
-    KernelsForFrame(size_t src_bytes, size_t dst_bytes, size_t stream_above = kStreamAbove);
-    ~KernelsForFrame();
+    KernelsForFrame(size_t src_bytes, size_t dst_bytes, size_t stream_above = kStreamAbove)
+        : table_(&kernels_for_this_cpu()),
+          streams_(table_->streaming != nullptr && src_bytes + dst_bytes > stream_above) {
+        if (streams_) table_ = table_->streaming;
+    }
+    ~KernelsForFrame() {
+        if (streams_) streaming_fence();
+    }
     KernelsForFrame(const KernelsForFrame&) = delete;
     KernelsForFrame& operator=(const KernelsForFrame&) = delete;
 

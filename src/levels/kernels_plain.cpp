@@ -20,16 +20,12 @@ struct PlainKernels {
     static constexpr NearestKernel nearest = nearest_rows_plain<kStart, kTarget>;
     template <RowStart kStart, ColorTarget kTarget>
     static constexpr BilinearKernel bilinear = bilinear_row_plain<kStart, kTarget>;
-    template <EdgeGreen kGreen, RowStart kStart, ColorTarget kTarget>
-    static constexpr BilinearEdgeKernel bilinear_edge =
-        bilinear_edge_row_plain<kGreen, kStart, kTarget>;
     template <RowStart kStart>
     static constexpr AdaptiveGreenKernel adaptive_green = adaptive_green_row_plain<kStart>;
     template <RowStart kStart>
     static constexpr BlockGreenKernel block_green = block_green_row_plain<kStart>;
-    template <AdaptiveRow kRow, RowStart kStart, ColorTarget kTarget>
-    static constexpr AdaptiveColorKernel adaptive_color =
-        adaptive_color_row_plain<kRow, kStart, kTarget>;
+    template <RowStart kStart, ColorTarget kTarget>
+    static constexpr AdaptiveColorKernel adaptive_color = adaptive_color_row_plain<kStart, kTarget>;
     template <PixelSize kSize>
     static constexpr RotateKernel flip_h = flip_h_plain<bytes_of(kSize)>;
     static constexpr RotateKernel flip_v = flip_v_plain;

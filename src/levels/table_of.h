@@ -40,14 +40,7 @@ constexpr KernelTable table_of(const char* name, const KernelTable* streaming = 
         for_each_index<kRowStarts>([&]<RowStart kStart>(Constant<kStart>) {
             t.nearest[kStart][kTarget] = Kernels::template nearest<kStart, kTarget>;
             t.bilinear[kStart][kTarget] = Kernels::template bilinear<kStart, kTarget>;
-            for_each_index<kEdgeGreens>([&]<EdgeGreen kGreen>(Constant<kGreen>) {
-                t.bilinear_edge[kGreen][kStart][kTarget] =
-                    Kernels::template bilinear_edge<kGreen, kStart, kTarget>;
-            });
-            for_each_index<kAdaptiveRows>([&]<AdaptiveRow kRow>(Constant<kRow>) {
-                t.adaptive_color[kRow][kStart][kTarget] =
-                    Kernels::template adaptive_color<kRow, kStart, kTarget>;
-            });
+            t.adaptive_color[kStart][kTarget] = Kernels::template adaptive_color<kStart, kTarget>;
         });
     });
     for_each_index<kRowStarts>([&]<RowStart kStart>(Constant<kStart>) {

@@ -20,34 +20,29 @@
 
 namespace imgcnv {
 
-// Streamed: Streaming<V> for frames that the caches do not hold. Grey from colour or from a mosaic
-// gains nothing from streaming, for most of its bytes are read. Kernels that convert a handful of
-// rows per frame are of the narrowest vectors: the widest ones would make the library larger only.
+// Streamed: Streaming<V> for frames that the caches do not hold. Grey from YUV or from a mosaic gains
+// nothing from streaming: it computes for longer than the memory needs.
 template <class V, class Streamed = V>
 struct VectorKernels {
-    using Narrowest = typename V::Narrowest;
     template <ColorTarget kTarget>
     using To = std::conditional_t<target_bytes(kTarget) == 1, V, Streamed>;
 
     template <MonoLayout kLayout, GreyTarget kTarget>
     static constexpr RowKernel mono = mono_row<Streamed, kLayout, kTarget>;
     template <ColorLayout kLayout, ColorTarget kTarget>
-    static constexpr RowKernel color = color_row<To<kTarget>, kLayout, kTarget>;
+    static constexpr RowKernel color =
+        color_row<std::conditional_t<kLayout == kRgb8, Streamed, To<kTarget>>, kLayout, kTarget>;
     template <RowStart kStart, ColorTarget kTarget>
     static constexpr NearestKernel nearest = nearest_rows<To<kTarget>, kStart, kTarget>;
     template <RowStart kStart, ColorTarget kTarget>
     static constexpr BilinearKernel bilinear = bilinear_row<To<kTarget>, kStart, kTarget>;
-    template <EdgeGreen kGreen, RowStart kStart, ColorTarget kTarget>
-    static constexpr BilinearEdgeKernel bilinear_edge =
-        bilinear_edge_row<Narrowest, kGreen, kStart, kTarget>;
     template <RowStart kStart>
     static constexpr AdaptiveGreenKernel adaptive_green = adaptive_green_row<V, kStart>;
     template <RowStart kStart>
-    static constexpr BlockGreenKernel block_green = block_green_row<Narrowest, kStart>;
-    template <AdaptiveRow kRow, RowStart kStart, ColorTarget kTarget>
+    static constexpr BlockGreenKernel block_green = block_green_row<V, kStart>;
+    template <RowStart kStart, ColorTarget kTarget>
     static constexpr AdaptiveColorKernel adaptive_color =
-        adaptive_color_row<std::conditional_t<kRow == kNoneReplicated, To<kTarget>, Narrowest>,
-                           kRow, kStart, kTarget>;
+        adaptive_color_row<To<kTarget>, kStart, kTarget>;
     template <PixelSize kSize>
     static constexpr RotateKernel flip_h = imgcnv::flip_h<Streamed, bytes_of(kSize)>;
     static constexpr RotateKernel flip_v = imgcnv::flip_v<Streamed>;

@@ -43,7 +43,7 @@ inline void store_grey(uint8_t* dst, size_t i, uint8_t grey) {
     if constexpr (kTarget == kGrey1) {
         dst[i] = grey;
     } else {
-        uint8_t* pixel = dst + i * (kTarget == kGrey4 ? 4 : 3);
+        uint8_t* pixel = dst + i * bytes_of(kTarget);
         pixel[0] = pixel[1] = pixel[2] = grey;
         if constexpr (kTarget == kGrey4) pixel[3] = 0;
     }

@@ -1,9 +1,6 @@
 // The monochrome routines: how a frame of each format is cut into rows.
 
-#include "converter/destination.h"
 #include "converter/frame_rows.h"
-#include "converter/img_converter.h"
-#include "converter/kernels_for_frame.h"
 #include "converter/wrapping.h"
 
 using namespace imgcnv;
@@ -16,29 +13,20 @@ int convert_raster(const CImgConverterC& converter, MonoLayout layout, const uin
     if (dst == nullptr) return IMGCNV_ILLEGAL_PARAM;
     if (converter.width < 1 || converter.height < 1) return IMGCNV_SUCCESS;
 
-    size_t pixels = static_cast<size_t>(converter.width);
-    size_t row_bytes = pixels;
-    if (layout == kPacked) {
-        // Only whole pairs: the last pixel of an odd row is neither read nor
-        // written, and output rows are one pixel shorter.
-        pixels &= ~size_t{1};
-        row_bytes = pixels / 2 * 3;
-    } else if (layout != kBytes) {
-        row_bytes = 2 * pixels;
-    }
-    FrameRows frame = rows_of(converter, src, dst, pixels, row_bytes);
-    frame.may_overwrite_next_row = layout == kPacked;
-    const KernelsForFrame kernels(frame.src_bytes(), frame.dst_bytes());
-    convert_rows(frame, kernels->mono[layout][grey_target(converter.dstFormat)]);
+    // Only whole groups: the last pixel of an odd packed row is neither read nor written, and
+    // output rows are one pixel shorter.
+    const auto [group_samples, group_bytes] = group_of(layout);
+    const size_t groups = static_cast<size_t>(converter.width / group_samples);
+    const GreyTarget target = grey_target(converter.dstFormat);
+    convert_rows(converter, {src, dst, groups * group_samples, groups * group_bytes},
+                 [&](const KernelTable& kernels) { return kernels.mono[layout][target]; });
     return IMGCNV_SUCCESS;
 }
 
 // Formats that are one stream of bits, without rows.
 void convert_stream(MonoLayout layout, GreyTarget target, size_t pixels, const uint8_t* src,
                     uint8_t* dst) {
-    const size_t src_bytes = layout == kBits1 ? pixels / 8 : (pixels + 1) / 2;
-    const size_t dst_bytes = pixels * (target == kGrey1 ? 1 : target == kGrey3 ? 3 : 4);
-    const KernelsForFrame kernels(src_bytes, dst_bytes);
+    const KernelsForFrame kernels(pixels / group_of(layout).samples, pixels * bytes_of(target));
     kernels->mono[layout][target](src, dst, pixels);
 }
 

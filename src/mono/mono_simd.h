@@ -45,19 +45,10 @@ template <class V, MonoLayout kLayout, GreyTarget kTarget>
 struct MonoBody : BodyOf<V> {
     template <class W>
     using Rebind = MonoBody<W, kLayout, kTarget>;
-    static constexpr size_t kBitsPerPixel = kLayout == kBits1     ? 1
-                                            : kLayout == kNibbles ? 4
-                                            : kLayout == kBytes   ? 8
-                                            : kLayout == kPacked  ? 12
-                                                                  : 16;
     using BodyOf<V>::kPixels;
-    static constexpr size_t kGroup = kLayout == kBits1                           ? 8
-                                     : kLayout == kNibbles || kLayout == kPacked ? 2
-                                                                                 : 1;
-    static constexpr size_t kSrcBytes = kPixels * kBitsPerPixel / 8;
-    static constexpr size_t kDstBytes = kPixels * (kTarget == kGrey1   ? 1
-                                                   : kTarget == kGrey3 ? 3
-                                                                       : 4);
+    static constexpr size_t kGroup = group_of(kLayout).samples;
+    static constexpr size_t kSrcBytes = kPixels / kGroup * group_of(kLayout).bytes;
+    static constexpr size_t kDstBytes = kPixels * bytes_of(kTarget);
 
     // With one byte per pixel a block is so short that the loop itself counts.
     static constexpr size_t kUnroll = kTarget == kGrey1 ? 4 : 1;

@@ -23,8 +23,24 @@ enum MonoLayout : int {
     kMonoLayouts
 };
 
+// Samples that share bytes: a row begins with a group.
+struct SampleGroup {
+    int samples;
+    int bytes;
+};
+constexpr SampleGroup group_of(MonoLayout layout) {
+    if (layout == kBits1) return {8, 1};
+    if (layout == kNibbles) return {2, 1};
+    if (layout == kBytes) return {1, 1};
+    if (layout == kPacked) return {2, 3};
+    return {1, 2};
+}
+
 // The bytes of a destination pixel that a grey value g becomes: g; g g g; g g g 0.
 enum GreyTarget : int { kGrey1, kGrey3, kGrey4, kGreyTargets };
+constexpr size_t bytes_of(GreyTarget target) {
+    return target == kGrey1 ? 1 : target == kGrey3 ? 3 : 4;
+}
 
 enum ColorLayout : int {
     kRgb8,        // three bytes per pixel, R G B or B G R
@@ -52,9 +68,6 @@ enum ColorTarget : int {
 // a green one.
 enum RowStart : int { kChromaFirst, kGreenFirst, kRowStarts };
 
-// Where a chroma site on the top or bottom row takes its green from.
-enum EdgeGreen : int { kGreenFromLeft, kGreenFromInnerRow, kEdgeGreens };
-
 // Converts `pixels` pixels that lie one after the other: of kPacked and YUV a whole number of
 // groups, of kBits1 and kNibbles also a part of the last byte.
 using RowKernel = void (*)(const uint8_t* src, uint8_t* dst, size_t pixels);
@@ -70,15 +83,10 @@ using NearestKernel = void (*)(const uint8_t* even, const uint8_t* odd, uint8_t*
 using BilinearKernel = void (*)(const uint8_t* above, const uint8_t* line, const uint8_t* below,
                                 uint8_t* dst, size_t pixels);
 
-// The same for the top and bottom row; next is the row inside the frame.
-using BilinearEdgeKernel = void (*)(const uint8_t* line, const uint8_t* next, uint8_t* dst,
-                                    size_t pixels);
-
 // Where the colours of a row come from in the adaptive method, at the first pixel
 // of a pair of columns.
 struct AdaptiveLines {
     const uint8_t* line;            // the row's samples
-    const uint8_t* paired;          // samples of the other row of its 2x2 cells
     const uint8_t* green;           // the row's green
     const int16_t* differences[3];  // of rows y-1, y, y+1: see below
 };
@@ -93,16 +101,6 @@ using AdaptiveGreenKernel = void (*)(const uint8_t* const lines[5], ptrdiff_t co
 // block's two greens at its chroma sites. `paired` is the block's other row; `pixels` is even.
 using BlockGreenKernel = void (*)(const uint8_t* line, const uint8_t* paired, uint8_t* green,
                                   int16_t* differences, size_t pixels);
-
-// Which of a row's colours are interpolated from colour differences, and which are replicated
-// within the pairs of pixels: the row's own colour from the row, the other one from the paired row.
-enum AdaptiveRow : int {
-    kNoneReplicated,
-    kOwnReplicated,
-    kOtherReplicated,
-    kBothReplicated,
-    kAdaptiveRows
-};
 
 // Adaptive colour of one row; one pair on either side is read.
 using AdaptiveColorKernel = void (*)(const AdaptiveLines& lines, uint8_t* dst, size_t pixels);
@@ -136,10 +134,9 @@ struct KernelTable {
     RowKernel color[kColorLayouts][kColorTargets];
     NearestKernel nearest[kRowStarts][kColorTargets];
     BilinearKernel bilinear[kRowStarts][kColorTargets];
-    BilinearEdgeKernel bilinear_edge[kEdgeGreens][kRowStarts][kColorTargets];
     AdaptiveGreenKernel adaptive_green[kRowStarts];
     BlockGreenKernel block_green[kRowStarts];
-    AdaptiveColorKernel adaptive_color[kAdaptiveRows][kRowStarts][kColorTargets];
+    AdaptiveColorKernel adaptive_color[kRowStarts][kColorTargets];
     RotateKernel flip_h[kPixelSizes];  // the pixels of every row in reverse order
     RotateKernel flip_v;               // the rows in reverse order, of pixels of 1 byte
     RotateKernel rotate90[kPixelSizes];
