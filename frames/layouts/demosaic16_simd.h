@@ -145,53 +145,54 @@ struct Demosaic16Rows {
     }
 
     template <bool kUpTo14>
-    static void bilinear_block(const uint16_t* u, const uint16_t* s, const uint16_t* d,
-                               uint16_t* out) {
+    static void store_bilinear(uint16_t* out, Words<V> left, Words<V> own, Words<V> right,
+                               Words<V> up, Words<V> down, Words<V> corners) {
         using Mean = Means<V, kUpTo14>;
         constexpr size_t kChroma = kChromaFirst ? 0 : 1;
-        const Words<V> left = load(s - 1), own = load(s), right = load(s + 1);
-        const Words<V> up = load(u), down = load(d);
         const Words<V> cross = Mean::of4(left, right, up, down);
-        const Words<V> corners = Mean::of4(load(u - 1), load(u + 1), load(d - 1), load(d + 1));
         store_own_green_other<V, kOwnFirst>(out,
                                             blend_sites<V, kChroma>(own, Mean::of2(left, right)),
                                             blend_sites<V, kChroma>(cross, own),
                                             blend_sites<V, kChroma>(corners, Mean::of2(up, down)));
     }
+    template <bool kUpTo14>
+    static void bilinear_block(const uint16_t* u, const uint16_t* s, const uint16_t* d,
+                               uint16_t* out) {
+        const Words<V> corners =
+            Means<V, kUpTo14>::of4(load(u - 1), load(u + 1), load(d - 1), load(d + 1));
+        store_bilinear<kUpTo14>(out, load(s - 1), load(s), load(s + 1), load(u), load(d), corners);
+    }
 
-    /// Blocks of whole vectors, in which words are moved in registers: loads that lie across cache
-    /// lines, as most words around a vector do, take twice the time.
+    /// Blocks from x on that have another block on either side; returns where they end. Words are
+    /// moved within registers, because 64-byte loads from beside a block cross a cache line, which
+    /// takes twice the time.
     template <bool kUpTo14>
     static size_t bilinear_run(const uint16_t* above, const uint16_t* line, const uint16_t* below,
                                uint16_t* out, size_t x, size_t width) requires WholeVector<V> {
-        using Mean = Means<V, kUpTo14>;
-        constexpr size_t kBlock = kVectorBytes<V> / 2, kChroma = kChromaFirst ? 0 : 1;
-        Words<V> own_before = load(line + x - kBlock), own = load(line + x);
-        Words<V> up_before = load(above + x - kBlock), up = load(above + x);
-        Words<V> down_before = load(below + x - kBlock), down = load(below + x);
+        constexpr size_t kBlock = kVectorBytes<V> / 2;
+        if (x + kBlock > width) return x;
+        struct Column {
+            Words<V> up, own, down;
+        };
+        const auto column = [&](size_t at) {
+            return Column{load(above + at), load(line + at), load(below + at)};
+        };
+        Column before = column(x - kBlock), a = column(x);
         for (; x + 2 * kBlock <= width; x += kBlock) {
-            const Words<V> own_behind = load(line + x + kBlock);
-            const Words<V> up_behind = load(above + x + kBlock);
-            const Words<V> down_behind = load(below + x + kBlock);
-            const Words<V> left = word_before(own_before, own),
-                           right = word_behind(own, own_behind);
-            const Words<V> cross = Mean::of4(left, right, up, down);
+            const Column behind = column(x + kBlock);
             Words<V> corners;
-            if constexpr (kUpTo14) {
-                corners = (word_before(up_before + down_before, up + down) +
-                           word_behind(up + down, up_behind + down_behind)) >>
+            if constexpr (kUpTo14)
+                corners = (word_before(before.up + before.down, a.up + a.down) +
+                           word_behind(a.up + a.down, behind.up + behind.down)) >>
                           2;
-            } else {
-                corners = Mean::of4(word_before(up_before, up), word_behind(up, up_behind),
-                                    word_before(down_before, down), word_behind(down, down_behind));
-            }
-            store_own_green_other<V, kOwnFirst>(
-                out + 3 * x, blend_sites<V, kChroma>(own, Mean::of2(left, right)),
-                blend_sites<V, kChroma>(cross, own),
-                blend_sites<V, kChroma>(corners, Mean::of2(up, down)));
-            own_before = own, own = own_behind;
-            up_before = up, up = up_behind;
-            down_before = down, down = down_behind;
+            else
+                corners = Means<V, false>::of4(
+                    word_before(before.up, a.up), word_behind(a.up, behind.up),
+                    word_before(before.down, a.down), word_behind(a.down, behind.down));
+            store_bilinear<kUpTo14>(out + 3 * x, word_before(before.own, a.own), a.own,
+                                    word_behind(a.own, behind.own), a.up, a.down, corners);
+            before = a;
+            a = behind;
         }
         return x;
     }
@@ -332,11 +333,9 @@ template <class V, bool kChromaFirst, bool kOwnFirst, bool kUpTo14>
     };
     odd_block(1);
     size_t x = kBlock;
-    if constexpr (WholeVector<V>) {
-        if (x + kBlock <= width)
-            x = Demosaic16Rows<V, kChromaFirst, kOwnFirst>::template bilinear_run<kUpTo14>(
-                above, line, below, out, x, width);
-    }
+    if constexpr (WholeVector<V>)
+        x = Demosaic16Rows<V, kChromaFirst, kOwnFirst>::template bilinear_run<kUpTo14>(
+            above, line, below, out, x, width);
     for (; x + kBlock < width; x += kBlock)
         Demosaic16Rows<V, kChromaFirst, kOwnFirst>::template bilinear_block<kUpTo14>(
             above + x, line + x, below + x, out + 3 * x);

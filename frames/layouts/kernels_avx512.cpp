@@ -25,6 +25,11 @@ struct Avx512 {
     static Bytes bits_from(Bytes a, Bytes first) {
         return (Bytes)_mm512_multishift_epi64_epi8((__m512i)first, (__m512i)a);
     }
+    static Bytes load_bits(const uint8_t* p) {
+        __mmask64 bits;
+        memcpy(&bits, p, sizeof bits);
+        return (Bytes)_mm512_movm_epi8(bits);
+    }
     static Words permute_words(Words a, Words indices) {
         return (Words)_mm512_permutexvar_epi16((__m512i)indices, (__m512i)a);
     }

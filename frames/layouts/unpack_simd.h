@@ -132,41 +132,36 @@ struct SmallSamples {
         }();
         return (Words<V>)picked(source, kIndices) * words_in_lanes<V>(kFactors);
     }
+    /// Each byte gets the one that its sample lies in. Of a word, only its two samples are left;
+    /// multiplied, they stand at the tops of its bytes, where nothing was added to them.
     static Bytes<V> bytes_at_top(const uint8_t* source) {
-        if constexpr (kDepth == 1) return bits(source);
-        if constexpr (kDepth == 2) return pairs_of_bits(source);
-        const Words<V> pairs = load_widened<V>(source);
-        return (Bytes<V>)((pairs << 4 | pairs << 8) & uint16_t{0xF0F0});
+        static constexpr VectorBytes<V> kIndices = [] {
+            VectorBytes<V> indices{};
+            for (size_t i = 0; i < kVectorBytes<V>; ++i)
+                indices.at[i] = static_cast<uint8_t>(i * kDepth / 8);
+            return indices;
+        }();
+        const auto bytes = picked(source, kIndices);
+        if constexpr (kDepth == 1) {
+            static constexpr LaneBytes kBits = {
+                {1, 2, 4, 8, 16, 32, 64, 128, 1, 2, 4, 8, 16, 32, 64, 128}};
+            const Bytes<V> bits = V::broadcast(kBits.at);
+            return (Bytes<V>)((bytes & bits) == bits);
+        } else {
+            constexpr bool kIs2 = kDepth == 2;
+            static constexpr LaneWords kKept =
+                two_words(kIs2 ? 0x000F : 0xF00F, kIs2 ? 0x00F0 : 0xF00F);
+            static constexpr LaneWords kFactors = two_words(kIs2 ? 1 << 6 | 1 << 12 : 1 << 4 | 1,
+                                                            kIs2 ? 1 << 2 | 1 << 8 : 1 << 4 | 1);
+            return (Bytes<V>)(((Words<V>)bytes & words_in_lanes<V>(kKept)) *
+                              words_in_lanes<V>(kFactors)) &
+                   static_cast<uint8_t>(0x100 - (0x100 >> kDepth));
+        }
     }
 
   private:
-    static Bytes<V> bits(const uint8_t* source) {
-        static constexpr VectorBytes<V> kIndices = [] {
-            VectorBytes<V> indices{};
-            for (size_t i = 0; i < kVectorBytes<V>; ++i)
-                indices.at[i] = static_cast<uint8_t>(i / 8);
-            return indices;
-        }();
-        static constexpr LaneBytes kBits = {
-            {1, 2, 4, 8, 16, 32, 64, 128, 1, 2, 4, 8, 16, 32, 64, 128}};
-        const Bytes<V> bits = V::broadcast(kBits.at);
-        return (Bytes<V>)((picked(source, kIndices) & bits) == bits);
-    }
-    /// A word gets the byte that its two samples lie in, of which only they are left. Multiplied,
-    /// they stand there twice, without overlap: once with each at the top of its byte.
-    static Bytes<V> pairs_of_bits(const uint8_t* source) {
-        static constexpr VectorBytes<V> kIndices = [] {
-            VectorBytes<V> indices{};
-            for (size_t i = 0; i < kVectorBytes<V>; ++i)
-                indices.at[i] = static_cast<uint8_t>(i % 2 == 0 ? i / 4 : kNoByte);
-            return indices;
-        }();
-        constexpr uint16_t kEven = 1 << 6 | 1 << 12, kOdd = 1 << 2 | 1 << 8;
-        static constexpr LaneWords kKept = {{0x0F, 0xF0, 0x0F, 0xF0, 0x0F, 0xF0, 0x0F, 0xF0}};
-        static constexpr LaneWords kFactors = {
-            {kEven, kOdd, kEven, kOdd, kEven, kOdd, kEven, kOdd}};
-        const Words<V> pairs = (Words<V>)picked(source, kIndices) & words_in_lanes<V>(kKept);
-        return (Bytes<V>)(pairs * words_in_lanes<V>(kFactors) & uint16_t{0xC0C0});
+    static constexpr LaneWords two_words(uint16_t even, uint16_t odd) {
+        return {{even, odd, even, odd, even, odd, even, odd}};
     }
 };
 
@@ -267,13 +262,14 @@ struct Unpack {
     }
 
     static Bytes<V> small_bytes(const uint8_t* block) {
-        if constexpr (kIsWhole) {
-            static constexpr PickedBits<V> kPicked = bits_of_small<V>(kDepth);
-            constexpr auto kKept = static_cast<uint8_t>(0x100 - (0x100 >> kDepth));
-            const Bytes<V> upper = pick<V>(load_vector<V, Bytes<V>>(block), kPicked) & kKept;
-            return kDepth == 1 ? (Bytes<V>)(upper != 0) : upper;
-        } else {
+        if constexpr (!kIsWhole) {
             return SmallSamples<V, kDepth>::bytes_at_top(block);
+        } else if constexpr (kDepth == 1) {
+            return V::load_bits(block);
+        } else {
+            static constexpr PickedBits<V> kPicked = bits_of_small<V>(kDepth);
+            return pick<V>(load_vector<V, Bytes<V>>(block), kPicked) &
+                   static_cast<uint8_t>(0x100 - (0x100 >> kDepth));
         }
     }
     /// The upper 8 bits of a block.

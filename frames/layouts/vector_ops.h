@@ -21,6 +21,7 @@
 //   bits_from(a, first)         for every byte, 8 bits of the 8 bytes that it is one of, from bit
 //                               `first` of these on
 //   permute_words(a, indices)   words of the whole vector
+//   load_bits(p)                bytes of 0 or 255 for as many bits
 //
 // All else is arithmetic on the compilers' vector types, the same text for every width. Every
 // function here is a template over V, so that each level has its own copies.
