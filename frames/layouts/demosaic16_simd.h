@@ -9,20 +9,23 @@
 
 namespace frames {
 
-/// Means of unsigned words that drop the fraction. Sums of four samples of up to 14 bits fit into
-/// a word.
+/// Means of unsigned words that drop the fraction, of what enter() makes of samples and leave()
+/// makes samples again. Sums of four samples of up to 14 bits fit into a word. Others are their
+/// complements in between: averages round up, which is down for these.
 template <class V, bool kUpTo14>
 struct Means {
+    static Words<V> enter(Words<V> a) { return kUpTo14 ? a : ~a; }
+    static Words<V> leave(Words<V> a) { return kUpTo14 ? a : ~a; }
+
     static Words<V> of2(Words<V> a, Words<V> b) {
         if constexpr (kUpTo14) return (a + b) >> 1;
-        return V::average(a, b) - ((a ^ b) & uint16_t{1});
+        return V::average(a, b);
     }
     static Words<V> of4(Words<V> a, Words<V> b, Words<V> c, Words<V> d) {
         if constexpr (kUpTo14) return (a + b + c + d) >> 2;
-        // Of complements, whose mean rounds up, as averages do: one too much where all three do.
-        const Words<V> ab = V::average(~a, ~b), cd = V::average(~c, ~d);
-        const Words<V> all = (a ^ b) & (c ^ d) & (ab ^ cd) & uint16_t{1};
-        return ~V::average(ab, cd) + all;
+        // One too much where all three averages were rounded.
+        const Words<V> ab = V::average(a, b), cd = V::average(c, d);
+        return V::average(ab, cd) - ((a ^ b) & (c ^ d) & (ab ^ cd) & uint16_t{1});
     }
 };
 
@@ -137,7 +140,9 @@ struct Demosaic16Rows {
         for_each_block<V>(pixels, [&](size_t x) {
             const Words<V> s = load(line + x), t = load(across + x);
             // Greens of the row are beside the chroma sites, those of the other row below them.
-            const Words<V> mean = Means<V, kUpTo14>::of2(of_pair<1 - kChroma>(s), t);
+            using Mean = Means<V, kUpTo14>;
+            const Words<V> mean =
+                Mean::leave(Mean::of2(Mean::enter(of_pair<1 - kChroma>(s)), Mean::enter(t)));
             store_own_green_other<V, kOwnFirst>(out + 3 * x, of_pair<kChroma>(s),
                                                 blend_sites<V, kChroma>(mean, s),
                                                 of_pair<1 - kChroma>(t));
@@ -150,17 +155,18 @@ struct Demosaic16Rows {
         using Mean = Means<V, kUpTo14>;
         constexpr size_t kChroma = kChromaFirst ? 0 : 1;
         const Words<V> cross = Mean::of4(left, right, up, down);
-        store_own_green_other<V, kOwnFirst>(out,
-                                            blend_sites<V, kChroma>(own, Mean::of2(left, right)),
-                                            blend_sites<V, kChroma>(cross, own),
-                                            blend_sites<V, kChroma>(corners, Mean::of2(up, down)));
+        store_own_green_other<V, kOwnFirst>(
+            out, Mean::leave(blend_sites<V, kChroma>(own, Mean::of2(left, right))),
+            Mean::leave(blend_sites<V, kChroma>(cross, own)),
+            Mean::leave(blend_sites<V, kChroma>(corners, Mean::of2(up, down))));
     }
     template <bool kUpTo14>
     static void bilinear_block(const uint16_t* u, const uint16_t* s, const uint16_t* d,
                                uint16_t* out) {
-        const Words<V> corners =
-            Means<V, kUpTo14>::of4(load(u - 1), load(u + 1), load(d - 1), load(d + 1));
-        store_bilinear<kUpTo14>(out, load(s - 1), load(s), load(s + 1), load(u), load(d), corners);
+        using Mean = Means<V, kUpTo14>;
+        const auto at = [](const uint16_t* p) { return Mean::enter(load(p)); };
+        const Words<V> corners = Mean::of4(at(u - 1), at(u + 1), at(d - 1), at(d + 1));
+        store_bilinear<kUpTo14>(out, at(s - 1), at(s), at(s + 1), at(u), at(d), corners);
     }
 
     /// Blocks from x on that have another block on either side; returns where they end. Words are
@@ -175,7 +181,9 @@ struct Demosaic16Rows {
             Words<V> up, own, down;
         };
         const auto column = [&](size_t at) {
-            return Column{load(above + at), load(line + at), load(below + at)};
+            using Mean = Means<V, kUpTo14>;
+            return Column{Mean::enter(load(above + at)), Mean::enter(load(line + at)),
+                          Mean::enter(load(below + at))};
         };
         Column before = column(x - kBlock), a = column(x);
         for (; x + 2 * kBlock <= width; x += kBlock) {
