@@ -235,7 +235,7 @@ struct Unpack {
             return at_top(lanes) >> (16 - kDepth);
         }
     }
-    /// The same with zeros below.
+    /// Words of at_top(), with zeros below the samples.
     static Words<V> only_at_top(Words<V> words) {
         return kWords ? words : words & static_cast<uint16_t>(0x10000 - (0x10000 >> kDepth));
     }
