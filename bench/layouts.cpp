@@ -112,6 +112,11 @@ void samples(const KernelTable& table, Size size) {
                                      IMGCNV_LAYOUT_UYVY);
         });
     });
+    report("curve", size, 3 * count, 3 * count, [&] {
+        rows([&](std::size_t at) {
+            table.samples.curve(target + 3 * at, size.width, 3, source.data());
+        });
+    });
     report("drop alpha", size, 4 * count, 3 * count, [&] {
         rows([&](std::size_t at) {
             table.samples.drop_alpha8(source.data() + 4 * at, target + 3 * at, size.width, true);

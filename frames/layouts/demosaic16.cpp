@@ -48,11 +48,15 @@ class RowMaker {
     std::int64_t width_out() const { return width_out_; }
 
   private:
+    /// The row inside stands in for both neighbours. But for the green of chroma sites this makes
+    /// bilinear_top().
     void bilinear_top_row(std::int64_t y, std::uint16_t* out) const {
-        const bool own_first = kind(y, 0).own_first;
+        const auto *line = m_.row(y), *inner = m_.row(y == 0 ? 1 : y - 1);
+        kernels_.bilinear(inner, line, inner, out, static_cast<std::size_t>(job_.width),
+                          kind(y, 0));
+        for (std::int64_t x = m_.is_chroma_site(y, 0) ? 2 : 1; x < m_.last_x(); x += 2)
+            out[3 * x + 1] = m_.is_gb() ? inner[x] : line[x - 1];
         plain(y, 0, 1, out);
-        for (std::int64_t x = 1; x < m_.last_x(); ++x)
-            store_pixel(frames::bilinear_top(m_, y, x), own_first, out + 3 * x);
         plain(y, m_.last_x(), width_out_, out);
     }
 

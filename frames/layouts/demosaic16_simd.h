@@ -9,20 +9,23 @@
 
 namespace frames {
 
-/// Means of unsigned words that drop the fraction. Sums of four samples of up to 14 bits fit into
-/// a word.
+/// Means of unsigned words that drop the fraction, of what enter() makes of samples and leave()
+/// makes samples again. Sums of four samples of up to 14 bits fit into a word. Others are their
+/// complements in between: averages round up, which is down for these.
 template <class V, bool kUpTo14>
 struct Means {
+    static Words<V> enter(Words<V> a) { return kUpTo14 ? a : ~a; }
+    static Words<V> leave(Words<V> a) { return kUpTo14 ? a : ~a; }
+
     static Words<V> of2(Words<V> a, Words<V> b) {
         if constexpr (kUpTo14) return (a + b) >> 1;
-        return (a & b) + ((a ^ b) >> 1);
+        return V::average(a, b);
     }
     static Words<V> of4(Words<V> a, Words<V> b, Words<V> c, Words<V> d) {
         if constexpr (kUpTo14) return (a + b + c + d) >> 2;
-        // The halves dropped from both means of two make one if there are two.
-        const Words<V> ab = of2(a, b), cd = of2(c, d);
-        const Words<V> carry = (a ^ b) & (c ^ d) & uint16_t{1};
-        return of2(ab, cd) + ((ab ^ cd) & carry);
+        // One too much where all three averages were rounded.
+        const Words<V> ab = V::average(a, b), cd = V::average(c, d);
+        return V::average(ab, cd) - ((a ^ b) & (c ^ d) & (ab ^ cd) & uint16_t{1});
     }
 };
 
@@ -36,30 +39,47 @@ template <class V, bool kOdd>
     (std::make_index_sequence<kVectorBytes<V> / 2>());
 }
 
-/// Word i of a lane's output j of three is word g = 8 j + i of the interleaved pixels: channel
-/// g % 3 of pixel g / 3. A channel's words go to different places in the three outputs, so one
-/// shuffle of each channel serves all outputs, which are blended.
-template <size_t kChannel>
-inline constexpr LaneBytes kSpreadWords = [] {
-    LaneBytes indices{};
-    for (size_t i = 0; i < 8; ++i)
-        for (size_t j = 0; j < 3; ++j)
-            if ((8 * j + i) % 3 == kChannel) {
-                indices.at[2 * i] = static_cast<uint8_t>((8 * j + i) / 3 * 2);
-                indices.at[2 * i + 1] = static_cast<uint8_t>((8 * j + i) / 3 * 2 + 1);
-            }
-    return indices;
-}();
+/// Of `kWords` words, word i of output j of three is word g = kWords j + i of the interleaved
+/// pixels: channel g % 3 of pixel g / 3. A channel's words go to different places in the three
+/// outputs, so one permutation of each channel serves all outputs, which are blended.
+template <size_t kWords>
+constexpr size_t pixel_at(size_t i, size_t channel) {
+    size_t j = 0;
+    while ((kWords * j + i) % 3 != channel) ++j;
+    return (kWords * j + i) / 3;
+}
 
-/// Words of c[g % 3] for g from 8 * kOutput on.
+template <class V, size_t kChannel>
+[[gnu::always_inline]] inline Words<V> spread_words(Words<V> a) {
+    if constexpr (WholeVector<V>) {
+        static constexpr VectorWords<V> kIndices = [] {
+            constexpr size_t kWords = kVectorBytes<V> / 2;
+            VectorWords<V> indices{};
+            for (size_t i = 0; i < kWords; ++i)
+                indices.at[i] = static_cast<uint16_t>(pixel_at<kWords>(i, kChannel));
+            return indices;
+        }();
+        return V::permute_words(a, load_vector<V, Words<V>>(kIndices.at));
+    } else {
+        static constexpr LaneBytes kIndices = [] {
+            LaneBytes indices{};
+            for (size_t i = 0; i < 16; ++i)
+                indices.at[i] = static_cast<uint8_t>(pixel_at<8>(i / 2, kChannel) * 2 + i % 2);
+            return indices;
+        }();
+        return (Words<V>)shuffle<V>((Bytes<V>)a, kIndices);
+    }
+}
+
+/// Words of c[g % 3] for g from kWords * kOutput on, within lanes or whole vectors.
 template <class V, size_t kOutput>
 [[gnu::always_inline]] inline Words<V> blend_channels(Words<V> c0, Words<V> c1, Words<V> c2) {
     return [&]<size_t... kIndex>(std::index_sequence<kIndex...>) {
-        constexpr size_t kCount = sizeof...(kIndex);
+        constexpr size_t kCount = sizeof...(kIndex), kWords = WholeVector<V> ? kCount : 8;
         const Words<V> two = __builtin_shufflevector(
-            c0, c1, ((8 * kOutput + kIndex % 8) % 3 == 1 ? kIndex + kCount : kIndex)...);
+            c0, c1, ((kWords * kOutput + kIndex % kWords) % 3 == 1 ? kIndex + kCount : kIndex)...);
         return __builtin_shufflevector(
-            two, c2, ((8 * kOutput + kIndex % 8) % 3 == 2 ? kIndex + kCount : kIndex)...);
+            two, c2, ((kWords * kOutput + kIndex % kWords) % 3 == 2 ? kIndex + kCount : kIndex)...);
     }
     (std::make_index_sequence<kVectorBytes<V> / 2>());
 }
@@ -67,12 +87,20 @@ template <class V, size_t kOutput>
 template <class V>
 [[gnu::always_inline]] inline void store_pixels(uint16_t* out, Words<V> c0, Words<V> c1,
                                                 Words<V> c2) {
-    c0 = (Words<V>)shuffle<V>((Bytes<V>)c0, kSpreadWords<0>);
-    c1 = (Words<V>)shuffle<V>((Bytes<V>)c1, kSpreadWords<1>);
-    c2 = (Words<V>)shuffle<V>((Bytes<V>)c2, kSpreadWords<2>);
-    V::store_lanes3(reinterpret_cast<uint8_t*>(out), (Bytes<V>)blend_channels<V, 0>(c0, c1, c2),
-                    (Bytes<V>)blend_channels<V, 1>(c0, c1, c2),
-                    (Bytes<V>)blend_channels<V, 2>(c0, c1, c2));
+    c0 = spread_words<V, 0>(c0);
+    c1 = spread_words<V, 1>(c1);
+    c2 = spread_words<V, 2>(c2);
+    const auto first = (Bytes<V>)blend_channels<V, 0>(c0, c1, c2);
+    const auto second = (Bytes<V>)blend_channels<V, 1>(c0, c1, c2);
+    const auto third = (Bytes<V>)blend_channels<V, 2>(c0, c1, c2);
+    auto* bytes = reinterpret_cast<uint8_t*>(out);
+    if constexpr (WholeVector<V>) {
+        store_vector<V>(bytes, first);
+        store_vector<V>(bytes + kVectorBytes<V>, second);
+        store_vector<V>(bytes + 2 * kVectorBytes<V>, third);
+    } else {
+        V::store_lanes3(bytes, first, second, third);
+    }
 }
 
 template <class V, bool kOwnFirst>
@@ -112,7 +140,9 @@ struct Demosaic16Rows {
         for_each_block<V>(pixels, [&](size_t x) {
             const Words<V> s = load(line + x), t = load(across + x);
             // Greens of the row are beside the chroma sites, those of the other row below them.
-            const Words<V> mean = Means<V, kUpTo14>::of2(of_pair<1 - kChroma>(s), t);
+            using Mean = Means<V, kUpTo14>;
+            const Words<V> mean =
+                Mean::leave(Mean::of2(Mean::enter(of_pair<1 - kChroma>(s)), Mean::enter(t)));
             store_own_green_other<V, kOwnFirst>(out + 3 * x, of_pair<kChroma>(s),
                                                 blend_sites<V, kChroma>(mean, s),
                                                 of_pair<1 - kChroma>(t));
@@ -120,18 +150,75 @@ struct Demosaic16Rows {
     }
 
     template <bool kUpTo14>
+    static void store_bilinear(uint16_t* out, Words<V> left, Words<V> own, Words<V> right,
+                               Words<V> up, Words<V> down, Words<V> corners) {
+        using Mean = Means<V, kUpTo14>;
+        constexpr size_t kChroma = kChromaFirst ? 0 : 1;
+        const Words<V> cross = Mean::of4(left, right, up, down);
+        store_own_green_other<V, kOwnFirst>(
+            out, Mean::leave(blend_sites<V, kChroma>(own, Mean::of2(left, right))),
+            Mean::leave(blend_sites<V, kChroma>(cross, own)),
+            Mean::leave(blend_sites<V, kChroma>(corners, Mean::of2(up, down))));
+    }
+    template <bool kUpTo14>
     static void bilinear_block(const uint16_t* u, const uint16_t* s, const uint16_t* d,
                                uint16_t* out) {
         using Mean = Means<V, kUpTo14>;
-        constexpr size_t kChroma = kChromaFirst ? 0 : 1;
-        const Words<V> left = load(s - 1), own = load(s), right = load(s + 1);
-        const Words<V> up = load(u), down = load(d);
-        const Words<V> cross = Mean::of4(left, right, up, down);
-        const Words<V> corners = Mean::of4(load(u - 1), load(u + 1), load(d - 1), load(d + 1));
-        store_own_green_other<V, kOwnFirst>(out,
-                                            blend_sites<V, kChroma>(own, Mean::of2(left, right)),
-                                            blend_sites<V, kChroma>(cross, own),
-                                            blend_sites<V, kChroma>(corners, Mean::of2(up, down)));
+        const auto at = [](const uint16_t* p) { return Mean::enter(load(p)); };
+        const Words<V> corners = Mean::of4(at(u - 1), at(u + 1), at(d - 1), at(d + 1));
+        store_bilinear<kUpTo14>(out, at(s - 1), at(s), at(s + 1), at(u), at(d), corners);
+    }
+
+    /// Blocks from x on that have another block on either side; returns where they end. Words are
+    /// moved within registers, because 64-byte loads from beside a block cross a cache line, which
+    /// takes twice the time.
+    template <bool kUpTo14>
+    static size_t bilinear_run(const uint16_t* above, const uint16_t* line, const uint16_t* below,
+                               uint16_t* out, size_t x, size_t width) requires WholeVector<V> {
+        constexpr size_t kBlock = kVectorBytes<V> / 2;
+        if (x + kBlock > width) return x;
+        struct Column {
+            Words<V> up, own, down;
+        };
+        const auto column = [&](size_t at) {
+            using Mean = Means<V, kUpTo14>;
+            return Column{Mean::enter(load(above + at)), Mean::enter(load(line + at)),
+                          Mean::enter(load(below + at))};
+        };
+        Column before = column(x - kBlock), a = column(x);
+        for (; x + 2 * kBlock <= width; x += kBlock) {
+            const Column behind = column(x + kBlock);
+            Words<V> corners;
+            if constexpr (kUpTo14)
+                corners = (word_before(before.up + before.down, a.up + a.down) +
+                           word_behind(a.up + a.down, behind.up + behind.down)) >>
+                          2;
+            else
+                corners = Means<V, false>::of4(
+                    word_before(before.up, a.up), word_behind(a.up, behind.up),
+                    word_before(before.down, a.down), word_behind(a.down, behind.down));
+            store_bilinear<kUpTo14>(out + 3 * x, word_before(before.own, a.own), a.own,
+                                    word_behind(a.own, behind.own), a.up, a.down, corners);
+            before = a;
+            a = behind;
+        }
+        return x;
+    }
+    /// The words one place before, and behind, of vectors that lie side by side.
+    static Words<V> word_before(Words<V> before, Words<V> a) {
+        return moved<kVectorBytes<V> - 2>(before, a);
+    }
+    static Words<V> word_behind(Words<V> a, Words<V> behind) { return moved<2>(a, behind); }
+    template <size_t kFirst>
+    static Words<V> moved(Words<V> a, Words<V> b) {
+        static constexpr VectorBytes<V> kIndices = [] {
+            VectorBytes<V> indices{};
+            for (size_t i = 0; i < kVectorBytes<V>; ++i)
+                indices.at[i] = static_cast<uint8_t>(kFirst + i);
+            return indices;
+        }();
+        return (Words<V>)V::permute2((Bytes<V>)a, (Bytes<V>)b,
+                                     load_vector<V, Bytes<V>>(kIndices.at));
     }
 
     /// Green and, of chroma sites, the difference to it.
@@ -254,6 +341,9 @@ template <class V, bool kChromaFirst, bool kOwnFirst, bool kUpTo14>
     };
     odd_block(1);
     size_t x = kBlock;
+    if constexpr (WholeVector<V>)
+        x = Demosaic16Rows<V, kChromaFirst, kOwnFirst>::template bilinear_run<kUpTo14>(
+            above, line, below, out, x, width);
     for (; x + kBlock < width; x += kBlock)
         Demosaic16Rows<V, kChromaFirst, kOwnFirst>::template bilinear_block<kUpTo14>(
             above + x, line + x, below + x, out + 3 * x);

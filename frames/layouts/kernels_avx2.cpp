@@ -40,6 +40,9 @@ struct Avx2 {
     static Words multiply_high(Words a, Words b) {
         return (Words)_mm256_mulhi_epu16((__m256i)a, (__m256i)b);
     }
+    static Words average(Words a, Words b) {
+        return (Words)_mm256_avg_epu16((__m256i)a, (__m256i)b);
+    }
     static Floats<Avx2> smaller(Floats<Avx2> a, Floats<Avx2> b) {
         return (Floats<Avx2>)_mm256_min_ps((__m256)a, (__m256)b);
     }

@@ -1,4 +1,4 @@
-// The AVX-512 level: F and BW.
+// The AVX-512 level: F, BW and VBMI.
 
 #if defined(__x86_64__)
 
@@ -16,6 +16,23 @@ struct Avx512 {
     static Bytes shuffle(Bytes a, Bytes indices) {
         return (Bytes)_mm512_shuffle_epi8((__m512i)a, (__m512i)indices);
     }
+    static Bytes permute(Bytes a, Bytes indices) {
+        return (Bytes)_mm512_permutexvar_epi8((__m512i)indices, (__m512i)a);
+    }
+    static Bytes permute2(Bytes a, Bytes b, Bytes indices) {
+        return (Bytes)_mm512_permutex2var_epi8((__m512i)a, (__m512i)indices, (__m512i)b);
+    }
+    static Bytes bits_from(Bytes a, Bytes first) {
+        return (Bytes)_mm512_multishift_epi64_epi8((__m512i)first, (__m512i)a);
+    }
+    static Bytes load_bits(const uint8_t* p) {
+        __mmask64 bits;
+        memcpy(&bits, p, sizeof bits);
+        return (Bytes)_mm512_movm_epi8(bits);
+    }
+    static Words permute_words(Words a, Words indices) {
+        return (Words)_mm512_permutexvar_epi16((__m512i)indices, (__m512i)a);
+    }
     static __m128i piece(const void* p) { return _mm_loadu_si128((const __m128i*)p); }
     static Bytes load_lanes(const uint8_t* p, size_t step) {
         if (step == 16) return (Bytes)_mm512_loadu_si512(p);
@@ -30,11 +47,6 @@ struct Avx512 {
         _mm_storeu_si128((__m128i*)(p + 2 * step), _mm512_extracti32x4_epi32((__m512i)a, 2));
         _mm_storeu_si128((__m128i*)(p + 3 * step), _mm512_extracti32x4_epi32((__m512i)a, 3));
     }
-    static void store_lanes3(uint8_t* p, Bytes a, Bytes b, Bytes c) {
-        store_lanes(p, 48, a);
-        store_lanes(p + 16, 48, b);
-        store_lanes(p + 32, 48, c);
-    }
     static Bytes broadcast(const void* p) { return (Bytes)_mm512_broadcast_i32x4(piece(p)); }
     static Bytes pack_words(Words a, Words b) {
         return (Bytes)_mm512_packus_epi16((__m512i)a, (__m512i)b);
@@ -44,6 +56,9 @@ struct Avx512 {
     }
     static Words multiply_high(Words a, Words b) {
         return (Words)_mm512_mulhi_epu16((__m512i)a, (__m512i)b);
+    }
+    static Words average(Words a, Words b) {
+        return (Words)_mm512_avg_epu16((__m512i)a, (__m512i)b);
     }
     static Floats<Avx512> smaller(Floats<Avx512> a, Floats<Avx512> b) {
         return (Floats<Avx512>)_mm512_min_ps((__m512)a, (__m512)b);

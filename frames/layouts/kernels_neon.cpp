@@ -35,6 +35,9 @@ struct Neon {
         const uint32x4_t high = vmull_high_u16((uint16x8_t)a, (uint16x8_t)b);
         return (Words)vuzp2q_u16((uint16x8_t)low, (uint16x8_t)high);
     }
+    static Words average(Words a, Words b) {
+        return (Words)vrhaddq_u16((uint16x8_t)a, (uint16x8_t)b);
+    }
     static Floats<Neon> smaller(Floats<Neon> a, Floats<Neon> b) {
         return (Floats<Neon>)vminq_f32((float32x4_t)a, (float32x4_t)b);
     }

@@ -40,6 +40,7 @@ struct Simd128 {
         const v128_t high = wasm_u32x4_extmul_high_u16x8((v128_t)a, (v128_t)b);
         return (Words)wasm_i16x8_shuffle(low, high, 1, 3, 5, 7, 9, 11, 13, 15);
     }
+    static Words average(Words a, Words b) { return (Words)wasm_u16x8_avgr((v128_t)a, (v128_t)b); }
     static Floats<Simd128> smaller(Floats<Simd128> a, Floats<Simd128> b) {
         return (Floats<Simd128>)wasm_f32x4_pmin((v128_t)b, (v128_t)a);
     }

@@ -37,6 +37,7 @@ struct Sse4 {
     static Words multiply_high(Words a, Words b) {
         return (Words)_mm_mulhi_epu16((__m128i)a, (__m128i)b);
     }
+    static Words average(Words a, Words b) { return (Words)_mm_avg_epu16((__m128i)a, (__m128i)b); }
     static Floats<Sse4> smaller(Floats<Sse4> a, Floats<Sse4> b) {
         return (Floats<Sse4>)_mm_min_ps((__m128)a, (__m128)b);
     }

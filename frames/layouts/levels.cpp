@@ -18,7 +18,8 @@ constexpr Level kLevels[] = {
     // What the operating system saves on a context switch is part of the answers.
     {"sse4", &kSse4Kernels, [] { return __builtin_cpu_supports("sse4.1") != 0; }},
     {"avx2", &kAvx2Kernels, [] { return __builtin_cpu_supports("avx2") != 0; }},
-    {"avx512", &kAvx512Kernels, [] { return __builtin_cpu_supports("avx512bw") != 0; }},
+    {"avx512", &kAvx512Kernels,
+     [] { return __builtin_cpu_supports("avx512bw") && __builtin_cpu_supports("avx512vbmi"); }},
 #elif defined(__aarch64__)
     {"neon", &kNeonKernels, [] { return true; }},
 #elif defined(__wasm_simd128__)

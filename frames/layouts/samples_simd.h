@@ -165,4 +165,68 @@ void exchange16_row(const uint16_t* source, uint16_t* out, size_t pixels) {
                   reinterpret_cast<uint8_t*>(out), 6 * pixels);
 }
 
+/// Curves where two permutations look up any byte in 256: of four vectors, each channel's table.
+template <class V, int kChannels>
+class CurveBody {
+  public:
+    static constexpr size_t kVectors = kChannels == 3 ? 3 : 1;
+    static constexpr size_t kIn = kVectors * kVectorBytes<V>, kOut = kIn, kReads = kIn;
+    static constexpr size_t kWrites = kOut;
+
+    explicit CurveBody(const uint8_t* curve) {
+        static_assert(kVectorBytes<V> == 64);
+        for (size_t i = 0; i < 4 * kTables; ++i)
+            tables_[i] = load_vector<V, Bytes<V>>(curve + i * kVectorBytes<V>);
+    }
+    void block(const uint8_t* source, uint8_t* out) const {
+#pragma GCC unroll 3
+        for (size_t i = 0; i < kVectors; ++i, source += kVectorBytes<V>, out += kVectorBytes<V>) {
+            const auto pixels = load_vector<V, Bytes<V>>(source);
+            Bytes<V> result = look_up(pixels, tables_);
+            if constexpr (kTables == 3) {
+                result &= of_channel(i, 0);
+                result |= look_up(pixels, tables_ + 4) & of_channel(i, 1);
+                result |= look_up(pixels, tables_ + 8) & of_channel(i, 2);
+                if constexpr (kChannels == 4) result |= pixels & of_channel(i, 3);
+            }
+            store_vector<V>(out, result);
+        }
+    }
+
+  private:
+    static constexpr size_t kTables = kChannels == 1 ? 1 : 3;
+
+    static Bytes<V> look_up(Bytes<V> a, const Bytes<V>* table) {
+        const Bytes<V> is_upper = (Bytes<V>)(a > uint8_t{127});
+        return (V::permute2(table[0], table[1], a) & ~is_upper) |
+               (V::permute2(table[2], table[3], a) & is_upper);
+    }
+    /// 255 where a byte of the block's vector `i` is of this channel.
+    static Bytes<V> of_channel(size_t i, size_t channel) {
+        struct Masks {
+            VectorBytes<V> of[kVectors][4];
+        };
+        static constexpr Masks kMasks = [] {
+            Masks masks{};
+            for (size_t at = 0; at < kIn; ++at)
+                masks.of[at / kVectorBytes<V>][at % kChannels].at[at % kVectorBytes<V>] = 255;
+            return masks;
+        }();
+        return load_vector<V, Bytes<V>>(kMasks.of[i][channel].at);
+    }
+
+    Bytes<V> tables_[4 * kTables];
+};
+
+template <class V>
+void curve_vectors_row(uint8_t* pixels, size_t count, int channels, const uint8_t* curve) {
+    const auto run = [&]<int kChannels>() {
+        const size_t bytes = count * kChannels;
+        run_blocks<V>(CurveBody<V, kChannels>(curve), pixels, bytes, bytes, pixels, bytes);
+    };
+    channels == 1   ? run.template operator()<1>()
+    : channels == 3 ? run.template operator()<3>()
+                    : run.template operator()<4>();
+}
+
 }  // namespace frames

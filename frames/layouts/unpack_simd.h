@@ -70,12 +70,113 @@ constexpr LaneBytes upper_byte_indices(SampleLayout layout, size_t at) {
     return indices;
 }
 
+/// For each byte of a vector, the source's byte that goes there, and the first of the 8 bits that
+/// it then takes from the 8 bytes that it is one of.
+template <class V>
+struct PickedBits {
+    VectorBytes<V> bytes, first;
+};
+
+/// Words with samples at their top: the upper byte has a sample's upper bits, the lower byte the
+/// others.
+template <class V>
+constexpr PickedBits<V> bits_of_words(SampleLayout layout) {
+    const BitPlaces upper = upper_places(layout), lower = lower_places(layout);
+    const auto depth = static_cast<size_t>(layout.depth);
+    const size_t of_8 = sample_bytes(layout, 8);
+    PickedBits<V> picked{};
+    for (size_t i = 0; i < kVectorBytes<V>; ++i) {
+        const size_t sample = i / 2, group = sample / 4 * of_8 / 2;
+        const size_t bit = sample / 8 * 8 * of_8 - 8 * group +
+                           (i % 2 != 0 ? upper.from[sample % 8] + upper.bits - 8
+                                       : lower.from[sample % 8] + depth - 16);
+        picked.bytes.at[i] = static_cast<uint8_t>(group + i % 8);
+        picked.first.at[i] = static_cast<uint8_t>(bit % 64);
+    }
+    return picked;
+}
+/// Samples of less than a byte at the top of bytes.
+template <class V>
+constexpr PickedBits<V> bits_of_small(size_t depth) {
+    PickedBits<V> picked{};
+    for (size_t i = 0; i < kVectorBytes<V>; ++i) {
+        picked.bytes.at[i] = static_cast<uint8_t>(i / 8 * depth + i % 8);
+        picked.first.at[i] = static_cast<uint8_t>((i % 8 * depth + depth - 8) % 64);
+    }
+    return picked;
+}
+template <class V>
+inline Bytes<V> pick(Bytes<V> a, const PickedBits<V>& picked) {
+    return V::bits_from(V::permute(a, load_vector<V, Bytes<V>>(picked.bytes.at)),
+                        load_vector<V, Bytes<V>>(picked.first.at));
+}
+
+/// Samples of less than a byte on levels with lanes. All lanes get the same 16 bytes.
+template <class V, size_t kDepth>
+struct SmallSamples {
+    static Bytes<V> picked(const uint8_t* source, const VectorBytes<V>& indices) {
+        return V::shuffle(V::broadcast(source), load_vector<V, Bytes<V>>(indices.at));
+    }
+    static Words<V> words_at_top(const uint8_t* source) {
+        static constexpr VectorBytes<V> kIndices = [] {
+            VectorBytes<V> indices{};
+            for (size_t i = 0; i < kVectorBytes<V>; ++i)
+                indices.at[i] = static_cast<uint8_t>(i % 2 == 0 ? i / 2 * kDepth / 8 : kNoByte);
+            return indices;
+        }();
+        static constexpr LaneWords kFactors = [] {
+            LaneWords factors{};
+            for (size_t i = 0; i < 8; ++i)
+                factors.at[i] = static_cast<uint16_t>(1U << (16 - kDepth - i * kDepth % 8));
+            return factors;
+        }();
+        return (Words<V>)picked(source, kIndices) * words_in_lanes<V>(kFactors);
+    }
+    /// Each byte gets the one that its sample lies in. Of a word, only its two samples are left;
+    /// multiplied, they stand at the tops of its bytes, where nothing was added to them.
+    static Bytes<V> bytes_at_top(const uint8_t* source) {
+        static constexpr VectorBytes<V> kIndices = [] {
+            VectorBytes<V> indices{};
+            for (size_t i = 0; i < kVectorBytes<V>; ++i)
+                indices.at[i] = static_cast<uint8_t>(i * kDepth / 8);
+            return indices;
+        }();
+        const auto bytes = picked(source, kIndices);
+        if constexpr (kDepth == 1) {
+            static constexpr LaneBytes kBits = {
+                {1, 2, 4, 8, 16, 32, 64, 128, 1, 2, 4, 8, 16, 32, 64, 128}};
+            const Bytes<V> bits = V::broadcast(kBits.at);
+            return (Bytes<V>)((bytes & bits) == bits);
+        } else {
+            constexpr bool kIs2 = kDepth == 2;
+            static constexpr LaneWords kKept =
+                two_words(kIs2 ? 0x000F : 0xF00F, kIs2 ? 0x00F0 : 0xF00F);
+            static constexpr LaneWords kFactors = two_words(kIs2 ? 1 << 6 | 1 << 12 : 1 << 4 | 1,
+                                                            kIs2 ? 1 << 2 | 1 << 8 : 1 << 4 | 1);
+            return (Bytes<V>)(((Words<V>)bytes & words_in_lanes<V>(kKept)) *
+                              words_in_lanes<V>(kFactors)) &
+                   static_cast<uint8_t>(0x100 - (0x100 >> kDepth));
+        }
+    }
+
+  private:
+    static constexpr LaneWords two_words(uint16_t even, uint16_t odd) {
+        return {{even, odd, even, odd, even, odd, even, odd}};
+    }
+};
+
+/// A block is as many samples as a vector has bytes; its halves are made apart as words and packed.
+/// On levels with lanes the first half has the first 8 of every 16 samples.
 template <class V, SampleLayout kLayout>
 struct Unpack {
     static constexpr bool kWords = kLayout.layout == IMGCNV_LAYOUT_WORDS;
     static constexpr bool kBytes = kLayout.layout == IMGCNV_LAYOUT_BYTES;
+    static constexpr bool kIsWhole = WholeVector<V>;
+    static constexpr bool kIsOneNumber = kLayout.layout == IMGCNV_LAYOUT_LSB_FIRST;
     static constexpr int kDepth = kLayout.depth;
     static constexpr size_t kLaneBytes = sample_bytes(kLayout, 8);
+    static constexpr size_t kHalfBytes = V::kLanes * kLaneBytes;
+    static constexpr size_t kHalfReads = kIsWhole ? kVectorBytes<V> : kHalfBytes - kLaneBytes + 16;
 
     /// Words with the sample's upper bits at their top. Below them is anything.
     static Words<V> upper_at_top(Bytes<V> lanes) {
@@ -104,106 +205,136 @@ struct Unpack {
                words_in_lanes<V>(kPicked.factors);
     }
     static Words<V> host_words(Bytes<V> lanes) {
-        if constexpr (!kLayout.big_endian) return (Words<V>)lanes;
-        const Words<V> words = (Words<V>)lanes;
-        return words << 8 | words >> 8;
+        static constexpr LaneBytes kExchange = {
+            {1, 0, 3, 2, 5, 4, 7, 6, 9, 8, 11, 10, 13, 12, 15, 14}};
+        return (Words<V>)(kLayout.big_endian ? frames::shuffle<V>(lanes, kExchange) : lanes);
     }
 
-    static Words<V> samples(Bytes<V> lanes) {
-        if constexpr (kWords) {
-            return host_words(lanes) & static_cast<uint16_t>((1U << kDepth) - 1);
-        } else if constexpr (kBytes) {
-            return widen_bytes<V, 0>(lanes);
-        } else if constexpr (kLayout.layout == IMGCNV_LAYOUT_LSB_FIRST && kDepth != 14) {
-            return upper_at_top(lanes) >> (16 - kDepth);
-        } else {
-            return upper_part(lanes) >> (16 - kDepth) | lower_at_top(lanes) >> (24 - kDepth);
-        }
-    }
-    /// The samples at the top of their words, with zeros below.
-    static Words<V> samples_at_top(Bytes<V> lanes) {
+    /// Samples at the top of words. Below them is anything.
+    static Words<V> at_top(Bytes<V> lanes) {
         if constexpr (kWords) {
             return host_words(lanes) << (16 - kDepth);
-        } else if constexpr (kBytes) {
-            return widen_bytes_to_top<V>(lanes);
-        } else if constexpr (kLayout.layout == IMGCNV_LAYOUT_LSB_FIRST && kDepth != 14) {
-            return upper_at_top(lanes) & static_cast<uint16_t>(0x10000 - (0x10000 >> kDepth));
+        } else if constexpr (kBytes && !kIsWhole) {
+            return upper_bytes(lanes);
+        } else if constexpr (kIsWhole) {
+            static constexpr PickedBits<V> kPicked = bits_of_words<V>(kLayout);
+            return (Words<V>)pick<V>(lanes, kPicked);
+        } else if constexpr (kIsOneNumber && kDepth != 14) {
+            return upper_at_top(lanes);
         } else {
-            // Below the lower bits stands what a shift must drop.
-            return upper_part(lanes) | lower_at_top(lanes) >> (24 - kDepth) << (16 - kDepth);
+            return upper_part(lanes) | lower_at_top(lanes) >> 8;
         }
     }
     static Words<V> upper_part(Bytes<V> lanes) {
-        return kLayout.layout == IMGCNV_LAYOUT_LSB_FIRST ? upper_at_top(lanes) & uint16_t{0xFF00}
-                                                         : upper_bytes(lanes);
+        return kIsOneNumber ? upper_at_top(lanes) & uint16_t{0xFF00} : upper_bytes(lanes);
     }
-    /// The upper 8 bits in words.
-    static Words<V> upper_8(Bytes<V> lanes) {
+    static Words<V> samples(Bytes<V> lanes) {
         if constexpr (kWords) {
-            return host_words(lanes) >> (kDepth - 8) & uint16_t{0xFF};
+            return host_words(lanes) & static_cast<uint16_t>((1U << kDepth) - 1);
         } else {
-            return upper_at_top(lanes) >> 8;
+            return at_top(lanes) >> (16 - kDepth);
         }
     }
-    /// 16 samples of less than a byte. Both bytes of a word hold the byte that its two samples lie
-    /// in, and are moved to the left, the lower one for itself, the upper one for itself.
-    static Bytes<V> small_to_bytes(Bytes<V> lanes) {
-        static constexpr LaneBytes kPicked = [] {
-            LaneBytes bytes{};
-            for (size_t i = 0; i < 16; ++i) bytes.at[i] = static_cast<uint8_t>(i * kDepth / 8);
-            return bytes;
-        }();
-        static constexpr auto kFactors = [](size_t odd) {
-            LaneWords factors{};
-            for (size_t i = 0; i < 8; ++i)
-                factors.at[i] =
-                    static_cast<uint16_t>(1U << (8 - kDepth - (2 * i + odd) * kDepth % 8));
-            return factors;
-        };
-        static constexpr LaneWords kEven = kFactors(0), kOdd = kFactors(1);
-        constexpr unsigned kBits = 0x100 - (0x100 >> kDepth);
-        const Words<V> pairs = (Words<V>)frames::shuffle<V>(lanes, kPicked);
-        const Bytes<V> upper =
-            (Bytes<V>)((pairs * words_in_lanes<V>(kEven) & static_cast<uint16_t>(kBits)) |
-                       (pairs * words_in_lanes<V>(kOdd) & static_cast<uint16_t>(kBits << 8)));
-        return kDepth == 1 ? (Bytes<V>)(upper != 0) : upper;
+    /// Words of at_top(), with zeros below the samples.
+    static Words<V> only_at_top(Words<V> words) {
+        return kWords ? words : words & static_cast<uint16_t>(0x10000 - (0x10000 >> kDepth));
     }
-    /// Two times 8 samples of each lane to 16 bytes.
-    static Bytes<V> to_bytes(Bytes<V> first, Bytes<V> second) {
+
+    template <size_t kHalf>
+    static Bytes<V> load_half(const uint8_t* block) {
+        if constexpr (kIsWhole) return load_vector<V, Bytes<V>>(block + kHalf * kHalfBytes);
+        return V::load_lanes(block + kHalf * kLaneBytes, 2 * kLaneBytes);
+    }
+    /// Both halves' words of at most 32767, clamped to 255.
+    static Bytes<V> pack_halves(Words<V> first, Words<V> second) {
+        const Bytes<V> lanes = V::pack_words(first, second);
+        if constexpr (kIsWhole) {
+            static constexpr VectorBytes<V> kInOrder = [] {
+                VectorBytes<V> indices{};
+                for (size_t i = 0; i < kVectorBytes<V>; ++i)
+                    indices.at[i % 16 / 8 * kVectorBytes<V> / 2 + i / 16 * 8 + i % 8] =
+                        static_cast<uint8_t>(i);
+                return indices;
+            }();
+            return V::permute(lanes, load_vector<V, Bytes<V>>(kInOrder.at));
+        }
+        return lanes;
+    }
+
+    static Bytes<V> small_bytes(const uint8_t* block) {
+        if constexpr (!kIsWhole) {
+            return SmallSamples<V, kDepth>::bytes_at_top(block);
+        } else if constexpr (kDepth == 1) {
+            return V::load_bits(block);
+        } else {
+            static constexpr PickedBits<V> kPicked = bits_of_small<V>(kDepth);
+            return pick<V>(load_vector<V, Bytes<V>>(block), kPicked) &
+                   static_cast<uint8_t>(0x100 - (0x100 >> kDepth));
+        }
+    }
+    /// The upper 8 bits of a block.
+    static Bytes<V> upper_8(const uint8_t* block) {
         if constexpr (kDepth < 8) {
-            return small_to_bytes(first);
-        } else if constexpr (kLayout.layout == IMGCNV_LAYOUT_PACKED ||
-                             kLayout.layout == IMGCNV_LAYOUT_MIPI) {
+            return small_bytes(block);
+        } else if constexpr (kBytes) {
+            return load_vector<V, Bytes<V>>(block);
+        } else if constexpr (kIsWhole) {
+            static constexpr VectorBytes<V> kOdd = [] {
+                VectorBytes<V> indices{};
+                for (size_t i = 0; i < kVectorBytes<V>; ++i)
+                    indices.at[i] = static_cast<uint8_t>(2 * i + 1);
+                return indices;
+            }();
+            return V::permute2((Bytes<V>)at_top(load_half<0>(block)),
+                               (Bytes<V>)at_top(load_half<1>(block)),
+                               load_vector<V, Bytes<V>>(kOdd.at));
+        } else if constexpr (kWords) {
+            const auto upper = [](Bytes<V> half) {
+                return host_words(half) >> (kDepth - 8) & uint16_t{0xFF};
+            };
+            return V::pack_words(upper(load_half<0>(block)), upper(load_half<1>(block)));
+        } else if constexpr (kIsOneNumber) {
+            return V::pack_words(upper_at_top(load_half<0>(block)) >> 8,
+                                 upper_at_top(load_half<1>(block)) >> 8);
+        } else {
             static constexpr LaneBytes kLow = upper_byte_indices(kLayout, 0);
             static constexpr LaneBytes kHigh = upper_byte_indices(kLayout, 8);
-            return frames::shuffle<V>(first, kLow) | frames::shuffle<V>(second, kHigh);
-        } else {
-            return V::pack_words(upper_8(first), upper_8(second));
+            return frames::shuffle<V>(load_half<0>(block), kLow) |
+                   frames::shuffle<V>(load_half<1>(block), kHigh);
         }
     }
+
     struct To16 {
-        static constexpr size_t kIn = V::kLanes * kLaneBytes, kOut = kVectorBytes<V>;
-        static constexpr size_t kReads = kIn - kLaneBytes + 16, kWrites = kOut;
+        static constexpr size_t kIn = kHalfBytes, kOut = kVectorBytes<V>, kWrites = kOut;
+        static constexpr size_t kReads = kDepth <= 8 && !kIsWhole ? 16 : kHalfReads;
         static void block(const uint8_t* source, uint8_t* out) {
-            store_vector<V>(out, samples(V::load_lanes(source, kLaneBytes)));
+            if constexpr (kBytes)
+                store_vector<V>(out, load_widened<V>(source));
+            else if constexpr (kWords || kIsWhole)
+                store_vector<V>(out, samples(load_vector<V, Bytes<V>>(source)));
+            else if constexpr (kDepth < 8)
+                store_vector<V>(out,
+                                SmallSamples<V, kDepth>::words_at_top(source) >> (16 - kDepth));
+            else
+                store_vector<V>(out, samples(V::load_lanes(source, kLaneBytes)));
         }
     };
     struct To8 {
-        static constexpr size_t kIn = V::kLanes * 2 * kLaneBytes, kOut = kVectorBytes<V>;
-        static constexpr size_t kReads = kIn - kLaneBytes + 16, kWrites = kOut;
+        static constexpr size_t kIn = 2 * kHalfBytes, kOut = kVectorBytes<V>, kWrites = kOut;
+        static constexpr size_t kReads = kDepth > 8           ? kHalfBytes + kHalfReads
+                                         : kBytes || kIsWhole ? kVectorBytes<V>
+                                                              : 16;
         static void block(const uint8_t* source, uint8_t* out) {
-            store_vector<V>(out, to_bytes(V::load_lanes(source, 2 * kLaneBytes),
-                                          V::load_lanes(source + kLaneBytes, 2 * kLaneBytes)));
+            store_vector<V>(out, upper_8(source));
         }
     };
-
     /// Blocks of one vector, or of three where three channels take turns.
     template <int kPeriod>
     struct To8Levels {
         static constexpr size_t kVectors = kPeriod == 3 ? 3 : 1;
-        static constexpr size_t kIn = V::kLanes * 2 * kLaneBytes * kVectors;
+        static constexpr size_t kIn = 2 * kHalfBytes * kVectors;
         static constexpr size_t kOut = kVectorBytes<V> * kVectors;
-        static constexpr size_t kReads = kIn - kLaneBytes + 16, kWrites = kOut;
+        static constexpr size_t kReads = kIn - kHalfBytes + kHalfReads, kWrites = kOut;
 
         explicit To8Levels(const FixedLevels& levels)
             : black_(Words<V>{} + levels.black),
@@ -212,26 +343,41 @@ struct Unpack {
               more_(levels.more),
               down_(levels.down) {
             static_assert(sizeof levels == 16);
-            static constexpr Repeated<V, 2> kFactors(
-                [](size_t i, size_t byte) { return i % kPeriod * 2 + byte; });
-            for (size_t i = 0; i < 2 * kVectors; ++i)
-                factors_[i] = (Words<V>)V::shuffle(
-                    V::broadcast(&levels), kFactors.at(i / 2 * kVectorBytes<V> + i % 2 * 8, 16));
+            const Bytes<V> all = V::broadcast(&levels);
+            if constexpr (kPeriod == 3) {
+                static constexpr Repeated<V, 2> kFactors(
+                    [](size_t i, size_t byte) { return i % 3 * 2 + byte; });
+                constexpr size_t kSecond = kIsWhole ? kVectorBytes<V> / 2 : 8;
+                for (size_t i = 0; i < 6; ++i)
+                    factors_[i] = (Words<V>)V::shuffle(
+                        all,
+                        kFactors.at(i / 2 * kVectorBytes<V> + i % 2 * kSecond, kIsWhole ? 8 : 16));
+            } else {
+                static constexpr LaneBytes kFactors = [] {
+                    LaneBytes indices{};
+                    for (size_t i = 0; i < 16; ++i)
+                        indices.at[i] = static_cast<uint8_t>(i % (2 * kPeriod));
+                    return indices;
+                }();
+                factors_[0] = (Words<V>)frames::shuffle<V>(all, kFactors);
+            }
         }
         void block(const uint8_t* source, uint8_t* out) const {
 #pragma GCC unroll 3
             for (size_t i = 0; i < kVectors; ++i) {
-                const auto first = samples_at_top(V::load_lanes(source, 2 * kLaneBytes));
-                const auto second =
-                    samples_at_top(V::load_lanes(source + kLaneBytes, 2 * kLaneBytes));
-                store_vector<V>(out, V::pack_words(level(first, factors_[2 * i]),
-                                                   level(second, factors_[2 * i + 1])));
-                source += V::kLanes * 2 * kLaneBytes;
+                store_vector<V>(out,
+                                pack_halves(level(half_at_top<0>(source), factors(2 * i)),
+                                            level(half_at_top<1>(source), factors(2 * i + 1))));
+                source += 2 * kHalfBytes;
                 out += kVectorBytes<V>;
             }
         }
 
       private:
+        template <size_t kHalf>
+        static Words<V> half_at_top(const uint8_t* block) {
+            return only_at_top(at_top(load_half<kHalf>(block)));
+        }
         /// Packing clamps to 255.
         Words<V> level(Words<V> samples, Words<V> factors) const {
             Words<V> above = V::subtract(samples, black_);
@@ -239,12 +385,16 @@ struct Unpack {
             return (V::multiply_high(above, factors) + half_) >> down_;
         }
 
-        Words<V> black_, most_, half_, factors_[2 * kVectors];
+        /// Of the half `i` of the block's vectors.
+        Words<V> factors(size_t i) const { return factors_[kPeriod == 3 ? i : 0]; }
+
+        Words<V> black_, most_, half_, factors_[kPeriod == 3 ? 6 : 1];
         int more_, down_;
     };
 
-    static void to8_levels(const uint8_t* source, size_t readable, uint8_t* samples, size_t count,
-                           const FixedLevels& levels, int period) {
+    [[gnu::flatten]] static void to8_levels(const uint8_t* source, size_t readable,
+                                            uint8_t* samples, size_t count,
+                                            const FixedLevels& levels, int period) {
         const size_t bytes = sample_bytes(kLayout, count);
         if constexpr (kWords || kBytes) {
             if (period == 3) {
@@ -258,22 +408,12 @@ struct Unpack {
             run_blocks<V>(To8Levels<1>(levels), source, bytes, readable, samples, count);
     }
 
-    static void to8(const uint8_t* source, [[maybe_unused]] size_t readable, uint8_t* samples,
-                    size_t count) {
-        if constexpr (kBytes) {
-            memcpy(samples, source, count);
-        } else {
-            run_blocks<V>(To8(), source, sample_bytes(kLayout, count), readable, samples, count);
-        }
+    static void to8(const uint8_t* source, size_t readable, uint8_t* samples, size_t count) {
+        run_blocks<V>(To8(), source, sample_bytes(kLayout, count), readable, samples, count);
     }
-    static void to16(const uint8_t* source, [[maybe_unused]] size_t readable, uint16_t* samples,
-                     size_t count) {
-        if constexpr (kWords && kDepth == 16 && !kLayout.big_endian) {
-            memcpy(samples, source, 2 * count);
-        } else {
-            run_blocks<V>(To16(), source, sample_bytes(kLayout, count), readable,
-                          reinterpret_cast<uint8_t*>(samples), 2 * count);
-        }
+    static void to16(const uint8_t* source, size_t readable, uint16_t* samples, size_t count) {
+        run_blocks<V>(To16(), source, sample_bytes(kLayout, count), readable,
+                      reinterpret_cast<uint8_t*>(samples), 2 * count);
     }
 };
 

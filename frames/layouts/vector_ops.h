@@ -10,8 +10,18 @@
 //                        most 32767
 //   pack_dwords(a, b)    the same from signed dwords to words, clamped to 0..65535
 //   multiply_high(a, b)  the upper halves of the products of words
+//   average(a, b)        of unsigned words, halves rounded up
 //   smaller(a, b)        of floats, of unsigned words
 //   subtract(a, b)       of unsigned words, 0 where b is larger
+//
+// Levels that move bytes from anywhere in a vector to anywhere (WholeVector) have in addition:
+//
+//   permute(a, indices)         bytes of the whole vector
+//   permute2(a, b, indices)     the same of two vectors
+//   bits_from(a, first)         for every byte, 8 bits of the 8 bytes that it is one of, from bit
+//                               `first` of these on
+//   permute_words(a, indices)   words of the whole vector
+//   load_bits(p)                bytes of 0 or 255 for as many bits
 //
 // All else is arithmetic on the compilers' vector types, the same text for every width. Every
 // function here is a template over V, so that each level has its own copies.
@@ -47,6 +57,11 @@ using Dwords = typename VectorTypes<V>::Dwords;
 template <class V>
 using Floats = typename VectorTypes<V>::Floats;
 
+template <class V>
+concept WholeVector = requires(Bytes<V> a) {
+    V::permute(a, a);
+};
+
 inline constexpr uint8_t kNoByte = 0x80;  // as an index: gives 0
 
 struct alignas(16) LaneBytes {
@@ -54,6 +69,16 @@ struct alignas(16) LaneBytes {
 };
 struct alignas(16) LaneWords {
     uint16_t at[8];
+};
+
+/// A constant of a whole vector.
+template <class V>
+struct alignas(kVectorBytes<V>) VectorBytes {
+    uint8_t at[kVectorBytes<V>];
+};
+template <class V>
+struct alignas(kVectorBytes<V>) VectorWords {
+    uint16_t at[kVectorBytes<V> / 2];
 };
 
 /// Vectors of any type from and to memory, aligned to nothing.
@@ -118,16 +143,20 @@ inline Words<V> widen_bytes(Bytes<V> a) {
     return (Words<V>)shuffle<V>(a, kIndices);
 }
 
-/// Bytes 0 to 7 of each lane as the upper halves of words.
+/// Bytes as words: as many as a vector has words, from 16 bytes or a vector that may be read.
 template <class V>
-inline Words<V> widen_bytes_to_top(Bytes<V> a) {
-    static constexpr LaneBytes kIndices = [] {
-        LaneBytes indices{};
-        for (int i = 0; i < 16; ++i)
-            indices.at[i] = static_cast<uint8_t>(i % 2 != 0 ? i / 2 : kNoByte);
+inline Words<V> load_widened(const uint8_t* p) {
+    static constexpr VectorBytes<V> kIndices = [] {
+        VectorBytes<V> indices{};
+        for (size_t i = 0; i < kVectorBytes<V>; ++i)
+            indices.at[i] = static_cast<uint8_t>(i % 2 == 0 ? i / 2 : kNoByte);
         return indices;
     }();
-    return (Words<V>)shuffle<V>(a, kIndices);
+    const Bytes<V> indices = load_vector<V, Bytes<V>>(kIndices.at);
+    if constexpr (WholeVector<V>)
+        return (Words<V>)V::permute(load_vector<V, Bytes<V>>(p), indices) & uint16_t{0xFF};
+    else
+        return (Words<V>)V::shuffle(V::broadcast(p), indices);
 }
 
 /// memcpy for some ten to hundred bytes: what compilers make of that takes longer than the rest of
@@ -148,25 +177,20 @@ inline void copy_few(uint8_t* to, const uint8_t* from, size_t bytes) {
     for (size_t at = 0; at < bytes; ++at) to[at] = from[at];
 }
 
-/// Calls Body::block(source, out) for whole blocks, and for what is left with copies in buffers:
-/// nothing is read beyond `readable` or written beyond `out_bytes`.
-///
-///   in_bytes, out_bytes    what is converted
-///   readable               bytes from `source` on that may be read: in_bytes at least
-///   Body::kIn, kOut        bytes of a block
-///   Body::kReads, kWrites  bytes that a block reads and writes, at least kIn and kOut
+/// Blocks that read and write nothing else than what may be read and written.
+template <class Body>
+[[gnu::always_inline]] inline size_t whole_blocks(size_t readable, size_t out_bytes) {
+    if (readable < Body::kReads || out_bytes < Body::kWrites) return 0;
+    const size_t read = (readable - Body::kReads) / Body::kIn + 1;
+    const size_t written = (out_bytes - Body::kWrites) / Body::kOut + 1;
+    return read < written ? read : written;
+}
+
+/// What whole blocks leave over, with copies in buffers. (A function of its own: rows without such
+/// an end need no memory on the stack.)
 template <class V, class Body>
-inline void run_blocks(const Body& body, const uint8_t* source, size_t in_bytes, size_t readable,
-                       uint8_t* out, size_t out_bytes) {
-    while (readable >= Body::kReads && out_bytes >= Body::kWrites) {
-        body.block(source, out);
-        source += Body::kIn;
-        out += Body::kOut;
-        in_bytes -= Body::kIn;
-        readable -= Body::kIn;
-        out_bytes -= Body::kOut;
-    }
-    if (out_bytes == 0) return;
+[[gnu::noinline]] void run_rest(const Body body, const uint8_t* source, size_t in_bytes,
+                                uint8_t* out, size_t out_bytes) {
     constexpr size_t kRest = (Body::kWrites == Body::kOut ? 2 : 3) * Body::kReads;
     constexpr size_t kVectors = (kRest + kVectorBytes<V> - 1) / kVectorBytes<V>;
     alignas(64) uint8_t rest[kVectors * kVectorBytes<V>];
@@ -190,6 +214,32 @@ inline void run_blocks(const Body& body, const uint8_t* source, size_t in_bytes,
         out += now;
         out_bytes -= now;
     }
+}
+
+/// Calls Body::block(source, out) for whole blocks, and for what is left with copies in buffers:
+/// nothing is read beyond `readable` or written beyond `out_bytes`.
+///
+///   in_bytes, out_bytes    what is converted
+///   readable               bytes from `source` on that may be read: in_bytes at least
+///   Body::kIn, kOut        bytes of a block
+///   Body::kReads, kWrites  bytes that a block reads and writes, at least kIn and kOut
+template <class V, class Body>
+inline void run_blocks(const Body& body, const uint8_t* source, size_t in_bytes, size_t readable,
+                       uint8_t* out, size_t out_bytes) {
+    const size_t blocks = whole_blocks<Body>(readable, out_bytes);
+    for (size_t i = 0; i < blocks / 2; ++i) {
+        body.block(source, out);
+        body.block(source + Body::kIn, out + Body::kOut);
+        source += 2 * Body::kIn;
+        out += 2 * Body::kOut;
+    }
+    if (blocks % 2 != 0) {
+        body.block(source, out);
+        source += Body::kIn;
+        out += Body::kOut;
+    }
+    out_bytes -= blocks * Body::kOut;
+    if (out_bytes != 0) run_rest<V>(body, source, in_bytes - blocks * Body::kIn, out, out_bytes);
 }
 
 }  // namespace frames

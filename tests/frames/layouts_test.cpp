@@ -267,6 +267,17 @@ TEST(Samples, CurvesTakeTheirChannelAndKeepAlpha) {
         EXPECT_EQ(rgb[i], i >= 6 ? pixels[i] : curve[256 * (i % 3) + pixels[i]]);
         EXPECT_EQ(grey[i], curve[pixels[i]]);
     }
+    std::mt19937 random(9);
+    for (auto& byte : curve) byte = static_cast<std::uint8_t>(random());
+    for (const std::size_t count : counts())
+        for (const int channels : {1, 3, 4}) {
+            std::vector<std::uint8_t> source(count * static_cast<std::size_t>(channels));
+            for (auto& byte : source) byte = static_cast<std::uint8_t>(random());
+            expect_plain<std::uint8_t>(source, source.size(), [&](auto& k, auto* in, auto* out) {
+                std::copy_n(in, source.size(), out);
+                k.curve(out, count, channels, curve.data());
+            });
+        }
 }
 
 }  // namespace
