@@ -151,21 +151,21 @@ namespace {
 class PackedTens {
   public:
     void add_row(std::span<const std::uint8_t> bytes) {
-        for (std::size_t i = 0; i + 2 < bytes.size(); i += 3) {
-            ++groups_;
-            low_ += (bytes[i + 1] & 0xCC) != 0;
-            high_ += ((bytes[i] | bytes[i + 2]) & 0xCC) != 0;
-            used_ |= bytes[i + 1];
+        constexpr unsigned kUnused = 0xCC, kUsed = 0x33;
+        unsigned low = 0;
+        double groups = 0, high = 0;
+        for (std::size_t i = 0; i + 2 < bytes.size(); i += 3, ++groups) {
+            low |= bytes[i + 1];
+            high += ((bytes[i] | bytes[i + 2]) & kUnused) != 0;
         }
+        fitting_ += low == kUsed && high > 0.3 * groups;
+        ++rows_;
     }
-    /// Headers and chunks may be between the rows.
-    bool are_likely() const {
-        return (used_ & 0x33) == 0x33 && low_ < 0.03 * groups_ && high_ > 0.3 * groups_;
-    }
+    /// Bytes between frames move the groups, so that not all rows need fit.
+    bool are_likely() const { return fitting_ > 0.15 * rows_; }
 
   private:
-    double groups_ = 0, low_ = 0, high_ = 0;
-    unsigned used_ = 0;
+    double rows_ = 0, fitting_ = 0;
 };
 
 }  // namespace

@@ -15,7 +15,7 @@ double against_used(int depth, unsigned largest) {
     constexpr int kMostUnused = 4;
     const int unused = depth - static_cast<int>(std::bit_width(largest));
     double bits = depth == 12 ? 0 : depth == 16 ? kSixteen : kNotTwelve;
-    if (unused == 0 && 4 * largest < 3U << depth) bits += kNotFull;
+    if (unused == 0 && 8 * largest < 5U << depth) bits += kNotFull;
     if (unused > 0) bits += kDark + kPerBit * unused;
     if (unused > kMostUnused) bits += kPerFurtherBit * (unused - kMostUnused);
     return bits;

@@ -504,9 +504,10 @@ class Placer {
             const auto gain = judge(last + frame, size_, last);
             placement.penalty -= placement.of_left_over * certainty(gain);
         }
-        if (placement.frames < 2) return;
+        // Where frames follow each other, their dark borders would look like metadata.
+        if (placement.frames < 2 || placement.gap == 0) return;
         const auto gain = judge(skip + frame, skip + frame + placement.gap, skip);
-        placement.has_metadata |= placement.gap > 0 && gain > kSure;
+        placement.has_metadata |= gain > kSure;
     }
 
     std::int64_t size_, pitch_, row_;

@@ -268,6 +268,7 @@ std::vector<std::int64_t> chunk_starts(std::int64_t window, std::int64_t phase) 
 }
 
 constexpr double kImpossible = 9;
+constexpr std::int64_t kLongestHeader = 8192;
 constexpr double kNearlyAll = 0.995;
 constexpr double kFewForeign = 0.02;  // of the groups: headers and chunks have such bytes
 
@@ -449,7 +450,7 @@ double prediction_cost(std::span<const std::uint8_t> window, const Hypothesis& h
     const bool has_few_bits = coding.format->depth <= 4;
     PixelBits pixels(has_few_bits ? coding.format->depth : 1);
     RowSamples row, above;
-    std::int64_t counted = 0, foreign = 0, beyond_taken = 0, beyond_all = 0, filled = 0;
+    std::int64_t counted = 0, foreign = 0, beyond_taken = 0, beyond_all = 0, filled = 0, groups = 0;
     const bool has_unused =
         coding.format->layout == IMGCNV_LAYOUT_PACKED && coding.format->depth == 10;
     const auto place = [&](std::int64_t y) { return 8 * hypothesis.start + y * pitch; };
@@ -458,8 +459,8 @@ double prediction_cost(std::span<const std::uint8_t> window, const Hypothesis& h
         const auto dropped = hypothesis.fit->dropped_bits;
         split_row(coding, window.data(), from, count, dropped, row);
         split_row(coding, window.data(), from - step * pitch, count, dropped, above);
-        if (has_unused)
-            for (std::int64_t i = 1; i + 1 < count * 3 / 2; i += 3)
+        if (has_unused && y < rows / 6 && (from + 7) / 8 >= kLongestHeader)
+            for (std::int64_t i = 1; i + 1 < count * 3 / 2; i += 3, ++groups)
                 foreign += (window[static_cast<std::size_t>(from / 8 + i)] & 0xCC) != 0;
         if (has_few_bits) return pixels.add_row(row.planes[0], above.planes[0]);
         for (std::size_t i = 0; i < kPlanes; ++i)
@@ -492,7 +493,7 @@ double prediction_cost(std::span<const std::uint8_t> window, const Hypothesis& h
         beyond_taken += std::max<std::int64_t>(0, taken);
         beyond_all += std::max<std::int64_t>(0, end - first);
     }
-    if (static_cast<double>(foreign) > kFewForeign * static_cast<double>(counted * pixels_taken))
+    if (static_cast<double>(foreign) > 2 * kFewForeign * static_cast<double>(groups))
         return kImpossible;
     std::array<double, kPlanes> bits_of_planes{};
     for (std::size_t i = 0; i < kPlanes; ++i) bits_of_planes[i] = planes[i].bits();
