@@ -284,15 +284,12 @@ class Guess {
         std::erase_if(answers_, [](const Answer& answer) {
             const auto& placement = answer.candidate.placement;
             if (!placement.has_known_size) return true;
-            // Any other header would make any length fit.
+            if (placement.left_over > 0 && placement.frames > 1) return true;
+            // Any other header, and a rest that looks like the noise, would make any length fit.
             const bool has_usual_header =
                 placement.skip == 0 || (placement.skip >= 256 && placement.skip % 256 == 0);
-            if (!placement.has_metadata && (!has_usual_header || placement.gap > 0)) return true;
-            if (placement.left_over == 0) return false;
-            const auto bytes =
-                frame_bytes(answer.candidate.hypothesis.pitch_bits, placement.height);
-            return placement.frames > 1 || placement.left_over % 4 != 0 ||
-                   20 * placement.left_over > bytes;
+            return !placement.is_explained &&
+                   (!has_usual_header || placement.gap > 0 || placement.left_over > 0);
         });
     }
 

@@ -134,7 +134,7 @@ class Placer {
         const auto most = std::max<std::int64_t>(1, size_ / bytes);
         const auto rest = size_ - most * bytes;
         const auto add_with = [&](std::int64_t frames, std::int64_t skip, std::int64_t gap) {
-            add({height, frames, skip, gap, 0, is_known_size, 0});
+            add({height, frames, skip, gap, 0, is_known_size});
         };
         for (const auto skip : skips(rest)) {
             const auto frames = (size_ - skip) / bytes;
@@ -186,12 +186,12 @@ class Placer {
         for (const auto skip : begins) {
             const auto rows = ((size_ - skip) * 8 - row_) / pitch_ + 1;
             if (rows < kFewestRows) continue;
-            add({rows, 1, skip, 0, 0, false, 0});
+            add({rows, 1, skip, 0, 0, false});
             if (!is_likely_begin(skip)) continue;
             const auto end = rows_before_trailer(skip, rows);
-            if (end != rows) add({end, 1, skip, 0, 0, false, 0});
+            if (end != rows) add({end, 1, skip, 0, 0, false});
             for (const auto count : {frames_by_jumps(skip, rows), frames_by_scene(skip, rows)})
-                if (count > 1) add({rows / count, count, skip, 0, 0, false, 0});
+                if (count > 1) add({rows / count, count, skip, 0, 0, false});
         }
         add_with_gaps();
     }
@@ -242,7 +242,7 @@ class Placer {
         double best_likeness = kClearLikeness;
         for (auto height = std::min(rows / 2, highest()); height >= lowest(); --height) {
             if (rows % height != 0) continue;
-            const auto likeness = scene_likeness({height, rows / height, skip, 0, 0, false, 0});
+            const auto likeness = scene_likeness({height, rows / height, skip, 0, 0, false});
             // Frames twice as high are as much alike: the lower height wins.
             if (likeness < best_likeness - 0.05) continue;
             best_likeness = std::max(best_likeness, likeness);
@@ -296,7 +296,7 @@ class Placer {
                         const auto step = boundary_step(height, count, skip, gap);
                         if (steps_.is_jump(step) || step.mean > 2 * steps_.nearly_all() ||
                             is_metadata(skip + frame_bytes(pitch_, height), gap, skip))
-                            add({height, count, skip, gap, 0, false, 0});
+                            add({height, count, skip, gap, 0, false});
                     }
                 }
     }
@@ -482,7 +482,7 @@ class Placer {
     /// must not. A header that is seen is no guess.
     void compare_metadata(Placement& placement) {
         constexpr std::int64_t kSeen = 4096;
-        constexpr double kSure = kHalvesDoubt;
+        constexpr double kSure = 16;
         const auto frame = frame_bytes(pitch_, placement.height);
         // The bytes from `from` to `to` are said to be metadata, those around them pixels.
         const auto judge = [&](std::int64_t from, std::int64_t to, std::int64_t begin) {
@@ -491,13 +491,13 @@ class Placer {
             const auto bytes = source_.bytes(first, last - first, room_);
             const auto verdict = metadata_.judge(bytes, first - begin, from - first, to - first);
             placement.penalty += kMisread * (1 - std::exp2(-verdict.deficit / kHalvesDoubt));
+            placement.is_explained &= from == to || verdict.gain > kSure;
             return verdict.gain;
         };
         const auto skip = placement.skip;
         if (known_.skip < 0) {
             const auto gain = judge(0, skip, skip);
             placement.penalty -= placement.of_skip * certainty(gain);
-            placement.has_metadata = skip > 0 && gain > kSure;
         }
         const auto last = skip + (placement.frames - 1) * (frame + placement.gap);
         if (last + frame <= size_) {
@@ -506,8 +506,7 @@ class Placer {
         }
         // Where frames follow each other, their dark borders would look like metadata.
         if (placement.frames < 2 || placement.gap == 0) return;
-        const auto gain = judge(skip + frame, skip + frame + placement.gap, skip);
-        placement.has_metadata |= gain > kSure;
+        judge(skip + frame, skip + frame + placement.gap, skip);
     }
 
     std::int64_t size_, pitch_, row_;
