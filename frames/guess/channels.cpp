@@ -60,15 +60,56 @@ bool follows(const std::vector<int>& plane, const std::vector<int>& other) {
     return difference < 0.8 * own;
 }
 
-double against_chroma(const Channel& luma, const Channel& u, const Channel& v) {
+/// How the steps from pixel to pixel of two planes go together, -1 to 1.
+class CommonSteps {
+  public:
+    void add(const std::vector<int>& a, const std::vector<int>& b) {
+        for (std::size_t x = 1; x < std::min(a.size(), b.size()); ++x) {
+            const double of_a = a[x] - a[x - 1], of_b = b[x] - b[x - 1];
+            common_ += of_a * of_b;
+            squares_a_ += of_a * of_a;
+            squares_b_ += of_b * of_b;
+        }
+    }
+    double correlation() const {
+        const auto both = std::sqrt(squares_a_ * squares_b_);
+        return both > 0 ? common_ / both : 0;
+    }
+
+  private:
+    double common_ = 0, squares_a_ = 0, squares_b_ = 0;
+};
+
+constexpr double kOpposite = -0.06;
+
+/// U, Y and V read as red, green and blue: the outer ones lie about 128 and do not follow the one
+/// between them, or do the opposite, as noise of the colours makes them do. Colours go together.
+double against_chroma_as_colours(const Channel& green, const Channel& red, const Channel& blue,
+                                 const CommonSteps& of_red, const CommonSteps& of_blue) {
+    constexpr double kFarthest = 64, kApart = 0.4, kQuieter = 0.75;
+    constexpr double kChroma = 0.3;
+    const auto from_grey = [](const Channel& channel) {
+        return std::abs(channel.mean(channel.sum) - 128);
+    };
+    if (std::max(from_grey(red), from_grey(blue)) > kFarthest) return 0;
+    const auto lower = std::min(of_red.correlation(), of_blue.correlation());
+    const auto higher = std::max(of_red.correlation(), of_blue.correlation());
+    const bool are_quiet = std::max(red.steps, blue.steps) < kQuieter * green.steps;
+    return lower < kOpposite || (are_quiet && higher < kApart) ? kChroma : 0;
+}
+
+double against_chroma(const Channel& luma, const Channel& u, const Channel& v, bool are_opposite) {
+    constexpr double kNoisiest = 0.9;
     constexpr double kQuietLuma = 0.3, kTinted = 0.15, kNeverSoTinted = 0.6, kNearGrey = -0.05;
     const auto step = [](const Channel& channel) { return channel.mean(channel.steps); };
     const auto from_grey = [](const Channel& channel) {
         return std::abs(channel.mean(channel.sum) - 128);
     };
     const auto farther = std::max(from_grey(u), from_grey(v));
-    double bits = farther > 70 ? kNeverSoTinted : farther > 40 ? kTinted : 0;
-    if (step(luma) > 0 && std::max(step(u), step(v)) > 0.9 * step(luma)) bits += kQuietLuma;
+    double bits = farther > 85 ? kNeverSoTinted : farther > 40 ? kTinted : 0;
+    // Noise of the colours is as strong in U and V as in luma, but goes the opposite way.
+    if (step(luma) > 0 && !are_opposite && std::max(step(u), step(v)) > kNoisiest * step(luma))
+        bits += kQuietLuma;
     return bits == 0 && farther < 20 ? kNearGrey : bits;
 }
 
@@ -83,23 +124,54 @@ double against_colours(const Channel& a, const Channel& b, const Channel& c) {
     return is_other(a, b, c) || is_other(b, c, a) || is_other(c, a, b) ? kNoColour : 0;
 }
 
-/// Grey pixels stored as colours change at every third byte and nowhere else.
+/// Grey pixels stored as colours change at every third byte and nowhere else, samples of 8 bits
+/// that were stretched to words at every second one.
 double against_grey(std::span<const std::uint8_t> bytes) {
     constexpr double kColours = 0.3, kNearlyAll = 0.97, kFewest = 500;
     constexpr std::size_t kSampledBytes = 1 << 16;
     const auto taken = std::min(bytes.size(), kSampledBytes);
     bytes = bytes.subspan((bytes.size() - taken) / 2, taken);
-    std::array<double, 3> changes{};
-    for (std::size_t i = 1; i < bytes.size(); ++i) changes[i % 3] += bytes[i] != bytes[i - 1];
-    const auto all = changes[0] + changes[1] + changes[2];
-    const auto most = *std::max_element(changes.begin(), changes.end());
-    return all > kFewest && most > kNearlyAll * all ? kColours : 0;
+    for (const std::size_t period : {2, 3}) {
+        std::array<double, 3> changes{};
+        for (std::size_t i = 1; i < bytes.size(); ++i)
+            changes[i % period] += bytes[i] != bytes[i - 1];
+        const auto all = changes[0] + changes[1] + changes[2];
+        const auto most = *std::max_element(changes.begin(), changes.end());
+        if (all > kFewest && most > kNearlyAll * all) return kColours;
+    }
+    return 0;
 }
 
 }  // namespace
 
+namespace {
+
+/// Between two samples of 10 bits, GigE Vision's packing has a byte of which 4 bits are 0. No other
+/// layout of three bytes leaves them out where the bytes beside have them.
+class PackedTens {
+  public:
+    void add_row(std::span<const std::uint8_t> bytes) {
+        constexpr unsigned kUnused = 0xCC, kUsed = 0x33;
+        unsigned low = 0;
+        double groups = 0, high = 0;
+        for (std::size_t i = 0; i + 2 < bytes.size(); i += 3, ++groups) {
+            low |= bytes[i + 1];
+            high += ((bytes[i] | bytes[i + 2]) & kUnused) != 0;
+        }
+        fitting_ += low == kUsed && high > 0.3 * groups;
+        ++rows_;
+    }
+    /// Bytes between frames move the groups, so that not all rows need fit.
+    bool are_likely() const { return fitting_ > 0.15 * rows_; }
+
+  private:
+    double rows_ = 0, fitting_ = 0;
+};
+
+}  // namespace
+
 double against_channels(std::span<const std::uint8_t> window, const Hypothesis& hypothesis) {
-    constexpr double kChangingAlpha = 0.4, kColours = 0.3;
+    constexpr double kChangingAlpha = 0.4, kColours = 0.3, kPackedTens = 0.6;
     const auto& fit = *hypothesis.fit;
     const bool has_alpha = channels(*fit.coding.format) == 4;
     const bool is_yuv_coding = is_yuv(*fit.coding.format);
@@ -114,26 +186,42 @@ double against_channels(std::span<const std::uint8_t> window, const Hypothesis& 
     const auto from =
         8 * hypothesis.start + fit.coding.row_bits((hypothesis.width - width) / 2 / 8 * 8);
     std::array<Channel, 4> sampled;
+    CommonSteps of_red, of_blue;
+    PackedTens tens;
     RowSamples row;
     std::int64_t counted = 0, following = 0;
     for (std::int64_t y = 0; y < rows; y += std::max<std::int64_t>(1, rows / kSampledRows)) {
-        split_row(fit.coding, window.data(), from + y * hypothesis.pitch_bits, width, 0, row);
+        const auto bit = from + y * hypothesis.pitch_bits;
+        split_row(fit.coding, window.data(), bit, width, 0, row);
+        tens.add_row(window.subspan(static_cast<std::size_t>(bit / 8),
+                                    static_cast<std::size_t>(fit.coding.row_bits(width) / 8)));
         const std::size_t red = is_yuv_coding ? 1 : 4, blue = is_yuv_coding ? 2 : 5;
         sampled[0].add(row.planes[0]);
         sampled[1].add(row.planes[red]);
         sampled[2].add(row.planes[blue]);
         sampled[3].add(row.planes[3]);
+        of_red.add(row.planes[red], row.planes[0]);
+        of_blue.add(row.planes[blue], row.planes[0]);
         ++counted;
         if (is_yuv_coding && row.planes[0].size() == row.planes[1].size())
             following += follows(row.planes[1], row.planes[0]);
     }
+    const bool is_of_threes = fit.coding.group_bytes() % 3 == 0 && !fit.coding.is_deep();
+    if (is_of_threes && tens.are_likely()) return kPackedTens;
     if (!is_yuv_coding) {
         const bool changes = has_alpha && sampled[3].mean(sampled[3].changes) > 0.05;
-        return against_colours(sampled[0], sampled[1], sampled[2]) + (changes ? kChangingAlpha : 0);
+        const auto chroma =
+            fit.coding.is_deep() || has_alpha
+                ? 0
+                : against_chroma_as_colours(sampled[0], sampled[1], sampled[2], of_red, of_blue);
+        return against_colours(sampled[0], sampled[1], sampled[2]) + chroma +
+               (changes ? kChangingAlpha : 0);
     }
     const bool has_no_luma = sampled[1].has_picture() && !sampled[0].has_picture();
     const double colours = has_no_luma || 3 * following > counted ? kColours : 0;
-    return against_chroma(sampled[0], sampled[1], sampled[2]) + colours;
+    const bool are_opposite = fit.coding.format->layout == IMGCNV_LAYOUT_UYV &&
+                              of_red.correlation() < kOpposite && of_blue.correlation() < kOpposite;
+    return against_chroma(sampled[0], sampled[1], sampled[2], are_opposite) + colours;
 }
 
 }  // namespace frames

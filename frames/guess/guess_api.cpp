@@ -1,12 +1,14 @@
 #include "geometry/frame_geometry.h"
+#include "guess/answer.h"
+#include "guess/depth.h"
 #include "guess/file_kind.h"
 #include "guess/mosaic_sites.h"
 #include "guess/point_list.h"
 #include "guess/search.h"
+#include "guess/variety.h"
 #include "support/boundary.h"
 
 #include <algorithm>
-#include <bit>
 #include <cmath>
 #include <cstring>
 #include <optional>
@@ -15,6 +17,7 @@ namespace frames {
 namespace {
 
 constexpr double kHalvesScore = 0.05;      // bits per byte
+constexpr double kLeastScore = 6.6;        // halvings, which leave a hundredth
 constexpr double kWorthAnAnswer = 0.4;     // more than the best one, before the order of colours
 constexpr double kMoreBitsThanUsed = 0.1;  // depths above the highest bit set
 constexpr double kColdColours = 0.03;      // red and blue exchanged so that blue is brighter
@@ -23,12 +26,6 @@ constexpr double kRandom = 7.8;            // bits per byte of data without any 
 constexpr std::int64_t kSearchedBytes = 8 << 20;
 constexpr std::int64_t kFewestBytes = 64;
 constexpr std::size_t kMostPoints = std::size_t{64} << 20;
-
-struct Answer {
-    const Format* format = nullptr;
-    Candidate candidate;
-    double rank = 0;
-};
 
 /// The largest sample of the frames' rows.
 unsigned largest_sample(std::span<const std::uint8_t> window, const Candidate& candidate) {
@@ -48,25 +45,6 @@ unsigned largest_sample(std::span<const std::uint8_t> window, const Candidate& c
         for (const auto sample : samples) largest = std::max<unsigned>(largest, sample);
     }
     return largest;
-}
-
-/// How unusual words of a depth with a largest sample of so many bits are: most cameras send 12
-/// bits, and most frames are bright; every bit that is not used is half as likely.
-double against_used(int depth, int width) {
-    constexpr double kNotTwelve = 0.12, kSixteen = 0.06, kDark = 0.03, kPerBit = 0.05;
-    const double dark = depth > width ? kDark + kPerBit * (depth - width) : 0;
-    return dark + (depth == 12 ? 0 : depth == 16 ? kSixteen : kNotTwelve);
-}
-
-/// What speaks against a depth; absent where the samples have more bits.
-std::optional<double> against_depth(const Format& format, const Coding& coding, unsigned largest) {
-    if (format.depth == coding.format->depth && coding.format->depth < 16) return 0;
-    const int width = static_cast<int>(std::bit_width(largest));
-    if (format.depth < width) return std::nullopt;
-    double least = against_used(16, width);
-    for (const int depth : {10, 12, 14})
-        if (depth >= width) least = std::min(least, against_used(depth, width));
-    return against_used(format.depth, width) - least;
 }
 
 bool is_red_first(const Format& format) {
@@ -125,30 +103,11 @@ void add_formats(std::span<const std::uint8_t> window, const Candidate& candidat
     }
 }
 
-imgcnv_frame frame_of(const Answer& answer) {
-    const auto& hypothesis = answer.candidate.hypothesis;
-    imgcnv_frame frame = IMGCNV_FRAME_INIT;
-    frame.format = answer.format->code;
-    if (hypothesis.fit->coding.big_endian) frame.flags |= IMGCNV_FRAME_BIG_ENDIAN;
-    frame.width = hypothesis.width;
-    frame.height = answer.candidate.placement.height;
-    if (hypothesis.pitch_bits != hypothesis.fit->coding.row_bits(hypothesis.width))
-        frame.stride = hypothesis.pitch_bits / 8;
-    frame.skip = answer.candidate.placement.skip;
-    frame.gap = answer.candidate.placement.frames > 1 ? answer.candidate.placement.gap : 0;
-    return frame;
-}
-
 /// Whether the frame may be converted: the rows of a file of gigabytes may be too many for one.
 bool is_convertible(const Answer& answer) {
     Geometry geometry;
     Text why(nullptr, 0);
     return measure(frame_of(answer), geometry, why) == IMGCNV_OK;
-}
-
-bool is_same(const imgcnv_frame& a, const imgcnv_frame& b) {
-    return a.format == b.format && a.flags == b.flags && a.width == b.width &&
-           a.height == b.height && a.stride == b.stride && a.skip == b.skip && a.gap == b.gap;
 }
 
 /// An answer of the same pixels in another packing that the bytes speak for nearly as much: GigE
@@ -325,15 +284,12 @@ class Guess {
         std::erase_if(answers_, [](const Answer& answer) {
             const auto& placement = answer.candidate.placement;
             if (!placement.has_known_size) return true;
-            // Any other header would make any length fit.
+            if (placement.left_over > 0 && placement.frames > 1) return true;
+            // Any other header, and a rest that looks like the noise, would make any length fit.
             const bool has_usual_header =
                 placement.skip == 0 || (placement.skip >= 256 && placement.skip % 256 == 0);
-            if (!has_usual_header || placement.gap > 0) return true;
-            if (placement.left_over == 0) return false;
-            const auto bytes =
-                frame_bytes(answer.candidate.hypothesis.pitch_bits, placement.height);
-            return placement.frames > 1 || placement.left_over % 4 != 0 ||
-                   20 * placement.left_over > bytes;
+            return !placement.is_explained &&
+                   (!has_usual_header || placement.gap > 0 || placement.left_over > 0);
         });
     }
 
@@ -362,15 +318,18 @@ class Guess {
     }
 
     void give_answers() {
-        std::vector<imgcnv_frame> given;
+        const auto lowest = answers_.front().rank;
+        std::vector<Answer> worth;
         for (const auto& answer : answers_) {
+            if (answer.rank > lowest + kHalvesScore * kLeastScore) break;
+            if (std::none_of(worth.begin(), worth.end(), [&](const Answer& other) {
+                    return is_same(frame_of(answer), frame_of(other));
+                }))
+                worth.push_back(answer);
+        }
+        for (const auto& answer : varied(worth, static_cast<std::size_t>(most_))) {
             const auto frame = frame_of(answer);
-            const auto score = std::exp2((answers_.front().rank - answer.rank) / kHalvesScore);
-            if (count_ >= most_ || score < 0.01) break;
-            if (std::any_of(given.begin(), given.end(),
-                            [&](const imgcnv_frame& other) { return is_same(frame, other); }))
-                continue;
-            given.push_back(frame);
+            const auto score = std::exp2((lowest - answer.rank) / kHalvesScore);
             imgcnv_reading reading{};
             reading.struct_size = sizeof reading;
             reading.frame = frame;

@@ -69,16 +69,19 @@ double diagonals_of(const std::vector<Block>& blocks) {
 }  // namespace
 
 double MosaicSites::certainty() const {
-    const auto larger = std::max(falling, rising);
-    return larger > 0 ? std::abs(falling - rising) / larger : 0;
+    const auto larger = std::max(of_falling(), of_rising());
+    return larger > 0 ? std::abs(of_falling() - of_rising()) / larger : 0;
 }
+
+double MosaicSites::of_falling() const { return falling / std::max(1.0, sums[0] + sums[3]); }
+double MosaicSites::of_rising() const { return rising / std::max(1.0, sums[1] + sums[2]); }
 
 double MosaicSites::against_green(bool first) const {
     constexpr double kUneven = 0.6, kDim = 0.5;
     const auto green = first ? sums[0] + sums[3] : sums[1] + sums[2];
     const auto other = first ? sums[1] + sums[2] : sums[0] + sums[3];
     const auto dimness = other > green ? (other - green) / other : 0;
-    return kDim * dimness + (first == (falling < rising) ? 0 : kUneven * certainty());
+    return kDim * dimness + (first == (of_falling() < of_rising()) ? 0 : kUneven * certainty());
 }
 
 bool MosaicSites::green_first() const { return against_green(true) < against_green(false); }

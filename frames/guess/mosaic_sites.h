@@ -31,6 +31,9 @@ struct MosaicSites {
   private:
     /// 0: no difference, 1: one diagonal is perfectly even.
     double certainty() const;
+    /// The differences beside the brightness: edges and noise of brighter sites are larger, too.
+    double of_falling() const;
+    double of_rising() const;
 };
 
 /// Compares the means of sites over blocks, in which neither noise nor edges hide the colours. The

@@ -1,6 +1,7 @@
 #include "guess/placement.h"
 
 #include "guess/known_sizes.h"
+#include "guess/metadata.h"
 #include "guess/row_steps.h"
 
 #include <algorithm>
@@ -27,10 +28,10 @@ constexpr double kForeignGap = 0.15;
 constexpr double kNoLastGap = 0.02;
 constexpr double kManyFrames = 0.02;
 constexpr double kKnownSize = -0.12;
-constexpr double kFillsFile = -0.06;  // frames of a known size and nothing else
-constexpr double kPerDoubledFrames = 0.02;
-constexpr double kOddProportions = 0.03;  // no sensor is five times wider than high
-constexpr double kPortrait = 0.015;       // sensors are wider than high
+constexpr double kFillsFile = -0.06;        // frames of a known size and nothing else
+constexpr double kPerDoubledFrames = 0.02;  // small frames fill many files by chance
+constexpr double kOddProportions = 0.03;    // no sensor is five times wider than high
+constexpr double kPortrait = 0.015;         // sensors are wider than high
 constexpr double kOddHeight = 0.01;
 constexpr double kWrongSeam = 0.25;
 constexpr double kRightSeam = -0.15;
@@ -40,6 +41,8 @@ constexpr double kForeignEnd = 0.08;   // the same of pieces of rows
 constexpr double kMissedEnd = 0.08;
 constexpr double kNoJump = 0.12;  // frames begin where the picture goes on
 constexpr double kJump = -0.04;
+constexpr double kMisread = 0.3;     // metadata that are taken for pixels, or pixels for metadata
+constexpr double kHalvesDoubt = 24;  // bits of evidence
 constexpr double kSameScene = -0.2;  // each frame shows what the one before showed
 
 constexpr std::int64_t kLongestHeader = 8192;
@@ -49,7 +52,7 @@ constexpr std::array<std::int64_t, 14> kUsualLengths{16,  32,  48,  64,   80,   
                                                      192, 256, 512, 1024, 2048, 4096, 8192};
 constexpr std::int64_t kLostFrames = 64;  // fewer than without gaps
 constexpr std::int64_t kMostFrames = 64;  // of an unknown height
-constexpr std::size_t kCompared = 8;
+constexpr std::size_t kCompared = 14;
 constexpr double kClearLikeness = 0.5;
 
 bool is_usual(std::int64_t bytes) {
@@ -68,7 +71,9 @@ class Placer {
           row_(hypothesis.fit->coding.row_bits(hypothesis.width)),
           hypothesis_(hypothesis),
           known_(known),
-          steps_(source, window, hypothesis) {
+          source_(source),
+          steps_(source, window, hypothesis),
+          metadata_(window, hypothesis) {
         const auto& fit = *hypothesis.fit;
         const auto column = steps_.seam(hypothesis.start, size_);
         // Groups do not begin anywhere: a seam within one is none.
@@ -102,10 +107,9 @@ class Placer {
         if (skip < 0 || (known_.skip >= 0 && skip != known_.skip)) return false;
         // Rows begin where the hypothesis has them, or a whole number of groups away.
         const auto& coding = hypothesis_.fit->coding;
-        const bool is_padded = pitch_ != row_;
+        const bool is_tight = pitch_ == row_;
         const auto distance = skip - hypothesis_.start;
-        if (is_padded) return distance * 8 % pitch_ == 0;
-        return distance % coding.group_bytes() == 0;
+        return distance * 8 % pitch_ == 0 || (is_tight && distance % coding.group_bytes() == 0);
     }
 
     /// Headers that may be in front: none, those of usual lengths, and what makes the rest fit.
@@ -130,7 +134,7 @@ class Placer {
         const auto most = std::max<std::int64_t>(1, size_ / bytes);
         const auto rest = size_ - most * bytes;
         const auto add_with = [&](std::int64_t frames, std::int64_t skip, std::int64_t gap) {
-            add({height, frames, skip, gap, 0, is_known_size, 0});
+            add({height, frames, skip, gap, 0, is_known_size});
         };
         for (const auto skip : skips(rest)) {
             const auto frames = (size_ - skip) / bytes;
@@ -172,15 +176,22 @@ class Placer {
                 }
             }
         }
+        // Rows of a stream that begin within a byte, up to the end of the file.
+        for (auto bit = size_ * 8 % pitch_; pitch_ % 8 != 0 && bit <= 8 * kLongestHeader;
+             bit += pitch_)
+            if (const auto skip = bit / 8; may_skip(skip)) {
+                const auto step = steps_.step(8 * skip - lines() * pitch_, 8 * skip);
+                if (!step.is_known() || steps_.is_jump(step)) offer(skip);
+            }
         for (const auto skip : begins) {
             const auto rows = ((size_ - skip) * 8 - row_) / pitch_ + 1;
             if (rows < kFewestRows) continue;
-            add({rows, 1, skip, 0, 0, false, 0});
+            add({rows, 1, skip, 0, 0, false});
             if (!is_likely_begin(skip)) continue;
             const auto end = rows_before_trailer(skip, rows);
-            if (end != rows) add({end, 1, skip, 0, 0, false, 0});
+            if (end != rows) add({end, 1, skip, 0, 0, false});
             for (const auto count : {frames_by_jumps(skip, rows), frames_by_scene(skip, rows)})
-                if (count > 1) add({rows / count, count, skip, 0, 0, false, 0});
+                if (count > 1) add({rows / count, count, skip, 0, 0, false});
         }
         add_with_gaps();
     }
@@ -189,7 +200,7 @@ class Placer {
     bool is_likely_begin(std::int64_t skip) const {
         if (skip == 0) return true;
         if (seam_ && pitch_ % 8 == 0 && (skip - *seam_) % (pitch_ / 8) != 0) return false;
-        return (size_ - skip) * 8 % pitch_ == 0;
+        return (size_ - skip) * 8 % pitch_ < 8;
     }
 
     /// Rows up to the last jump near the end of the file.
@@ -231,7 +242,7 @@ class Placer {
         double best_likeness = kClearLikeness;
         for (auto height = std::min(rows / 2, highest()); height >= lowest(); --height) {
             if (rows % height != 0) continue;
-            const auto likeness = scene_likeness({height, rows / height, skip, 0, 0, false, 0});
+            const auto likeness = scene_likeness({height, rows / height, skip, 0, 0, false});
             // Frames twice as high are as much alike: the lower height wins.
             if (likeness < best_likeness - 0.05) continue;
             best_likeness = std::max(best_likeness, likeness);
@@ -279,14 +290,20 @@ class Placer {
                 for (const auto gap : kUsualLengths) {
                     for (const auto gaps : {count, count - 1}) {
                         const auto all = size_ - skip - gaps * gap;
-                        if (all <= 0 || all % count != 0 || all / count * 8 % pitch_ != 0) continue;
+                        if (all <= 0 || all % count != 0 || all / count * 8 % pitch_ >= 8) continue;
                         const auto height = all / count * 8 / pitch_;
                         if (height < lowest() || height > highest()) continue;
                         const auto step = boundary_step(height, count, skip, gap);
-                        if (steps_.is_jump(step) || step.mean > 2 * steps_.nearly_all())
-                            add({height, count, skip, gap, 0, false, 0});
+                        if (steps_.is_jump(step) || step.mean > 2 * steps_.nearly_all() ||
+                            is_metadata(skip + frame_bytes(pitch_, height), gap, skip))
+                            add({height, count, skip, gap, 0, false});
                     }
                 }
+    }
+
+    bool is_metadata(std::int64_t from, std::int64_t count, std::int64_t begin) {
+        const auto bytes = source_.bytes(from, count, room_);
+        return metadata_.judge(bytes, from - begin, 0, count).gain > kHalvesDoubt;
     }
 
     /// Of one of several frames: at most five times as wide as high, or 2.5 times as high as wide.
@@ -325,24 +342,27 @@ class Placer {
         placement.left_over = std::max<std::int64_t>(0, behind - placement.frames * placement.gap);
         double& penalty = placement.penalty;
         if (placement.skip > 0 && known_.skip < 0)
-            penalty += is_usual(placement.skip) && placement.skip >= kShortestUsualHeader
-                           ? kUsualHeader
-                       : placement.skip < kShortestUsualHeader ? kShortHeader
-                                                               : kOtherHeader;
+            placement.of_skip = is_usual(placement.skip) && placement.skip >= kShortestUsualHeader
+                                    ? kUsualHeader
+                                : placement.skip < kShortestUsualHeader ? kShortHeader
+                                                                        : kOtherHeader;
+        penalty += placement.of_skip;
         if (placement.left_over > 0)
-            penalty += placement.left_over <= kLongestHeader && 4 * placement.left_over < bytes
-                           ? known_.height > 0 ? kLeftOverOfKnown : kLeftOver
-                           : kMuchLeftOver;
+            placement.of_left_over =
+                placement.left_over <= kLongestHeader && 4 * placement.left_over < bytes
+                    ? known_.height > 0 ? kLeftOverOfKnown : kLeftOver
+                    : kMuchLeftOver;
+        penalty += placement.of_left_over;
         if (placement.gap > 0 && behind < placement.frames * placement.gap) penalty += kNoLastGap;
         if (placement.gap > 0)
             penalty += kGap + (is_usual(placement.gap)   ? 0
                                : is_chunk(placement.gap) ? kUnusualGap
                                                          : kForeignGap);
-        if (placement.frames > 1) penalty += kManyFrames;
-        if (placement.has_known_size) {
-            // Small frames fill many files by chance.
+        if (placement.frames > 1)
             penalty +=
-                kKnownSize + kPerDoubledFrames * std::log2(static_cast<double>(placement.frames));
+                kManyFrames + kPerDoubledFrames * std::log2(static_cast<double>(placement.frames));
+        if (placement.has_known_size) {
+            penalty += kKnownSize;
             const bool has_usual_header = placement.skip == 0 || is_usual(placement.skip);
             if (has_usual_header && placement.left_over == 0 && placement.gap == 0)
                 penalty += kFillsFile;
@@ -381,6 +401,7 @@ class Placer {
             if (step.is_known() && !steps_.is_jump(step)) penalty += kMissedRows;
         }
         compare_ends(placement);
+        compare_metadata(placement);
         if (known_.height == 0 && placement.frames == 1 &&
             rows_before_trailer(skip, placement.height) != placement.height)
             penalty += kForeignRows;
@@ -451,10 +472,50 @@ class Placer {
             placement.penalty += kMissedEnd;
     }
 
+    /// How much of the doubt in metadata goes away by seeing them: zeros may be dark pixels, too.
+    static double certainty(double gain) {
+        constexpr double kMost = 0.6;
+        return gain > 0 ? kMost * (1 - std::exp2(-gain / kHalvesDoubt)) : 0;
+    }
+
+    /// What stands before, between and behind the frames must look like metadata, and the frames
+    /// must not. A header that is seen is no guess.
+    void compare_metadata(Placement& placement) {
+        constexpr std::int64_t kSeen = 4096;
+        constexpr double kSure = 16;
+        const auto frame = frame_bytes(pitch_, placement.height);
+        // The bytes from `from` to `to` are said to be metadata, those around them pixels.
+        const auto judge = [&](std::int64_t from, std::int64_t to, std::int64_t begin) {
+            const auto first = std::max<std::int64_t>(0, from - kSeen);
+            const auto last = std::min({size_, to + kSeen, from + kSeen + kLongestHeader});
+            const auto bytes = source_.bytes(first, last - first, room_);
+            const auto verdict = metadata_.judge(bytes, first - begin, from - first, to - first);
+            placement.penalty += kMisread * (1 - std::exp2(-verdict.deficit / kHalvesDoubt));
+            placement.is_explained &= from == to || verdict.gain > kSure;
+            return verdict.gain;
+        };
+        const auto skip = placement.skip;
+        if (known_.skip < 0) {
+            const auto gain = judge(0, skip, skip);
+            placement.penalty -= placement.of_skip * certainty(gain);
+        }
+        const auto last = skip + (placement.frames - 1) * (frame + placement.gap);
+        if (last + frame <= size_) {
+            const auto gain = judge(last + frame, size_, last);
+            placement.penalty -= placement.of_left_over * certainty(gain);
+        }
+        // Where frames follow each other, their dark borders would look like metadata.
+        if (placement.frames < 2 || placement.gap == 0) return;
+        judge(skip + frame, skip + frame + placement.gap, skip);
+    }
+
     std::int64_t size_, pitch_, row_;
     const Hypothesis& hypothesis_;
     const imgcnv_frame& known_;
+    ByteSource& source_;
+    std::vector<std::uint8_t> room_;
     RowSteps steps_;
+    Metadata metadata_;
     std::optional<std::int64_t> seam_;  ///< a byte of the file at which a row begins
     std::vector<Placement> found_;
 };

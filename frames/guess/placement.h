@@ -16,7 +16,9 @@ struct Placement {
     std::int64_t gap = 0;
     std::int64_t left_over = 0;  ///< bytes behind the last frame
     bool has_known_size = false;
-    double penalty = 0;  ///< what speaks against it, in bits per byte
+    bool is_explained = true;  ///< whether all that belongs to no frame looks like metadata
+    double penalty = 0;        ///< what speaks against it, in bits per byte
+    double of_skip = 0, of_left_over = 0;  ///< parts of the penalty that evidence takes away
 };
 
 /// Finds where frames begin and end: from the length of the file, since frames fill it but for

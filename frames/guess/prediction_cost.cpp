@@ -16,8 +16,9 @@ constexpr std::int64_t kChunkBytes = 840;                    // whole groups of 
 constexpr double kClearlyBetter = 0.7;                       // bits per byte
 constexpr std::int64_t kLongestPiece = 160, kPieceUnit = 8;  // pixels of a row
 constexpr std::int64_t kFewestPieces = 16;
-// Cameras and drivers fill up rows with zeros or with what was there before, not with noise.
-constexpr double kMostOfPadding = 4, kNoisyPadding = 0.1;  // bits per byte
+// Cameras and drivers fill up rows with zeros, seldom with what was there before, never with noise.
+constexpr double kMostOfPadding = 1, kNoisyPadding = 0.1;  // bits per byte
+constexpr double kFewFilled = 0.02, kFilledPadding = 0.08;
 
 int width_of(int value) {
     return static_cast<int>(std::bit_width(static_cast<unsigned>(std::abs(value))));
@@ -266,6 +267,8 @@ std::vector<std::int64_t> chunk_starts(std::int64_t window, std::int64_t phase) 
     return starts;
 }
 
+constexpr double kImpossible = 9;
+constexpr std::int64_t kLongestHeader = 8192;
 constexpr double kNearlyAll = 0.995;
 constexpr double kFewForeign = 0.02;  // of the groups: headers and chunks have such bytes
 
@@ -447,7 +450,7 @@ double prediction_cost(std::span<const std::uint8_t> window, const Hypothesis& h
     const bool has_few_bits = coding.format->depth <= 4;
     PixelBits pixels(has_few_bits ? coding.format->depth : 1);
     RowSamples row, above;
-    std::int64_t counted = 0, foreign = 0, beyond_taken = 0, beyond_all = 0;
+    std::int64_t counted = 0, foreign = 0, beyond_taken = 0, beyond_all = 0, filled = 0, groups = 0;
     const bool has_unused =
         coding.format->layout == IMGCNV_LAYOUT_PACKED && coding.format->depth == 10;
     const auto place = [&](std::int64_t y) { return 8 * hypothesis.start + y * pitch; };
@@ -456,8 +459,8 @@ double prediction_cost(std::span<const std::uint8_t> window, const Hypothesis& h
         const auto dropped = hypothesis.fit->dropped_bits;
         split_row(coding, window.data(), from, count, dropped, row);
         split_row(coding, window.data(), from - step * pitch, count, dropped, above);
-        if (has_unused)
-            for (std::int64_t i = 1; i + 1 < count * 3 / 2; i += 3)
+        if (has_unused && y < rows / 6 && (from + 7) / 8 >= kLongestHeader)
+            for (std::int64_t i = 1; i + 1 < count * 3 / 2; i += 3, ++groups)
                 foreign += (window[static_cast<std::size_t>(from / 8 + i)] & 0xCC) != 0;
         if (has_few_bits) return pixels.add_row(row.planes[0], above.planes[0]);
         for (std::size_t i = 0; i < kPlanes; ++i)
@@ -482,6 +485,7 @@ double prediction_cost(std::span<const std::uint8_t> window, const Hypothesis& h
         const auto skipped = taken > 0 ? counted * kLongestPiece % (end - first - taken + 1) : 0;
         for (auto at = first + skipped; at < first + skipped + taken; ++at) {
             const auto over = at - step * pitch / 8;
+            filled += window[static_cast<std::size_t>(at)] != 0;
             beyond.add(static_cast<std::int8_t>(window[static_cast<std::size_t>(at)] -
                                                 window[static_cast<std::size_t>(over)]),
                        0);
@@ -489,20 +493,22 @@ double prediction_cost(std::span<const std::uint8_t> window, const Hypothesis& h
         beyond_taken += std::max<std::int64_t>(0, taken);
         beyond_all += std::max<std::int64_t>(0, end - first);
     }
-    if (static_cast<double>(foreign) > kFewForeign * static_cast<double>(counted * pixels_taken))
-        return 8;
+    if (static_cast<double>(foreign) > 2 * kFewForeign * static_cast<double>(groups))
+        return kImpossible;
     std::array<double, kPlanes> bits_of_planes{};
     for (std::size_t i = 0; i < kPlanes; ++i) bits_of_planes[i] = planes[i].bits();
     double sum = sum_of_planes(row, bits_of_planes) + pixels.bits();
     sum *= static_cast<double>(hypothesis.width) / static_cast<double>(pixels_taken);
-    double noisy_padding = 0;
+    double against_padding = 0;
     if (beyond_taken > 0) {
         const auto per_byte = beyond.bits() / static_cast<double>(beyond_taken);
         sum += per_byte * static_cast<double>(beyond_all);
-        if (per_byte > kMostOfPadding) noisy_padding = kNoisyPadding;
+        if (per_byte > kMostOfPadding) against_padding = kNoisyPadding;
+        if (static_cast<double>(filled) > kFewFilled * static_cast<double>(beyond_taken))
+            against_padding += kFilledPadding;
     }
     // A coder that finds nothing to predict writes the bytes as they are.
-    return std::min(8.0, sum / (static_cast<double>(counted * pitch) / 8)) + noisy_padding;
+    return std::min(8.0, sum / (static_cast<double>(counted * pitch) / 8)) + against_padding;
 }
 
 }  // namespace frames

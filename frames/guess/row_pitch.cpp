@@ -99,6 +99,20 @@ void add_dips(const std::vector<double>& profile, std::int64_t bits_per_lag,
     }
 }
 
+/// The deepest dip where only those of several rows come near it. Letters of a page, which stand
+/// at equal distances, have dips of their own, but no deep ones.
+std::int64_t clear_dip(const std::vector<Dip>& sorted) {
+    constexpr double kDeep = 0.15, kClearly = 1.4;
+    if (sorted.empty() || sorted.front().depth < kDeep) return 0;
+    const auto& best = sorted.front();
+    for (const auto& other : sorted) {
+        const auto beyond = other.bits % best.bits;
+        const auto aside = std::min(beyond, best.bits - beyond);
+        if (64 * aside > best.bits) return best.depth > kClearly * other.depth ? best.bits : 0;
+    }
+    return best.bits;
+}
+
 /// Bytes of a row of a frame that fills the file and is `kWidest` times wider than high.
 std::int64_t widest_picture(std::int64_t size, const Coding& coding) {
     constexpr double kWidest = 6;
@@ -108,9 +122,8 @@ std::int64_t widest_picture(std::int64_t size, const Coding& coding) {
 
 }  // namespace
 
-std::vector<std::int64_t> pitch_candidates(std::span<const std::uint8_t> window,
-                                           const CodingFit& fit, std::int64_t size,
-                                           std::size_t count) {
+PitchCandidates pitch_candidates(std::span<const std::uint8_t> window, const CodingFit& fit,
+                                 std::int64_t size, std::size_t count) {
     const auto& coding = fit.coding;
     const auto reach = std::min(static_cast<std::int64_t>(window.size()), fit.reach);
     const auto taken = std::min(reach - fit.phase, kProfileBytes);
@@ -158,11 +171,11 @@ std::vector<std::int64_t> pitch_candidates(std::span<const std::uint8_t> window,
     }
     std::stable_sort(dips.begin(), dips.end(),
                      [](const Dip& a, const Dip& b) { return a.depth > b.depth; });
-    std::vector<std::int64_t> pitches;
+    PitchCandidates pitches{{}, clear_dip(dips)};
     for (const auto& dip : dips)
-        if (pitches.size() < count &&
-            std::find(pitches.begin(), pitches.end(), dip.bits) == pitches.end())
-            pitches.push_back(dip.bits);
+        if (pitches.bits.size() < count &&
+            std::find(pitches.bits.begin(), pitches.bits.end(), dip.bits) == pitches.bits.end())
+            pitches.bits.push_back(dip.bits);
     return pitches;
 }
 

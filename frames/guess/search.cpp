@@ -1,8 +1,10 @@
 #include "guess/search.h"
 
 #include "guess/channels.h"
+#include "guess/evenness.h"
 #include "guess/known_sizes.h"
 #include "guess/mosaic_sites.h"
+#include "guess/padding.h"
 #include "guess/row_pitch.h"
 
 #include <algorithm>
@@ -25,20 +27,25 @@ constexpr double kPaddingSeen = 0.1;     // columns of one value at the end of a
 constexpr double kBigEndian = 0.02;
 constexpr double kMosaic = 0.01;  // noise looks the same through both
 constexpr double kFitsKnownSize = -0.18;
+constexpr double kMayFitKnownSize = -0.1;  // behind a header of another length
 constexpr double kFillsFile = -0.06;
+constexpr double kClearPitch = -0.12;
 constexpr double kNarrow = 0.15;  // per halving below kUsuallyWider pixels
 constexpr std::int64_t kUsuallyWider = 128;
 constexpr double kUnalignedStride = 0.05;
 
+constexpr double kNoise = 7.8, kUnpredicted = 0.97;  // of the entropy of single bytes
 constexpr double kWorseCodings = 1.2;
 constexpr double kWorsePhases = 0.3;
 constexpr std::size_t kCodings = 11;
 constexpr std::size_t kPhases = 2;
 constexpr std::size_t kPitches = 10;
 constexpr std::int64_t kNear = 16;
+constexpr std::size_t kSlanted = 6;         // pitches that are looked for a pixel or two aside
 constexpr std::int64_t kSmallest = 16;      // width and height, unless given
 constexpr std::int64_t kRowsOfPixels = 10;  // no stride is longer
 constexpr std::int64_t kLongestHeader = 16384;
+constexpr std::int64_t kLongestChunk = 4096;
 constexpr std::array<std::int64_t, 6> kUsualHeaders{0, 256, 512, 1024, 2048, 4096};
 
 /// How unusual files of a layout are.
@@ -63,47 +70,6 @@ double rareness(const Coding& coding) {
     }
 }
 
-/// Bytes of a row that hold one value in all rows, as the last ones of a padded row do.
-struct ConstantColumns {
-    std::int64_t first = 0;
-    std::int64_t count = 0;
-
-    std::int64_t end() const { return first + count; }
-};
-
-/// The longest runs of columns that hold the same value in all rows, across the end of the row too:
-/// where a header is in front, rows do not begin at column 0.
-std::vector<ConstantColumns> constant_columns(std::span<const std::uint8_t> window,
-                                              std::int64_t pitch) {
-    constexpr std::int64_t kRows = 64, kShortestRun = 3;
-    constexpr std::size_t kRuns = 2;
-    const auto rows = static_cast<std::int64_t>(window.size()) / pitch;
-    if (rows < 8) return {};
-    // Headers are in the first rows.
-    const auto first = std::min(rows / 4, kLongestHeader / 2 / pitch + 1);
-    const auto stride = std::max<std::int64_t>(1, (rows - first) / kRows);
-    const auto* base = window.data() + first * pitch;
-    constexpr int kChanging = -1;
-    std::vector<int> values(base, base + pitch);
-    for (std::int64_t y = stride; y < rows - first; y += stride)
-        for (std::int64_t x = 0; x < pitch; ++x)
-            if (base[y * pitch + x] != base[x]) values[static_cast<std::size_t>(x)] = kChanging;
-    const auto value = [&](std::int64_t x) { return values[static_cast<std::size_t>(x % pitch)]; };
-    std::vector<ConstantColumns> runs;
-    for (std::int64_t x = 0; x < pitch; ++x) {
-        if (value(x) == kChanging || value(x) == value(x + pitch - 1)) continue;
-        std::int64_t count = 1;
-        while (count < pitch && value(x + count) == value(x)) ++count;
-        // Where many columns hold one value, as the high bytes of dark words do, it says nothing.
-        const auto all = std::count(values.begin(), values.end(), value(x));
-        if (count >= kShortestRun && 16 * (all - count) <= pitch) runs.push_back({x, count});
-    }
-    std::stable_sort(runs.begin(), runs.end(),
-                     [](const auto& a, const auto& b) { return a.count > b.count; });
-    if (runs.size() > kRuns) runs.resize(kRuns);
-    return runs;
-}
-
 class Search {
   public:
     Search(ByteSource& source, std::span<const std::uint8_t> window, const imgcnv_frame& known,
@@ -112,22 +78,70 @@ class Search {
 
     std::vector<Candidate> run() {
         choose_codings();
+        if (is_noise_) return of_noise();
+        if (known_.width == 0) find_clear_pitches();
         for (const auto& fit : fits_) known_.width > 0 ? add_of_width(fit) : add_of_any_width(fit);
         // Few samples tell most candidates from the best ones, which are worth more.
         weigh(2 * 1024, 0, 64, 1.2);
         for (auto& candidate : candidates_)
-            candidate.rank += against_channels(window_, candidate.hypothesis);
+            candidate.rank += against_channels(window_, candidate.hypothesis) +
+                              against_evenness(window_, candidate.hypothesis);
         weigh(6 * 1024, 1, 24, 0.8);
-        for (auto& candidate : candidates_)
-            if (const auto& hypothesis = candidate.hypothesis;
-                hypothesis.fit->coding.may_be_mosaic())
-                candidate.rank += mosaic_sites(window_, hypothesis).against(hypothesis.is_mosaic);
+        add_against_mosaic();
         weigh(16 * 1024, 2, 14, 0.6);
         weigh(32 * 1024, 4, 10, 0.5);
         return placed();
     }
 
   private:
+    /// Nothing tells how long the rows of noise are: only readings are weighed that explain the
+    /// length of the file.
+    std::vector<Candidate> of_noise() {
+        constexpr std::size_t kPlaced = 48;
+        for (const auto& fit : fits_)
+            if (known_.width > 0)
+                add_of_width(fit);
+            else
+                for (const auto& [width, height] : known_sizes())
+                    if (known_.height == 0 || known_.height == height)
+                        if (const auto row = fit.coding.row_bits(width);
+                            explains_length(row, height))
+                            add_at_starts(fit, width, row, 0, doubt_in_small(row, height));
+        if (known_.height > 0)
+            std::erase_if(candidates_, [&](const Candidate& candidate) {
+                return !explains_length(candidate.hypothesis.pitch_bits, known_.height);
+            });
+        weigh(4 * 1024, 0, kPlaced, 1.2);
+        for (auto& candidate : candidates_)
+            candidate.rank += against_channels(window_, candidate.hypothesis);
+        add_against_mosaic();
+        return placed();
+    }
+
+    void add_against_mosaic() {
+        for (auto& candidate : candidates_)
+            if (const auto& hypothesis = candidate.hypothesis;
+                hypothesis.fit->coding.may_be_mosaic())
+                candidate.rank += mosaic_sites(window_, hypothesis).against(hypothesis.is_mosaic);
+    }
+
+    /// Many small frames fill files by chance.
+    double doubt_in_small(std::int64_t row, std::int64_t height) const {
+        const auto frames =
+            static_cast<double>(size_) / static_cast<double>(frame_bytes(row, height));
+        return 0.03 * std::log2(std::max(1.0, frames));
+    }
+
+    /// Whether frames fill the file but for a header, a trailer or as many bytes behind each.
+    bool explains_length(std::int64_t row, std::int64_t height) const {
+        const auto bytes = frame_bytes(row, height);
+        if (bytes > size_) return false;
+        const auto count = size_ / bytes, rest = size_ - count * bytes;
+        if (rest == 0 || fits_behind_header(bytes)) return true;
+        if (count == 1) return rest <= kLongestHeader / 2 && 20 * rest <= bytes;
+        return rest % count == 0 && rest / count % 16 == 0 && rest / count <= kLongestChunk;
+    }
+
     void choose_codings() {
         const auto* format = known_.format != 0 ? format_of_code(known_.format) : nullptr;
         std::vector<std::vector<CodingFit>> all;
@@ -146,6 +160,10 @@ class Search {
         };
         std::stable_sort(all.begin(), all.end(),
                          [&](const auto& a, const auto& b) { return bits(a) < bits(b); });
+        const auto entropy = plain_entropy(window_);
+        is_noise_ = entropy > kNoise && std::all_of(all.begin(), all.end(), [&](const auto& fits) {
+                        return fits.front().coding_bits > kUnpredicted * entropy;
+                    });
         // Single bits are easily predicted: what they cost says nothing against other codings.
         const auto best = std::find_if(all.begin(), all.end(), [](const auto& fits) {
             return fits.front().coding.format->depth > 1;
@@ -155,7 +173,7 @@ class Search {
         for (std::size_t i = 0; i < all.size(); ++i) {
             const bool is_good = i < kCodings && bits(all[i]) <= most;
             const bool is_given = known_.width > 0 && fills_known_size(all[i].front().coding);
-            if (is_good || is_given) keep_phases(all[i]);
+            if (is_good || is_given || is_noise_) keep_phases(all[i]);
         }
         if (known_.width > 0 && std::none_of(fits_.begin(), fits_.end(), [&](const auto& fit) {
                 return holds_given_size(fit.coding);
@@ -198,29 +216,37 @@ class Search {
 
     /// Dips of the lag profile, half of them (mosaics dip deepest at two rows), and what is near to
     /// either and divides the file: slanted edges draw a dip aside.
-    const std::vector<std::int64_t>& pitches(const CodingFit& fit) {
+    const PitchCandidates& pitches(const CodingFit& fit) {
         const auto& coding = fit.coding;
         const bool has_own = coding.format->depth != 8;
-        auto& list = pitches_[{has_own ? coding.format : nullptr, coding.big_endian}];
-        if (!list.empty()) return list;
+        // Rows of a stream that end within a byte are seen in whole samples only.
+        const auto phase = coding.is_stream() ? fit.phase : 0;
+        auto& found = pitches_[{has_own ? coding.format : nullptr, coding.big_endian, phase}];
+        auto& list = found.bits;
+        if (!list.empty()) return found;
         std::set<std::int64_t> seen;
         const auto offer = [&](std::int64_t pitch) {
             if (pitch > 0 && seen.insert(pitch).second) list.push_back(pitch);
         };
         const auto unit = coding.is_stream() ? coding.format->depth : 8;
-        for (const auto dip : pitch_candidates(window_, fit, size_, kPitches))
+        const auto pixel = std::max<std::int64_t>(8, coding.format->bits_per_pixel);
+        const auto dips = pitch_candidates(window_, fit, size_, kPitches);
+        found.clear = dips.clear;
+        for (const auto dip : dips.bits)
             for (const auto lag : {dip, dip / 2 / unit * unit}) {
                 offer(lag);
+                if (list.size() < kSlanted)
+                    for (const auto aside : {-2, -1, 1, 2}) offer(lag + aside * pixel);
                 for (auto near = lag - kNear * unit; near <= lag + kNear * unit; near += unit)
                     if (near > 0 && fills_file(near)) offer(near);
             }
         if (list.empty()) list.push_back(8);
-        return list;
+        return found;
     }
 
     bool fills_file(std::int64_t pitch) const {
         return std::any_of(kUsualHeaders.begin(), kUsualHeaders.end(), [&](std::int64_t header) {
-            return header < size_ && (size_ - header) * 8 % pitch == 0;
+            return header < size_ && (size_ - header) * 8 % pitch < 8;
         });
     }
 
@@ -249,6 +275,7 @@ class Search {
             }
             double rank = penalty + rareness(fit.coding);
             if (is_mosaic) rank += kMosaic;
+            if (is_clear_pitch(fit, pitch, is_mosaic)) rank += kClearPitch;
             if (pitch != row && pitch % 32 != 0 && known_.stride == 0) rank += kUnalignedStride;
             if (known_.width == 0) {
                 if (width < kUsuallyWider)
@@ -259,6 +286,21 @@ class Search {
             }
             candidates_.push_back({{&fit, is_mosaic, width, pitch, start}, {}, 0, rank, hope});
         }
+    }
+
+    /// Slanted edges draw the clear distance a pixel or two aside.
+    bool is_clear_pitch(const CodingFit& fit, std::int64_t pitch, bool is_mosaic) const {
+        const auto near = 3 * std::max<std::int64_t>(8, fit.coding.format->bits_per_pixel);
+        return std::any_of(clear_pitches_.begin(), clear_pitches_.end(), [&](std::int64_t clear) {
+            return std::abs(pitch - clear) <= near ||
+                   (is_mosaic && std::abs(2 * pitch - clear) <= near);
+        });
+    }
+
+    /// A distance that one coding shows is one of the bytes and speaks for all codings.
+    void find_clear_pitches() {
+        for (const auto& fit : fits_)
+            if (const auto clear = pitches(fit).clear; clear > 0) clear_pitches_.insert(clear);
     }
 
     bool is_mosaic_known() const {
@@ -279,6 +321,16 @@ class Search {
         for (const auto header : kUsualHeaders)
             if (header == 0 || (header < size_ && (size_ - header) * 8 % pitch == 0))
                 add(fit, width, pitch, header, penalty, hope);
+        // Behind any header, rows that end with the file.
+        if (pitch % 8 == 0) add(fit, width, pitch, size_ % (pitch / 8), penalty, hope);
+    }
+
+    /// The row begins behind a header that leaves a frame of this size.
+    void add_behind_header(const CodingFit& fit, std::int64_t width, std::int64_t height,
+                           double hope) {
+        const auto row = fit.coding.row_bits(width);
+        const auto header = size_ - frame_bytes(row, height);
+        if (header > 0 && header <= kLongestHeader / 2) add(fit, width, row, header, 0, hope);
     }
 
     void add_pitch(const CodingFit& fit, std::int64_t pitch) {
@@ -289,9 +341,13 @@ class Search {
         for (const auto& columns : padding(pitch / 8)) {
             const auto width = coding.widest_row(pitch - 8 * columns.count);
             const auto start = columns.end() % (pitch / 8);
-            // More than a quarter of a row is rather the dark border of a picture.
-            const bool is_border = 4 * columns.count > pitch / 8;
-            const double penalty = kPaddingTaken + (is_border ? kPaddingSeen : -kPaddingSeen);
+            // More than a quarter of a row is rather the dark border of a picture, unless rows
+            // begin at multiples of what memory is read in.
+            const bool is_border = 4 * columns.count > pitch / 8 && pitch % (8 * 64) != 0;
+            // So is the white one of a page.
+            const double penalty = kPaddingTaken + (is_border           ? kPaddingSeen
+                                                    : columns.are_zeros ? -kPaddingSeen
+                                                                        : 0);
             add(fit, width, pitch, start, penalty);
             // The picture's last bytes may have the value of the padding.
             for (const auto& [known_width, height] : known_sizes())
@@ -315,10 +371,13 @@ class Search {
             const auto bytes = frame_bytes(row, height);
             if (bytes > size_) continue;
             const auto count = size_ / bytes, rest = size_ - count * bytes;
-            const bool has_gaps = count > 1 && rest % count == 0 && rest / count <= kLongestHeader;
+            const bool has_gaps = count > 1 && rest % count == 0 && rest / count % 4 == 0 &&
+                                  rest / count <= kLongestChunk;
             if (rest <= kLongestHeader || has_gaps)
-                add_at_starts(fit, width, row, 0,
-                              has_gaps || fits_behind_header(bytes) ? kFitsKnownSize : 0);
+                add_at_starts(
+                    fit, width, row, 0,
+                    has_gaps || fits_behind_header(bytes) ? kFitsKnownSize : kMayFitKnownSize);
+            add_behind_header(fit, width, height, kMayFitKnownSize);
             const auto offer_padded = [&, width = width, height = height](std::int64_t pitch) {
                 const auto padded = frame_bytes(pitch, height);
                 if (pitch > row && 4 * pitch < 5 * row + 8 * 64 && padded <= size_ &&
@@ -329,7 +388,7 @@ class Search {
                 offer_padded((row + unit - 1) / unit * unit);
             if (size_ % height == 0) offer_padded(8 * (size_ / height));
         }
-        for (const auto pitch : pitches(fit)) add_pitch(fit, pitch);
+        for (const auto pitch : pitches(fit).bits) add_pitch(fit, pitch);
         add_rectangles(fit);
     }
 
@@ -373,6 +432,7 @@ class Search {
             add_at_starts(fit, known_.width, pitch, penalty);
         };
         offer(row);
+        if (height > 0 && known_.stride == 0) add_behind_header(fit, known_.width, height, 0);
         if (known_.stride > 0) return offer(8 * known_.stride);
         if (height > 0) {
             for (const auto header : kUsualHeaders)
@@ -383,7 +443,8 @@ class Search {
         }
         for (std::int64_t unit = 8; unit <= 8 * 1024; unit *= 2)
             offer((row + unit - 1) / unit * unit);
-        for (const auto pitch : pitches(fit))
+        if (is_noise_) return;
+        for (const auto pitch : pitches(fit).bits)
             if (pitch > row && pitch < 3 * row) offer(pitch);
     }
 
@@ -403,35 +464,6 @@ class Search {
             candidates_.pop_back();
     }
 
-    /// Groups of pixels fill up the end of a row with zeros, which are in no picture.
-    void drop_padding(Candidate& candidate) const {
-        constexpr std::int64_t kRows = 64, kPixels = 8;
-        auto& hypothesis = candidate.hypothesis;
-        const auto start = candidate.placement.skip;
-        const auto& fit = *hypothesis.fit;
-        const auto row = fit.coding.row_bits(hypothesis.width), pitch = hypothesis.pitch_bits;
-        const auto from = fit.coding.row_bits(hypothesis.width / kPixels * kPixels - kPixels);
-        const auto pixels = hypothesis.width % kPixels + kPixels;
-        const auto end = 8 * std::min(static_cast<std::int64_t>(window_.size()), fit.reach);
-        const auto rows = std::min((end - 8 * start - row) / pitch, candidate.placement.height);
-        if (channels(*fit.coding.format) > 1 || pitch % 8 != 0 || rows < kRows ||
-            hypothesis.width < 2 * kPixels)
-            return;
-        std::int64_t last = 0;  // of the columns that are not 0 in all rows
-        RowSamples samples;
-        for (std::int64_t i = 0; i < kRows; ++i) {
-            const auto bit = 8 * start + rows * i / kRows * pitch + from;
-            split_row(fit.coding, window_.data(), bit, pixels, 0, samples);
-            const auto& plane = samples.planes[0];
-            for (std::int64_t x = last; x < pixels; ++x)
-                if (plane[static_cast<std::size_t>(x)] != 0) last = x + 1;
-        }
-        const auto padding = pixels - last;
-        const auto width = hypothesis.width - padding;
-        const bool is_padded = pitch != row || fit.coding.row_bits(width) == row;
-        if (padding < kPixels && is_padded) hypothesis.width = width;
-    }
-
     std::vector<Candidate> placed() {
         constexpr std::size_t kOfOne = 4;
         std::vector<Candidate> found;
@@ -441,7 +473,9 @@ class Search {
                 auto one = candidate;
                 one.placement = places[i];
                 one.rank += places[i].penalty;
-                if (known_.width == 0) drop_padding(one);
+                if (known_.width == 0)
+                    one.hypothesis.width =
+                        width_without_padding(window_, one.hypothesis, one.placement);
                 found.push_back(one);
             }
         }
@@ -455,11 +489,13 @@ class Search {
     std::int64_t size_;
     const imgcnv_frame& known_;
     std::vector<CodingFit>& fits_;
+    bool is_noise_ = false;  ///< whether no coding predicts anything
     std::vector<Candidate> candidates_;
     std::map<std::tuple<const Format*, bool, bool, std::int64_t, std::int64_t, std::int64_t>,
              std::size_t>
         seen_;
-    std::map<std::pair<const Format*, bool>, std::vector<std::int64_t>> pitches_;
+    std::map<std::tuple<const Format*, bool, std::int64_t>, PitchCandidates> pitches_;
+    std::set<std::int64_t> clear_pitches_;  ///< in bits, where the width is not known
     std::map<std::int64_t, std::vector<ConstantColumns>> padding_;  ///< by pitch in bytes
 };
 

@@ -184,6 +184,114 @@ TEST(Guess, GreyInThreeChannelsIsNoWideGreyPicture) {
     EXPECT_EQ(result.readings[0].frame.width, 640);
 }
 
+/// Text, zeros and numbers, as headers have them.
+Bytes metadata(std::size_t count) {
+    Bytes bytes(count);
+    const std::string text = "FRAME  id=17 exposure=4500 gain=3";
+    for (std::size_t i = 0; i < count; ++i)
+        bytes[i] = i < text.size() ? static_cast<std::uint8_t>(text[i])
+                   : i % 24 < 3    ? static_cast<std::uint8_t>(i * 77)
+                                   : 0;
+    return bytes;
+}
+
+Bytes joined(Bytes a, const Bytes& b) {
+    a.insert(a.end(), b.begin(), b.end());
+    return a;
+}
+
+/// Samples of up to 16 bits in words, `brightest` where the scene is white.
+Bytes words(std::int64_t width, std::int64_t height, double brightest) {
+    Bytes data;
+    for (std::int64_t i = 0; i < width * height; ++i) {
+        const auto sample = static_cast<unsigned>(brightest * scene(i % width, i / width) / 0.92);
+        data.push_back(static_cast<std::uint8_t>(sample));
+        data.push_back(static_cast<std::uint8_t>(sample >> 8));
+    }
+    return data;
+}
+
+/// Samples of 4 bits, two in a byte.
+Bytes mono4p(std::int64_t width, std::int64_t height) {
+    Bytes data;
+    for (std::int64_t i = 0; i < width * height; i += 2) {
+        const auto sample = [&](std::int64_t at) {
+            return static_cast<unsigned>(16 * scene(at % width, at / width));
+        };
+        data.push_back(static_cast<std::uint8_t>(sample(i) | sample(i + 1) << 4));
+    }
+    return data;
+}
+
+TEST(Guess, EvidenceBeatsHabit) {
+    struct File {
+        const char* rule;
+        Bytes data;
+        std::int64_t width, height, stride, skip;
+        int depth;
+        bool is_size_given;
+    };
+    const File files[] = {
+        {"a header of odd length is seen", joined(metadata(3614), mono8(600, 402)), 600, 402, 0,
+         3614, 8, true},
+        {"zeros behind the frame are no header", joined(mono8(600, 402), metadata(512)), 600, 402,
+         0, 0, 8, true},
+        {"zeros that end all rows sharply are padding", mono8(1001, 701, 1004), 1001, 701, 1004, 0,
+         8, false},
+        {"three bits that are not used: a dark frame", words(600, 402, 7000), 600, 402, 0, 0, 16,
+         true},
+        {"samples near the largest one", words(600, 402, 4000), 600, 402, 0, 0, 12, true},
+        {"five unused bits would leave nothing to see", words(600, 402, 120), 600, 402, 0, 0, 10,
+         true},
+        {"halves of samples are no samples", mono4p(800, 601), 800, 601, 0, 0, 4, false},
+        {"noise of a known size with a trailer", joined(noise(808 * 608), metadata(48)), 808, 608,
+         0, 0, 8, false},
+    };
+    for (const auto& file : files) {
+        auto question = question_of(file.data);
+        if (file.is_size_given) {
+            question.known.width = file.width;
+            question.known.height = file.height;
+        }
+        const auto result = ask(question);
+        ASSERT_FALSE(result.readings.empty()) << file.rule << ": " << result.text;
+        const auto& frame = result.readings[0].frame;
+        imgcnv_format_info info{};
+        info.struct_size = sizeof info;
+        ASSERT_EQ(imgcnv_format_of_code(frame.format, &info), IMGCNV_OK);
+        EXPECT_EQ(info.depth, file.depth) << file.rule;
+        EXPECT_EQ(frame.width, file.width) << file.rule;
+        EXPECT_EQ(frame.height, file.height) << file.rule;
+        EXPECT_EQ(frame.stride, file.stride) << file.rule;
+        EXPECT_EQ(frame.skip, file.skip) << file.rule;
+    }
+}
+
+// Exchanging red and blue gives the same numbers, so that it is no other way to read the bytes.
+TEST(Guess, OtherReadingsComeBeforeTheExchangeOfRedAndBlue) {
+    Bytes data;
+    for (std::int64_t i = 0; i < 640 * 480; ++i) {
+        const auto x = i % 640, y = i / 640;
+        const double colour = (x + y) % 2 != 0 ? 1 : y % 2 != 0 ? 0.5 : 0.7;
+        data.push_back(static_cast<std::uint8_t>(255 * colour * scene(x, y)));
+    }
+    const auto result = ask(question_of(data));
+    const auto order_of = [](const imgcnv_reading& reading) {
+        imgcnv_format_info info{};
+        info.struct_size = sizeof info;
+        EXPECT_EQ(imgcnv_format_of_code(reading.frame.format, &info), IMGCNV_OK);
+        return info.order;
+    };
+    ASSERT_GE(result.readings.size(), 2U) << result.text;
+    EXPECT_EQ(order_of(result.readings[0]), IMGCNV_ORDER_RG);
+    bool is_exchanged = false;
+    for (const auto& reading : result.readings) {
+        EXPECT_FALSE(is_exchanged && order_of(reading) == IMGCNV_ORDER_RG && reading.score > 0.02);
+        is_exchanged |= order_of(reading) == IMGCNV_ORDER_BG && reading.frame.width == 640;
+    }
+    EXPECT_TRUE(is_exchanged);
+}
+
 // Every reading must be a frame that the engine takes and that lies within the file, of no odd
 // proportions.
 TEST(Guess, ReadingsAreFramesOfTheFile) {
