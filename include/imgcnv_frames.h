@@ -435,15 +435,16 @@ typedef struct imgcnv_reading {
     size_t struct_size;
     imgcnv_frame frame;
     int64_t frames;
-    double score;      /* 0 to 1: how much likelier than the others; the best reading first */
+    double score;      /* 0 to 1: how much likelier than the others */
     char unknown[256]; /* what the data cannot tell, such as which of red and blue is which */
 } imgcnv_reading;
 
 /*
  * Ranks ways to read data of unknown format.
  *
- *   readings  out: the best first. The caller sets struct_size of the first, the call that of the
- *             others.
+ *   readings  out: the best first, then the others by score, except that readings which differ
+ *             from the better ones come before those which differ from them only in their colours.
+ *             The caller sets struct_size of the first, the call that of the others.
  *   most      room in readings
  *   count     out: how many were written
  *
