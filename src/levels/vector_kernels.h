@@ -20,8 +20,8 @@
 
 namespace imgcnv {
 
-// Streamed: Streaming<V> for frames that the caches do not hold. Grey from YUV or from a mosaic gains
-// nothing from streaming: it computes for longer than the memory needs.
+// Streamed: Streaming<V> for frames that the caches do not hold. Grey from YUV or from a mosaic
+// gains nothing from streaming: it computes for longer than the memory needs.
 template <class V, class Streamed = V>
 struct VectorKernels {
     template <ColorTarget kTarget>
