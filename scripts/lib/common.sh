@@ -29,7 +29,7 @@ quietly() {
 build_packages='cmake ninja-build g++ pkg-config libcli11-dev libdeflate-dev libisal-dev libjpeg-dev libpng-dev libtiff-dev'
 test_packages="$build_packages libgtest-dev qemu-user valgrind ffmpeg python3-opencv
     git python3 python3-pytest python3-numpy python3-pil python3-build python3-setuptools python3-wheel mypy
-    bash-completion zsh fish"
+    bash-completion zsh fish libsimde-dev"
 clang_packages='clang libclang-rt-dev'
 names_packages='clang clang-tidy'
 debs_packages="build-essential debhelper dh-python fakeroot lintian python3"

@@ -104,7 +104,7 @@ struct Vec64 : VecCommon<Vec64, 64, 64> {
     // registers, twice as many of the slowest instructions.
     static Reg mix3(Reg r0, Reg r1, Reg r2) {
         __mmask64 second = 0x2492492492492492, third = 0x4924924924924924;
-#if defined(__clang__)
+#if defined(__clang__) && defined(__AVX512F__)
         __asm__("" : "+k"(second), "+k"(third));
 #endif
         return _mm512_mask_blend_epi8(third, _mm512_mask_blend_epi8(second, r0, r1), r2);

@@ -7,8 +7,13 @@
 #include <vector>
 
 #include "levels/level.h"
+#include "simd/cpu.h"
 
 namespace imgcnv {
+
+// The AVX-512 level for CPUs without it, of programs that link it: tests/levels/emulated_avx512.
+extern const KernelTable kEmulatedAvx512Kernels __attribute__((weak));
+
 namespace {
 
 struct KernelSet {
@@ -21,14 +26,16 @@ struct KernelSet {
 const std::vector<KernelSet>& kernel_sets() {
     static const std::vector<KernelSet> sets = [] {
         std::vector<KernelSet> all;
-        for (const Level& level : levels()) {
-            const bool runs_here = level.runs_here();
-            all.push_back({level.name, level.kernels, runs_here});
-            const KernelTable* streaming = level.kernels->streaming;
-            if (streaming != nullptr) {
-                all.push_back({std::string(level.name) + "-streaming", streaming, runs_here});
-            }
-        }
+        const auto add = [&](std::string name, const KernelTable* kernels, bool runs_here) {
+            all.push_back({name, kernels, runs_here});
+            if (kernels->streaming != nullptr)
+                all.push_back({name + "-streaming", kernels->streaming, runs_here});
+        };
+        for (const Level& level : levels()) add(level.name, level.kernels, level.runs_here());
+#if defined(__x86_64__)
+        const KernelTable* emulated = &kEmulatedAvx512Kernels;
+        if (emulated != nullptr) add("avx512-emulated", emulated, cpu_has_avx2());
+#endif
         return all;
     }();
     return sets;
