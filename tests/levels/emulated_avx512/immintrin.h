@@ -12,7 +12,7 @@
 #define SIMDE_ENABLE_NATIVE_ALIASES
 #include <simde/x86/avx512.h>
 
-// What SIMDe 0.7.4 lacks, element by element.
+// What SIMDe lacks, 0.7.4 at least, element by element.
 namespace emulated {
 
 template <class Element>
@@ -74,10 +74,16 @@ inline void store(void* p, uint64_t mask, simde__m512i a) {
 
 }  // namespace emulated
 
-#define _mm512_stream_si512  emulated::stream
-#define _mm512_mulhi_epu16   emulated::high_of_products
-#define _mm512_cvtepu8_epi16 emulated::widened
+#undef _mm512_stream_si512
+#undef _mm512_mulhi_epu16
+#undef _mm512_cvtepu8_epi16
 #undef _mm512_cmpgt_epi16_mask
+#undef _mm512_testn_epi16_mask
+#undef _mm512_maskz_loadu_epi8
+#undef _mm512_mask_storeu_epi8
+#define _mm512_stream_si512     emulated::stream
+#define _mm512_mulhi_epu16      emulated::high_of_products
+#define _mm512_cvtepu8_epi16    emulated::widened
 #define _mm512_cmpgt_epi16_mask emulated::greater
 #define _mm512_testn_epi16_mask emulated::without_common_bits
 #define _mm512_maskz_loadu_epi8 emulated::load
