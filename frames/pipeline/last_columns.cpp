@@ -4,6 +4,9 @@
 #include "layouts/demosaic16_plain.h"
 #include "pipeline/completed_mosaic.h"
 
+#include <algorithm>
+#include <cstring>
+
 namespace frames {
 namespace {
 
@@ -49,66 +52,116 @@ OwnGreenOther bilinear_before_last(const std::uint8_t* s) {
     return {(s[-1] + s[1]) >> 1, s[0], (above[0] + below[0]) >> 1};
 }
 
+/// Values of a column in eight rows: in every second one, because these have the same colours.
+using Words = std::int16_t __attribute__((vector_size(16)));
+constexpr int kWords = 8;
+constexpr std::int64_t kRowsOfWords = 2 * kWords;
+
+struct OwnGreenOtherWords {
+    Words own, green, other;
+};
+
+Words load_words(const std::int16_t* from) {
+    Words words;
+    std::memcpy(&words, from, sizeof words);
+    return words;
+}
+void store_words(Words words, void* out) { std::memcpy(out, &words, sizeof words); }
+
 /// The adaptive method in the three columns before the last one of a completed mosaic, in rows that
-/// are no edges. What rows share is made once: a row's greens and differences serve three rows.
+/// lack no neighbours. Row 0 is the first neighbour of these; column 0 is the last but seven.
 class AdaptiveColumns {
   public:
     static constexpr int kPixels = 3;
 
-    explicit AdaptiveColumns(const Mosaic8& mosaic) : m_(mosaic), first_x_(mosaic.last_x() - 4) {}
+    /// For rows first..end, at most kMostRows.
+    AdaptiveColumns(const Mosaic8& mosaic, std::int64_t first, std::int64_t end)
+        : m_(mosaic), first_(first - kMostReach) {
+        // Pixels depend on differences of one row more on either side, these on samples of two.
+        const auto rows = (end - first + kRowsOfWords - 1) / kRowsOfWords * kRowsOfWords;
+        read(rows + 2 * kRowsOfWords, end + kMostReach - 1);
+        for (std::int64_t row = 2; row < 2 + rows + kRowsOfWords; row += kRowsOfWords)
+            for (const int odd : {0, 1}) make_differences(row + odd);
+    }
 
-    /// The pixels of row y; the rows of a part come one after the other.
-    void make(std::int64_t y, OwnGreenOther (&pixels)[kPixels]) {
-        for (auto row = std::max(y - 1, next_row_); row <= y + 1; ++row)
-            m_.is_chroma_site(row, first_x_) ? fill<0>(row) : fill<1>(row);
-        next_row_ = y + 2;
-        m_.is_chroma_site(y, first_x_) ? make_row<0>(y, pixels) : make_row<1>(y, pixels);
+    /// The pixels of rows y, y + 2, y + 4 ...
+    void make(std::int64_t y, OwnGreenOtherWords (&pixels)[kPixels]) const {
+        for (int i = 0; i < kPixels; ++i) pixels[i] = pixel(kFirstPixel + i, y - first_);
     }
 
   private:
-    /// At chroma sites, from column first_x_ on.
-    struct Line {
-        int green[5];
-        int difference[5];
-    };
-    const Line& line(std::int64_t y) const { return lines_[y & 3]; }
+    static constexpr int kNear = 8;        ///< columns
+    static constexpr int kFirstPixel = 4;  ///< a column
+    static constexpr std::int64_t kEverySecond = LastColumns::kMostRows / 2 + 2 * kWords;
 
-    /// kChroma: the first chroma site of the row.
-    template <int kChroma>
-    void fill(std::int64_t y) {
-        auto& line = lines_[y & 3];
-        const bool is_inner = y >= 2 && y + 2 <= m_.last_y();
-        for (int i = kChroma; i < 5; i += 2) {
-            const auto x = first_x_ + i;
-            line.green[i] = is_inner && i < 3 ? adaptive_green(m_, y, x) : cell_green(m_, y, x);
-            line.difference[i] = m_.at(y, x) - line.green[i];
+    Words sample(int x, std::int64_t row) const {
+        return load_words(&samples_[row & 1][x][row >> 1]);
+    }
+    Words difference(int x, std::int64_t row) const {
+        return load_words(&differences_[x][row >> 1]);
+    }
+    /// The sample in the cell's other row.
+    Words across(int x, std::int64_t row) const {
+        return sample(x, ((first_ + row) & 1) == 0 ? row + 1 : row - 1);
+    }
+
+    /// The last row stands in for those beyond it, which fill up vectors and make no pixel.
+    void read(std::int64_t rows, std::int64_t last_y) {
+        for (std::int64_t row = 0; row < rows; ++row) {
+            const auto* near = m_.row(std::min(first_ + row, last_y)) + m_.last_x() + 1 - kNear;
+            for (int x = 0; x < kNear; ++x) samples_[row & 1][x][row >> 1] = near[x];
         }
     }
-    template <int kChroma>
-    void make_row(std::int64_t y, OwnGreenOther (&pixels)[kPixels]) const {
-        const auto *samples = m_.row(y) + first_x_, *across = m_.row(y ^ 1) + first_x_;
-        const int *above = line(y - 1).difference, *own = line(y).difference,
-                  *below = line(y + 1).difference;
-        for (int i = 1; i <= kPixels; ++i) {
-            const bool is_chroma_site = i % 2 == kChroma;
-            const int green = is_chroma_site ? line(y).green[i] : samples[i];
-            const auto corrected = [&](int difference) {
-                return std::clamp(green + difference, 0, 255);
-            };
-            if (is_chroma_site)
-                pixels[i - 1] = {
-                    samples[i], green,
-                    corrected((above[i - 1] + above[i + 1] + below[i - 1] + below[i + 1]) >> 2)};
-            else
-                pixels[i - 1] = {corrected((own[i - 1] + own[i + 1]) >> 1), green,
-                                 i == kPixels ? across[i] : corrected((above[i] + below[i]) >> 1)};
+
+    static Words absolute(Words a) { return a < 0 ? -a : a; }
+    static Words clamped(Words a) {
+        const Words largest = Words{} + 255, positive = a < 0 ? Words{} : a;
+        return positive > largest ? largest : positive;
+    }
+    /// demosaic16_plain.h has the rules.
+    Words adaptive_green(int x, std::int64_t row) const {
+        const Words twice = sample(x, row) << 1;
+        const Words left = sample(x - 1, row), right = sample(x + 1, row);
+        const Words up = sample(x, row - 1), down = sample(x, row + 1);
+        const Words laplacian_h = twice - sample(x - 2, row) - sample(x + 2, row);
+        const Words laplacian_v = twice - sample(x, row - 2) - sample(x, row + 2);
+        const Words gradient_h = absolute(laplacian_h) + absolute(left - right);
+        const Words gradient_v = absolute(laplacian_v) + absolute(up - down);
+        const Words horizontal = ((left + right) >> 1) + (laplacian_h >> 2);
+        const Words vertical = ((up + down) >> 1) + (laplacian_v >> 2);
+        return clamped(gradient_h < gradient_v ? horizontal : vertical);
+    }
+    Words cell_green(int x, std::int64_t row) const {
+        return (sample(x ^ 1, row) + across(x, row)) >> 1;
+    }
+
+    bool is_chroma_site(int x, std::int64_t row) const {
+        return m_.is_chroma_site(first_ + row, x);
+    }
+    void make_differences(std::int64_t row) {
+        for (int x = is_chroma_site(3, row) ? 3 : 4; x < kNear; x += 2) {
+            const bool is_edge = x >= kNear - 2;
+            const Words green = is_edge ? cell_green(x, row) : adaptive_green(x, row);
+            store_words(sample(x, row) - green, &differences_[x][row >> 1]);
         }
+    }
+    OwnGreenOtherWords pixel(int x, std::int64_t row) const {
+        const auto d = [&](int dx, int dy) { return difference(x + dx, row + dy); };
+        const Words own = sample(x, row);
+        if (is_chroma_site(x, row)) {
+            const Words green = own - d(0, 0);
+            const Words corners = d(-1, -1) + d(1, -1) + d(-1, 1) + d(1, 1);
+            return {own, green, clamped(green + (corners >> 2))};
+        }
+        const Words from_row = clamped(own + ((d(-1, 0) + d(1, 0)) >> 1));
+        if (x == kNear - 2) return {from_row, own, across(x, row)};
+        return {from_row, own, clamped(own + ((d(0, -1) + d(0, 1)) >> 1))};
     }
 
     const Mosaic8& m_;
-    const std::int64_t first_x_;
-    std::int64_t next_row_ = 0;
-    Line lines_[4];
+    const std::int64_t first_;
+    std::int16_t samples_[2][kNear][kEverySecond];   ///< of even and of odd rows
+    std::int16_t differences_[kNear][kEverySecond];  ///< of the rows where the column has chroma
 };
 
 /// Makes the pixels of a part.
@@ -122,10 +175,8 @@ class PartOfColumns {
 
     void make() {
         const auto first_y = first_y_, end_y = first_y_ + keep_.rows();
-        const int edge = job_.method == IMGCNV_ADAPTIVE   ? 2
-                         : job_.method == IMGCNV_BILINEAR ? 1
-                                                          : 0;
-        const auto first = std::clamp<std::int64_t>(edge, first_y, end_y);
+        const auto edge = demosaic_reach(job_.method);  // rows that may lack neighbours
+        const auto first = std::clamp(edge, first_y, end_y);
         const auto end = std::clamp(m_.last_y() + 1 - edge, first, end_y);
         for (auto y = first_y; y < first; ++y) make_edge(y);
         if (job_.method == IMGCNV_ADAPTIVE) {
@@ -138,6 +189,8 @@ class PartOfColumns {
     }
 
   private:
+    static constexpr int kPixels = AdaptiveColumns::kPixels;
+
     std::uint8_t* row_out(std::int64_t y) const { return out_ + (y - first_y_) * stride_; }
     void make_edge(std::int64_t y) {
         auto* out = row_out(y);
@@ -145,15 +198,35 @@ class PartOfColumns {
             store<kChannels>(demosaic16_pixel(m_, job_, y, x), m_.has_red(y), job_.blue_first, out);
     }
     void make_adaptive(std::int64_t first, std::int64_t end) {
-        AdaptiveColumns adaptive(m_);
-        for (auto y = first; y < end; ++y) {
-            OwnGreenOther pixels[AdaptiveColumns::kPixels];
-            adaptive.make(y, pixels);
+        if (first == end) return;
+        const AdaptiveColumns adaptive(m_, first, end);
+        for (auto block = first; block < end; block += kRowsOfWords)
+            for (auto y = block; y < std::min(block + 2, end); ++y) {
+                OwnGreenOtherWords pixels[kPixels];
+                adaptive.make(y, pixels);
+                store_rows(pixels, y, std::min(y + kRowsOfWords, end));
+            }
+    }
+    /// Rows y, y + 2 .. before end.
+    void store_rows(const OwnGreenOtherWords* pixels, std::int64_t y, std::int64_t end) const {
+        const bool has_red = m_.has_red(y), own_first = has_red != job_.blue_first;
+        std::uint32_t colors[kPixels][kWords];
+        for (int x = 0; x < kPixels; ++x) {
+            const auto& [own, green, other] = pixels[x];
+            const Words low = (own_first ? own : other) | green << 8;
+            const Words high = own_first ? other : own;
+            store_words(__builtin_shufflevector(low, high, 0, 8, 1, 9, 2, 10, 3, 11), colors[x]);
+            store_words(__builtin_shufflevector(low, high, 4, 12, 5, 13, 6, 14, 7, 15),
+                        colors[x] + kWords / 2);
+        }
+        for (int i = 0; y < end; ++i, y += 2) {
             auto* out = row_out(y);
-            const bool has_red = m_.has_red(y);
-            for (const auto& pixel : pixels) {
-                store<kChannels>(pixel, has_red, job_.blue_first, out);
-                out += kChannels;
+            for (int x = 0; x < kPixels; ++x, out += kChannels) {
+                const auto& [own, green, other] = pixels[x];
+                if constexpr (kChannels == 1)
+                    store<1>({own[i], green[i], other[i]}, has_red, false, out);
+                else  // of RGB24 the next pixel overwrites the fourth byte
+                    std::memcpy(out, &colors[x][i], x < kPixels - 1 ? 4 : kChannels);
             }
         }
     }
