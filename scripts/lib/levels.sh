@@ -9,7 +9,9 @@ without_levels_above() {
         *) stronger= ;;
     esac
     for level_to_drop in $stronger; do
-        sed -i "/{\"$level_to_drop\", /d" "$2/src/levels/levels.cpp" "$2/frames/layouts/levels.cpp"
+        # The level's entry in the lists, which may go on in further lines until "},".
+        sed -i "/{\"$level_to_drop\", /{:entry;/},\$/!{N;b entry;};d}" \
+            "$2/src/levels/levels.cpp" "$2/frames/layouts/levels.cpp"
         sed -i "/set(levels plain/s/ $level_to_drop//" "$2/src/CMakeLists.txt"
     done
 }
