@@ -179,6 +179,13 @@ int main(int argc, char** argv) {
             filter = argv[i] + 9;
         } else if (std::sscanf(argv[i], "--rounds=%d", &rounds) == 1) {
         } else if (std::sscanf(argv[i], "%dx%d", &width, &height) == 2) {
+            if (width < 4 || width % 4 != 0 || height < 1) {
+                std::fprintf(stderr,
+                             "size %s: the width must be a multiple of 4, as YUV411 has"
+                             " groups of 4 pixels\n",
+                             argv[i]);
+                return 2;
+            }
             sizes.emplace_back(width, height);
         } else {
             std::fprintf(stderr, "unknown argument %s\n", argv[i]);
