@@ -29,6 +29,7 @@ rgb-to-bgr|src/color/color_simd.h|s/V::swap_rb3(in.0., out.0.)/store_all<V, kCba
 copy-large|src/mono/mono_simd.h|s/kLong = 4096/kLong = ~size_t{0}/|Mono8 mono8|640x480 1920x1200
 streaming|src/converter/kernels_for_frame.h|s/size_t{[0-9]*} << 20/~size_t{0}/||5120x3840
 rotation-ahead|src/api/rotate_simd.h|s/if (large /if (false /|Rotation|1920x1200 5120x3840
+rotation-bands|src/api/rotate_simd.h|s/kBandRows = 512/kBandRows = size_t{1} << 40/|Rotation|4096x3000 5120x3840
 gathered-rotation|src/api/rotate_simd.h|s/src_step % conflict == 0 .. dst_step % conflict == 0/false/|Rotation|2048x1088 1280x1024
 slp|src/CMakeLists.txt|s/COMPILE_OPTIONS -fno-tree-slp-vectorize/COMPILE_OPTIONS -DNDEBUG/|Bayer|640x480
 END

@@ -84,6 +84,10 @@ inline void gather_rows(const uint8_t* src, ptrdiff_t src_step, size_t row_bytes
 // one another. (Pictures that the caches do not hold wait for memory more often than for that.)
 inline constexpr ptrdiff_t kConflictStep = 1024, kConflictStepOfLarge = 2048;
 
+// So many rows are transposed at a time, from the left to the right: every column of tiles touches
+// a memory page of each, and CPUs remember the addresses of one to three thousand pages.
+inline constexpr size_t kBandRows = 512;
+
 // For pictures smaller than a tile.
 template <class V, size_t kPixelBytes>
 inline void transpose_pixels(const uint8_t* src, ptrdiff_t src_step, uint8_t* dst,
@@ -156,14 +160,19 @@ inline void transpose(const uint8_t* src, ptrdiff_t src_step, uint8_t* dst, ptrd
     const size_t bytes = width * height * kPixelBytes;
     const bool beyond_caches = bytes > size_t{8} << 20;
     const ptrdiff_t conflict = beyond_caches ? kConflictStepOfLarge : kConflictStep;
+    const bool gather = src_step % conflict == 0 || dst_step % conflict == 0;
     // The hardware prefetcher does not follow rows at such distances. Blocks are fetched ahead only
     // where they come from memory: it is a loss for what is in the caches.
-    if (src_step % conflict == 0 || dst_step % conflict == 0) {
-        return transpose_tiles<V, kPixelBytes, true>(src, src_step, dst, dst_step, width, height,
-                                                     beyond_caches);
+    const bool fetch = gather ? beyond_caches : bytes > size_t{1} << 20;
+    for (size_t left = height; left != 0;) {
+        const size_t rows = left < 2 * kBandRows ? left : kBandRows;
+        const auto tiles =
+            gather ? transpose_tiles<V, kPixelBytes, true> : transpose_tiles<V, kPixelBytes, false>;
+        tiles(src, src_step, dst, dst_step, width, rows, fetch);
+        src += static_cast<ptrdiff_t>(rows) * src_step;
+        dst += rows * kPixelBytes;
+        left -= rows;
     }
-    transpose_tiles<V, kPixelBytes, false>(src, src_step, dst, dst_step, width, height,
-                                           bytes > size_t{1} << 20);
 }
 
 template <class V, size_t kPixelBytes, bool kClockwise>

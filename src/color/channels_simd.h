@@ -42,6 +42,13 @@ inline void store_all(uint8_t* const* out, const Channels<V>& t, Last&... last) 
     store_channels<V, kTarget>(out[0], t.a, t.b, t.c, last...);
 }
 
+// Three-byte pixels, the first byte red or the last one.
+template <class V, ColorTarget kTarget, class... Last>
+inline void store_all(uint8_t* const* out, const LumaWords<V>& words, Last&... last) {
+    constexpr Channel kFirst = kTarget == kLumaRedFirst ? kRed : kBlue;
+    V::store(out[0], luma_of<V, kFirst, kGreen>(words, last...));
+}
+
 // Makes a body of Blocks, which says everything about the input and has load(in), the channels of a
 // block. Grey from colour takes as much computing as loading does, so that body is in two halves.
 // Blocks may have load_for_grey(in), if grey is better made of something else than channels.

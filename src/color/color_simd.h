@@ -130,14 +130,38 @@ struct ColorBody : ChannelsBody<V, ColorBlocks<V, kLayout>, kTarget> {
     template <class W>
     using Rebind = ColorBody<W, kLayout, kTarget>;
 };
-// RGB8 to BGR24 and back needs no channels: bytes change places within registers. (With 64 bytes
-// channels are quicker: 63 bytes at a time every store would cross a cache line.)
-template <class V>
-requires(V::kBytes < 64) struct ColorBody<V, kRgb8, kCba>
-    : ChannelsBody<V, ColorBlocks<V, kRgb8>, kCba> {
+// RGB8 to pixels of four bytes, to BGR24 and back needs no channels: bytes change places within
+// registers. (To BGR24 64-byte vectors are quicker with channels: 63 bytes at a time every store
+// would cross a cache line.)
+template <class V, ColorTarget kTarget>
+requires(target_bytes(kTarget) == 4 ||
+         (kTarget == kCba && V::kBytes < 64)) struct ColorBody<V, kRgb8, kTarget>
+    : ChannelsBody<V, ColorBlocks<V, kRgb8>, kTarget> {
     template <class W>
-    using Rebind = ColorBody<W, kRgb8, kCba>;
-    static void block(const uint8_t* const* in, uint8_t* const* out) { V::swap_rb3(in[0], out[0]); }
+    using Rebind = ColorBody<W, kRgb8, kTarget>;
+    static void block(const uint8_t* const* in, uint8_t* const* out) {
+        if constexpr (kTarget == kCba) {
+            V::swap_rb3(in[0], out[0]);
+        } else {
+            V::template widen3<kTarget == kCba0>(in[0], out[0]);
+        }
+    }
+};
+// Grey from RGB8 is made of words of two bytes, without channels. (64-byte vectors, whose lanes
+// take longer to load one by one, are quicker with channels.)
+template <class V>
+struct Rgb8Pairs : ColorBlocks<V, kRgb8> {
+    static LumaWords<V> load_for_grey(const uint8_t* const* in) {
+        LumaWords<V> words;
+        V::load_pairs3(in[0], words.pair, words.single);
+        return words;
+    }
+};
+template <class V, ColorTarget kTarget>
+requires(target_bytes(kTarget) == 1 && V::kBytes < 64) struct ColorBody<V, kRgb8, kTarget>
+    : ChannelsBody<V, Rgb8Pairs<V>, kTarget> {
+    template <class W>
+    using Rebind = ColorBody<W, kRgb8, kTarget>;
 };
 
 template <class V, ColorLayout kLayout, ColorTarget kTarget>

@@ -179,19 +179,38 @@ struct LumaSums {
     }
 };
 
+// Pixels in 16-bit lanes, in the order of pack16.
+template <class V>
+struct LumaWords {
+    typename V::Reg pair[2], single[2];
+};
+template <class V, Channel kLow, Channel kHigh>
+inline typename V::Reg luma_of(const LumaWords<V>& words, LastTies<V>& last) {
+    using Reg = typename V::Reg;
+    using Sums = LumaSums<V, kLow, kHigh>;
+    const Sums lo(words.pair[0], words.single[0]), hi(words.pair[1], words.single[1]);
+    const Reg quotient = V::pack16(V::template shr16<7>(lo.m), V::template shr16<7>(hi.m));
+    if (V::has_zero16(V::min16(lo.rest, hi.rest))) [[unlikely]] {
+        const auto low = [](Reg x) { return V::and_(x, V::set16(0xFF)); };
+        Reg channels[3];
+        channels[kLow] = V::pack16(low(words.pair[0]), low(words.pair[1]));
+        channels[kHigh] =
+            V::pack16(V::template shr16<8>(words.pair[0]), V::template shr16<8>(words.pair[1]));
+        channels[Sums::kSingle] = V::pack16(words.single[0], words.single[1]);
+        const Reg ties = V::equal8(V::pack16(lo.rest, hi.rest), V::zero());
+        return luma_of_ties<V>(channels[kRed], channels[kGreen], channels[kBlue], quotient, ties,
+                               last);
+    }
+    return quotient;
+}
+
 // r, g, b: one byte per pixel
 template <class V>
 inline typename V::Reg luma_of(typename V::Reg r, typename V::Reg g, typename V::Reg b,
                                LastTies<V>& last) {
-    using Reg = typename V::Reg;
-    using Sums = LumaSums<V, kRed, kGreen>;
-    const Sums lo(V::unpack_lo8(r, g), V::widen_lo(b)), hi(V::unpack_hi8(r, g), V::widen_hi(b));
-    const Reg quotient = V::pack16(V::template shr16<7>(lo.m), V::template shr16<7>(hi.m));
-    if (V::has_zero16(V::min16(lo.rest, hi.rest))) [[unlikely]] {
-        const Reg ties = V::equal8(V::pack16(lo.rest, hi.rest), V::zero());
-        return luma_of_ties<V>(r, g, b, quotient, ties, last);
-    }
-    return quotient;
+    const LumaWords<V> words{{V::unpack_lo8(r, g), V::unpack_hi8(r, g)},
+                             {V::widen_lo(b), V::widen_hi(b)}};
+    return luma_of<V, kRed, kGreen>(words, last);
 }
 
 // Two vectors of lanes: the pixels at even, and those at odd columns.

@@ -18,7 +18,6 @@ struct Vec32 : VecCommon<Vec32, 32> {
         return _mm256_inserti128_si256(_mm256_castsi128_si256(load16(p)), load16(p + step), 1);
     }
 
-    static bool is_zero(Reg a) { return _mm256_testz_si256(a, a) != 0; }
     static Reg bit_select(Reg mask, Reg a, Reg b) { return _mm256_blendv_epi8(b, a, mask); }
     static Reg mulhi16(Reg a, Reg b) { return _mm256_mulhi_epi16(a, b); }
     static Reg mulhi16u(Reg a, Reg b) { return _mm256_mulhi_epu16(a, b); }
@@ -33,6 +32,10 @@ struct Vec32 : VecCommon<Vec32, 32> {
     static Reg unpack_hi8(Reg a, Reg b) { return _mm256_unpackhi_epi8(a, b); }
     static Reg unpack_lo16(Reg a, Reg b) { return _mm256_unpacklo_epi16(a, b); }
     static Reg unpack_hi16(Reg a, Reg b) { return _mm256_unpackhi_epi16(a, b); }
+    static Reg unpack_lo32(Reg a, Reg b) { return _mm256_unpacklo_epi32(a, b); }
+    static Reg unpack_hi32(Reg a, Reg b) { return _mm256_unpackhi_epi32(a, b); }
+    static Reg unpack_lo64(Reg a, Reg b) { return _mm256_unpacklo_epi64(a, b); }
+    static Reg unpack_hi64(Reg a, Reg b) { return _mm256_unpackhi_epi64(a, b); }
     static Reg load_widened(const uint8_t* p) { return _mm256_cvtepu8_epi16(load16(p)); }
     // Packing interleaves the lanes of its inputs.
     static Reg narrow(Reg lo, Reg hi) { return _mm256_permute4x64_epi64(pack16(lo, hi), 0xD8); }
@@ -58,43 +61,14 @@ struct Vec32 : VecCommon<Vec32, 32> {
         Vec16::swap_rb3(src + 48, dst + 48);
     }
 
-    // 8x8 three-byte pixels, transposed as dwords.
-    static void transpose3(const uint8_t* src, ptrdiff_t src_step, uint8_t* dst,
-                           ptrdiff_t dst_step) {
-        Reg r[8], t[8];
-        const Reg spread = _mm256_setr_epi8(0, 1, 2, 2, 3, 4, 5, 5, 6, 7, 8, 8, 9, 10, 11, 11,  //
-                                            4, 5, 6, 6, 7, 8, 9, 9, 10, 11, 12, 12, 13, 14, 15, 15);
-#pragma GCC unroll 8
-        for (ptrdiff_t i = 0; i < 8; ++i) {
-            r[i] = lookup(load_lanes(src + i * src_step, 8), spread);
-        }
-#pragma GCC unroll 4
-        for (size_t i = 0; i < 4; ++i) {
-            t[2 * i] = _mm256_unpacklo_epi32(r[2 * i], r[2 * i + 1]);
-            t[2 * i + 1] = _mm256_unpackhi_epi32(r[2 * i], r[2 * i + 1]);
-        }
-#pragma GCC unroll 2
-        for (size_t i = 0; i < 2; ++i) {
-            r[4 * i] = _mm256_unpacklo_epi64(t[4 * i], t[4 * i + 2]);
-            r[4 * i + 1] = _mm256_unpackhi_epi64(t[4 * i], t[4 * i + 2]);
-            r[4 * i + 2] = _mm256_unpacklo_epi64(t[4 * i + 1], t[4 * i + 3]);
-            r[4 * i + 3] = _mm256_unpackhi_epi64(t[4 * i + 1], t[4 * i + 3]);
-        }
-#pragma GCC unroll 4
-        for (size_t i = 0; i < 4; ++i) {
-            t[i] = _mm256_permute2x128_si256(r[i], r[i + 4], 0x20);
-            t[i + 4] = _mm256_permute2x128_si256(r[i], r[i + 4], 0x31);
-        }
-#pragma GCC unroll 8
-        for (ptrdiff_t i = 0; i < 8; ++i) {
-            const Reg lanes = shuffle(
-                t[i], [](size_t k) { return k < 12 ? k / 3 * 4 + k % 3 : size_t{kZeroByte}; });
-            const Reg packed =
-                _mm256_permutevar8x32_epi32(lanes, _mm256_setr_epi32(0, 1, 2, 4, 5, 6, 7, 7));
-            uint8_t* p = dst + i * dst_step;
-            _mm_storeu_si128((__m128i*)p, _mm256_castsi256_si128(packed));
-            _mm_storel_epi64((__m128i*)(p + 16), _mm256_extracti128_si256(packed, 1));
-        }
+    // Pixels of four bytes without their last ones.
+    static void store_dense3(uint8_t* p, Reg pixels) {
+        const Reg lanes = shuffle(
+            pixels, [](size_t k) { return k < 12 ? k / 3 * 4 + k % 3 : size_t{kZeroByte}; });
+        const Reg dense =
+            _mm256_permutevar8x32_epi32(lanes, _mm256_setr_epi32(0, 1, 2, 4, 5, 6, 7, 7));
+        _mm_storeu_si128((__m128i*)p, _mm256_castsi256_si128(dense));
+        _mm_storel_epi64((__m128i*)(p + 16), _mm256_extracti128_si256(dense, 1));
     }
 };
 

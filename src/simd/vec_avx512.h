@@ -27,6 +27,9 @@ struct Vec64 : VecCommon<Vec64, 64, 64> {
     }
     static Reg lookup(Reg table, Reg indices) { return _mm512_shuffle_epi8(table, indices); }
     static Reg permute(Reg a, Reg indices) { return _mm512_permutexvar_epi8(indices, a); }
+    static Reg permute_zeroing(Reg a, Reg indices) {
+        return _mm512_maskz_permutexvar_epi8(_mm512_movepi8_mask(~indices), indices, a);
+    }
     static Reg load_lanes(const uint8_t* p, ptrdiff_t step) {
         return _mm512_inserti64x4(_mm512_castsi256_si512(Vec32::load_lanes(p, step)),
                                   Vec32::load_lanes(p + 2 * step, step), 1);
@@ -68,6 +71,10 @@ struct Vec64 : VecCommon<Vec64, 64, 64> {
     static Reg unpack_hi8(Reg a, Reg b) { return _mm512_unpackhi_epi8(a, b); }
     static Reg unpack_lo16(Reg a, Reg b) { return _mm512_unpacklo_epi16(a, b); }
     static Reg unpack_hi16(Reg a, Reg b) { return _mm512_unpackhi_epi16(a, b); }
+    static Reg unpack_lo32(Reg a, Reg b) { return _mm512_unpacklo_epi32(a, b); }
+    static Reg unpack_hi32(Reg a, Reg b) { return _mm512_unpackhi_epi32(a, b); }
+    static Reg unpack_lo64(Reg a, Reg b) { return _mm512_unpacklo_epi64(a, b); }
+    static Reg unpack_hi64(Reg a, Reg b) { return _mm512_unpackhi_epi64(a, b); }
     static Reg deal_dwords(Reg a) {
         return _mm512_permutexvar_epi32(
             _mm512_setr_epi32(0, 4, 8, 12, 1, 5, 9, 13, 2, 6, 10, 14, 3, 7, 11, 15), a);
@@ -110,41 +117,13 @@ struct Vec64 : VecCommon<Vec64, 64, 64> {
         return _mm512_mask_blend_epi8(third, _mm512_mask_blend_epi8(second, r0, r1), r2);
     }
 
-    // 16x16 three-byte pixels, transposed as dwords.
-    static void transpose3(const uint8_t* src, ptrdiff_t src_step, uint8_t* dst,
-                           ptrdiff_t dst_step) {
-        Reg r[16], t[16];
-        const Reg spread = table<64>([](size_t i) { return i / 4 * 3 + i % 4 % 3; });
-        const Reg squeeze = table<64>([](size_t i) { return i < 48 ? i / 3 * 4 + i % 3 : 0; });
-#pragma GCC unroll 16
-        for (ptrdiff_t i = 0; i < 16; ++i) {
-            r[i] = _mm512_permutexvar_epi8(
-                spread, _mm512_maskz_loadu_epi8((__mmask64{1} << 48) - 1, src + i * src_step));
-        }
-        // Interleaving row i with row i + 8 rotates the number (row, dword) by
-        // one bit; the dwords of a register are interleaved across its lanes.
-        const Reg low = _mm512_setr_epi32(0, 16, 1, 17, 2, 18, 3, 19, 4, 20, 5, 21, 6, 22, 7, 23);
-        const Reg high =
-            _mm512_setr_epi32(8, 24, 9, 25, 10, 26, 11, 27, 12, 28, 13, 29, 14, 30, 15, 31);
-        const auto interleave = [&](const Reg* from, Reg* to) {
-#pragma GCC unroll 8
-            for (size_t i = 0; i < 8; ++i) {
-                to[2 * i] = _mm512_permutex2var_epi32(from[i], low, from[i + 8]);
-                to[2 * i + 1] = _mm512_permutex2var_epi32(from[i], high, from[i + 8]);
-            }
-        };
-        interleave(r, t);
-        interleave(t, r);
-        interleave(r, t);
-        interleave(t, r);
-#pragma GCC unroll 16
-        for (ptrdiff_t i = 0; i < 16; ++i) {
-            const Reg packed = _mm512_permutexvar_epi8(squeeze, r[i]);
-            uint8_t* p = dst + i * dst_step;
-            // Two plain stores: a masked byte store is slow on some CPUs.
-            _mm256_storeu_si256((__m256i*)p, _mm512_castsi512_si256(packed));
-            _mm_storeu_si128((__m128i*)(p + 32), _mm512_extracti32x4_epi32(packed, 2));
-        }
+    // Pixels of four bytes without their last ones.
+    static void store_dense3(uint8_t* p, Reg pixels) {
+        const Reg dense =
+            permute_by(pixels, [](size_t i) { return i < 48 ? i / 3 * 4 + i % 3 : size_t{0}; });
+        // Two plain stores: a masked byte store is slow on some CPUs.
+        _mm256_storeu_si256((__m256i*)p, _mm512_castsi512_si256(dense));
+        _mm_storeu_si128((__m128i*)(p + 32), _mm512_extracti32x4_epi32(dense, 2));
     }
 
   private:

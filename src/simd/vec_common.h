@@ -25,12 +25,11 @@ namespace imgcnv {
 //   mulhi16, mulhi16u          the high halves of signed and of unsigned products
 //   maddubs(a, b)              unsigned bytes times signed bytes, neighbours added to 16 bits
 //   abs16, min16, max16        of signed words
-//   is_zero(a)                 whether no bit is set
 //   top_bits(a)                one bit for every byte whose top bit is set
 //   pack16(lo, hi)             signed words as bytes, clamped, within lanes: the inverse of
-//   unpack_lo8, unpack_hi8     bytes of a and b in turns; unpack_lo16, unpack_hi16: words
+//   unpack_lo8, unpack_hi8     bytes of a and b in turns; 16, 32, 64: units of so many bits
 //   load_widened(p)            bytes as words, in order
-//   transpose3(...)            kSize/4 rows of as many three-byte pixels
+//   store_dense3(p, a)         pixels of four bytes without their last ones
 //   stream(p, a)               past the caches; p aligned
 template <class V, size_t kSize, size_t kSpan = 16>
 struct VecCommon {
@@ -108,6 +107,8 @@ struct VecCommon {
     static Reg select16(Mask m, Reg a, Reg b) { return V::bit_select(m, a, b); }
 
     static Reg permute(Reg a, Reg indices) { return V::lookup(a, indices); }
+    // The same, and kZeroByte gives 0 there, too.
+    static Reg permute_zeroing(Reg a, Reg indices) { return V::permute(a, indices); }
     // By the indices of a captureless lambda, within lanes.
     template <class F>
     static Reg shuffle(Reg a, F index_of) {
@@ -164,7 +165,8 @@ struct VecCommon {
 
     // Three channels of interleaved bytes. Every span is loaded with 3 kSpan bytes of its own.
     static void load3(const uint8_t* p, Reg& a, Reg& b, Reg& c) {
-        const Reg v0 = load_spans3(p), v1 = load_spans3(p + kSpan), v2 = load_spans3(p + 2 * kSpan);
+        const auto span = [p](size_t i) { return load_spans(p + i * kSpan, 3 * kSpan); };
+        const Reg v0 = span(0), v1 = span(1), v2 = span(2);
         a = permute_by(V::mix3(v0, v2, v1), [](size_t i) { return Order3::gather(0, i); });
         b = permute_by(V::mix3(v1, v0, v2), [](size_t i) { return Order3::gather(1, i); });
         c = permute_by(V::mix3(v2, v1, v0), [](size_t i) { return Order3::gather(2, i); });
@@ -198,6 +200,32 @@ struct VecCommon {
         const Reg third = table([](size_t i) { return i % 3 == 2 ? 0xFF : 0; });
         return V::bit_select(third, r2, V::bit_select(second, r1, r0));
     }
+    // kSize / 4 rows of as many three-byte pixels. (Not of 16-byte vectors: 4 pixels are less than
+    // they load.) All is loaded before anything is stored, so that no load waits for a store.
+    static void transpose3(const uint8_t* src, ptrdiff_t src_step, uint8_t* dst,
+                           ptrdiff_t dst_step) {
+        constexpr ptrdiff_t kParts = kSize / 16;
+        Reg parts[kParts][4];
+        load_columns3<0>(src, src_step, parts[0]);
+#pragma GCC unroll 4
+        for (ptrdiff_t i = 1; i < kParts; ++i) {
+            // 4 bytes early: the last load ends where the pixels do.
+            load_columns3<4>(src + 12 * i - 4, src_step, parts[i]);
+        }
+#pragma GCC unroll 4
+        for (ptrdiff_t i = 0; i < kParts; ++i) {
+            const Reg* rows = parts[i];
+            uint8_t* column = dst + 4 * i * dst_step;
+            const Reg lo01 = V::unpack_lo32(rows[0], rows[1]),
+                      hi01 = V::unpack_hi32(rows[0], rows[1]);
+            const Reg lo23 = V::unpack_lo32(rows[2], rows[3]),
+                      hi23 = V::unpack_hi32(rows[2], rows[3]);
+            V::store_dense3(column, V::unpack_lo64(lo01, lo23));
+            V::store_dense3(column + dst_step, V::unpack_hi64(lo01, lo23));
+            V::store_dense3(column + 2 * dst_step, V::unpack_lo64(hi01, hi23));
+            V::store_dense3(column + 3 * dst_step, V::unpack_hi64(hi01, hi23));
+        }
+    }
     // Three-byte pixels in reverse order.
     static void reverse3(const uint8_t* src, uint8_t* dst) {
         // Bytes 1 .. of every load, their pixels exchanged.
@@ -214,6 +242,28 @@ struct VecCommon {
             [](size_t i) { return i == 0 ? kSpan - 6 : kSpan - i; });
     }
 
+    // Three-byte pixels as words, in the order of pack16: the first two bytes of each in `pair`,
+    // the last one in `single`.
+    static void load_pairs3(const uint8_t* p, Reg pair[2], Reg single[2]) {
+        const Reg v[4] = {load_pairs3_lanes<0>(p), load_pairs3_lanes<0>(p + 12),
+                          load_pairs3_lanes<0>(p + 24), load_pairs3_lanes<4>(p + 32)};
+        for (size_t i = 0; i < 2; ++i) {
+            pair[i] = V::unpack_lo64(v[2 * i], v[2 * i + 1]);
+            single[i] = V::unpack_hi64(v[2 * i], v[2 * i + 1]);
+        }
+    }
+
+    // Three-byte pixels a b c as a b c 0, or as c b a 0.
+    template <bool kReversed>
+    static void widen3(const uint8_t* src, uint8_t* dst) {
+        constexpr size_t kBytesRead = kSize / 4 * 3;
+        // The last load ends where the pixels do.
+        const Reg v[4] = {widened3<kReversed, 0>(src), widened3<kReversed, 0>(src + kBytesRead),
+                          widened3<kReversed, 0>(src + 2 * kBytesRead),
+                          widened3<kReversed, kSpan / 4>(src + 3 * kBytesRead - kSpan / 4)};
+#pragma GCC unroll 4
+        for (size_t i = 0; i < 4; ++i) store(dst + i * kSize, v[i]);
+    }
     // a b c 0
     static void store4(uint8_t* p, Reg a, Reg b, Reg c) {
         a = V::deal_dwords(a), b = V::deal_dwords(b), c = V::deal_dwords(c);
@@ -228,7 +278,7 @@ struct VecCommon {
     static Reg deal_dwords(Reg a) { return a; }
 
     // Whether any 16-bit lane is 0.
-    static bool has_zero16(Reg a) { return !V::is_zero((Reg)((Words)a == 0)); }
+    static bool has_zero16(Reg a) { return V::top_bits((Reg)((Words)a == 0)) != 0; }
     // 0xFF for every byte value x whose bit is set in the 256-bit table.
     static Reg bitmap_contains(const ByteTable<32>& bitmap, Reg x) {
         const Reg index = shr16<3>(x) & V::set8(15), half = x & V::set8(0x80);
@@ -254,11 +304,12 @@ struct VecCommon {
     static Reg grey3(Reg g) {
         return permute_by(g, [](size_t i) { return Order3::grey(kOutput, i); });
     }
-    static Reg load_spans3(const uint8_t* p) {
+    // Spans that are `step` bytes apart.
+    static Reg load_spans(const uint8_t* p, ptrdiff_t step) {
         if constexpr (kSpan == kSize) {
             return load(p);
         } else {
-            return V::load_lanes(p, 3 * kSpan);
+            return V::load_lanes(p, step);
         }
     }
     // 3 kSize bytes of vectors that are one span. Its kSize - 1 bytes of whole pixels are one
@@ -274,6 +325,35 @@ struct VecCommon {
         store(dst + kSize - 1, permute_by(b, index_of));
         store(dst + 2 * (kSize - 1), permute_by(c, index_of));
         memcpy(dst + 3 * kSize - 4, &last, 4);
+    }
+    // Four columns that begin kFirst bytes into every row, four bytes for each pixel. Lane j of
+    // vector i is row 4 j + i.
+    template <size_t kFirst>
+    static void load_columns3(const uint8_t* src, ptrdiff_t src_step, Reg rows[4]) {
+#pragma GCC unroll 4
+        for (ptrdiff_t i = 0; i < 4; ++i) {
+            rows[i] = shuffle(V::load_lanes(src + i * src_step, 4 * src_step), [](size_t k) {
+                return k % 4 == 3 ? size_t{kZeroByte} : kFirst + k / 4 * 3 + k % 4;
+            });
+        }
+    }
+    // Four pixels that begin kFirst bytes into every lane.
+    template <size_t kFirst>
+    static Reg load_pairs3_lanes(const uint8_t* p) {
+        return shuffle(V::load_lanes(p, 48), [](size_t i) {
+            return i < 8        ? kFirst + i / 2 * 3 + i % 2
+                   : i % 2 == 0 ? kFirst + (i - 8) / 2 * 3 + 2
+                                : size_t{kZeroByte};
+        });
+    }
+    // Pixels that begin kFirst bytes into every span.
+    template <bool kReversed, size_t kFirst>
+    static Reg widened3(const uint8_t* p) {
+        return V::permute_zeroing(load_spans(p, 12), table<kSpan>([](size_t i) {
+                                      return i % 4 == 3 ? size_t{kZeroByte}
+                                                        : kFirst + i / 4 * 3 +
+                                                              (kReversed ? 2 - i % 4 : i % 4);
+                                  }));
     }
     // Every lane looks its bytes up in the same 16.
     static Reg lookup_in(const uint8_t* bytes, Reg indices) {

@@ -48,6 +48,8 @@ struct Vec16Neon : VecCommon<Vec16Neon, 16> {
     }
     static Reg unpack_lo8(Reg a, Reg b) { return (Reg)vzip1q_u8(u8(a), u8(b)); }
     static Reg unpack_hi8(Reg a, Reg b) { return (Reg)vzip2q_u8(u8(a), u8(b)); }
+    static Reg unpack_lo64(Reg a, Reg b) { return (Reg)vzip1q_u64((uint64x2_t)a, (uint64x2_t)b); }
+    static Reg unpack_hi64(Reg a, Reg b) { return (Reg)vzip2q_u64((uint64x2_t)a, (uint64x2_t)b); }
     static Reg narrow(Reg lo, Reg hi) { return (Reg)vuzp1q_u8(u8(lo), u8(hi)); }
 
     static Reg load_widened(const uint8_t* p) { return (Reg)vmovl_u8(vld1_u8(p)); }

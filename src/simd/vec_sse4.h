@@ -15,7 +15,6 @@ struct Vec16 : VecCommon<Vec16, 16> {
     static Reg lookup(Reg table, Reg indices) { return _mm_shuffle_epi8(table, indices); }
     static Reg load_lanes(const uint8_t* p, ptrdiff_t) { return load(p); }
 
-    static bool is_zero(Reg a) { return _mm_testz_si128(a, a) != 0; }
     static Reg bit_select(Reg mask, Reg a, Reg b) { return _mm_blendv_epi8(b, a, mask); }
     static Reg mulhi16(Reg a, Reg b) { return _mm_mulhi_epi16(a, b); }
     static Reg mulhi16u(Reg a, Reg b) { return _mm_mulhi_epu16(a, b); }
@@ -30,6 +29,8 @@ struct Vec16 : VecCommon<Vec16, 16> {
     static Reg unpack_hi8(Reg a, Reg b) { return _mm_unpackhi_epi8(a, b); }
     static Reg unpack_lo16(Reg a, Reg b) { return _mm_unpacklo_epi16(a, b); }
     static Reg unpack_hi16(Reg a, Reg b) { return _mm_unpackhi_epi16(a, b); }
+    static Reg unpack_lo64(Reg a, Reg b) { return _mm_unpacklo_epi64(a, b); }
+    static Reg unpack_hi64(Reg a, Reg b) { return _mm_unpackhi_epi64(a, b); }
     static Reg load_widened(const uint8_t* p) {
         return _mm_cvtepu8_epi16(_mm_loadl_epi64((const __m128i*)p));
     }

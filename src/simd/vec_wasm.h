@@ -65,6 +65,8 @@ struct Vec16Wasm : VecCommon<Vec16Wasm, 16> {
     static Reg unpack_hi16(Reg a, Reg b) {
         return wasm_i16x8_shuffle(a, b, 4, 12, 5, 13, 6, 14, 7, 15);
     }
+    static Reg unpack_lo64(Reg a, Reg b) { return wasm_i64x2_shuffle(a, b, 0, 2); }
+    static Reg unpack_hi64(Reg a, Reg b) { return wasm_i64x2_shuffle(a, b, 1, 3); }
     static Reg load_widened(const uint8_t* p) { return wasm_u16x8_load8x8(p); }
     // 4x4 three-byte pixels, transposed as dwords.
     static void transpose3(const uint8_t* src, ptrdiff_t src_step, uint8_t* dst,
