@@ -82,27 +82,18 @@ _ADVICE = {
 }
 
 
-def rows_of(name: str, view: memoryview, first: int) -> int:
-    """Bytes from row to row of an array whose dimension `first` are rows; 0 if they follow.
+def rows_of(name: str, array: Picture, first: int) -> Tuple[int, int]:
+    """Bytes of a row, and from row to row, of an array whose dimension `first` are rows.
 
-    Raises ValueError where the items of a row do not lie side by side.
+    Raises ValueError where the items of a row do not lie side by side, or rows not in order.
     """
-    shape, strides, expected = view.shape or (), view.strides or (), view.itemsize
-    for size, stride in zip(shape[:first:-1], strides[:first:-1]):
-        if size > 1 and stride != expected:
-            raise ValueError(f"{name} is not contiguous within its rows: {_ADVICE[name]}")
-        expected *= size
-    stride = strides[first] if shape[first] > 1 else expected
-    if stride < expected:
-        raise ValueError(
-            f"{name} is not contiguous: its rows run backwards or overlap; {_ADVICE[name]}"
-        )
-    return 0 if stride == expected else stride
-
-
-def row_length(view: memoryview, first: int) -> int:
-    """Bytes of a row of an array whose dimension `first` are rows."""
-    return math.prod((view.shape or ())[first + 1 :]) * view.itemsize
+    row = array[(0,) * (first + 1)]
+    stride = array.strides[first] if array.shape[first] > 1 else row.nbytes
+    if not row.flags.c_contiguous:
+        raise ValueError(f"{name} is not contiguous within its rows: {_ADVICE[name]}")
+    if stride < row.nbytes:
+        raise ValueError(f"{name} has rows that run backwards or overlap: {_ADVICE[name]}")
+    return row.nbytes, stride
 
 
 def size_of(frame: FrameLike, format: PixelFormat, batch: bool) -> Tuple[int, int]:
@@ -112,18 +103,19 @@ def size_of(frame: FrameLike, format: PixelFormat, batch: bool) -> Tuple[int, in
     color = format.order in ("RGB", "BGR", "RGBA", "BGRA")
     if view.ndim != first + 2 + color:
         raise TypeError(
-            f"width and height are missing: they can be taken from arrays (H, W), not of {view.ndim} "
-            "dimensions"
+            "width and height are missing: they can be taken from arrays (H, W), "
+            f"not of {view.ndim} dimensions"
         )
     if format.packing == "points":
         raise TypeError("width and height are missing: a Mono1C list does not have them")
-    return row_length(view, first) * 8 // format.bits_per_pixel, shape[first]
+    row = math.prod(shape[first + 1 :]) * view.itemsize
+    return row * 8 // format.bits_per_pixel, shape[first]
 
 
 def writable(
     out: Any, shape: Tuple[int, ...], dtype: "np.dtype[Any]", rows: int
 ) -> Tuple[int, int]:
-    """Where `out`, which can receive an array, begins; bytes from row to row, 0 if they follow.
+    """Where `out` begins, which is to be written; bytes from row to row, 0 if rows follow.
 
     Dimension `rows` of it are rows, whose pixels must lie side by side.
     """
@@ -133,7 +125,7 @@ def writable(
         raise TypeError(f"out has dtype {out.dtype}, expected {dtype}")
     if out.shape != shape:
         raise ValueError(f"out has shape {out.shape}, expected {shape}")
-    view = view_of("out", out)
+    view = out.data
     if view.readonly:
         raise ValueError("out is read-only")
-    return address(view), 0 if view.c_contiguous else rows_of("out", view, rows)
+    return address(view), 0 if view.c_contiguous else rows_of("out", out, rows)[1]

@@ -42,38 +42,25 @@ _Source = Tuple[memoryview, int, int, int, int]
 class Converter:
     """Converts frames of one format and size, keeping what can be kept between them.
 
-    Parameters
-    ----------
-    width, height
-        Size of a frame in pixels.
-    format
-        Pixel format of a frame: a `PixelFormat`, a name or a code.
-    to
-        ``"mono8"`` (H, W); ``"rgb24"``, ``"bgr24"`` (H, W, 3); ``"rgba32"``, ``"bgra32"``
-        (H, W, 4) with alpha 255: arrays of uint8. ``"raw16"``: the samples as they are, (H, W),
-        of RGB formats (H, W, 3); ``"rgb48"``, ``"bgr48"`` (H, W, 3): arrays of uint16. OpenCV's
-        orders are ``"bgr24"`` and ``"bgr48"``. Other usual names, such as ``"grey"``, do as well.
-    demosaic
-        How a Bayer mosaic becomes colour: ``"nearest"`` (fastest), ``"bilinear"`` or
-        ``"adaptive"`` (best). Without effect on other formats. `method` is another name for it.
-    padding, stride
-        Bytes after each row of a frame, to be skipped; or bytes from row to row.
-    big_endian, video_range
-        Whether 16-bit words have their high byte first; whether YUV has Y in 16 to 235. None:
-        as the format's name says, usually not.
-    rotate, flip
-        Degrees clockwise: 0, 90, 180 or 270; then ``"horizontal"`` exchanges left and right,
-        ``"vertical"`` top and bottom.
-    levels
-        `Levels`: black, white, gains, gamma, contrast.
-    full_scale
-        16-bit targets: the largest sample of the format becomes 65535.
-    keep_alpha
-        4-byte targets take the alpha of RGBa8 and BGRa8.
-    threads
-        Threads that convert a frame together, the caller's one of them; 0: as many as pay. The
-        picture is the same, byte for byte. Small frames take fewer, see `threads`. Keep 1 where
-        frames are converted on several threads of yours: those fill the CPUs already.
+    - `width`, `height`: size of a frame in pixels.
+    - `format`: pixel format of a frame: a `PixelFormat`, a name or a code.
+    - `to`: ``"mono8"`` (H, W); ``"rgb24"``, ``"bgr24"`` (H, W, 3); ``"rgba32"``, ``"bgra32"``
+      (H, W, 4) with alpha 255: arrays of uint8. ``"raw16"``: the samples as they are, (H, W), of
+      RGB formats (H, W, 3); ``"rgb48"``, ``"bgr48"`` (H, W, 3): arrays of uint16. OpenCV's orders
+      are ``"bgr24"`` and ``"bgr48"``. Other usual names, such as ``"grey"``, do as well.
+    - `demosaic`: how a Bayer mosaic becomes colour: ``"nearest"`` (fastest), ``"bilinear"`` or
+      ``"adaptive"`` (best). Without effect on other formats. `method` is another name for it.
+    - `padding`, `stride`: bytes after each row of a frame, to be skipped; or bytes from row to row.
+    - `big_endian`, `video_range`: whether 16-bit words have their high byte first; whether YUV has
+      Y in 16 to 235. None: as the format's name says, usually not.
+    - `rotate`, `flip`: degrees clockwise: 0, 90, 180 or 270; then ``"horizontal"`` exchanges left
+      and right, ``"vertical"`` top and bottom.
+    - `levels`: `Levels`: black, white, gains, gamma, contrast.
+    - `full_scale`: 16-bit targets: the largest sample of the format becomes 65535.
+    - `keep_alpha`: 4-byte targets take the alpha of RGBa8 and BGRa8.
+    - `threads`: threads that convert a frame together, the caller's one of them; 0: as many as pay.
+      The picture is the same, byte for byte. Small frames take fewer, see the property `threads`.
+      Keep 1 where frames are converted on several threads of yours: those fill the CPUs already.
 
     One Converter serves one thread at a time; give each thread its own. A call while another
     thread is inside raises RuntimeError. Use it as a context manager or close it to free its
@@ -154,12 +141,8 @@ class Converter:
     def threads(self) -> int:
         """Threads that convert a frame: as many as asked for, or fewer where they suffice.
 
-        >>> with Converter(4096, 3000, "BayerRG8", threads=2) as converter:
-        ...     converter.threads
-        2
-        >>> with Converter(64, 64, "BayerRG8", threads=2) as converter:
-        ...     converter.threads
-        1
+        >>> [Converter(side, side, "BayerRG8", threads=2).threads for side in (64, 4096)]
+        [1, 2]
         """
         return int(self._picture.threads)
 
@@ -178,7 +161,7 @@ class Converter:
         """
         lock = self._enter()
         try:
-            view, size, source_stride, *_ = self._source("frame", frame)
+            view, size, source_stride, _, _ = self._source("frame", frame)
             if out is None:
                 if self._output is None:
                     self._output = np.empty(self._shape, self._dtype)
@@ -230,9 +213,10 @@ class Converter:
 
     def close(self) -> None:
         """Free the Converter's memory, end its threads; results stay valid."""
-        with self._lock():
-            self._pipelines.clear()
-            self._output = None
+        lock = self._enter(wait=True)
+        self._pipelines.clear()
+        self._output = None
+        lock.release()
 
     def __enter__(self) -> Converter:
         return self
@@ -250,13 +234,10 @@ class Converter:
     def _described(self) -> str:
         return _native.call(_native.frame_describe, self._frame)
 
-    def _lock(self) -> threading.Lock:
-        return self._locks.setdefault(os.getpid(), threading.Lock())
-
-    def _enter(self) -> threading.Lock:
+    def _enter(self, wait: bool = False) -> threading.Lock:
         """The lock, taken."""
-        lock = self._lock()
-        if not lock.acquire(False):
+        lock = self._locks.setdefault(len(_native.forks), threading.Lock())
+        if not lock.acquire(wait):
             raise RuntimeError(
                 "this Converter is at work on another thread: give each thread its own"
             )
@@ -275,7 +256,7 @@ class Converter:
             raise ValueError("this Converter is closed")
         key = (source_stride, stride)
         pipeline = self._pipelines.get(key)
-        if pipeline is None or pipeline.process != os.getpid():
+        if pipeline is None or pipeline.process != len(_native.forks):
             pipeline = self._open(source_stride, stride, self._wanted_threads)
             self._pipelines = {(0, 0): self._pipelines[0, 0], key: pipeline}
         return pipeline
@@ -313,18 +294,16 @@ class Converter:
 
     def _strided(self, view: memoryview, first: int) -> _Source:
         """A frame, or a batch of them, whose rows lie apart."""
-        row, sizes = _buffers.row_length(view, first), self._sizes
+        array, sizes = np.asarray(view), self._sizes
+        row, stride = _buffers.rows_of("frame", array, first)
         if row not in (sizes.row_bytes, sizes.stride):
             raise ValueError(
                 f"frame has rows of {row} bytes, expected {sizes.row_bytes} for {self._described()}"
             )
-        stride = _buffers.rows_of("frame", view, first) or row
         size = stride * (int(self._frame.height) - 1) + int(sizes.row_bytes)
-        if not first:
-            return view, size, stride, 0, 1
-        count, step = (view.shape or ())[0], (view.strides or ())[0]
+        count, step = (array.shape[0], array.strides[0]) if first else (1, 0)
         if count > 1 and step < size:
-            raise ValueError("frame is not contiguous: its frames run backwards or overlap")
+            raise ValueError("frames run backwards or overlap: pass numpy.ascontiguousarray(frame)")
         return view, size, stride, step, count
 
     def _count_frames(self, size: int, is_batch: bool) -> int:
@@ -433,15 +412,10 @@ def auto_levels(
     >>> auto_levels(bytes(range(100, 200)), 10, 10, "Mono8").black >= 100
     True
     """
-    converter = Converter(
-        *(width, height, format),
-        to="mono8",
-        padding=padding,
-        stride=stride,
-        big_endian=big_endian,
-        video_range=video_range,
-    )
-    view, size, source_stride, *_ = converter._source("frame", frame)
+    arguments = dict(locals())
+    del arguments["frame"]
+    converter = Converter(**arguments, to="mono8")
+    view, size, source_stride, _, _ = converter._source("frame", frame)
     described, record = converter._frame, _native.Levels()
     described.stride = source_stride or described.stride
     _native.call(_native.auto_levels, described, _buffers.address(view), size, record)

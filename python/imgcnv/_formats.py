@@ -318,24 +318,18 @@ def resolve(
 
     What the name says of the bytes holds unless the other arguments say otherwise.
     """
-    if isinstance(format, str):
-        found, flags = _find(format)
-    elif isinstance(format, PixelFormat):
-        found, flags = format, 0
-    elif hasattr(format, "__index__"):
+    if not isinstance(format, (str, SupportsIndex)):
+        raise TypeError(
+            f"format must be an imgcnv.PixelFormat, a name or a code, not {type(format).__name__}"
+        )
+    if not isinstance(format, str):
         code = operator.index(format)
         if not -(2**31) <= code < 2**32:
             raise ValueError(f"format is {code}, expected a code of 32 bits")
         # Drivers hand out codes as signed and as unsigned numbers.
-        found, flags = _find(f"0x{code & 0xFFFFFFFF:08X}")
-    else:
-        raise TypeError(
-            f"format must be an imgcnv.PixelFormat, a name or a code, not {type(format).__name__}"
-        )
-    for flag, wanted in (
-        (_native.BIG_ENDIAN, big_endian),
-        (_native.VIDEO_RANGE, video_range),
-    ):
+        format = f"0x{code & 0xFFFFFFFF:08X}"
+    found, flags = _find(format)
+    for flag, wanted in ((_native.BIG_ENDIAN, big_endian), (_native.VIDEO_RANGE, video_range)):
         if wanted is not None:
             flags = flags | flag if wanted else flags & ~flag
     return found, flags

@@ -17,26 +17,19 @@ FULL_SCALE, KEEP_ALPHA, FLIP_HORIZONTAL, FLIP_VERTICAL = 1, 2, 4, 8  # flags of 
 # What IMGCNV_OUT_OF_MEMORY and IMGCNV_BUSY are raised as; other failures are a ValueError.
 _ERRORS = {2: MemoryError, 7: RuntimeError}
 
-# imgcnv_read
 READ = ctypes.CFUNCTYPE(
     ctypes.c_int64, ctypes.c_void_p, ctypes.c_int64, ctypes.c_void_p, ctypes.c_int64
 )
 
-_KINDS: Dict[str, Any] = {
-    "int": ctypes.c_int,
-    "int64": ctypes.c_int64,
-    "uint32": ctypes.c_uint32,
-    "size": ctypes.c_size_t,
-    "double": ctypes.c_double,
-    "text": ctypes.c_char_p,
-    "text256": ctypes.c_char * 256,
-    "pointer": ctypes.c_void_p,
-    "read": READ,
-}
+# Types of declarations that ctypes does not have; structures come later.
+_TYPES: Dict[str, Any] = {"read": READ, "char256": ctypes.c_char * 256}
 
 
-def _kind(name: str) -> Any:
-    return ctypes.POINTER(_KINDS[name[:-1]]) if name.endswith("*") else _KINDS[name]
+def _type(name: str) -> Any:
+    """The type of int64, char_p or frame; with a star, of a pointer to it."""
+    if name.endswith("*"):
+        return ctypes.POINTER(_type(name[:-1]))
+    return _TYPES[name] if name in _TYPES else getattr(ctypes, f"c_{name}")
 
 
 class Record(ctypes.Structure):
@@ -51,8 +44,8 @@ class Record(ctypes.Structure):
 def _structure(name: str, members: str) -> Type[Record]:
     """The structure imgcnv_`name` by what follows struct_size in it, in the header's order."""
     parts = [part.split(None, 1) for part in members.split(";")]
-    fields = [(member.strip(), _kind(kind)) for kind, names in parts for member in names.split(",")]
-    _KINDS[name] = made = type(name, (Record,), {"_fields_": fields})
+    fields = [(member.strip(), _type(kind)) for kind, names in parts for member in names.split(",")]
+    _TYPES[name] = made = type(name, (Record,), {"_fields_": fields})
     return made
 
 
@@ -60,13 +53,13 @@ FormatInfo = _structure(
     "format_info",
     "uint32 code; "
     "int bits_per_pixel, depth, layout, order, is_color, group_pixels, group_bytes, in_core; "
-    "text name, layout_text, pfnc, gstreamer, v4l2, ffmpeg, ros, opencv",
+    "char_p name, layout_text, pfnc, gstreamer, v4l2, ffmpeg, ros, opencv",
 )
 Frame = _structure("frame", "uint32 format, flags; int64 width, height, stride, skip, gap")
 FrameSizes = _structure("frame_sizes", "int64 row_bytes, stride, frame_bytes, needed_bytes")
 FileFit = _structure("file_fit", "int64 frames, left_over; int fit; int64 value")
 Levels = _structure(
-    "levels", "double black, white, red_gain, green_gain, blue_gain, gamma, contrast; pointer curve"
+    "levels", "double black, white, red_gain, green_gain, blue_gain, gamma, contrast; void_p curve"
 )
 Target = _structure(
     "target",
@@ -75,14 +68,14 @@ Target = _structure(
 PictureInfo = _structure(
     "picture_info",
     "int64 width, height; int channels, channel_bytes; "
-    "int64 row_bytes, stride, picture_bytes, source_bytes; int threads; text way",
+    "int64 row_bytes, stride, picture_bytes, source_bytes; int threads; char_p way",
 )
 Question = _structure(
     "guess_question",
-    "pointer data; int64 bytes; read read; pointer context; frame known; text name; "
+    "void_p data; int64 bytes; read read; void_p context; frame known; char_p name; "
     "int64 search_bytes",
 )
-Reading = _structure("reading", "frame frame; int64 frames; double score; text256 unknown")
+Reading = _structure("reading", "frame frame; int64 frames; double score; char256 unknown")
 
 
 def _load() -> ctypes.CDLL:
@@ -119,32 +112,34 @@ _holding_gil = ctypes.PyDLL(path, handle=_library._handle)
 
 
 def _function(
-    name: str, arguments: str, *, result: Any = ctypes.c_int, library: ctypes.CDLL = _holding_gil
+    name: str, arguments: str, result: Any = ctypes.c_int, library: ctypes.CDLL = _holding_gil
 ) -> Any:
     """The function imgcnv_`name` by the kinds of its arguments, "said" being room for a text."""
     try:
         function = library[f"imgcnv_{name}"]  # a fresh object each time, unlike getattr
     except AttributeError as failure:
         raise ImportError(f"imgcnv: {path} is of another version: {failure}") from None
-    function.argtypes = list(map(_kind, arguments.replace("said", "pointer size").split()))
+    function.argtypes = list(map(_type, arguments.replace("said", "char_p size_t").split()))
     function.restype = result
     return function
 
 
 format_count = _function("format_count", "")
 format_at = _function("format_at", "int format_info*")
-find_format = _function("find_format", "text uint32* uint32* said")
-find_target = _function("find_target", "text int* said")
-find_demosaic = _function("find_demosaic", "text int* said")
+find_format = _function("find_format", "char_p uint32* uint32* said")
+find_target = _function("find_target", "char_p int* said")
+find_demosaic = _function("find_demosaic", "char_p int* said")
 frame_measure = _function("frame_measure", "frame* frame_sizes* said")
 frame_describe = _function("frame_describe", "frame* said")
 file_measure = _function("file_measure", "frame* int64 file_fit* said")
 row_bytes = _function("row_bytes", "uint32 int64", result=ctypes.c_int64)
-pipeline_open = _function("pipeline_open", "frame* target* pointer* said")
-pipeline_describe = _function("pipeline_describe", "pointer picture_info*")
-pipeline_run = _function("pipeline_run", "pointer pointer size pointer size said", library=_library)
-pipeline_close = _function("pipeline_close", "pointer", result=None)
-auto_levels = _function("auto_levels", "frame* pointer size levels* said", library=_library)
+pipeline_open = _function("pipeline_open", "frame* target* void_p* said")
+pipeline_describe = _function("pipeline_describe", "void_p picture_info*")
+pipeline_run = _function(
+    "pipeline_run", "void_p void_p size_t void_p size_t said", library=_library
+)
+pipeline_close = _function("pipeline_close", "void_p", result=None)
+auto_levels = _function("auto_levels", "frame* void_p size_t levels* said", library=_library)
 guess = _function("guess", "guess_question* reading* int int* said", library=_library)
 
 version: str = _function("frames_version", "", result=ctypes.c_char_p)().decode()
@@ -169,6 +164,11 @@ def choice(what: str, name: str) -> int:
     return value.value
 
 
+# One longer in each forked process, which can use neither threads nor locks of its parent.
+forks: List[None] = []
+os.register_at_fork(after_in_child=lambda: forks.append(None))
+
+
 class Pipeline:
     """An open pipeline, closed when nothing refers to it any more."""
 
@@ -177,7 +177,7 @@ class Pipeline:
     def __init__(self, frame: Record, target: Record) -> None:
         handle = ctypes.c_void_p()
         call(pipeline_open, frame, target, handle)
-        self.handle, self.process, self.picture = handle.value, os.getpid(), PictureInfo()
+        self.handle, self.process, self.picture = handle.value, len(forks), PictureInfo()
         pipeline_describe(self.handle, self.picture)
 
     def run(self, source: int, source_bytes: int, picture: int) -> None:
@@ -188,5 +188,5 @@ class Pipeline:
 
     def __del__(self) -> None:
         # A parent's pipeline waits for threads that a forked process does not have.
-        if self.handle and self.process == os.getpid():
+        if self.handle and self.process == len(forks):
             pipeline_close(self.handle)
