@@ -94,7 +94,7 @@ class Converter:
     ) -> None:
         self._arguments = dict(locals())
         del self._arguments["self"]
-        # One for each process: a forked one may get a lock that is taken by a thread it has not.
+        # One for each process: a forked one may get a lock that a thread of its parent holds.
         self._locks: Dict[int, threading.Lock] = {}
         self._output: Optional[Picture] = None
         known = resolve(format, big_endian, video_range)
@@ -109,7 +109,7 @@ class Converter:
             "levels": to_record(levels),
         }
         self._wanted_threads = _int32("threads", threads)
-        # By the bytes from row to row of frame and picture, 0: as the arguments say.
+        # By the strides that they were opened for.
         self._pipelines = {(0, 0): self._open(0, 0, self._wanted_threads)}
         self._picture, self._sizes = self._pipelines[0, 0].picture, measure(self._frame)
         self._frame_bytes = int(self._sizes.frame_bytes)
@@ -244,6 +244,7 @@ class Converter:
         return lock
 
     def _open(self, source_stride: int, stride: int, threads: int) -> _native.Pipeline:
+        """A pipeline for these strides of frame and picture; 0: as the arguments say."""
         frame = copy.copy(self._frame)
         frame.stride = source_stride or frame.stride
         return _native.Pipeline(

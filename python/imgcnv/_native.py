@@ -181,6 +181,7 @@ class Pipeline:
         pipeline_describe(self.handle, self.picture)
 
     def run(self, source: int, source_bytes: int, picture: int) -> None:
+        """Convert the frame that lies at one address to a picture at another."""
         arguments = self.handle, source, source_bytes, picture, self.picture.picture_bytes
         # Without room for a text at first, since small frames come in thousands per second.
         if pipeline_run(*arguments, None, 0):
