@@ -30,7 +30,6 @@ from typing import Callable, Dict, Tuple
 import imgcnv
 import numpy as np
 from imgcnv import _native
-from imgcnv._buffers import address
 from numpy.typing import NDArray
 
 Bytes = NDArray[np.uint8]
@@ -147,7 +146,8 @@ def small_calls() -> Dict[str, float]:
     for to in destinations:
         with imgcnv.Converter(64, 64, "Mono12Packed", to=to) as converter:
             out = np.empty(converter.shape, np.uint8)
-            handle, source, target = converter._handle, address(frame), address(out)
+            handle = converter._pipeline(0, 0).handle
+            source, target = frame.ctypes.data, out.ctypes.data
             rest = (out.nbytes, None, 0)
             run = _native.pipeline_run
             call = seconds(lambda: converter.convert(frame, out), *many)

@@ -18,19 +18,6 @@ from ._native import version as __version__
 from ._turn import flip, rotate
 
 __all__ = [
-    "Converter",
-    "Demosaic",
-    "Flip",
-    "Guess",
-    "Levels",
-    "PixelFormat",
-    "Reading",
-    "To",
-    "__version__",
-    "auto_levels",
-    "convert",
-    "flip",
-    "formats",
-    "guess",
-    "rotate",
-]
+    "Converter", "Demosaic", "Flip", "Guess", "Levels", "PixelFormat", "Reading", "To",
+    "__version__", "auto_levels", "convert", "flip", "formats", "guess", "rotate",
+]  # fmt: skip

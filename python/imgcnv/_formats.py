@@ -36,19 +36,16 @@ def index(name: str, value: SupportsIndex) -> int:
     return number
 
 
-def _read_table() -> Dict[int, _native.FormatInfo]:
-    table = {}
-    for row in range(_native.format_count()):
-        info = _native.FormatInfo()
-        _native.format_at(row, ctypes.byref(info))
-        table[info.code] = info
-    return table
+def _row(number: int) -> _native.Record:
+    info = _native.FormatInfo()
+    _native.format_at(number, info)
+    return info
 
 
-_TABLE = _read_table()
+_TABLE = {info.code: info for info in map(_row, range(_native.format_count()))}
 
 
-def _member_name(info: _native.FormatInfo) -> str:
+def _member_name(info: _native.Record) -> str:
     """MONO12_PACKED of Mono12Packed; RGBa8 has the name of imgcnv.h: RGBA8_PACKED."""
     name = re.sub(r"(?<=[a-z\d])(Packed|MIPI)|(?<=Bayer)(?=[A-Z])", r"_\1", info.name.decode())
     return name.upper() + ("_PACKED" if info.layout in (8, 9) else "")
@@ -179,7 +176,7 @@ class PixelFormat(enum.IntEnum):
             raise TypeError(f"name must be a str, not {type(name).__name__}")
         found, flags = _find(name)
         if flags:
-            what = "big-endian words" if flags & _native.Frame.BIG_ENDIAN else "video range"
+            what = "big-endian words" if flags & _native.BIG_ENDIAN else "video range"
             raise ValueError(
                 f"format {name!r} is {found.label} with {what}: pass the name itself to convert() "
                 "or Converter(), which take it so"
@@ -310,8 +307,7 @@ def formats() -> Tuple[PixelFormat, ...]:
 @functools.lru_cache(maxsize=4096)
 def _find(name: str) -> Tuple[PixelFormat, int]:
     code, flags = ctypes.c_uint32(), ctypes.c_uint32()
-    plain = name.encode(errors="replace").split(b"\0")[0]
-    _native.call(_native.find_format, plain, ctypes.byref(code), ctypes.byref(flags))
+    _native.call(_native.find_format, name.encode(errors="replace"), code, flags)
     return PixelFormat(code.value), flags.value
 
 
@@ -322,58 +318,48 @@ def resolve(
 
     What the name says of the bytes holds unless the other arguments say otherwise.
     """
-    found, flags = _named(format)
-    for flag, wanted in (
-        (_native.Frame.BIG_ENDIAN, big_endian),
-        (_native.Frame.VIDEO_RANGE, video_range),
-    ):
+    if not isinstance(format, (str, SupportsIndex)):
+        raise TypeError(
+            f"format must be an imgcnv.PixelFormat, a name or a code, not {type(format).__name__}"
+        )
+    if not isinstance(format, str):
+        code = operator.index(format)
+        if not -(2**31) <= code < 2**32:
+            raise ValueError(f"format is {code}, expected a code of 32 bits")
+        # Drivers hand out codes as signed and as unsigned numbers.
+        format = f"0x{code & 0xFFFFFFFF:08X}"
+    found, flags = _find(format)
+    for flag, wanted in ((_native.BIG_ENDIAN, big_endian), (_native.VIDEO_RANGE, video_range)):
         if wanted is not None:
             flags = flags | flag if wanted else flags & ~flag
     return found, flags
 
 
-def _named(format: FormatLike) -> Tuple[PixelFormat, int]:
-    if isinstance(format, PixelFormat):
-        return format, 0
-    if isinstance(format, str):
-        return _find(format)
-    try:
-        code = operator.index(format)
-    except TypeError:
-        raise TypeError(
-            f"format must be an imgcnv.PixelFormat, a name or a code, not {type(format).__name__}"
-        ) from None
-    if not -(2**31) <= code < 2**32:
-        raise ValueError(f"format is {code}, expected a code of 32 bits")
-    # Drivers hand out codes as signed and as unsigned numbers.
-    return _find(f"0x{code & 0xFFFFFFFF:08X}")
-
-
 def make_frame(
-    format: PixelFormat,
+    format: int,
     flags: int,
     width: SupportsIndex,
     height: SupportsIndex,
     padding: SupportsIndex = 0,
     stride: SupportsIndex = 0,
-) -> _native.Frame:
+) -> _native.Record:
     """A description that the library has yet to check."""
     columns, rows = index("width", width), index("height", height)
     pad, pitch = index("padding", padding), index("stride", stride)
-    if pad < 0:
-        raise ValueError(f"padding is {pad}, expected 0 or more bytes after each row")
+    if not 0 <= pad < 2**31:
+        raise ValueError(
+            f"padding is {pad}, expected 0 or more bytes after each row, at most {2**31 - 1}"
+        )
     if pad and pitch:
         raise ValueError(f"padding is {pad} and stride {pitch}: pass one of them")
     if pad:
-        if pad >= 2**31:
-            raise ValueError(f"padding is {pad}, expected at most {2**31 - 1} bytes after each row")
         # -1 for a width that is none, which the library refuses then.
         pitch = max(0, int(_native.row_bytes(format, columns))) + pad
     return _native.Frame(format=format, flags=flags, width=columns, height=rows, stride=pitch)
 
 
-def measure(frame: _native.Frame) -> _native.FrameSizes:
+def measure(frame: _native.Record) -> _native.Record:
     """Sizes of a frame, once its description is checked."""
     sizes = _native.FrameSizes()
-    _native.call(_native.frame_measure, ctypes.addressof(frame), ctypes.addressof(sizes))
+    _native.call(_native.frame_measure, frame, sizes)
     return sizes

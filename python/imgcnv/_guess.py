@@ -2,13 +2,14 @@
 
 from __future__ import annotations
 
+import contextlib
 import ctypes
 import os
 from typing import Any, NamedTuple, Optional, SupportsIndex, Tuple, Union
 
 from . import _native
 from ._buffers import FrameLike, address, view_of
-from ._formats import FormatLike, PixelFormat, index, resolve
+from ._formats import FormatLike, PixelFormat, index, make_frame, resolve
 
 
 class Reading(NamedTuple):
@@ -66,34 +67,27 @@ def guess(
     >>> best.width, best.height
     (640, 480)
     """
-    code, flags = (0, 0) if format is None else resolve(format)
-    known = _native.Frame(
-        format=code,
-        flags=flags,
-        width=index("width", width),
-        height=index("height", height),
-        stride=index("stride", stride),
-        skip=-1 if skip is None else index("skip", skip),
-        gap=-1 if gap is None else index("gap", gap),
-    )
-    question = _native.Question(known=known)
-    if isinstance(data, (str, os.PathLike)):
-        question.name = os.fsencode(name or os.path.basename(data))
-        file = os.open(data, os.O_RDONLY)
-        try:
-            question.bytes = os.fstat(file).st_size
-            reader = _reader_of(file)
-            question.read = reader
-            return _ask(question, index("most", most))
-        finally:
-            os.close(file)
-    view = view_of("data", data)
-    if not view.c_contiguous:
-        raise ValueError("data is not contiguous: pass numpy.ascontiguousarray(data)")
-    question.name = None if name is None else os.fsencode(name)
-    question.bytes = view.nbytes
-    question.data = address(view) if view.nbytes else None
-    return _ask(question, index("most", most))
+    known = make_frame(*((0, 0) if format is None else resolve(format)), width, height, 0, stride)
+    known.skip = -1 if skip is None else index("skip", skip)
+    known.gap = -1 if gap is None else index("gap", gap)
+    room, count = index("most", most), ctypes.c_int()
+    if not 1 <= room <= 1000:
+        raise ValueError(f"most is {room}, expected 1 to 1000")
+    question, readings = _native.Question(known=known), (_native.Reading * room)(_native.Reading())
+    with contextlib.ExitStack() as until_answered:
+        if isinstance(data, (str, os.PathLike)):
+            file = os.open(data, os.O_RDONLY)
+            until_answered.callback(os.close, file)
+            reader, name = _reader_of(file), name or os.path.basename(data)
+            question.bytes, question.read = os.fstat(file).st_size, reader
+        else:
+            view = view_of("data", data)
+            if not view.c_contiguous:
+                raise ValueError("data is not contiguous: pass numpy.ascontiguousarray(data)")
+            question.bytes, question.data = view.nbytes, address(view)
+        question.name = None if name is None else os.fsencode(name)
+        note = _native.call(_native.guess, question, readings, room, count)
+    return Guess(tuple(map(_to_reading, readings[: count.value])), note)
 
 
 def _reader_of(file: int) -> Any:
@@ -105,30 +99,16 @@ def _reader_of(file: int) -> Any:
         ctypes.memmove(buffer, found, len(found))
         return len(found)
 
-    return _native.Read(read)
+    return _native.READ(read)
 
 
-def _ask(question: _native.Question, most: int) -> Guess:
-    if not 1 <= most <= 1000:
-        raise ValueError(f"most is {most}, expected 1 to 1000")
-    readings = (_native.Reading * most)(*(_native.Reading() for _ in range(most)))
-    count = ctypes.c_int()
-    note = _native.call(_native.guess, ctypes.byref(question), readings, most, ctypes.byref(count))
-    return Guess(tuple(map(_to_reading, readings[: count.value])), note)
-
-
-def _to_reading(reading: _native.Reading) -> Reading:
+def _to_reading(reading: _native.Record) -> Reading:
     frame = reading.frame
     return Reading(
-        format=PixelFormat(frame.format),
-        width=frame.width,
-        height=frame.height,
-        stride=frame.stride,
-        skip=frame.skip,
-        gap=frame.gap,
-        frames=reading.frames,
-        big_endian=bool(frame.flags & _native.Frame.BIG_ENDIAN),
-        video_range=bool(frame.flags & _native.Frame.VIDEO_RANGE),
+        PixelFormat(frame.format),
+        *(frame.width, frame.height, frame.stride, frame.skip, frame.gap, reading.frames),
+        big_endian=bool(frame.flags & _native.BIG_ENDIAN),
+        video_range=bool(frame.flags & _native.VIDEO_RANGE),
         score=reading.score,
         unknown=reading.unknown.decode(),
     )

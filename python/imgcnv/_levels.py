@@ -32,12 +32,14 @@ class Levels(NamedTuple):
     curve: Optional[Bytes] = None
 
 
-def to_record(levels: Optional[Levels]) -> "Optional[ctypes._Pointer[_native.Levels]]":
+def to_record(levels: Optional[Levels]) -> "Optional[ctypes._Pointer[_native.Record]]":
     """What the library takes, which refers to the curve without keeping it."""
     if levels is None:
         return None
     if not isinstance(levels, Levels):
         raise TypeError(f"levels must be an imgcnv.Levels, not {type(levels).__name__}")
+    if len(levels.gains) != 3:
+        raise ValueError(f"levels.gains is {levels.gains}, expected those of red, green and blue")
     record = _native.Levels(
         *map(float, (levels.black, levels.white, *levels.gains, levels.gamma, levels.contrast))
     )
@@ -49,8 +51,3 @@ def to_record(levels: Optional[Levels]) -> "Optional[ctypes._Pointer[_native.Lev
             raise ValueError(f"levels.curve has shape {curve.shape}, expected (3, 256), contiguous")
         record.curve = curve.ctypes.data
     return ctypes.pointer(record)
-
-
-def from_record(record: _native.Levels) -> Levels:
-    gains = (record.red_gain or 1.0, record.green_gain or 1.0, record.blue_gain or 1.0)
-    return Levels(record.black, record.white, gains, record.gamma or 1.0, record.contrast or 1.0)

@@ -3,37 +3,36 @@
 from __future__ import annotations
 
 import ctypes
-import functools
 import os
 import pathlib
-from typing import Any, ClassVar, Dict, List, Optional, Tuple
+from typing import Any, ClassVar, Dict, List, Optional, Type
 
 # Names that the dynamic loader knows the installed libraries by.
 CORE, ENGINE = "libimgcnv.so.1", "libimgcnv_frames.so.1"
 
-OK, BAD_ARGUMENT, OUT_OF_MEMORY, UNKNOWN_FORMAT, BAD_SIZE, BAD_DATA, OVERLAP, BUSY, UNSUPPORTED = (
-    range(9)
-)
 TEXT_BYTES = 2048
+BIG_ENDIAN, VIDEO_RANGE = 1, 2  # flags of frames
+FULL_SCALE, KEEP_ALPHA, FLIP_HORIZONTAL, FLIP_VERTICAL = 1, 2, 4, 8  # flags of targets
+
+# What IMGCNV_OUT_OF_MEMORY and IMGCNV_BUSY are raised as; other failures are a ValueError.
+_ERRORS = {2: MemoryError, 7: RuntimeError}
+
+READ = ctypes.CFUNCTYPE(
+    ctypes.c_int64, ctypes.c_void_p, ctypes.c_int64, ctypes.c_void_p, ctypes.c_int64
+)
+
+# Types of declarations that ctypes does not have; structures come later.
+_TYPES: Dict[str, Any] = {"read": READ, "char256": ctypes.c_char * 256}
 
 
-_KINDS: Dict[str, Any] = {
-    "int": ctypes.c_int,
-    "int64": ctypes.c_int64,
-    "uint32": ctypes.c_uint32,
-    "double": ctypes.c_double,
-    "text": ctypes.c_char_p,
-    "pointer": ctypes.c_void_p,
-}
+def _type(name: str) -> Any:
+    """The type of int64, char_p or frame; with a star, of a pointer to it."""
+    if name.endswith("*"):
+        return ctypes.POINTER(_type(name[:-1]))
+    return _TYPES[name] if name in _TYPES else getattr(ctypes, f"c_{name}")
 
 
-def _members(declarations: str) -> List[Tuple[str, Any]]:
-    """What follows struct_size in a structure of imgcnv_frames.h, in the header's order."""
-    kinds = [declaration.split(None, 1) for declaration in declarations.split(";")]
-    return [(name.strip(), _KINDS[kind]) for kind, names in kinds for name in names.split(",")]
-
-
-class _Record(ctypes.Structure):
+class Record(ctypes.Structure):
     """A structure of imgcnv_frames.h, whose first member is its own size."""
 
     _fields_: ClassVar[Any] = [("struct_size", ctypes.c_size_t)]
@@ -42,70 +41,41 @@ class _Record(ctypes.Structure):
         super().__init__(ctypes.sizeof(self), *members, **values)
 
 
-class FormatInfo(_Record):
-    _fields_ = _members(
-        "uint32 code; "
-        "int bits_per_pixel, depth, layout, order, is_color, group_pixels, group_bytes, in_core; "
-        "text name, layout_text, pfnc, gstreamer, v4l2, ffmpeg, ros, opencv"
-    )
+def _structure(name: str, members: str) -> Type[Record]:
+    """The structure imgcnv_`name` by what follows struct_size in it, in the header's order."""
+    parts = [part.split(None, 1) for part in members.split(";")]
+    fields = [(member.strip(), _type(kind)) for kind, names in parts for member in names.split(",")]
+    _TYPES[name] = made = type(name, (Record,), {"_fields_": fields})
+    return made
 
 
-class Frame(_Record):
-    BIG_ENDIAN, VIDEO_RANGE = 1, 2
-    _fields_ = _members("uint32 format, flags; int64 width, height, stride, skip, gap")
-
-
-class FrameSizes(_Record):
-    _fields_ = _members("int64 row_bytes, stride, frame_bytes, needed_bytes")
-
-
-class FileFit(_Record):
-    EXACT = 0
-    _fields_ = _members("int64 frames, left_over; int fit; int64 value")
-
-
-class Levels(_Record):
-    _fields_ = _members(
-        "double black, white, red_gain, green_gain, blue_gain, gamma, contrast; pointer curve"
-    )
-
-
-class Target(_Record):
-    FULL_SCALE, KEEP_ALPHA, FLIP_HORIZONTAL, FLIP_VERTICAL = 1, 2, 4, 8
-    _fields_ = [
-        *_members("int kind, demosaic, rotation; uint32 flags; int threads; int64 stride"),
-        ("levels", ctypes.POINTER(Levels)),
-    ]
-
-
-class PictureInfo(_Record):
-    _fields_ = _members(
-        "int64 width, height; int channels, channel_bytes; "
-        "int64 row_bytes, stride, picture_bytes, source_bytes; int threads; text way"
-    )
-
-
-Read = ctypes.CFUNCTYPE(
-    ctypes.c_int64, ctypes.c_void_p, ctypes.c_int64, ctypes.c_void_p, ctypes.c_int64
+FormatInfo = _structure(
+    "format_info",
+    "uint32 code; "
+    "int bits_per_pixel, depth, layout, order, is_color, group_pixels, group_bytes, in_core; "
+    "char_p name, layout_text, pfnc, gstreamer, v4l2, ffmpeg, ros, opencv",
 )
-
-
-class Question(_Record):
-    _fields_ = [
-        *_members("pointer data; int64 bytes"),
-        ("read", Read),
-        ("context", ctypes.c_void_p),
-        ("known", Frame),
-        *_members("text name; int64 search_bytes"),
-    ]
-
-
-class Reading(_Record):
-    _fields_ = [
-        ("frame", Frame),
-        *_members("int64 frames; double score"),
-        ("unknown", ctypes.c_char * 256),
-    ]
+Frame = _structure("frame", "uint32 format, flags; int64 width, height, stride, skip, gap")
+FrameSizes = _structure("frame_sizes", "int64 row_bytes, stride, frame_bytes, needed_bytes")
+FileFit = _structure("file_fit", "int64 frames, left_over; int fit; int64 value")
+Levels = _structure(
+    "levels", "double black, white, red_gain, green_gain, blue_gain, gamma, contrast; void_p curve"
+)
+Target = _structure(
+    "target",
+    "int kind, demosaic, rotation; uint32 flags; int threads; int64 stride; levels* levels",
+)
+PictureInfo = _structure(
+    "picture_info",
+    "int64 width, height; int channels, channel_bytes; "
+    "int64 row_bytes, stride, picture_bytes, source_bytes; int threads; char_p way",
+)
+Question = _structure(
+    "guess_question",
+    "void_p data; int64 bytes; read read; void_p context; frame known; char_p name; "
+    "int64 search_bytes",
+)
+Reading = _structure("reading", "frame frame; int64 frames; double score; char256 unknown")
 
 
 def _load() -> ctypes.CDLL:
@@ -113,14 +83,14 @@ def _load() -> ctypes.CDLL:
 
     The engine wants libimgcnv, which the loader finds beside it, or takes as it was loaded before.
     """
-    here = pathlib.Path(__file__).parent
+    here = str(pathlib.Path(__file__).parent)
     core, engine = (os.environ.get(f"IMGCNV_{name}LIBRARY") for name in ("", "FRAMES_"))
+    own = core or f"{here}/{CORE}", f"{here}/{ENGINE}"
     failures: List[str] = []
-    for name in [engine] if engine else [str(here / ENGINE), ENGINE]:
-        own_core = str(here / CORE) if name == str(here / ENGINE) else None
+    for its_core, name in [(core, engine)] if engine else [own, (core, ENGINE)]:
         try:
-            if core or own_core:
-                ctypes.CDLL(core or str(own_core))
+            if its_core:
+                ctypes.CDLL(its_core)
             library = ctypes.CDLL(name)
             library["imgcnv_frames_version"]
             return library
@@ -142,43 +112,37 @@ _holding_gil = ctypes.PyDLL(path, handle=_library._handle)
 
 
 def _function(
-    name: str, arguments: str, *, result: Any = ctypes.c_int, library: ctypes.CDLL = _holding_gil
+    name: str, arguments: str, result: Any = ctypes.c_int, library: ctypes.CDLL = _holding_gil
 ) -> Any:
-    """A function by the kinds of its arguments, "said" being the room for a text."""
+    """The function imgcnv_`name` by the kinds of its arguments, "said" being room for a text."""
     try:
         function = library[f"imgcnv_{name}"]  # a fresh object each time, unlike getattr
     except AttributeError as failure:
         raise ImportError(f"imgcnv: {path} is of another version: {failure}") from None
-    kinds = arguments.replace("said", "pointer size").split()
-    function.argtypes = [ctypes.c_size_t if kind == "size" else _KINDS[kind] for kind in kinds]
+    function.argtypes = list(map(_type, arguments.replace("said", "char_p size_t").split()))
     function.restype = result
     return function
 
 
 format_count = _function("format_count", "")
-format_at = _function("format_at", "int pointer")
-find_format = _function("find_format", "text pointer pointer said")
-find_target = _function("find_target", "text pointer said")
-find_demosaic = _function("find_demosaic", "text pointer said")
-frame_measure = _function("frame_measure", "pointer pointer said")
-frame_describe = _function("frame_describe", "pointer said")
-file_measure = _function("file_measure", "pointer int64 pointer said")
+format_at = _function("format_at", "int format_info*")
+find_format = _function("find_format", "char_p uint32* uint32* said")
+find_target = _function("find_target", "char_p int* said")
+find_demosaic = _function("find_demosaic", "char_p int* said")
+frame_measure = _function("frame_measure", "frame* frame_sizes* said")
+frame_describe = _function("frame_describe", "frame* said")
+file_measure = _function("file_measure", "frame* int64 file_fit* said")
 row_bytes = _function("row_bytes", "uint32 int64", result=ctypes.c_int64)
-pipeline_open = _function("pipeline_open", "pointer pointer pointer said")
-pipeline_describe = _function("pipeline_describe", "pointer pointer")
-pipeline_run = _function("pipeline_run", "pointer pointer size pointer size said", library=_library)
-pipeline_close = _function("pipeline_close", "pointer", result=None)
-auto_levels = _function("auto_levels", "pointer pointer size pointer said", library=_library)
-guess = _function("guess", "pointer pointer int pointer said", library=_library)
+pipeline_open = _function("pipeline_open", "frame* target* void_p* said")
+pipeline_describe = _function("pipeline_describe", "void_p picture_info*")
+pipeline_run = _function(
+    "pipeline_run", "void_p void_p size_t void_p size_t said", library=_library
+)
+pipeline_close = _function("pipeline_close", "void_p", result=None)
+auto_levels = _function("auto_levels", "frame* void_p size_t levels* said", library=_library)
+guess = _function("guess", "guess_question* reading* int int* said", library=_library)
 
 version: str = _function("frames_version", "", result=ctypes.c_char_p)().decode()
-
-
-def raise_status(status: int, text: str) -> None:
-    """Raise what a status other than IMGCNV_OK means."""
-    if status == OUT_OF_MEMORY:
-        raise MemoryError(text or "the C library could not allocate its working memory")
-    raise (RuntimeError if status == BUSY else ValueError)(text)
 
 
 def call(function: Any, *arguments: Any) -> str:
@@ -187,41 +151,22 @@ def call(function: Any, *arguments: Any) -> str:
     status = function(*arguments, text, TEXT_BYTES)
     said = text.value.decode()
     if status:
-        raise_status(status, said)
+        raise _ERRORS.get(status, ValueError)(said)
     return said
-
-
-@functools.lru_cache(maxsize=4096)
-def _choice(what: str, name: str) -> int:
-    value = ctypes.c_int()
-    find = find_target if what == "to" else find_demosaic
-    call(find, name.encode(errors="replace"), ctypes.byref(value))
-    return value.value
 
 
 def choice(what: str, name: str) -> int:
     """The value of a target's ("to") or a method's ("demosaic") name, in any spelling."""
     if not isinstance(name, str):
         raise TypeError(f"{what} must be a str, not {type(name).__name__}")
-    return _choice(what, name)
+    value = ctypes.c_int()
+    call(find_target if what == "to" else find_demosaic, name.encode(errors="replace"), value)
+    return value.value
 
 
-def describe(frame: Frame) -> str:
-    """The frame in words: "Mono8 640x480"."""
-    return call(frame_describe, ctypes.byref(frame))
-
-
-class Process:
-    """Replaced in a forked process, which can use neither threads nor locks of its parent."""
-
-    current = object()
-
-
-def _forked() -> None:
-    Process.current = object()
-
-
-os.register_at_fork(after_in_child=_forked)
+# One longer in each forked process, which can use neither threads nor locks of its parent.
+forks: List[None] = []
+os.register_at_fork(after_in_child=lambda: forks.append(None))
 
 
 class Pipeline:
@@ -229,21 +174,20 @@ class Pipeline:
 
     handle: Optional[int] = None
 
-    def __init__(self, frame: Frame, target: Target) -> None:
+    def __init__(self, frame: Record, target: Record) -> None:
         handle = ctypes.c_void_p()
-        call(pipeline_open, *map(ctypes.addressof, (frame, target, handle)))
-        self.handle = handle.value
-        self._process = Process.current
+        call(pipeline_open, frame, target, handle)
+        self.handle, self.process, self.picture = handle.value, len(forks), PictureInfo()
+        pipeline_describe(self.handle, self.picture)
 
-    def describe(self) -> PictureInfo:
-        info = PictureInfo()
-        pipeline_describe(self.handle, ctypes.addressof(info))
-        return info
-
-    def run(self, source: int, source_bytes: int, picture: int, picture_bytes: int) -> None:
-        call(pipeline_run, self.handle, source, source_bytes, picture, picture_bytes)
+    def run(self, source: int, source_bytes: int, picture: int) -> None:
+        """Convert the frame that lies at one address to a picture at another."""
+        arguments = self.handle, source, source_bytes, picture, self.picture.picture_bytes
+        # Without room for a text at first, since small frames come in thousands per second.
+        if pipeline_run(*arguments, None, 0):
+            call(pipeline_run, *arguments)
 
     def __del__(self) -> None:
         # A parent's pipeline waits for threads that a forked process does not have.
-        if self.handle and self._process is Process.current:
+        if self.handle and self.process == len(forks):
             pipeline_close(self.handle)

@@ -9,8 +9,8 @@ import numpy as np
 from ._buffers import Bytes
 from ._converter import Converter, Flip, flip_flag
 
-# Pictures as frames that have the same bytes, by their channels.
-_AS_FRAMES = {1: ("Mono8", "mono8"), 3: ("RGB8", "rgb24"), 4: ("RGBa8", "rgba32")}
+# Pictures as frames that have the same bytes, by what follows height and width in their shape.
+_AS_FRAMES = {(): ("Mono8", "mono8"), (3,): ("RGB8", "rgb24"), (4,): ("RGBa8", "rgba32")}
 
 
 def flip(image: Bytes, direction: Flip, *, out: Optional[Bytes] = None) -> Bytes:
@@ -45,9 +45,8 @@ def _turn(image: Any, out: Optional[Bytes], **how: Any) -> Bytes:
         raise TypeError(f"image must be a numpy.ndarray, not {type(image).__name__}")
     if image.dtype != np.uint8:
         raise TypeError(f"image has dtype {image.dtype}, expected uint8")
-    channels = 1 if image.ndim == 2 else image.shape[-1]
-    if image.ndim not in (2, 3) or (image.ndim == 3 and channels not in (3, 4)) or not image.size:
+    if image.ndim < 2 or image.shape[2:] not in _AS_FRAMES or not image.size:
         raise ValueError(f"image has shape {image.shape}, expected (H, W), (H, W, 3) or (H, W, 4)")
-    format, to = _AS_FRAMES[channels]
-    height, width = image.shape[:2]
+    height, width, *_ = image.shape
+    format, to = _AS_FRAMES[image.shape[2:]]
     return Converter(width, height, format, to=to, keep_alpha=True, **how).convert(image, out)

@@ -9,7 +9,6 @@ python3-fsspec, python3-zarr, python3-pil; for a cluster python3-distributed).
 
 from __future__ import annotations
 
-import ctypes
 import hashlib
 import io
 import itertools
@@ -29,7 +28,7 @@ from dask.highlevelgraph import HighLevelGraph
 from fsspec.implementations.local import LocalFileSystem
 
 from . import _native
-from ._converter import Converter, length_error
+from ._converter import Converter
 from ._formats import FormatLike, index as whole_number
 
 __all__ = ["File", "Index", "Report", "index", "open_frames", "to_pictures", "to_zarr"]
@@ -113,23 +112,23 @@ def index(
     return _index(described, urls, best_effort, dict(storage_options or {}))
 
 
-def _described(converter: Converter, skip: int, gap: int) -> _native.Frame:
+def _described(converter: Converter, skip: int, gap: int) -> _native.Record:
     frame = converter._frame
     frame.skip, frame.gap = whole_number("skip", skip), whole_number("gap", gap)
     return frame
 
 
 def _index(
-    described: _native.Frame, urls: Urls, best_effort: bool, options: Dict[str, Any]
+    described: _native.Record, urls: Urls, best_effort: bool, options: Dict[str, Any]
 ) -> Index:
     found = [_measured(described, url, size) for url, size in _list(urls, options)]
     good = (file for file in found if not file.problem or (best_effort and file.frames))
     return Index(tuple(good), tuple(file for file in found if file.problem))
 
 
-def _measured(described: _native.Frame, url: str, size: int) -> File:
+def _measured(described: _native.Record, url: str, size: int) -> File:
     fit = _native.FileFit()
-    problem = _native.call(_native.file_measure, ctypes.byref(described), size, ctypes.byref(fit))
+    problem = _native.call(_native.file_measure, described, size, fit)
     return File(url, size, int(fit.frames), problem)
 
 
@@ -180,8 +179,8 @@ def open_frames(
         described = _described(converter, skip, gap)
         shape, dtype, frame_bytes = converter.shape, converter.dtype, converter.frame_bytes
         arguments["format"] = int(converter.format)
-        arguments["big_endian"] = bool(converter._frame.flags & _native.Frame.BIG_ENDIAN) or None
-        arguments["video_range"] = bool(converter._frame.flags & _native.Frame.VIDEO_RANGE) or None
+        arguments["big_endian"] = bool(converter._frame.flags & _native.BIG_ENDIAN) or None
+        arguments["video_range"] = bool(converter._frame.flags & _native.VIDEO_RANGE) or None
     if not frame_bytes:
         raise ValueError("Mono1C lists have no fixed length: an archive of them has no index")
     if isinstance(urls, Index):
@@ -264,12 +263,13 @@ def _load(recipe: _Recipe, pieces: List[Piece]) -> "np.ndarray[Any, Any]":
         for frame in range(frames):
             at = frame * recipe.step
             part = data[at : at + recipe.frame_bytes]
-            if len(part) < converter._needed_bytes:
+            try:
+                converter.convert(part, pictures[number])
+            except ValueError as error:
                 raise ValueError(
-                    f"{url}, frame {first + frame}: {length_error(converter._frame, len(part))}\n"
+                    f"{url}, frame {first + frame}: {error}\n"
                     "the file has become shorter since it was indexed"
-                )
-            converter.convert(part, pictures[number])
+                ) from None
             number += 1
     return pictures
 

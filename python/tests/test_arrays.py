@@ -226,5 +226,7 @@ def test_guess_says_what_is_no_frame(tmp_path):
     for data in (picture, picture.read_bytes()):
         with pytest.raises(ValueError, match="PNG"):
             imgcnv.guess(data)
+    with pytest.raises(ValueError, match="too short for a frame: 0 bytes"):
+        imgcnv.guess(b"")
     with pytest.raises(FileNotFoundError):
         imgcnv.guess(tmp_path / "none.raw")

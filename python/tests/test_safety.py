@@ -66,6 +66,7 @@ REFUSED = [
     (dict(levels=(1, 2)), TypeError, "levels must be an imgcnv.Levels, not tuple"),
     (dict(levels=imgcnv.Levels(black=300)), ValueError, "black is outside 0 to 255"),
     (dict(levels=imgcnv.Levels(curve=np.zeros(768, "u1"))), ValueError, "expected (3, 256)"),
+    (dict(levels=imgcnv.Levels(gains=(1, 2))), ValueError, "gains is (1, 2), expected those of red"),
     (dict(format="Mono13"), ValueError, "nearest: Mono12, Mono14"),
     (dict(format=12345), ValueError, "00003039"),
     (dict(format=1.5), TypeError, "not float"),
@@ -117,6 +118,7 @@ REFUSED = [
         "frames that run backwards",
     ),
     # point lists
+    (dict(format="Mono1C", frame=b""), ValueError, "frame has 0 bytes, expected 4 per point"),
     (dict(format="Mono1C", frame=b"\1\0\x10\1\1\1"), ValueError, "multiple of 4"),
     (dict(format="Mono1C", frame=bytes([1, 0, 0, 1])), ValueError, "point 0 .* row 0, column 1"),
     (dict(format="Mono1C", frame=bytes([0, 0, 0x10, 0])), ValueError, "row 1, column 0"),

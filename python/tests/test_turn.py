@@ -40,6 +40,7 @@ def test_turns(turn, channels):
         ((np.zeros((4, 4, 2), np.uint8), 90), ValueError, r"shape \(4, 4, 2\)"),
         ((np.zeros((0, 4), np.uint8), 90), ValueError, r"shape \(0, 4\)"),
         ((np.zeros(4, np.uint8), 90), ValueError, r"shape \(4,\)"),
+        ((np.zeros((), np.uint8), 90), ValueError, r"shape \(\)"),
         ((np.zeros((4, 4), np.uint16), 90), TypeError, "uint16"),
         ((b"1234", 90), TypeError, "not bytes"),
         ((np.zeros((4, 8), np.uint8)[:, ::2], 90), ValueError, "ascontiguousarray"),
