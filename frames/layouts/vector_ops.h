@@ -43,6 +43,7 @@ inline constexpr size_t kVectorBytes = 16 * V::kLanes;
 template <class V>
 struct VectorTypes {
     typedef uint8_t Bytes __attribute__((vector_size(16 * V::kLanes)));
+    typedef int8_t SignedBytes __attribute__((vector_size(16 * V::kLanes)));
     typedef uint16_t Words __attribute__((vector_size(16 * V::kLanes)));
     typedef int16_t SignedWords __attribute__((vector_size(16 * V::kLanes)));
     typedef int32_t Dwords __attribute__((vector_size(16 * V::kLanes)));
@@ -50,6 +51,8 @@ struct VectorTypes {
 };
 template <class V>
 using Bytes = typename VectorTypes<V>::Bytes;
+template <class V>
+using SignedBytes = typename VectorTypes<V>::SignedBytes;
 template <class V>
 using Words = typename VectorTypes<V>::Words;
 template <class V>
@@ -93,6 +96,12 @@ inline T load_vector(const void* p) {
 template <class V, class T>
 inline void store_vector(void* p, T a) {
     memcpy(p, &a, sizeof a);
+}
+
+/// Bytes of a where the top bit of those of `of_a` is set, else of b.
+template <class V>
+inline Bytes<V> choose(Bytes<V> of_a, Bytes<V> a, Bytes<V> b) {
+    return (SignedBytes<V>)of_a < 0 ? a : b;
 }
 
 template <class V>
