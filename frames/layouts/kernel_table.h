@@ -48,7 +48,7 @@ void demosaic16(const Demosaic16Kernels& kernels, const Demosaic16& job,
                 const std::uint16_t* const* rows, std::int64_t first, std::int64_t count,
                 std::uint16_t* out, std::int64_t out_stride_words, std::int64_t width_out);
 
-/// Of the levels without permutations of whole vectors, which would look bytes up in a table.
+/// Looks bytes up one by one: of the plain level and those of 16-byte vectors.
 void curve_row(std::uint8_t* pixels, std::size_t count, int channels, const std::uint8_t* curve);
 
 /// The row functions of one level. No demosaicing ones: the plain level.
