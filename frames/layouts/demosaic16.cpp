@@ -35,15 +35,16 @@ class RowMaker {
                          kind(y, 0));
         plain(y, whole, width_out_, out);
     }
+    /// The kernel makes bilinear_side(), too, but for the green of chroma sites.
     void bilinear(std::int64_t y, std::uint16_t* out) const {
         if (!has_kernels_for(job_.width - 2)) return plain_row(y, out);
         if (y == 0 || y == m_.last_y()) return bilinear_top_row(y, out);
         kernels_.bilinear(m_.row(y - 1), m_.row(y), m_.row(y + 1), out,
-                          static_cast<std::size_t>(job_.width), kind(y, 0));
-        const bool own_first = kind(y, 0).own_first;
-        store_pixel(bilinear_side(m_, y, 0), own_first, out);
-        if (width_out_ == job_.width)
-            store_pixel(bilinear_side(m_, y, m_.last_x()), own_first, out + 3 * m_.last_x());
+                          static_cast<std::size_t>(job_.width),
+                          static_cast<std::size_t>(width_out_), kind(y, 0));
+        const std::int64_t end = m_.is_chroma_site(y, 0) ? 0 : m_.last_x();
+        if (end < width_out_)
+            out[3 * end + 1] = static_cast<std::uint16_t>(bilinear_side_green(m_, y, end));
     }
     std::int64_t width_out() const { return width_out_; }
 
@@ -53,7 +54,7 @@ class RowMaker {
     void bilinear_top_row(std::int64_t y, std::uint16_t* out) const {
         const auto *line = m_.row(y), *inner = m_.row(y == 0 ? 1 : y - 1);
         kernels_.bilinear(inner, line, inner, out, static_cast<std::size_t>(job_.width),
-                          kind(y, 0));
+                          static_cast<std::size_t>(width_out_), kind(y, 0));
         for (std::int64_t x = m_.is_chroma_site(y, 0) ? 2 : 1; x < m_.last_x(); x += 2)
             out[3 * x + 1] = m_.is_gb() ? inner[x] : line[x - 1];
         plain(y, 0, 1, out);

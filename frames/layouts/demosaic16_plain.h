@@ -86,12 +86,15 @@ OwnGreenOther bilinear_top(const Mosaic<Rows>& m, std::int64_t y, std::int64_t x
 /// The outermost columns between the corners. A chroma site on the left takes its green from above,
 /// in GB from the right.
 template <class Rows>
+int bilinear_side_green(const Mosaic<Rows>& m, std::int64_t y, std::int64_t x) {
+    return x != 0 ? m.at(y, x - 1) : m.is_gb() ? m.at(y, 1) : m.at(y - 1, 0);
+}
+template <class Rows>
 OwnGreenOther bilinear_side(const Mosaic<Rows>& m, std::int64_t y, std::int64_t x) {
     const std::int64_t inner = x == 0 ? 1 : x - 1;
-    if (m.is_chroma_site(y, x)) {
-        const int green = x == 0 && !m.is_gb() ? m.at(y - 1, x) : m.at(y, inner);
-        return {m.at(y, x), green, (m.at(y - 1, inner) + m.at(y + 1, inner)) >> 1};
-    }
+    if (m.is_chroma_site(y, x))
+        return {m.at(y, x), bilinear_side_green(m, y, x),
+                (m.at(y - 1, inner) + m.at(y + 1, inner)) >> 1};
     return {m.at(y, inner), m.at(y, x), (m.at(y - 1, x) + m.at(y + 1, x)) >> 1};
 }
 

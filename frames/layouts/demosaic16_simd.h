@@ -9,23 +9,33 @@
 
 namespace frames {
 
-/// Means of unsigned words that drop the fraction, of what enter() makes of samples and leave()
-/// makes samples again. Sums of four samples of up to 14 bits fit into a word. Others are their
-/// complements in between: averages round up, which is down for these.
+/// The sum of two samples. Of samples of up to 14 bits even two sums fit into a word.
 template <class V, bool kUpTo14>
-struct Means {
-    static Words<V> enter(Words<V> a) { return kUpTo14 ? a : ~a; }
-    static Words<V> leave(Words<V> a) { return kUpTo14 ? a : ~a; }
+struct SumOfTwo {
+    Words<V> sum;
 
-    static Words<V> of2(Words<V> a, Words<V> b) {
-        if constexpr (kUpTo14) return (a + b) >> 1;
-        return V::average(a, b);
+    static SumOfTwo of(Words<V> a, Words<V> b) { return {a + b}; }
+    /// Of each place, a word of one of both.
+    template <class F>
+    static SumOfTwo choose(SumOfTwo a, SumOfTwo b, F words) {
+        return {words(a.sum, b.sum)};
     }
-    static Words<V> of4(Words<V> a, Words<V> b, Words<V> c, Words<V> d) {
-        if constexpr (kUpTo14) return (a + b + c + d) >> 2;
-        // One too much where all three averages were rounded.
-        const Words<V> ab = V::average(a, b), cd = V::average(c, d);
-        return V::average(ab, cd) - ((a ^ b) & (c ^ d) & (ab ^ cd) & uint16_t{1});
+    static Words<V> quarter(SumOfTwo a, SumOfTwo b) { return (a.sum + b.sum) >> 2; }
+};
+/// Others are kept as half of it, rounded up, and in the lowest bit of `rounded` whether it was.
+template <class V>
+struct SumOfTwo<V, false> {
+    Words<V> half, rounded;
+
+    static SumOfTwo of(Words<V> a, Words<V> b) { return {V::average(a, b), a ^ b}; }
+    template <class F>
+    static SumOfTwo choose(SumOfTwo a, SumOfTwo b, F words) {
+        return {words(a.half, b.half), words(a.rounded, b.rounded)};
+    }
+    /// However often it was rounded up on the way, that is one too much.
+    static Words<V> quarter(SumOfTwo a, SumOfTwo b) {
+        return V::average(a.half, b.half) -
+               (((a.half ^ b.half) | a.rounded | b.rounded) & uint16_t{1});
     }
 };
 
@@ -84,6 +94,17 @@ template <class V, size_t kOutput>
     (std::make_index_sequence<kVectorBytes<V> / 2>());
 }
 
+/// Words of `third` for channel kChannel, of a for the others.
+template <class V, size_t kChannel, size_t kOutput>
+[[gnu::always_inline]] inline Words<V> blend_third(Words<V> a, Words<V> third) {
+    return [&]<size_t... kIndex>(std::index_sequence<kIndex...>) {
+        constexpr size_t kCount = sizeof...(kIndex);
+        return __builtin_shufflevector(
+            a, third, ((kCount * kOutput + kIndex) % 3 == kChannel ? kIndex + kCount : kIndex)...);
+    }
+    (std::make_index_sequence<kVectorBytes<V> / 2>());
+}
+
 template <class V>
 [[gnu::always_inline]] inline void store_pixels(uint16_t* out, Words<V> c0, Words<V> c1,
                                                 Words<V> c2) {
@@ -120,6 +141,8 @@ void for_each_block(size_t pixels, Block block) {
 
 template <class V, bool kChromaFirst, bool kOwnFirst>
 struct Demosaic16Rows {
+    static constexpr size_t kChroma = kChromaFirst ? 0 : 1;
+
     static Words<V> load(const uint16_t* p) { return load_vector<V, Words<V>>(p); }
 
     template <size_t kPlace>
@@ -136,95 +159,151 @@ struct Demosaic16Rows {
     template <bool kUpTo14>
     static void nearest(const uint16_t* line, const uint16_t* across, uint16_t* out,
                         size_t pixels) {
-        constexpr size_t kChroma = kChromaFirst ? 0 : 1;
         for_each_block<V>(pixels, [&](size_t x) {
             const Words<V> s = load(line + x), t = load(across + x);
             // Greens of the row are beside the chroma sites, those of the other row below them.
-            using Mean = Means<V, kUpTo14>;
-            const Words<V> mean =
-                Mean::leave(Mean::of2(Mean::enter(of_pair<1 - kChroma>(s)), Mean::enter(t)));
+            const Words<V> green = of_pair<1 - kChroma>(s);
+            // Averages round up, which is down for complements.
+            const Words<V> mean = kUpTo14 ? (green + t) >> 1 : ~V::average(~green, ~t);
             store_own_green_other<V, kOwnFirst>(out + 3 * x, of_pair<kChroma>(s),
                                                 blend_sites<V, kChroma>(mean, s),
                                                 of_pair<1 - kChroma>(t));
         });
     }
 
+    /// `up_down` are the sums of the samples above and below; `aside` are at green sites the same,
+    /// at chroma sites those of the neighbour that is in another pair.
     template <bool kUpTo14>
     static void store_bilinear(uint16_t* out, Words<V> left, Words<V> own, Words<V> right,
-                               Words<V> up, Words<V> down, Words<V> corners) {
-        using Mean = Means<V, kUpTo14>;
-        constexpr size_t kChroma = kChromaFirst ? 0 : 1;
-        const Words<V> cross = Mean::of4(left, right, up, down);
-        store_own_green_other<V, kOwnFirst>(
-            out, Mean::leave(blend_sites<V, kChroma>(own, Mean::of2(left, right))),
-            Mean::leave(blend_sites<V, kChroma>(cross, own)),
-            Mean::leave(blend_sites<V, kChroma>(corners, Mean::of2(up, down))));
+                               SumOfTwo<V, kUpTo14> up_down, SumOfTwo<V, kUpTo14> aside) {
+        using Sum = SumOfTwo<V, kUpTo14>;
+        const Sum left_right = Sum::of(left, right);
+        const auto at_chroma = [](Words<V> a, Words<V> b) { return blend_sites<V, kChroma>(a, b); };
+        const auto at_green = [](Words<V> a, Words<V>) { return of_pair<1 - kChroma>(a); };
+        store_sites(out, own, Sum::quarter(left_right, Sum::choose(up_down, left_right, at_chroma)),
+                    Sum::quarter(Sum::choose(up_down, up_down, at_green), aside));
     }
     template <bool kUpTo14>
     static void bilinear_block(const uint16_t* u, const uint16_t* s, const uint16_t* d,
                                uint16_t* out) {
-        using Mean = Means<V, kUpTo14>;
-        const auto at = [](const uint16_t* p) { return Mean::enter(load(p)); };
-        const Words<V> corners = Mean::of4(at(u - 1), at(u + 1), at(d - 1), at(d + 1));
-        store_bilinear<kUpTo14>(out, at(s - 1), at(s), at(s + 1), at(u), at(d), corners);
+        using Sum = SumOfTwo<V, kUpTo14>;
+        constexpr ptrdiff_t kAside = kChromaFirst ? -1 : 1;
+        const Sum up_down = Sum::of(load(u), load(d));
+        const Sum aside =
+            Sum::choose(Sum::of(load(u + kAside), load(d + kAside)), up_down,
+                        [](Words<V> a, Words<V> b) { return blend_sites<V, kChroma>(a, b); });
+        store_bilinear<kUpTo14>(out, load(s - 1), load(s), load(s + 1), up_down, aside);
     }
 
-    /// Blocks from x on that have another block on either side; returns where they end. Words are
-    /// moved within registers, because 64-byte loads from beside a block cross a cache line, which
-    /// takes twice the time.
+    /// Blocks from the first pixel on while another block is behind them; `to_end` says whether the
+    /// last one of a row may be made, too. Returns where they end. Words are moved within
+    /// registers, because 64-byte loads from beside a block cross a cache line, which takes twice
+    /// the time.
     template <bool kUpTo14>
     static size_t bilinear_run(const uint16_t* above, const uint16_t* line, const uint16_t* below,
-                               uint16_t* out, size_t x, size_t width) requires WholeVector<V> {
+                               uint16_t* out, size_t width, bool to_end) requires WholeVector<V> {
         constexpr size_t kBlock = kVectorBytes<V> / 2;
-        if (x + kBlock > width) return x;
+        using Sum = SumOfTwo<V, kUpTo14>;
         struct Column {
-            Words<V> up, own, down;
+            Words<V> own;
+            Sum up_down;
         };
         const auto column = [&](size_t at) {
-            using Mean = Means<V, kUpTo14>;
-            return Column{Mean::enter(load(above + at)), Mean::enter(load(line + at)),
-                          Mean::enter(load(below + at))};
+            return Column{load(line + at), Sum::of(load(above + at), load(below + at))};
         };
-        Column before = column(x - kBlock), a = column(x);
+        // What stands for the column beyond a row's end.
+        const auto mirrored = [](const Column& a, auto word) {
+            return Column{word(a.own, a.own), Sum::choose(a.up_down, a.up_down, word)};
+        };
+        const auto make = [&](size_t x, const Column& before, const Column& a,
+                              const Column& behind) {
+            const auto aside = kChromaFirst ? Sum::choose(before.up_down, a.up_down, chroma_before)
+                                            : Sum::choose(a.up_down, behind.up_down, chroma_behind);
+            store_bilinear<kUpTo14>(out + 3 * x, moved<kBlock - 1, kBlock - 1>(before.own, a.own),
+                                    a.own, moved<1, 1>(a.own, behind.own), a.up_down, aside);
+        };
+        if (2 * kBlock > width) return 0;
+        size_t x = 0;
+        Column a = column(0), before = mirrored(a, moved<2, 2>);
         for (; x + 2 * kBlock <= width; x += kBlock) {
             const Column behind = column(x + kBlock);
-            Words<V> corners;
-            if constexpr (kUpTo14)
-                corners = (word_before(before.up + before.down, a.up + a.down) +
-                           word_behind(a.up + a.down, behind.up + behind.down)) >>
-                          2;
-            else
-                corners = Means<V, false>::of4(
-                    word_before(before.up, a.up), word_behind(a.up, behind.up),
-                    word_before(before.down, a.down), word_behind(a.down, behind.down));
-            store_bilinear<kUpTo14>(out + 3 * x, word_before(before.own, a.own), a.own,
-                                    word_behind(a.own, behind.own), a.up, a.down, corners);
+            make(x, before, a, behind);
             before = a;
             a = behind;
         }
+        if (x + kBlock == width && to_end) {
+            make(x, before, a, mirrored(a, moved<kBlock - 2, kBlock - 2>));
+            x = width;
+        }
         return x;
     }
-    /// The words one place before, and behind, of vectors that lie side by side.
-    static Words<V> word_before(Words<V> before, Words<V> a) {
-        return moved<kVectorBytes<V> - 2>(before, a);
-    }
-    static Words<V> word_behind(Words<V> a, Words<V> behind) { return moved<2>(a, behind); }
-    template <size_t kFirst>
+    /// Words of vectors that lie side by side: at even places from kEven on, at odd ones from kOdd.
+    template <size_t kEven, size_t kOdd>
     static Words<V> moved(Words<V> a, Words<V> b) {
         static constexpr VectorBytes<V> kIndices = [] {
             VectorBytes<V> indices{};
             for (size_t i = 0; i < kVectorBytes<V>; ++i)
-                indices.at[i] = static_cast<uint8_t>(kFirst + i);
+                indices.at[i] = static_cast<uint8_t>(2 * (i / 2 % 2 == 0 ? kEven : kOdd) + i);
             return indices;
         }();
         return (Words<V>)V::permute2((Bytes<V>)a, (Bytes<V>)b,
                                      load_vector<V, Bytes<V>>(kIndices.at));
     }
+    static Words<V> chroma_before(Words<V> before, Words<V> a) {
+        return moved<kVectorBytes<V> / 2 - 1, kVectorBytes<V> / 2>(before, a);
+    }
+    static Words<V> chroma_behind(Words<V> a, Words<V> behind) { return moved<0, 1>(a, behind); }
+
+    /// `own` are the samples, `missing` what lies in their row and column: the green of chroma
+    /// sites, the own colour of green sites. `other` is the other chroma.
+    static void store_sites(uint16_t* out, Words<V> own, Words<V> missing, Words<V> other) {
+        if constexpr (WholeVector<V>) {
+            constexpr size_t kOther = kOwnFirst ? 2 : 0;
+            other = spread_words<V, kOther>(other);
+            const auto store = [&]<size_t kOutput>() {
+                store_vector<V>(
+                    out + kOutput * kVectorBytes<V> / 2,
+                    blend_third<V, kOther, kOutput>(spread_two<kOutput>(own, missing), other));
+            };
+            store.template operator()<0>();
+            store.template operator()<1>();
+            store.template operator()<2>();
+        } else {
+            store_own_green_other<V, kOwnFirst>(out, blend_sites<V, kChroma>(own, missing),
+                                                blend_sites<V, kChroma>(missing, own), other);
+        }
+    }
+    /// Words of two vectors for their places in output kOutput of three.
+    template <size_t kOutput>
+    static Words<V> spread_two(Words<V> own, Words<V> missing) {
+        static constexpr VectorBytes<V> kIndices = [] {
+            VectorBytes<V> indices{};
+            for (size_t i = 0; i < kVectorBytes<V>; ++i) {
+                const size_t word = kOutput * kVectorBytes<V> / 2 + i / 2, pixel = word / 3;
+                const bool is_green = word % 3 == 1, is_own = is_green == (pixel % 2 != kChroma);
+                const size_t at = 2 * pixel + i % 2;
+                indices.at[i] = static_cast<uint8_t>(is_own ? at : kVectorBytes<V> + at);
+            }
+            return indices;
+        }();
+        return (Words<V>)V::permute2((Bytes<V>)own, (Bytes<V>)missing,
+                                     load_vector<V, Bytes<V>>(kIndices.at));
+    }
+
+    /// The first or last pixel of a row: the neighbour `inner` stands for the one beyond, too.
+    static void bilinear_end(const uint16_t* above, const uint16_t* line, const uint16_t* below,
+                             size_t x, size_t inner, uint16_t* out) {
+        const bool is_chroma = x % 2 == kChroma;
+        const size_t vertical = is_chroma ? inner : x;
+        out += 3 * x;
+        out[kOwnFirst ? 0 : 2] = line[is_chroma ? x : inner];
+        out[1] = line[is_chroma ? inner : x];
+        out[kOwnFirst ? 2 : 0] = static_cast<uint16_t>((above[vertical] + below[vertical]) >> 1);
+    }
 
     /// Green and, of chroma sites, the difference to it.
     static void adaptive_green(const uint16_t* const* rows, ptrdiff_t column, uint16_t* green,
                                int32_t* differences, size_t pixels, uint16_t largest) {
-        constexpr size_t kChroma = kChromaFirst ? 0 : 1;
         const uint16_t *r0 = rows[0] + column, *r1 = rows[1] + column, *r2 = rows[2] + column,
                        *r3 = rows[3] + column, *r4 = rows[4] + column;
         for_each_block<V>(pixels, [&](size_t x) {
@@ -245,7 +324,6 @@ struct Demosaic16Rows {
     static void adaptive_color(const uint16_t* line, const uint16_t* green,
                                const int32_t* const* differences, uint16_t* out, size_t pixels,
                                uint16_t largest) {
-        constexpr size_t kChroma = kChromaFirst ? 0 : 1;
         for_each_block<V>(pixels, [&](size_t x) {
             const int32_t *above = differences[0] + x, *own = differences[1] + x,
                           *below = differences[2] + x;
@@ -316,58 +394,67 @@ void with_row_kind(Demosaic16Row row, F f) {
     f(Demosaic16Rows<V, false, false>());
 }
 
-[[gnu::always_inline]] inline uint16_t largest16(Demosaic16Row row) {
+[[gnu::always_inline]] inline uint16_t largest16(const Demosaic16Row& row) {
     return static_cast<uint16_t>((1U << row.depth) - 1);
 }
 
 template <class V>
 [[gnu::flatten]] void nearest16_row(const uint16_t* line, const uint16_t* across, uint16_t* out,
-                                    size_t pixels, Demosaic16Row row) {
+                                    size_t pixels, const Demosaic16Row& row) {
     with_row_kind<V>(row, [&](auto rows) {
         if (row.depth <= 14) return rows.template nearest<true>(line, across, out, pixels);
         rows.template nearest<false>(line, across, out, pixels);
     });
 }
 
-/// Blocks begin where the lines of a picture may begin, but for the first and the last. Pixels at
-/// odd columns are of the other kind of site.
+/// Blocks begin where the lines of a picture may begin, but for the last and, on levels with lanes,
+/// the first. Pixels at odd columns are of the other kind of site.
 template <class V, bool kChromaFirst, bool kOwnFirst, bool kUpTo14>
 [[gnu::flatten]] void bilinear16_blocks(const uint16_t* above, const uint16_t* line,
-                                        const uint16_t* below, uint16_t* out, size_t width) {
+                                        const uint16_t* below, uint16_t* out, size_t width,
+                                        size_t width_out) {
     constexpr size_t kBlock = kVectorBytes<V> / 2;
+    using Rows = Demosaic16Rows<V, kChromaFirst, kOwnFirst>;
     const auto odd_block = [&](size_t x) {
         Demosaic16Rows<V, !kChromaFirst, kOwnFirst>::template bilinear_block<kUpTo14>(
             above + x, line + x, below + x, out + 3 * x);
     };
-    odd_block(1);
-    size_t x = kBlock;
+    size_t x = 0;
     if constexpr (WholeVector<V>)
-        x = Demosaic16Rows<V, kChromaFirst, kOwnFirst>::template bilinear_run<kUpTo14>(
-            above, line, below, out, x, width);
+        x = Rows::template bilinear_run<kUpTo14>(above, line, below, out, width,
+                                                 width_out == width);
+    if (x == width) return;
+    if (x == 0) {
+        Rows::bilinear_end(above, line, below, 0, 1, out);
+        odd_block(1);
+        x = kBlock;
+    }
     for (; x + kBlock < width; x += kBlock)
-        Demosaic16Rows<V, kChromaFirst, kOwnFirst>::template bilinear_block<kUpTo14>(
-            above + x, line + x, below + x, out + 3 * x);
+        Rows::template bilinear_block<kUpTo14>(above + x, line + x, below + x, out + 3 * x);
     if (x + 1 < width) odd_block(width - 1 - kBlock);
+    if (width_out == width) Rows::bilinear_end(above, line, below, width - 1, width - 2, out);
 }
 
 template <class V>
 [[gnu::flatten]] void bilinear16_row(const uint16_t* above, const uint16_t* line,
                                      const uint16_t* below, uint16_t* out, size_t width,
-                                     Demosaic16Row row) {
-    const auto run = [&]<bool kChromaFirst, bool kOwnFirst>(
-                         Demosaic16Rows<V, kChromaFirst, kOwnFirst>) {
-        if (row.depth <= 14)
-            bilinear16_blocks<V, kChromaFirst, kOwnFirst, true>(above, line, below, out, width);
-        else
-            bilinear16_blocks<V, kChromaFirst, kOwnFirst, false>(above, line, below, out, width);
-    };
+                                     size_t width_out, const Demosaic16Row& row) {
+    const auto run =
+        [&]<bool kChromaFirst, bool kOwnFirst>(Demosaic16Rows<V, kChromaFirst, kOwnFirst>) {
+            if (row.depth <= 14)
+                bilinear16_blocks<V, kChromaFirst, kOwnFirst, true>(above, line, below, out, width,
+                                                                    width_out);
+            else
+                bilinear16_blocks<V, kChromaFirst, kOwnFirst, false>(above, line, below, out, width,
+                                                                     width_out);
+        };
     with_row_kind<V>(row, run);
 }
 
 template <class V>
 [[gnu::flatten]] void adaptive16_green_row(const uint16_t* const* rows, ptrdiff_t column,
                                            uint16_t* green, int32_t* differences, size_t pixels,
-                                           Demosaic16Row row) {
+                                           const Demosaic16Row& row) {
     with_row_kind<V>(row, [&](auto rows_of_kind) {
         rows_of_kind.adaptive_green(rows, column, green, differences, pixels, largest16(row));
     });
@@ -376,7 +463,7 @@ template <class V>
 template <class V>
 [[gnu::flatten]] void adaptive16_color_row(const uint16_t* line, const uint16_t* green,
                                            const int32_t* const* differences, uint16_t* out,
-                                           size_t pixels, Demosaic16Row row) {
+                                           size_t pixels, const Demosaic16Row& row) {
     with_row_kind<V>(row, [&](auto rows_of_kind) {
         rows_of_kind.adaptive_color(line, green, differences, out, pixels, largest16(row));
     });

@@ -30,6 +30,19 @@ struct Avx512 {
         memcpy(&bits, p, sizeof bits);
         return (Bytes)_mm512_movm_epi8(bits);
     }
+    static Words load_bit_words(const uint8_t* p) {
+        __mmask32 bits;
+        memcpy(&bits, p, sizeof bits);
+        return (Words)_mm512_maskz_mov_epi16(bits, _mm512_set1_epi16(1));
+    }
+    template <size_t kPiece>
+    static Bytes load_pieces(const uint8_t* p) {
+        if constexpr (kPiece == 1)
+            return (Bytes)_mm512_cvtepu8_epi64(_mm_loadl_epi64((const __m128i*)p));
+        if constexpr (kPiece == 2) return (Bytes)_mm512_cvtepu16_epi64(piece(p));
+        if constexpr (kPiece == 4)
+            return (Bytes)_mm512_cvtepu32_epi64(_mm256_loadu_si256((const __m256i*)p));
+    }
     static Words permute_words(Words a, Words indices) {
         return (Words)_mm512_permutexvar_epi16((__m512i)indices, (__m512i)a);
     }

@@ -165,7 +165,52 @@ void exchange16_row(const uint16_t* source, uint16_t* out, size_t pixels) {
                   reinterpret_cast<uint8_t*>(out), 6 * pixels);
 }
 
-/// Curves where two permutations look up any byte in 256: of four vectors, each channel's table.
+/// 256 bytes in which all bytes of a vector are looked up at once: by two permutations of what four
+/// vectors hold, or in 16 parts by the lower four bits, of which the upper four choose one.
+template <class V>
+class ByteTable {
+  public:
+    ByteTable() = default;
+    explicit ByteTable(const uint8_t* table) : parts_(table) {}
+
+    Bytes<V> look_up(Bytes<V> a) const { return of_parts<8>(a, a & uint8_t{15}, parts_); }
+
+  private:
+    /// Of 2 kParts parts. Their number's upper bit is that bit of `a`, moved to the top of a byte.
+    template <size_t kParts>
+    static Bytes<V> of_parts(Bytes<V> a, Bytes<V> low_bits, const uint8_t* parts) {
+        if constexpr (kParts == 0) {
+            return V::shuffle(V::broadcast(parts), low_bits);
+        } else {
+            constexpr int kUp = kParts == 8 ? 0 : kParts == 4 ? 1 : kParts == 2 ? 2 : 3;
+            const auto lower = of_parts<kParts / 2>(a, low_bits, parts);
+            const auto upper = of_parts<kParts / 2>(a, low_bits, parts + 16 * kParts);
+            return choose<V>((Bytes<V>)((Words<V>)a << kUp), upper, lower);
+        }
+    }
+
+    const uint8_t* parts_ = nullptr;
+};
+template <WholeVector V>
+class ByteTable<V> {
+  public:
+    ByteTable() = default;
+    explicit ByteTable(const uint8_t* table) {
+        static_assert(kVectorBytes<V> == 64);
+        for (size_t i = 0; i < 4; ++i)
+            parts_[i] = load_vector<V, Bytes<V>>(table + i * kVectorBytes<V>);
+    }
+    Bytes<V> look_up(Bytes<V> a) const {
+        return choose<V>(a, V::permute2(parts_[2], parts_[3], a),
+                         V::permute2(parts_[0], parts_[1], a));
+    }
+
+  private:
+    Bytes<V> parts_[4];
+};
+
+/// One table, or one for each of three channels. Three vectors of three channels have each channel
+/// at every place once: the bytes of a channel go to one vector, at their places.
 template <class V, int kChannels>
 class CurveBody {
   public:
@@ -174,48 +219,57 @@ class CurveBody {
     static constexpr size_t kWrites = kOut;
 
     explicit CurveBody(const uint8_t* curve) {
-        static_assert(kVectorBytes<V> == 64);
-        for (size_t i = 0; i < 4 * kTables; ++i)
-            tables_[i] = load_vector<V, Bytes<V>>(curve + i * kVectorBytes<V>);
+        for (size_t i = 0; i < kTables; ++i) tables_[i] = ByteTable<V>(curve + 256 * i);
     }
     void block(const uint8_t* source, uint8_t* out) const {
-#pragma GCC unroll 3
-        for (size_t i = 0; i < kVectors; ++i, source += kVectorBytes<V>, out += kVectorBytes<V>) {
-            const auto pixels = load_vector<V, Bytes<V>>(source);
-            Bytes<V> result = look_up(pixels, tables_);
-            if constexpr (kTables == 3) {
-                result &= of_channel(i, 0);
-                result |= look_up(pixels, tables_ + 4) & of_channel(i, 1);
-                result |= look_up(pixels, tables_ + 8) & of_channel(i, 2);
-                if constexpr (kChannels == 4) result |= pixels & of_channel(i, 3);
-            }
-            store_vector<V>(out, result);
+        const auto a = load_vector<V, Bytes<V>>(source);
+        if constexpr (kChannels == 1) {
+            store_vector<V>(out, tables_[0].look_up(a));
+        } else if constexpr (kChannels == 3) {
+            const auto b = load_vector<V, Bytes<V>>(source + kVectorBytes<V>);
+            const auto c = load_vector<V, Bytes<V>>(source + 2 * kVectorBytes<V>);
+            const Bytes<V> c0 = tables_[0].look_up(by_channel<0>(a, b, c));
+            const Bytes<V> c1 = tables_[1].look_up(by_channel<1>(a, b, c));
+            const Bytes<V> c2 = tables_[2].look_up(by_channel<2>(a, b, c));
+            store_vector<V>(out, of_channels<0>(c0, c1, c2));
+            store_vector<V>(out + kVectorBytes<V>, of_channels<1>(c0, c1, c2));
+            store_vector<V>(out + 2 * kVectorBytes<V>, of_channels<2>(c0, c1, c2));
+        } else {
+            const Bytes<V> first_two =
+                choose<V>(places<0, 4>(0), tables_[0].look_up(a), tables_[1].look_up(a));
+            const Bytes<V> last_two = choose<V>(places<0, 4>(2), tables_[2].look_up(a), a);
+            const Bytes<V> is_first_two = places<0, 4>(0) | places<0, 4>(1);
+            store_vector<V>(out, choose<V>(is_first_two, first_two, last_two));
         }
     }
 
   private:
     static constexpr size_t kTables = kChannels == 1 ? 1 : 3;
 
-    static Bytes<V> look_up(Bytes<V> a, const Bytes<V>* table) {
-        const Bytes<V> is_upper = (Bytes<V>)(a > uint8_t{127});
-        return (V::permute2(table[0], table[1], a) & ~is_upper) |
-               (V::permute2(table[2], table[3], a) & is_upper);
-    }
-    /// 255 where a byte of the block's vector `i` is of this channel.
-    static Bytes<V> of_channel(size_t i, size_t channel) {
+    /// 255 where the block's vector kVector has a byte of the channel.
+    template <size_t kVector, size_t kPeriod>
+    static Bytes<V> places(size_t channel) {
         struct Masks {
-            VectorBytes<V> of[kVectors][4];
+            VectorBytes<V> of[kPeriod];
         };
         static constexpr Masks kMasks = [] {
             Masks masks{};
-            for (size_t at = 0; at < kIn; ++at)
-                masks.of[at / kVectorBytes<V>][at % kChannels].at[at % kVectorBytes<V>] = 255;
+            for (size_t i = 0; i < kVectorBytes<V>; ++i)
+                masks.of[(kVector * kVectorBytes<V> + i) % kPeriod].at[i] = 255;
             return masks;
         }();
-        return load_vector<V, Bytes<V>>(kMasks.of[i][channel].at);
+        return load_vector<V, Bytes<V>>(kMasks.of[channel].at);
+    }
+    template <size_t kChannel>
+    static Bytes<V> by_channel(Bytes<V> a, Bytes<V> b, Bytes<V> c) {
+        return choose<V>(places<0, 3>(kChannel), a, choose<V>(places<1, 3>(kChannel), b, c));
+    }
+    template <size_t kVector>
+    static Bytes<V> of_channels(Bytes<V> c0, Bytes<V> c1, Bytes<V> c2) {
+        return choose<V>(places<kVector, 3>(0), c0, choose<V>(places<kVector, 3>(1), c1, c2));
     }
 
-    Bytes<V> tables_[4 * kTables];
+    ByteTable<V> tables_[kTables];
 };
 
 template <class V>

@@ -95,29 +95,65 @@ constexpr PickedBits<V> bits_of_words(SampleLayout layout) {
     }
     return picked;
 }
-/// Samples of less than a byte at the top of bytes.
-template <class V>
-constexpr PickedBits<V> bits_of_small(size_t depth) {
-    PickedBits<V> picked{};
-    for (size_t i = 0; i < kVectorBytes<V>; ++i) {
-        picked.bytes.at[i] = static_cast<uint8_t>(i / 8 * depth + i % 8);
-        picked.first.at[i] = static_cast<uint8_t>((i % 8 * depth + depth - 8) % 64);
-    }
-    return picked;
-}
 template <class V>
 inline Bytes<V> pick(Bytes<V> a, const PickedBits<V>& picked) {
     return V::bits_from(V::permute(a, load_vector<V, Bytes<V>>(picked.bytes.at)),
                         load_vector<V, Bytes<V>>(picked.first.at));
 }
 
-/// Samples of less than a byte on levels with lanes. All lanes get the same 16 bytes.
+/// Samples of less than a byte.
 template <class V, size_t kDepth>
-struct SmallSamples {
+struct SmallSamples;
+
+/// Of the source only a block's bytes are loaded: most of the 64-byte loads that begin a few bytes
+/// apart would cross a cache line.
+template <WholeVector V, size_t kDepth>
+struct SmallSamples<V, kDepth> {
+    static constexpr size_t kReadsTo16 = kVectorBytes<V> * kDepth / 16;
+    static constexpr size_t kReadsTo8 = kVectorBytes<V> * kDepth / 8;
+
+    static Words<V> words(const uint8_t* source) {
+        if constexpr (kDepth == 1) {
+            return V::load_bit_words(source);
+        } else {
+            const auto low_bits = (Words<V>)bits_of<2>(source);
+            return low_bits & static_cast<uint16_t>((1U << kDepth) - 1);
+        }
+    }
+    static Bytes<V> bytes_at_top(const uint8_t* source) {
+        if constexpr (kDepth == 1) {
+            return V::load_bits(source);
+        } else {
+            return bits_of<1>(source) & static_cast<uint8_t>(0x100 - (0x100 >> kDepth));
+        }
+    }
+
+  private:
+    /// Items of kItem bytes: bytes with samples at their top, words with samples at their bottom.
+    template <size_t kItem>
+    static Bytes<V> bits_of(const uint8_t* source) {
+        static constexpr VectorBytes<V> kFirst = [] {
+            VectorBytes<V> first{};
+            for (size_t i = 0; i < kVectorBytes<V>; ++i) {
+                const size_t at = i % 8 / kItem * kDepth;
+                first.at[i] = static_cast<uint8_t>(kItem == 1 ? (at + kDepth - 8) % 64 : at);
+            }
+            return first;
+        }();
+        return V::bits_from(V::template load_pieces<kDepth / kItem>(source),
+                            load_vector<V, Bytes<V>>(kFirst.at));
+    }
+};
+
+/// On levels with lanes all lanes get the same 16 bytes.
+template <class V, size_t kDepth>
+requires(!WholeVector<V>) struct SmallSamples<V, kDepth> {
+    static constexpr size_t kReadsTo16 = 16, kReadsTo8 = 16;
+
     static Bytes<V> picked(const uint8_t* source, const VectorBytes<V>& indices) {
         return V::shuffle(V::broadcast(source), load_vector<V, Bytes<V>>(indices.at));
     }
-    static Words<V> words_at_top(const uint8_t* source) {
+    static Words<V> words(const uint8_t* source) {
         static constexpr VectorBytes<V> kIndices = [] {
             VectorBytes<V> indices{};
             for (size_t i = 0; i < kVectorBytes<V>; ++i)
@@ -130,7 +166,7 @@ struct SmallSamples {
                 factors.at[i] = static_cast<uint16_t>(1U << (16 - kDepth - i * kDepth % 8));
             return factors;
         }();
-        return (Words<V>)picked(source, kIndices) * words_in_lanes<V>(kFactors);
+        return (Words<V>)picked(source, kIndices) * words_in_lanes<V>(kFactors) >> (16 - kDepth);
     }
     /// Each byte gets the one that its sample lies in. Of a word, only its two samples are left;
     /// multiplied, they stand at the tops of its bytes, where nothing was added to them.
@@ -261,21 +297,10 @@ struct Unpack {
         return lanes;
     }
 
-    static Bytes<V> small_bytes(const uint8_t* block) {
-        if constexpr (!kIsWhole) {
-            return SmallSamples<V, kDepth>::bytes_at_top(block);
-        } else if constexpr (kDepth == 1) {
-            return V::load_bits(block);
-        } else {
-            static constexpr PickedBits<V> kPicked = bits_of_small<V>(kDepth);
-            return pick<V>(load_vector<V, Bytes<V>>(block), kPicked) &
-                   static_cast<uint8_t>(0x100 - (0x100 >> kDepth));
-        }
-    }
     /// The upper 8 bits of a block.
     static Bytes<V> upper_8(const uint8_t* block) {
         if constexpr (kDepth < 8) {
-            return small_bytes(block);
+            return SmallSamples<V, kDepth>::bytes_at_top(block);
         } else if constexpr (kBytes) {
             return load_vector<V, Bytes<V>>(block);
         } else if constexpr (kIsWhole) {
@@ -306,24 +331,27 @@ struct Unpack {
 
     struct To16 {
         static constexpr size_t kIn = kHalfBytes, kOut = kVectorBytes<V>, kWrites = kOut;
-        static constexpr size_t kReads = kDepth <= 8 && !kIsWhole ? 16 : kHalfReads;
+        static constexpr size_t kReads = [] {
+            if constexpr (kDepth < 8) return SmallSamples<V, kDepth>::kReadsTo16;
+            return kBytes && !kIsWhole ? 16 : kHalfReads;
+        }();
         static void block(const uint8_t* source, uint8_t* out) {
             if constexpr (kBytes)
                 store_vector<V>(out, load_widened<V>(source));
+            else if constexpr (kDepth < 8)
+                store_vector<V>(out, SmallSamples<V, kDepth>::words(source));
             else if constexpr (kWords || kIsWhole)
                 store_vector<V>(out, samples(load_vector<V, Bytes<V>>(source)));
-            else if constexpr (kDepth < 8)
-                store_vector<V>(out,
-                                SmallSamples<V, kDepth>::words_at_top(source) >> (16 - kDepth));
             else
                 store_vector<V>(out, samples(V::load_lanes(source, kLaneBytes)));
         }
     };
     struct To8 {
         static constexpr size_t kIn = 2 * kHalfBytes, kOut = kVectorBytes<V>, kWrites = kOut;
-        static constexpr size_t kReads = kDepth > 8           ? kHalfBytes + kHalfReads
-                                         : kBytes || kIsWhole ? kVectorBytes<V>
-                                                              : 16;
+        static constexpr size_t kReads = [] {
+            if constexpr (kDepth < 8) return SmallSamples<V, kDepth>::kReadsTo8;
+            return kBytes ? kVectorBytes<V> : kHalfBytes + kHalfReads;
+        }();
         static void block(const uint8_t* source, uint8_t* out) {
             store_vector<V>(out, upper_8(source));
         }

@@ -22,6 +22,8 @@
 //                               `first` of these on
 //   permute_words(a, indices)   words of the whole vector
 //   load_bits(p)                bytes of 0 or 255 for as many bits
+//   load_bit_words(p)           words of 0 or 1 for as many bits
+//   load_pieces<kBytes>(p)      for every 8 bytes the next 1, 2 or 4 bytes from p on, and zeros
 //
 // All else is arithmetic on the compilers' vector types, the same text for every width. Every
 // function here is a template over V, so that each level has its own copies.
@@ -41,6 +43,7 @@ inline constexpr size_t kVectorBytes = 16 * V::kLanes;
 template <class V>
 struct VectorTypes {
     typedef uint8_t Bytes __attribute__((vector_size(16 * V::kLanes)));
+    typedef int8_t SignedBytes __attribute__((vector_size(16 * V::kLanes)));
     typedef uint16_t Words __attribute__((vector_size(16 * V::kLanes)));
     typedef int16_t SignedWords __attribute__((vector_size(16 * V::kLanes)));
     typedef int32_t Dwords __attribute__((vector_size(16 * V::kLanes)));
@@ -48,6 +51,8 @@ struct VectorTypes {
 };
 template <class V>
 using Bytes = typename VectorTypes<V>::Bytes;
+template <class V>
+using SignedBytes = typename VectorTypes<V>::SignedBytes;
 template <class V>
 using Words = typename VectorTypes<V>::Words;
 template <class V>
@@ -91,6 +96,12 @@ inline T load_vector(const void* p) {
 template <class V, class T>
 inline void store_vector(void* p, T a) {
     memcpy(p, &a, sizeof a);
+}
+
+/// Bytes of a where the top bit of those of `of_a` is set, else of b.
+template <class V>
+inline Bytes<V> choose(Bytes<V> of_a, Bytes<V> a, Bytes<V> b) {
+    return (SignedBytes<V>)of_a < 0 ? a : b;
 }
 
 template <class V>
@@ -180,10 +191,12 @@ inline void copy_few(uint8_t* to, const uint8_t* from, size_t bytes) {
 /// Blocks that read and write nothing else than what may be read and written.
 template <class Body>
 [[gnu::always_inline]] inline size_t whole_blocks(size_t readable, size_t out_bytes) {
-    if (readable < Body::kReads || out_bytes < Body::kWrites) return 0;
-    const size_t read = (readable - Body::kReads) / Body::kIn + 1;
+    if (out_bytes < Body::kWrites) return 0;
     const size_t written = (out_bytes - Body::kWrites) / Body::kOut + 1;
-    return read < written ? read : written;
+    // Most rows have others behind them and need no division by what a block reads.
+    if ((written - 1) * Body::kIn + Body::kReads <= readable) [[likely]]
+        return written;
+    return readable < Body::kReads ? 0 : (readable - Body::kReads) / Body::kIn + 1;
 }
 
 /// What whole blocks leave over, with copies in buffers. (A function of its own: rows without such
@@ -227,13 +240,17 @@ template <class V, class Body>
 inline void run_blocks(const Body& body, const uint8_t* source, size_t in_bytes, size_t readable,
                        uint8_t* out, size_t out_bytes) {
     const size_t blocks = whole_blocks<Body>(readable, out_bytes);
-    for (size_t i = 0; i < blocks / 2; ++i) {
-        body.block(source, out);
-        body.block(source + Body::kIn, out + Body::kOut);
-        source += 2 * Body::kIn;
-        out += 2 * Body::kOut;
+    // Small blocks take little longer than the loop's own instructions.
+    constexpr size_t kTogether = Body::kOut < 64 ? 4 : 2;
+    size_t left = blocks;
+    for (; left >= kTogether; left -= kTogether) {
+#pragma GCC unroll 4
+        for (size_t i = 0; i < kTogether; ++i)
+            body.block(source + i * Body::kIn, out + i * Body::kOut);
+        source += kTogether * Body::kIn;
+        out += kTogether * Body::kOut;
     }
-    if (blocks % 2 != 0) {
+    for (; left != 0; --left) {
         body.block(source, out);
         source += Body::kIn;
         out += Body::kOut;
