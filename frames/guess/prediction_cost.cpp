@@ -1,5 +1,7 @@
 #include "guess/prediction_cost.h"
 
+#include "guess/metadata.h"
+
 #include <algorithm>
 #include <array>
 #include <bit>
@@ -268,7 +270,6 @@ std::vector<std::int64_t> chunk_starts(std::int64_t window, std::int64_t phase) 
 }
 
 constexpr double kImpossible = 9;
-constexpr std::int64_t kLongestHeader = 8192;
 constexpr double kNearlyAll = 0.995;
 constexpr double kFewForeign = 0.02;  // of the groups: headers and chunks have such bytes
 

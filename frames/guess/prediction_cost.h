@@ -25,6 +25,9 @@ struct Hypothesis {
     std::int64_t width = 0;
     std::int64_t pitch_bits = 0;  ///< from row to row
     std::int64_t start = 0;       ///< bytes before the first row
+
+    /// Rows from a sample to the next of the same colour.
+    std::int64_t lines() const { return is_mosaic ? 2 : 1; }
 };
 
 /// Tries every phase of a coding: `phases` is 1 where the first group is known to be at `first`.

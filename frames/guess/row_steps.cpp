@@ -1,5 +1,7 @@
 #include "guess/row_steps.h"
 
+#include "guess/metadata.h"
+
 #include <algorithm>
 #include <cstdlib>
 
@@ -10,7 +12,6 @@ constexpr std::int64_t kTypicalRows = 48;
 constexpr std::int64_t kSeamRows = 96;
 constexpr std::size_t kComparedSamples = 256;
 constexpr double kClearSeam = 2.5;  // times the second largest column
-constexpr std::int64_t kLongestHeader = 8192;
 
 }  // namespace
 
@@ -20,7 +21,7 @@ RowSteps::RowSteps(ByteSource& source, std::span<const std::uint8_t> window,
       window_(window),
       hypothesis_(hypothesis),
       row_bits_(hypothesis.fit->coding.row_bits(hypothesis.width)) {
-    const std::int64_t lines = hypothesis.is_mosaic ? 2 : 1;
+    const auto lines = hypothesis.lines();
     const auto first = 8 * (hypothesis.start + kLongestHeader);
     const auto rows =
         (8 * std::min(static_cast<std::int64_t>(window.size()), hypothesis.fit->reach) - first) /

@@ -23,7 +23,4 @@ struct Candidate {
 std::vector<Candidate> search(ByteSource& source, std::span<const std::uint8_t> window,
                               const imgcnv_frame& known, std::vector<CodingFit>& fits);
 
-/// Bits per byte when bytes are coded one by one, without looking at others.
-double plain_entropy(std::span<const std::uint8_t> bytes);
-
 }  // namespace frames
