@@ -46,9 +46,12 @@ class Choice {
             entropy > kNoise && std::all_of(all.begin(), all.end(), [&](const auto& fits) {
                 return fits.front().coding_bits > kUnpredicted * entropy;
             });
-        // Single bits are easily predicted: what they cost says nothing against other codings.
+        // Single bits are easily predicted, and so are samples of 10 bits between which GigE
+        // Vision's packing leaves bits out: what they cost says nothing against other codings.
         const auto best = std::find_if(all.begin(), all.end(), [](const auto& fits) {
-            return fits.front().coding.format->depth > 1;
+            const auto& format = *fits.front().coding.format;
+            return format.depth > 1 &&
+                   !(format.layout == IMGCNV_LAYOUT_PACKED && format.depth == 10);
         });
         const auto most = best == all.end() ? std::numeric_limits<double>::infinity()
                                             : bits(*best) + kWorseCodings;

@@ -75,7 +75,7 @@ RowStep FrameSeries::boundary_step(const Placement& placement) {
     const auto gap = placement.gap, count = placement.frames;
     const auto bytes = frame_bytes(pitch_, placement.height) + gap;
     const auto stride = std::max<std::int64_t>(1, (count - 1) / 8);
-    RowStep sum{0, 0};
+    RowStep sum{0, 0, 0};
     double seen = 0;
     for (std::int64_t frame = 1; frame < count; frame += stride) {
         const auto begin = 8 * (placement.skip + frame * bytes);
@@ -83,9 +83,10 @@ RowStep FrameSeries::boundary_step(const Placement& placement) {
         if (!step.is_known()) continue;
         sum.median += step.median;
         sum.mean += step.mean;
+        sum.shift += step.shift;
         ++seen;
     }
-    return seen > 0 ? RowStep{sum.median / seen, sum.mean / seen} : RowStep{};
+    return seen > 0 ? RowStep{sum.median / seen, sum.mean / seen, sum.shift / seen} : RowStep{};
 }
 
 }  // namespace frames

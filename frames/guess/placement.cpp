@@ -44,7 +44,7 @@ constexpr double kNoJump = 0.12;  // frames begin where the picture goes on
 constexpr double kJump = -0.04;
 constexpr double kMisread = 0.3;     // metadata that are taken for pixels, or pixels for metadata
 constexpr double kHalvesDoubt = 24;  // bits of evidence
-constexpr double kSameScene = -0.2;  // each frame shows what the one before showed
+constexpr double kSameScene = -0.3;  // each frame shows what the one before showed
 
 constexpr std::int64_t kLongestGap = 65536;
 constexpr std::array<std::int64_t, 14> kUsualLengths{16,  32,  48,  64,   80,   96,   128,
@@ -339,11 +339,14 @@ class Placer {
                     pixels > 0 ? steps_.step(end + pitch_ - row_ - hypothesis_.lines() * pitch_,
                                              end + pitch_ - row_, pixels)
                                : RowStep{};
-                if (between.is_known()) penalty += steps_.is_jump(between) ? kJump : kNoJump;
+                if (between.is_known() && steps_.is_jump(between))
+                    penalty += kJump;
+                else if (between.is_known() && !placement.is_gap_seen)
+                    penalty += kNoJump;
                 return;
             }
             const bool is_flat = steps_.mean() <= 0;
-            if (steps_.is_jump(step))
+            if (steps_.is_jump(step) || steps_.is_shift(step))
                 penalty += kJump;
             else if (!is_flat && step.mean < 1.2 * steps_.mean())
                 penalty += kNoJump;
@@ -398,11 +401,14 @@ class Placer {
         constexpr double kSure = 16;
         const auto frame = frame_bytes(pitch_, placement.height);
         // The bytes from `from` to `to` are said to be metadata, those around them pixels.
-        const auto judge = [&](std::int64_t from, std::int64_t to, std::int64_t begin) {
+        const auto verdict_on = [&](std::int64_t from, std::int64_t to, std::int64_t begin) {
             const auto first = std::max<std::int64_t>(0, from - kSeen);
             const auto last = std::min({size_, to + kSeen, from + kSeen + kLongestHeader});
             const auto bytes = source_.bytes(first, last - first, room_);
-            const auto verdict = metadata_.judge(bytes, first - begin, from - first, to - first);
+            return metadata_.judge(bytes, first - begin, from - first, to - first);
+        };
+        const auto judge = [&](std::int64_t from, std::int64_t to, std::int64_t begin) {
+            const auto verdict = verdict_on(from, to, begin);
             placement.penalty += kMisread * (1 - std::exp2(-verdict.deficit / kHalvesDoubt));
             placement.is_explained &= from == to || verdict.gain > kSure;
             return verdict.gain;
@@ -417,9 +423,15 @@ class Placer {
             const auto gain = judge(last + frame, size_, last);
             placement.penalty -= placement.of_left_over * certainty(gain);
         }
-        // Where frames follow each other, their dark borders would look like metadata.
+        // Where frames follow each other, their dark borders would look like metadata, too: that
+        // such bytes go on beyond the gap says less than what is in it.
         if (placement.frames < 2 || placement.gap == 0) return;
-        judge(skip + frame, skip + frame + placement.gap, skip);
+        const auto begin = skip + frame;
+        const auto verdict = verdict_on(begin, begin + placement.gap, skip);
+        placement.is_gap_seen = verdict.gain > kSure;
+        placement.is_explained &= placement.is_gap_seen;
+        const double misread = kMisread * (1 - std::exp2(-verdict.deficit / kHalvesDoubt));
+        placement.penalty += placement.is_gap_seen ? misread / 2 : misread;
     }
 
     std::int64_t size_, pitch_, row_;

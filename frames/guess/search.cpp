@@ -24,8 +24,10 @@ namespace {
 // the constants only settle ties.
 constexpr double kOddWidth = 0.02;  // sensors have even ones, mostly multiples of 4
 constexpr double kPaddingTaken = 0.005;
-constexpr double kPaddingOfARow = 0.05;    // as long as the row: rather several frames
-constexpr double kPaddingSeen = 0.1;       // columns of one value at the end of all rows
+constexpr double kPaddingOfARow = 0.05;  // as long as the row: rather several frames
+constexpr double kPaddingSeen = 0.1;     // columns of one value at the end of all rows
+// Nobody takes words for 8 bits and shifts them: they are small numbers in the other byte order.
+constexpr double kEmptyByte = 0.05;
 constexpr double kMosaic = 0.01;           // noise looks the same through both
 constexpr double kMayFitKnownSize = -0.1;  // behind a header of another length
 constexpr double kFillsFile = -0.06;
@@ -60,10 +62,10 @@ class Search {
         for (auto& candidate : candidates_)
             candidate.rank += against_channels(window_, candidate.hypothesis) +
                               against_evenness(window_, candidate.hypothesis);
-        weigh(6 * 1024, 1, 24, 0.8);
+        weigh(6 * 1024, 1, 32, 0.8);
         add_against_mosaic();
-        weigh(16 * 1024, 2, 14, 0.6);
-        weigh(32 * 1024, 4, 10, 0.5);
+        weigh(16 * 1024, 2, 18, 0.6);
+        weigh(32 * 1024, 4, 12, 0.5);
         return placed();
     }
 
@@ -94,9 +96,25 @@ class Search {
 
     void add_against_mosaic() {
         for (auto& candidate : candidates_)
-            if (const auto& hypothesis = candidate.hypothesis;
-                hypothesis.fit->coding.may_be_mosaic())
-                candidate.rank += mosaic_sites(window_, hypothesis).against(hypothesis.is_mosaic);
+            if (candidate.hypothesis.fit->coding.may_be_mosaic()) {
+                candidate.of_sites =
+                    against_sites(candidate.hypothesis, candidate.hypothesis.start, known_.height);
+                candidate.rank += candidate.of_sites;
+            }
+    }
+
+    /// Whether the frame that begins behind `skip` bytes should be a mosaic. Rows that begin within
+    /// one of the frame, or go on in the next frame, would exchange its sites. `height`: 0 where it
+    /// is not known.
+    double against_sites(Hypothesis hypothesis, std::int64_t skip, std::int64_t height) {
+        hypothesis.start = skip;
+        auto end = static_cast<std::int64_t>(window_.size());
+        if (height > 0) end = std::min(end, skip + frame_bytes(hypothesis.pitch_bits, height));
+        const auto [place, is_new] = sites_.try_emplace(
+            {hypothesis.fit, hypothesis.width, hypothesis.pitch_bits, skip, end});
+        if (is_new)
+            place->second = mosaic_sites(window_.first(static_cast<std::size_t>(end)), hypothesis);
+        return place->second.against(hypothesis.is_mosaic);
     }
 
     /// Many small frames fill files by chance.
@@ -164,6 +182,8 @@ class Search {
         if (known_.height == 0 && pitch * kSmallest > 8 * size_) return;
         start %= std::max<std::int64_t>(1, pitch / 8);
         if (known_.skip >= 0) start = known_.skip;
+        // Bits that are found to be unused are those of words at the coding's phase.
+        if (fit.dropped_bits > 0 && fit.coding.is_words() && (start - fit.phase) % 2 != 0) return;
         for (const bool is_mosaic : {false, true}) {
             if (is_mosaic && !fit.coding.may_be_mosaic()) continue;
             if (known_.format != 0 && is_mosaic != is_mosaic_known()) continue;
@@ -177,6 +197,7 @@ class Search {
             }
             double rank = penalty + rareness(fit.coding);
             if (is_mosaic) rank += kMosaic;
+            if (fit.has_empty_byte) rank += kEmptyByte;
             if (is_clear_pitch(fit, pitch, is_mosaic)) rank += kClearPitch;
             if (pitch != row && pitch % 32 != 0 && known_.stride == 0) rank += kUnalignedStride;
             if (known_.width == 0) {
@@ -375,6 +396,10 @@ class Search {
                 auto one = candidate;
                 one.placement = places[i];
                 one.rank += places[i].penalty;
+                if (one.hypothesis.fit->coding.may_be_mosaic())
+                    one.rank +=
+                        against_sites(one.hypothesis, one.placement.skip, one.placement.height) -
+                        one.of_sites;
                 if (known_.width == 0)
                     one.hypothesis.width =
                         width_without_padding(window_, one.hypothesis, one.placement);
@@ -397,6 +422,10 @@ class Search {
              std::size_t>
         seen_;
     std::map<std::tuple<const Format*, bool, std::int64_t>, PitchCandidates> pitches_;
+    /// By coding, width, pitch, begin and end.
+    std::map<std::tuple<const CodingFit*, std::int64_t, std::int64_t, std::int64_t, std::int64_t>,
+             MosaicSites>
+        sites_;
     std::set<std::int64_t> clear_pitches_;  ///< in bits, where the width is not known
     std::map<std::int64_t, std::vector<ConstantColumns>> padding_;  ///< by pitch in bytes
 };
