@@ -13,15 +13,17 @@ constexpr std::int64_t kSampledRows = 64, kSampledColumns = 512;
 constexpr std::size_t kRun = 16;
 
 struct Channel {
-    double count = 0, sum = 0, steps = 0, changes = 0;
+    double count = 0, sum = 0, steps = 0, near_steps = 0, changes = 0;
     unsigned used_bits = 0;
     double runs = 0, run_means = 0, squared_run_means = 0, squared_in_runs = 0;
 
-    void add(const std::vector<int>& plane) {
+    /// `apart`: how far the steps reach, in samples.
+    void add(const std::vector<int>& plane, std::size_t apart = 1) {
         for (std::size_t x = 1; x < plane.size(); ++x) {
             sum += plane[x];
             used_bits |= static_cast<unsigned>(plane[x]);
-            steps += std::abs(plane[x] - plane[x - 1]);
+            if (x >= apart) steps += std::abs(plane[x] - plane[x - apart]);
+            near_steps += std::abs(plane[x] - plane[x - 1]);
             changes += plane[x] != plane[x - 1];
         }
         count += plane.empty() ? 0 : static_cast<double>(plane.size() - 1);
@@ -98,7 +100,50 @@ double against_chroma_as_colours(const Channel& green, const Channel& red, const
     return lower < kOpposite || (are_quiet && higher < kApart) ? kChroma : 0;
 }
 
-double against_chroma(const Channel& luma, const Channel& u, const Channel& v, bool are_opposite) {
+/// Whether Y, U and V are colours at all. Most of their combinations are none: the darker or the
+/// brighter a pixel, the nearer its chroma is to 128, where samples of another kind lie anywhere.
+class YuvColours {
+  public:
+    void add_row(const RowSamples& row) {
+        const auto &luma = row.planes[0], &chroma_u = row.planes[1], &chroma_v = row.planes[2];
+        if (chroma_u.empty()) return;
+        const auto lumas = luma.size() / chroma_u.size();
+        for (std::size_t i = 0; i < chroma_u.size(); ++i) {
+            // The mean, since at an edge one of the pixels has the chroma of the other.
+            int y = 0;
+            for (std::size_t k = 0; k < lumas; ++k) y += luma[i * lumas + k];
+            y /= static_cast<int>(lumas);
+            const int u = chroma_u[i] - 128, v = chroma_v[i] - 128;
+            const int red = y + v * 359 / 256, blue = y + u * 454 / 256,
+                      green = y - (u * 88 + v * 183) / 256;
+            const auto [least, most] = std::minmax({red, green, blue});
+            outside_ += least < -kTolerance || most > 255 + kTolerance;
+            extreme_ += y < kDark || y > kBright;
+            neutral_ += u == 0 && v == 0;
+            grey_ += std::abs(y - 128) <= 1;
+            ++count_;
+        }
+    }
+
+    double outside() const { return count_ > 0 ? outside_ / count_ : 1; }
+    bool are_none() const { return outside_ > 0.1 * count_; }
+    /// Whether dark or bright pixels are there beside others, and all pixels are colours.
+    bool are_sure() const {
+        return are_possible() && extreme_ > 0.05 * count_ && extreme_ < 0.95 * count_;
+    }
+    bool are_possible() const { return outside_ < 0.01 * count_; }
+    /// Whether all chroma is that of grey although the luma is any.
+    bool are_grey() const { return neutral_ > 0.95 * count_ && grey_ < 0.5 * count_; }
+
+  private:
+    static constexpr int kTolerance = 24, kDark = 48, kBright = 208;
+    double count_ = 0, outside_ = 0, extreme_ = 0, neutral_ = 0, grey_ = 0;
+};
+
+double against_chroma(const Channel& luma, const Channel& u, const Channel& v,
+                      const YuvColours& colours, bool are_opposite) {
+    constexpr double kNoColours = 0.3, kSurelyColours = -0.2, kSurelyGrey = -0.25;
+    constexpr double kZigzag = 1.5;
     constexpr double kNoisiest = 0.9;
     constexpr double kQuietLuma = 0.3, kTinted = 0.15, kNeverSoTinted = 0.6, kNearGrey = -0.05;
     const auto step = [](const Channel& channel) { return channel.mean(channel.steps); };
@@ -106,11 +151,18 @@ double against_chroma(const Channel& luma, const Channel& u, const Channel& v, b
         return std::abs(channel.mean(channel.sum) - 128);
     };
     const auto farther = std::max(from_grey(u), from_grey(v));
-    double bits = farther > 85 ? kNeverSoTinted : farther > 40 ? kTinted : 0;
+    if (colours.are_grey()) return kSurelyGrey;
+    double bits = farther > 85                              ? kNeverSoTinted
+                  : farther > 40 && !colours.are_possible() ? kTinted
+                                                            : 0;
+    if (colours.are_none()) bits += kNoColours;
+    if (colours.are_sure()) bits += kSurelyColours;
     // Noise of the colours is as strong in U and V as in luma, but goes the opposite way.
     if (step(luma) > 0 && !are_opposite && std::max(step(u), step(v)) > kNoisiest * step(luma))
         bits += kQuietLuma;
-    return bits == 0 && farther < 20 ? kNearGrey : bits;
+    // U and V between lumas would make them zigzag.
+    if (luma.near_steps > kZigzag * luma.steps) bits += kNoColours;
+    return bits == 0 && farther < 20 && luma.changes > 0 ? kNearGrey : bits;
 }
 
 /// Where two colours show a picture, so does the third; low bits beside high ones are noise.
@@ -187,6 +239,8 @@ double against_channels(std::span<const std::uint8_t> window, const Hypothesis& 
         8 * hypothesis.start + fit.coding.row_bits((hypothesis.width - width) / 2 / 8 * 8);
     std::array<Channel, 4> sampled;
     CommonSteps of_red, of_blue;
+    // Bytes between frames may move the groups of all but the first.
+    YuvColours of_yuv, of_first_yuv;
     PackedTens tens;
     RowSamples row;
     std::int64_t counted = 0, following = 0;
@@ -196,12 +250,18 @@ double against_channels(std::span<const std::uint8_t> window, const Hypothesis& 
         tens.add_row(window.subspan(static_cast<std::size_t>(bit / 8),
                                     static_cast<std::size_t>(fit.coding.row_bits(width) / 8)));
         const std::size_t red = is_yuv_coding ? 1 : 4, blue = is_yuv_coding ? 2 : 5;
-        sampled[0].add(row.planes[0]);
+        // As far as from one sample of the chroma to the next: slopes go on.
+        sampled[0].add(row.planes[0],
+                       is_yuv_coding
+                           ? row.planes[0].size() / std::max<std::size_t>(1, row.planes[1].size())
+                           : 1);
         sampled[1].add(row.planes[red]);
         sampled[2].add(row.planes[blue]);
         sampled[3].add(row.planes[3]);
         of_red.add(row.planes[red], row.planes[0]);
         of_blue.add(row.planes[blue], row.planes[0]);
+        if (is_yuv_coding) of_yuv.add_row(row);
+        if (is_yuv_coding && y < rows / 6) of_first_yuv.add_row(row);
         ++counted;
         if (is_yuv_coding && row.planes[0].size() == row.planes[1].size())
             following += follows(row.planes[1], row.planes[0]);
@@ -221,7 +281,11 @@ double against_channels(std::span<const std::uint8_t> window, const Hypothesis& 
     const double colours = has_no_luma || 3 * following > counted ? kColours : 0;
     const bool are_opposite = fit.coding.format->layout == IMGCNV_LAYOUT_UYV &&
                               of_red.correlation() < kOpposite && of_blue.correlation() < kOpposite;
-    return against_chroma(sampled[0], sampled[1], sampled[2], are_opposite) + colours;
+    const bool is_first_better =
+        !of_yuv.are_possible() && of_first_yuv.outside() < of_yuv.outside();
+    return against_chroma(sampled[0], sampled[1], sampled[2],
+                          is_first_better ? of_first_yuv : of_yuv, are_opposite) +
+           colours;
 }
 
 }  // namespace frames

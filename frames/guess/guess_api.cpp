@@ -1,5 +1,6 @@
 #include "geometry/frame_geometry.h"
 #include "guess/answer.h"
+#include "guess/coding_choice.h"
 #include "guess/depth.h"
 #include "guess/file_kind.h"
 #include "guess/mosaic_sites.h"

@@ -9,6 +9,9 @@
 
 namespace frames {
 
+/// Bytes that stand before, between or behind frames are a few kilobytes at most.
+constexpr std::int64_t kLongestHeader = 8192;
+
 /// What tells headers, chunks and trailers from pixels. Metadata are runs of zeros and of text with
 /// some numbers between them; a frame's bytes have the statistics of the frame, which come from the
 /// middle of the window.

@@ -93,8 +93,14 @@ imgcnv_bayer_order MosaicSites::likeliest_order() const {
 
 double MosaicSites::against(bool is_mosaic) const {
     constexpr double kSure = 6, kFaint = 4, kMissed = 0.5, kProbablyMissed = 0.12, kNone = 0.3;
+    constexpr double kStrong = 1.25, kUneven = 0.3;
+    // Where nothing else differs, all samples of grey are one number, and so are both greens.
+    if (is_flat && is_mosaic) return std::min(falling, rising) > 0 ? kNone : 0;
+    if (is_flat) return falling + rising > 0 || sums[0] != sums[1] ? kMissed : 0;
     if (is_mosaic) return !has_green || (strength < 1 && diagonals < kFaint) ? kNone : 0;
     if (!has_green) return 0;
+    // Slopes make the diagonals of grey uneven too, and sites four apart even more so.
+    if (strength > kStrong && certainty() > kUneven) return kMissed;
     return diagonals > kSure ? kMissed : strength > 2 ? kProbablyMissed : 0;
 }
 
@@ -116,6 +122,9 @@ MosaicSites mosaic_sites(std::span<const std::uint8_t> window, const Hypothesis&
     }
     sites.strength = of_four > 0 ? of_two / of_four : of_two > 0 ? 10 : 1;
     sites.diagonals = diagonals_of(blocks);
+    sites.is_flat = blocks.size() > 1 && of_four <= 0 &&
+                    std::all_of(blocks.begin(), blocks.end(),
+                                [&](const Block& block) { return block == blocks.front(); });
     // Sites next to each other differ in a mosaic; U and V between lumas only differ along rows.
     sites.has_green = std::min(sites.falling, sites.rising) <= std::min(in_rows, in_columns);
     return sites;

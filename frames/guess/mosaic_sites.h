@@ -16,6 +16,7 @@ struct MosaicSites {
     double sums[4] = {};    ///< of the samples at the four sites, in reading order
     double strength = 1;    ///< of patterns of period 2 beside those of period 4, which scenes have
     double diagonals = 0;   ///< mean difference of the diagonals beside its standard error
+    bool is_flat = false;   ///< whether all blocks are the same: nothing but the sites differs
     bool has_green = true;  ///< whether a diagonal is as even as rows and columns are
 
     /// What speaks against green at the first site (GB, GR) or at the second (RG, BG), in bits per

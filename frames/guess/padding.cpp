@@ -1,5 +1,7 @@
 #include "guess/padding.h"
 
+#include "guess/metadata.h"
+
 #include <algorithm>
 #include <array>
 
@@ -9,11 +11,10 @@ std::vector<ConstantColumns> constant_columns(std::span<const std::uint8_t> wind
                                               std::int64_t pitch) {
     constexpr std::int64_t kRows = 64, kShortestRun = 3;
     constexpr std::size_t kRuns = 2;
-    constexpr std::int64_t kMostOfHeader = 8192;
     const auto rows = static_cast<std::int64_t>(window.size()) / pitch;
     if (rows < 8) return {};
     // Headers are in the first rows.
-    const auto first = std::min(rows / 4, kMostOfHeader / pitch + 1);
+    const auto first = std::min(rows / 4, kLongestHeader / pitch + 1);
     const auto stride = std::max<std::int64_t>(1, (rows - first) / kRows);
     const auto* base = window.data() + first * pitch;
     constexpr int kChanging = -1;

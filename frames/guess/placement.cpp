@@ -1,5 +1,6 @@
 #include "guess/placement.h"
 
+#include "guess/frame_series.h"
 #include "guess/known_sizes.h"
 #include "guess/metadata.h"
 #include "guess/row_steps.h"
@@ -43,17 +44,13 @@ constexpr double kNoJump = 0.12;  // frames begin where the picture goes on
 constexpr double kJump = -0.04;
 constexpr double kMisread = 0.3;     // metadata that are taken for pixels, or pixels for metadata
 constexpr double kHalvesDoubt = 24;  // bits of evidence
-constexpr double kSameScene = -0.2;  // each frame shows what the one before showed
+constexpr double kSameScene = -0.3;  // each frame shows what the one before showed
 
-constexpr std::int64_t kLongestHeader = 8192;
 constexpr std::int64_t kLongestGap = 65536;
-constexpr std::int64_t kFewestRows = 16;
 constexpr std::array<std::int64_t, 14> kUsualLengths{16,  32,  48,  64,   80,   96,   128,
                                                      192, 256, 512, 1024, 2048, 4096, 8192};
 constexpr std::int64_t kLostFrames = 64;  // fewer than without gaps
-constexpr std::int64_t kMostFrames = 64;  // of an unknown height
 constexpr std::size_t kCompared = 14;
-constexpr double kClearLikeness = 0.5;
 
 bool is_usual(std::int64_t bytes) {
     return std::find(kUsualLengths.begin(), kUsualLengths.end(), bytes) != kUsualLengths.end();
@@ -73,6 +70,7 @@ class Placer {
           known_(known),
           source_(source),
           steps_(source, window, hypothesis),
+          series_(steps_, hypothesis),
           metadata_(window, hypothesis) {
         const auto& fit = *hypothesis.fit;
         const auto column = steps_.seam(hypothesis.start, size_);
@@ -170,8 +168,9 @@ class Placer {
                 // Only where a header ends is there a reason to begin behind a whole row.
                 for (const auto first : {phase, of_seam}) {
                     const auto at = 8 * (first + skip);
-                    const auto step =
-                        at >= lines() * pitch_ ? steps_.step(at - lines() * pitch_, at) : RowStep{};
+                    const auto step = at >= hypothesis_.lines() * pitch_
+                                          ? steps_.step(at - hypothesis_.lines() * pitch_, at)
+                                          : RowStep{};
                     if (skip == 0 || !step.is_known() || steps_.is_jump(step)) offer(first + skip);
                 }
             }
@@ -180,7 +179,7 @@ class Placer {
         for (auto bit = size_ * 8 % pitch_; pitch_ % 8 != 0 && bit <= 8 * kLongestHeader;
              bit += pitch_)
             if (const auto skip = bit / 8; may_skip(skip)) {
-                const auto step = steps_.step(8 * skip - lines() * pitch_, 8 * skip);
+                const auto step = steps_.step(8 * skip - hypothesis_.lines() * pitch_, 8 * skip);
                 if (!step.is_known() || steps_.is_jump(step)) offer(skip);
             }
         for (const auto skip : begins) {
@@ -190,7 +189,8 @@ class Placer {
             if (!is_likely_begin(skip)) continue;
             const auto end = rows_before_trailer(skip, rows);
             if (end != rows) add({end, 1, skip, 0, 0, false});
-            for (const auto count : {frames_by_jumps(skip, rows), frames_by_scene(skip, rows)})
+            for (const auto count :
+                 {series_.frames_by_jumps(skip, rows), series_.frames_by_scene(skip, rows)})
                 if (count > 1) add({rows / count, count, skip, 0, 0, false});
         }
         add_with_gaps();
@@ -207,79 +207,15 @@ class Placer {
     std::int64_t rows_before_trailer(std::int64_t skip, std::int64_t rows) {
         const auto least = std::max(kFewestRows, rows - 8 * kLongestHeader / pitch_ - 1);
         for (auto y = rows - 1; y > least; --y)
-            if (steps_.is_jump(steps_.step(place(skip, y - lines()), place(skip, y)))) {
+            if (steps_.is_jump(steps_.step(place(skip, y - hypothesis_.lines()), place(skip, y)))) {
                 // Of a mosaic, the rows of both colours jump.
-                while (y > least && steps_.is_jump(steps_.step(place(skip, y - 1 - lines()),
-                                                               place(skip, y - 1))))
+                while (y > least &&
+                       steps_.is_jump(steps_.step(place(skip, y - 1 - hypothesis_.lines()),
+                                                  place(skip, y - 1))))
                     --y;
                 return y;
             }
         return rows;
-    }
-
-    /// The number of frames that divides the rows at jumps; 1 when no division is clear.
-    std::int64_t frames_by_jumps(std::int64_t skip, std::int64_t rows) {
-        std::int64_t best = 1;
-        double best_step = std::max(2 * steps_.mean(), steps_.nearly_all());
-        if (best_step <= 0) best_step = 0.5;
-        for (std::int64_t count = 2; count <= std::min(rows / kFewestRows, kMostFrames); ++count) {
-            if (rows % count != 0) continue;
-            const auto height = rows / count;
-            if (height < lowest() || height > highest()) continue;
-            const auto step = boundary_step(height, count, skip, 0).mean;
-            // Every second jump of the right height jumps as far: the lower height wins.
-            if (step > best_step || (best > 1 && step > 0.8 * best_step)) {
-                best_step = std::max(best_step, step);
-                best = count;
-            }
-        }
-        return best;
-    }
-
-    /// The number of frames that divides the rows into pictures of one scene; 1 where none does.
-    std::int64_t frames_by_scene(std::int64_t skip, std::int64_t rows) {
-        std::int64_t best = rows;
-        double best_likeness = kClearLikeness;
-        for (auto height = std::min(rows / 2, highest()); height >= lowest(); --height) {
-            if (rows % height != 0) continue;
-            const auto likeness = scene_likeness({height, rows / height, skip, 0, 0, false});
-            // Frames twice as high are as much alike: the lower height wins.
-            if (likeness < best_likeness - 0.05) continue;
-            best_likeness = std::max(best_likeness, likeness);
-            best = height;
-        }
-        return rows / best;
-    }
-
-    /// How much each frame shows what the one before showed: 0 where rows are as far from the same
-    /// rows of the next frame as from others, 1 where they are the same. It is the smaller of two
-    /// measures: the likeness of all rows together, since the empty rows of a page are like many
-    /// others, and the mean of the single rows' likeness, since one row that differs is no scene.
-    double scene_likeness(const Placement& placement) {
-        constexpr std::int64_t kRows = 8;
-        if (placement.frames < 2) return 0;
-        const auto frame = 8 * (frame_bytes(pitch_, placement.height) + placement.gap);
-        // Rows of the other frame that are a third and two thirds of its height away.
-        const auto third = std::max<std::int64_t>(lines(), placement.height / 3 / 2 * 2);
-        double same = 0, different = 0, likeness = 0;
-        int compared = 0;
-        for (std::int64_t i = 0; i < kRows; ++i) {
-            const auto begin = 8 * placement.skip + i * (placement.frames - 1) / kRows * frame;
-            const auto y = placement.height * (2 * i + 1) / (2 * kRows);
-            const auto to_row = [&](std::int64_t row) {
-                const auto next = begin + frame + row % placement.height * pitch_;
-                return steps_.step(begin + y * pitch_, next);
-            };
-            const auto of_same = to_row(y), a = to_row(y + third), b = to_row(y + 2 * third);
-            if (!of_same.is_known() || !a.is_known() || !b.is_known()) continue;
-            const auto of_others = (a.mean + b.mean) / 2;
-            same += of_same.mean;
-            different += of_others;
-            if (of_same.mean < of_others) likeness += 1 - of_same.mean / of_others;
-            ++compared;
-        }
-        if (same >= different) return 0;
-        return std::min(1 - same / different, likeness / compared);
     }
 
     /// Frames of an unknown height with bytes between them: lengths that divide, and jumps.
@@ -292,8 +228,8 @@ class Placer {
                         const auto all = size_ - skip - gaps * gap;
                         if (all <= 0 || all % count != 0 || all / count * 8 % pitch_ >= 8) continue;
                         const auto height = all / count * 8 / pitch_;
-                        if (height < lowest() || height > highest()) continue;
-                        const auto step = boundary_step(height, count, skip, gap);
+                        if (height < series_.lowest() || height > series_.highest()) continue;
+                        const auto step = series_.boundary_step({height, count, skip, gap});
                         if (steps_.is_jump(step) || step.mean > 2 * steps_.nearly_all() ||
                             is_metadata(skip + frame_bytes(pitch_, height), gap, skip))
                             add({height, count, skip, gap, 0, false});
@@ -306,31 +242,8 @@ class Placer {
         return metadata_.judge(bytes, from - begin, 0, count).gain > kHalvesDoubt;
     }
 
-    /// Of one of several frames: at most five times as wide as high, or 2.5 times as high as wide.
-    std::int64_t lowest() const { return std::max(kFewestRows, (hypothesis_.width + 4) / 5); }
-    std::int64_t highest() const { return hypothesis_.width * 5 / 2; }
-
-    std::int64_t lines() const { return hypothesis_.is_mosaic ? 2 : 1; }
     std::int64_t place(std::int64_t skip, std::int64_t row) const {
         return 8 * skip + row * pitch_;
-    }
-
-    /// The mean step from the last rows of frames to the first ones of the next; -1: not known.
-    RowStep boundary_step(std::int64_t height, std::int64_t count, std::int64_t skip,
-                          std::int64_t gap) {
-        const auto bytes = frame_bytes(pitch_, height) + gap;
-        const auto stride = std::max<std::int64_t>(1, (count - 1) / 8);
-        RowStep sum{0, 0};
-        double seen = 0;
-        for (std::int64_t frame = 1; frame < count; frame += stride) {
-            const auto begin = 8 * (skip + frame * bytes);
-            const auto step = steps_.step(begin - 8 * gap - lines() * pitch_, begin);
-            if (!step.is_known()) continue;
-            sum.median += step.median;
-            sum.mean += step.mean;
-            ++seen;
-        }
-        return seen > 0 ? RowStep{sum.median / seen, sum.mean / seen} : RowStep{};
     }
 
     void add(Placement placement) {
@@ -389,13 +302,14 @@ class Placer {
             const bool is_right = (skip - *seam_) % (pitch_ / 8) == 0;
             penalty += is_right ? kRightSeam : kWrongSeam;
         }
-        const auto first_rows = std::min(placement.height - lines(), 8 * kLongestHeader / pitch_);
+        const auto first_rows =
+            std::min(placement.height - hypothesis_.lines(), 8 * kLongestHeader / pitch_);
         for (std::int64_t y = 0; y < first_rows; ++y)
-            if (steps_.is_jump(steps_.step(place(skip, y), place(skip, y + lines())))) {
+            if (steps_.is_jump(steps_.step(place(skip, y), place(skip, y + hypothesis_.lines())))) {
                 penalty += kForeignRows;
                 break;
             }
-        const auto before = 8 * skip - lines() * pitch_;
+        const auto before = 8 * skip - hypothesis_.lines() * pitch_;
         if (before >= 0 && known_.skip < 0) {
             const auto step = steps_.step(before, 8 * skip);
             if (step.is_known() && !steps_.is_jump(step)) penalty += kMissedRows;
@@ -406,9 +320,8 @@ class Placer {
             rows_before_trailer(skip, placement.height) != placement.height)
             penalty += kForeignRows;
         if (placement.frames > 1) {
-            penalty += kSameScene * scene_likeness(placement);
-            const auto step =
-                boundary_step(placement.height, placement.frames, skip, placement.gap);
+            penalty += kSameScene * series_.scene_likeness(placement);
+            const auto step = series_.boundary_step(placement);
             const auto last = skip + (placement.frames - 1) *
                                          (frame_bytes(pitch_, placement.height) + placement.gap);
             if (seam_ && (skip - *seam_) * 8 % pitch_ == 0) {
@@ -422,15 +335,18 @@ class Placer {
                 const auto pixels =
                     std::min(hypothesis_.fit->coding.widest_row(8 * placement.gap) / 8 * 8,
                              hypothesis_.width);
-                const auto between = pixels > 0
-                                         ? steps_.step(end + pitch_ - row_ - lines() * pitch_,
-                                                       end + pitch_ - row_, pixels)
-                                         : RowStep{};
-                if (between.is_known()) penalty += steps_.is_jump(between) ? kJump : kNoJump;
+                const auto between =
+                    pixels > 0 ? steps_.step(end + pitch_ - row_ - hypothesis_.lines() * pitch_,
+                                             end + pitch_ - row_, pixels)
+                               : RowStep{};
+                if (between.is_known() && steps_.is_jump(between))
+                    penalty += kJump;
+                else if (between.is_known() && !placement.is_gap_seen)
+                    penalty += kNoJump;
                 return;
             }
             const bool is_flat = steps_.mean() <= 0;
-            if (steps_.is_jump(step))
+            if (steps_.is_jump(step) || steps_.is_shift(step))
                 penalty += kJump;
             else if (!is_flat && step.mean < 1.2 * steps_.mean())
                 penalty += kNoJump;
@@ -443,7 +359,7 @@ class Placer {
         constexpr std::int64_t kPixels = 64, kFewest = 8;
         const auto& coding = hypothesis_.fit->coding;
         const auto pixels = std::min(hypothesis_.width, kPixels);
-        const auto below = lines() * pitch_;
+        const auto below = hypothesis_.lines() * pitch_;
         // Whether a piece of `count` pixels continues the piece a row away; nothing: not known.
         const auto continues = [&](std::int64_t piece, std::int64_t other,
                                    std::int64_t count) -> std::optional<bool> {
@@ -485,11 +401,14 @@ class Placer {
         constexpr double kSure = 16;
         const auto frame = frame_bytes(pitch_, placement.height);
         // The bytes from `from` to `to` are said to be metadata, those around them pixels.
-        const auto judge = [&](std::int64_t from, std::int64_t to, std::int64_t begin) {
+        const auto verdict_on = [&](std::int64_t from, std::int64_t to, std::int64_t begin) {
             const auto first = std::max<std::int64_t>(0, from - kSeen);
             const auto last = std::min({size_, to + kSeen, from + kSeen + kLongestHeader});
             const auto bytes = source_.bytes(first, last - first, room_);
-            const auto verdict = metadata_.judge(bytes, first - begin, from - first, to - first);
+            return metadata_.judge(bytes, first - begin, from - first, to - first);
+        };
+        const auto judge = [&](std::int64_t from, std::int64_t to, std::int64_t begin) {
+            const auto verdict = verdict_on(from, to, begin);
             placement.penalty += kMisread * (1 - std::exp2(-verdict.deficit / kHalvesDoubt));
             placement.is_explained &= from == to || verdict.gain > kSure;
             return verdict.gain;
@@ -504,9 +423,15 @@ class Placer {
             const auto gain = judge(last + frame, size_, last);
             placement.penalty -= placement.of_left_over * certainty(gain);
         }
-        // Where frames follow each other, their dark borders would look like metadata.
+        // Where frames follow each other, their dark borders would look like metadata, too: that
+        // such bytes go on beyond the gap says less than what is in it.
         if (placement.frames < 2 || placement.gap == 0) return;
-        judge(skip + frame, skip + frame + placement.gap, skip);
+        const auto begin = skip + frame;
+        const auto verdict = verdict_on(begin, begin + placement.gap, skip);
+        placement.is_gap_seen = verdict.gain > kSure;
+        placement.is_explained &= placement.is_gap_seen;
+        const double misread = kMisread * (1 - std::exp2(-verdict.deficit / kHalvesDoubt));
+        placement.penalty += placement.is_gap_seen ? misread / 2 : misread;
     }
 
     std::int64_t size_, pitch_, row_;
@@ -515,6 +440,7 @@ class Placer {
     ByteSource& source_;
     std::vector<std::uint8_t> room_;
     RowSteps steps_;
+    FrameSeries series_;
     Metadata metadata_;
     std::optional<std::int64_t> seam_;  ///< a byte of the file at which a row begins
     std::vector<Placement> found_;

@@ -17,6 +17,7 @@ struct Placement {
     std::int64_t left_over = 0;  ///< bytes behind the last frame
     bool has_known_size = false;
     bool is_explained = true;  ///< whether all that belongs to no frame looks like metadata
+    bool is_gap_seen = false;  ///< whether what is between the first two frames looks like metadata
     double penalty = 0;        ///< what speaks against it, in bits per byte
     double of_skip = 0, of_left_over = 0;  ///< parts of the penalty that evidence takes away
 };

@@ -1,5 +1,7 @@
 #include "guess/prediction_cost.h"
 
+#include "guess/metadata.h"
+
 #include <algorithm>
 #include <array>
 #include <bit>
@@ -18,7 +20,7 @@ constexpr std::int64_t kLongestPiece = 160, kPieceUnit = 8;  // pixels of a row
 constexpr std::int64_t kFewestPieces = 16;
 // Cameras and drivers fill up rows with zeros, seldom with what was there before, never with noise.
 constexpr double kMostOfPadding = 1, kNoisyPadding = 0.1;  // bits per byte
-constexpr double kFewFilled = 0.02, kFilledPadding = 0.08;
+constexpr double kFewFilled = 0.02, kFilledPadding = 0.08, kFilledRow = 0.3;
 
 int width_of(int value) {
     return static_cast<int>(std::bit_width(static_cast<unsigned>(std::abs(value))));
@@ -268,7 +270,6 @@ std::vector<std::int64_t> chunk_starts(std::int64_t window, std::int64_t phase) 
 }
 
 constexpr double kImpossible = 9;
-constexpr std::int64_t kLongestHeader = 8192;
 constexpr double kNearlyAll = 0.995;
 constexpr double kFewForeign = 0.02;  // of the groups: headers and chunks have such bytes
 
@@ -329,6 +330,7 @@ void find_used_bits(std::span<const std::uint8_t> window, const std::vector<std:
     fit.upper_shift = std::max(0, at(0.9) - 8);
     const int width = at(kNearlyAll);
     fit.dropped_bits = empty_bits(words);
+    fit.has_empty_byte = fit.coding.is_words() && fit.dropped_bits == 8;
     for (const int full : {width, fit.coding.format->depth})
         if (full > 8 && are_stretched(words, full)) fit.dropped_bits = full - 8;
 }
@@ -451,6 +453,8 @@ double prediction_cost(std::span<const std::uint8_t> window, const Hypothesis& h
     PixelBits pixels(has_few_bits ? coding.format->depth : 1);
     RowSamples row, above;
     std::int64_t counted = 0, foreign = 0, beyond_taken = 0, beyond_all = 0, filled = 0, groups = 0;
+    // Behind a header, and before bytes between frames may have moved the groups.
+    const auto first_foreign = 8 * hypothesis.start + std::min(8 * kLongestHeader, bits / 4);
     const bool has_unused =
         coding.format->layout == IMGCNV_LAYOUT_PACKED && coding.format->depth == 10;
     const auto place = [&](std::int64_t y) { return 8 * hypothesis.start + y * pitch; };
@@ -459,7 +463,7 @@ double prediction_cost(std::span<const std::uint8_t> window, const Hypothesis& h
         const auto dropped = hypothesis.fit->dropped_bits;
         split_row(coding, window.data(), from, count, dropped, row);
         split_row(coding, window.data(), from - step * pitch, count, dropped, above);
-        if (has_unused && y < rows / 6 && (from + 7) / 8 >= kLongestHeader)
+        if (has_unused && from >= first_foreign && from < first_foreign + bits / 6)
             for (std::int64_t i = 1; i + 1 < count * 3 / 2; i += 3, ++groups)
                 foreign += (window[static_cast<std::size_t>(from / 8 + i)] & 0xCC) != 0;
         if (has_few_bits) return pixels.add_row(row.planes[0], above.planes[0]);
@@ -505,7 +509,7 @@ double prediction_cost(std::span<const std::uint8_t> window, const Hypothesis& h
         sum += per_byte * static_cast<double>(beyond_all);
         if (per_byte > kMostOfPadding) against_padding = kNoisyPadding;
         if (static_cast<double>(filled) > kFewFilled * static_cast<double>(beyond_taken))
-            against_padding += kFilledPadding;
+            against_padding += 2 * (pitch - used) > used ? kFilledRow : kFilledPadding;
     }
     // A coder that finds nothing to predict writes the bytes as they are.
     return std::min(8.0, sum / (static_cast<double>(counted * pitch) / 8)) + against_padding;

@@ -1,5 +1,7 @@
 #include "guess/row_steps.h"
 
+#include "guess/metadata.h"
+
 #include <algorithm>
 #include <cstdlib>
 
@@ -10,7 +12,6 @@ constexpr std::int64_t kTypicalRows = 48;
 constexpr std::int64_t kSeamRows = 96;
 constexpr std::size_t kComparedSamples = 256;
 constexpr double kClearSeam = 2.5;  // times the second largest column
-constexpr std::int64_t kLongestHeader = 8192;
 
 }  // namespace
 
@@ -20,12 +21,12 @@ RowSteps::RowSteps(ByteSource& source, std::span<const std::uint8_t> window,
       window_(window),
       hypothesis_(hypothesis),
       row_bits_(hypothesis.fit->coding.row_bits(hypothesis.width)) {
-    const std::int64_t lines = hypothesis.is_mosaic ? 2 : 1;
+    const auto lines = hypothesis.lines();
     const auto first = 8 * (hypothesis.start + kLongestHeader);
     const auto rows =
         (8 * std::min(static_cast<std::int64_t>(window.size()), hypothesis.fit->reach) - first) /
         hypothesis.pitch_bits;
-    std::vector<double> medians, means;
+    std::vector<double> medians, means, shifts;
     const auto skipped = 8 * kLongestHeader / hypothesis.pitch_bits;
     for (std::int64_t i = 0; i < kTypicalRows; ++i) {
         const auto y =
@@ -37,6 +38,7 @@ RowSteps::RowSteps(ByteSource& source, std::span<const std::uint8_t> window,
         if (!found.is_known()) continue;
         medians.push_back(found.median);
         means.push_back(found.mean);
+        shifts.push_back(found.shift);
     }
     if (medians.empty()) return;
     std::sort(medians.begin(), medians.end());
@@ -44,9 +46,13 @@ RowSteps::RowSteps(ByteSource& source, std::span<const std::uint8_t> window,
     usual_median_ = medians[medians.size() * 9 / 10];
     nearly_all_ = means[means.size() * 49 / 50];
     for (const auto value : means) mean_ += value / static_cast<double>(means.size());
+    // Of several frames, rows on both sides of a border may be among them.
+    std::sort(shifts.begin(), shifts.end());
+    largest_shift_ = shifts[shifts.size() * 9 / 10];
     // A few levels of 255 are nothing.
     const int depth = hypothesis.fit->coding.format->depth - hypothesis.fit->dropped_bits;
     least_ = depth < 8 ? 0.5 : 3.0 * (1 << std::min(hypothesis.fit->upper_shift, depth - 8));
+    least_shift_ = least_ / 6;
 }
 
 bool RowSteps::load(std::int64_t bit, std::int64_t pixels, std::vector<int>& samples) {
@@ -72,15 +78,17 @@ RowStep RowSteps::step(std::int64_t above_bit, std::int64_t row_bit, std::int64_
     const auto count = std::min(above_.size(), below_.size());
     const auto stride = std::max<std::size_t>(1, count / kComparedSamples) | 1;
     std::vector<int> steps;
-    double sum = 0;
+    double sum = 0, shift = 0;
     for (std::size_t x = 0; x < count; x += stride) {
         steps.push_back(std::abs(above_[x] - below_[x]));
         sum += steps.back();
+        shift += below_[x] - above_[x];
     }
     if (steps.empty()) return {};
     const auto middle = steps.begin() + static_cast<std::ptrdiff_t>(steps.size() / 2);
     std::nth_element(steps.begin(), middle, steps.end());
-    return {static_cast<double>(*middle), sum / static_cast<double>(steps.size())};
+    const auto all = static_cast<double>(steps.size());
+    return {static_cast<double>(*middle), sum / all, std::abs(shift) / all};
 }
 
 std::int64_t RowSteps::seam(std::int64_t start, std::int64_t rows) {

@@ -12,6 +12,7 @@ namespace frames {
 struct RowStep {
     double median = -1;
     double mean = -1;
+    double shift = 0;  ///< between the means of the rows
 
     bool is_known() const { return median >= 0; }
 };
@@ -31,6 +32,11 @@ class RowSteps {
     /// Whether most samples change more than they do from row to row of the picture.
     bool is_jump(const RowStep& step) const { return step.median > 4 * usual_median_ + least_; }
 
+    /// Whether the rows' brightness changes more than it does within the picture.
+    bool is_shift(const RowStep& step) const {
+        return step.shift > 3 * largest_shift_ + least_shift_;
+    }
+
     /// The column at which the samples stop to follow from those to the left, since rows begin
     /// there; -1 where no column stands out. `start`: the byte of the file at which column 0 would
     /// be; `rows`: how many follow at most.
@@ -44,6 +50,7 @@ class RowSteps {
     const Hypothesis& hypothesis_;
     std::int64_t row_bits_;
     double usual_median_ = 0, mean_ = 0, nearly_all_ = 0, least_ = 2;
+    double largest_shift_ = 0, least_shift_ = 0;
     std::vector<std::uint8_t> room_;
     RowSamples row_;
     std::vector<int> above_, below_;

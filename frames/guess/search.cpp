@@ -1,8 +1,10 @@
 #include "guess/search.h"
 
 #include "guess/channels.h"
+#include "guess/coding_choice.h"
 #include "guess/evenness.h"
 #include "guess/known_sizes.h"
+#include "guess/metadata.h"
 #include "guess/mosaic_sites.h"
 #include "guess/padding.h"
 #include "guess/row_pitch.h"
@@ -10,10 +12,10 @@
 #include <algorithm>
 #include <array>
 #include <cmath>
-#include <limits>
 #include <map>
 #include <set>
 #include <tuple>
+#include <utility>
 
 namespace frames {
 namespace {
@@ -24,9 +26,9 @@ constexpr double kOddWidth = 0.02;  // sensors have even ones, mostly multiples 
 constexpr double kPaddingTaken = 0.005;
 constexpr double kPaddingOfARow = 0.05;  // as long as the row: rather several frames
 constexpr double kPaddingSeen = 0.1;     // columns of one value at the end of all rows
-constexpr double kBigEndian = 0.02;
-constexpr double kMosaic = 0.01;  // noise looks the same through both
-constexpr double kFitsKnownSize = -0.18;
+// Nobody takes words for 8 bits and shifts them: they are small numbers in the other byte order.
+constexpr double kEmptyByte = 0.05;
+constexpr double kMosaic = 0.01;           // noise looks the same through both
 constexpr double kMayFitKnownSize = -0.1;  // behind a header of another length
 constexpr double kFillsFile = -0.06;
 constexpr double kClearPitch = -0.12;
@@ -34,41 +36,13 @@ constexpr double kNarrow = 0.15;  // per halving below kUsuallyWider pixels
 constexpr std::int64_t kUsuallyWider = 128;
 constexpr double kUnalignedStride = 0.05;
 
-constexpr double kNoise = 7.8, kUnpredicted = 0.97;  // of the entropy of single bytes
-constexpr double kWorseCodings = 1.2;
-constexpr double kWorsePhases = 0.3;
-constexpr std::size_t kCodings = 11;
-constexpr std::size_t kPhases = 2;
 constexpr std::size_t kPitches = 10;
 constexpr std::int64_t kNear = 16;
 constexpr std::size_t kSlanted = 6;         // pitches that are looked for a pixel or two aside
 constexpr std::int64_t kSmallest = 16;      // width and height, unless given
 constexpr std::int64_t kRowsOfPixels = 10;  // no stride is longer
-constexpr std::int64_t kLongestHeader = 16384;
 constexpr std::int64_t kLongestChunk = 4096;
 constexpr std::array<std::int64_t, 6> kUsualHeaders{0, 256, 512, 1024, 2048, 4096};
-
-/// How unusual files of a layout are.
-double rareness(const Coding& coding) {
-    switch (coding.format->layout) {
-        case IMGCNV_LAYOUT_BYTES:
-            return 0;
-        case IMGCNV_LAYOUT_WORDS:
-            return coding.big_endian ? 0.005 + kBigEndian : 0.005;
-        case IMGCNV_LAYOUT_RGB:
-            return coding.is_deep() ? coding.big_endian ? 0.03 + kBigEndian : 0.03 : 0.008;
-        case IMGCNV_LAYOUT_MIPI:
-            return 0.015;
-        case IMGCNV_LAYOUT_LSB_FIRST:
-            return coding.is_deep() ? 0.012 : 0.03;
-        case IMGCNV_LAYOUT_PACKED:
-            return 0.01;
-        case IMGCNV_LAYOUT_UYYVYY:
-            return 0.06;
-        default:
-            return 0.03;
-    }
-}
 
 class Search {
   public:
@@ -77,7 +51,9 @@ class Search {
         : source_(source), window_(window), size_(source.size()), known_(known), fits_(fits) {}
 
     std::vector<Candidate> run() {
-        choose_codings();
+        auto choice = choose_codings(window_, size_, known_);
+        fits_ = std::move(choice.fits);
+        is_noise_ = choice.is_noise;
         if (is_noise_) return of_noise();
         if (known_.width == 0) find_clear_pitches();
         for (const auto& fit : fits_) known_.width > 0 ? add_of_width(fit) : add_of_any_width(fit);
@@ -86,10 +62,10 @@ class Search {
         for (auto& candidate : candidates_)
             candidate.rank += against_channels(window_, candidate.hypothesis) +
                               against_evenness(window_, candidate.hypothesis);
-        weigh(6 * 1024, 1, 24, 0.8);
+        weigh(6 * 1024, 1, 32, 0.8);
         add_against_mosaic();
-        weigh(16 * 1024, 2, 14, 0.6);
-        weigh(32 * 1024, 4, 10, 0.5);
+        weigh(16 * 1024, 2, 18, 0.6);
+        weigh(32 * 1024, 4, 12, 0.5);
         return placed();
     }
 
@@ -120,9 +96,25 @@ class Search {
 
     void add_against_mosaic() {
         for (auto& candidate : candidates_)
-            if (const auto& hypothesis = candidate.hypothesis;
-                hypothesis.fit->coding.may_be_mosaic())
-                candidate.rank += mosaic_sites(window_, hypothesis).against(hypothesis.is_mosaic);
+            if (candidate.hypothesis.fit->coding.may_be_mosaic()) {
+                candidate.of_sites =
+                    against_sites(candidate.hypothesis, candidate.hypothesis.start, known_.height);
+                candidate.rank += candidate.of_sites;
+            }
+    }
+
+    /// Whether the frame that begins behind `skip` bytes should be a mosaic. Rows that begin within
+    /// one of the frame, or go on in the next frame, would exchange its sites. `height`: 0 where it
+    /// is not known.
+    double against_sites(Hypothesis hypothesis, std::int64_t skip, std::int64_t height) {
+        hypothesis.start = skip;
+        auto end = static_cast<std::int64_t>(window_.size());
+        if (height > 0) end = std::min(end, skip + frame_bytes(hypothesis.pitch_bits, height));
+        const auto [place, is_new] = sites_.try_emplace(
+            {hypothesis.fit, hypothesis.width, hypothesis.pitch_bits, skip, end});
+        if (is_new)
+            place->second = mosaic_sites(window_.first(static_cast<std::size_t>(end)), hypothesis);
+        return place->second.against(hypothesis.is_mosaic);
     }
 
     /// Many small frames fill files by chance.
@@ -138,80 +130,8 @@ class Search {
         if (bytes > size_) return false;
         const auto count = size_ / bytes, rest = size_ - count * bytes;
         if (rest == 0 || fits_behind_header(bytes)) return true;
-        if (count == 1) return rest <= kLongestHeader / 2 && 20 * rest <= bytes;
+        if (count == 1) return rest <= kLongestHeader && 20 * rest <= bytes;
         return rest % count == 0 && rest / count % 16 == 0 && rest / count <= kLongestChunk;
-    }
-
-    void choose_codings() {
-        const auto* format = known_.format != 0 ? format_of_code(known_.format) : nullptr;
-        std::vector<std::vector<CodingFit>> all;
-        for (const auto& coding : codings(format)) {
-            if (format != nullptr && (known_.flags & IMGCNV_FRAME_BIG_ENDIAN) != 0 &&
-                !coding.big_endian)
-                continue;
-            const auto phases = known_.skip >= 0 ? 1 : coding.group_bytes();
-            auto fits = fit_coding(coding, window_, std::max<std::int64_t>(0, known_.skip), phases);
-            if (!fits.empty()) all.push_back(std::move(fits));
-        }
-        const auto bits = [&](const std::vector<CodingFit>& fits) {
-            const auto& coding = fits.front().coding;
-            return fits.front().coding_bits + rareness(coding) +
-                   (fills_known_size(coding) ? kFitsKnownSize : 0);
-        };
-        std::stable_sort(all.begin(), all.end(),
-                         [&](const auto& a, const auto& b) { return bits(a) < bits(b); });
-        const auto entropy = plain_entropy(window_);
-        is_noise_ = entropy > kNoise && std::all_of(all.begin(), all.end(), [&](const auto& fits) {
-                        return fits.front().coding_bits > kUnpredicted * entropy;
-                    });
-        // Single bits are easily predicted: what they cost says nothing against other codings.
-        const auto best = std::find_if(all.begin(), all.end(), [](const auto& fits) {
-            return fits.front().coding.format->depth > 1;
-        });
-        const auto most = best == all.end() ? std::numeric_limits<double>::infinity()
-                                            : bits(*best) + kWorseCodings;
-        for (std::size_t i = 0; i < all.size(); ++i) {
-            const bool is_good = i < kCodings && bits(all[i]) <= most;
-            const bool is_given = known_.width > 0 && fills_known_size(all[i].front().coding);
-            if (is_good || is_given || is_noise_) keep_phases(all[i]);
-        }
-        if (known_.width > 0 && std::none_of(fits_.begin(), fits_.end(), [&](const auto& fit) {
-                return holds_given_size(fit.coding);
-            }))
-            for (auto& of_coding : all)
-                if (holds_given_size(of_coding.front().coding)) keep_phases(of_coding);
-        // All are weighed with the part of the file for which all phases hold.
-        std::int64_t reach = static_cast<std::int64_t>(window_.size());
-        for (const auto& fit : fits_) reach = std::min(reach, fit.reach);
-        for (auto& fit : fits_) fit.reach = reach;
-    }
-
-    /// Whether one frame of a known size, or the size that is given, is the whole file.
-    bool fills_known_size(const Coding& coding) const {
-        const auto fits = [&](std::int64_t width, std::int64_t height) {
-            return frame_bytes(coding.row_bits(width), height) == size_;
-        };
-        if (known_.width > 0) return fits(known_.width, known_.height);
-        return std::any_of(known_sizes().begin(), known_sizes().end(),
-                           [&](const auto& size) { return fits(size.first, size.second); });
-    }
-
-    bool holds_given_size(const Coding& coding) const {
-        const auto height = std::max<std::int64_t>(1, known_.height);
-        return frame_bytes(coding.row_bits(known_.width), height) <= size_;
-    }
-
-    void keep_phases(std::vector<CodingFit>& of_coding) {
-        // Padded rows begin groups at any phase, in a file without a header at byte 0.
-        auto kept = std::vector{of_coding.front()};
-        std::stable_sort(of_coding.begin(), of_coding.end(), [](const auto& a, const auto& b) {
-            return a.bits_per_byte < b.bits_per_byte;
-        });
-        for (const auto& fit : of_coding)
-            if (fit.phase != kept.front().phase && kept.size() <= kPhases &&
-                fit.bits_per_byte < of_coding.front().bits_per_byte + kWorsePhases)
-                kept.push_back(fit);
-        fits_.insert(fits_.end(), kept.begin(), kept.end());
     }
 
     /// Dips of the lag profile, half of them (mosaics dip deepest at two rows), and what is near to
@@ -262,6 +182,8 @@ class Search {
         if (known_.height == 0 && pitch * kSmallest > 8 * size_) return;
         start %= std::max<std::int64_t>(1, pitch / 8);
         if (known_.skip >= 0) start = known_.skip;
+        // Bits that are found to be unused are those of words at the coding's phase.
+        if (fit.dropped_bits > 0 && fit.coding.is_words() && (start - fit.phase) % 2 != 0) return;
         for (const bool is_mosaic : {false, true}) {
             if (is_mosaic && !fit.coding.may_be_mosaic()) continue;
             if (known_.format != 0 && is_mosaic != is_mosaic_known()) continue;
@@ -275,6 +197,7 @@ class Search {
             }
             double rank = penalty + rareness(fit.coding);
             if (is_mosaic) rank += kMosaic;
+            if (fit.has_empty_byte) rank += kEmptyByte;
             if (is_clear_pitch(fit, pitch, is_mosaic)) rank += kClearPitch;
             if (pitch != row && pitch % 32 != 0 && known_.stride == 0) rank += kUnalignedStride;
             if (known_.width == 0) {
@@ -330,7 +253,7 @@ class Search {
                            double hope) {
         const auto row = fit.coding.row_bits(width);
         const auto header = size_ - frame_bytes(row, height);
-        if (header > 0 && header <= kLongestHeader / 2) add(fit, width, row, header, 0, hope);
+        if (header > 0 && header <= kLongestHeader) add(fit, width, row, header, 0, hope);
     }
 
     void add_pitch(const CodingFit& fit, std::int64_t pitch) {
@@ -373,7 +296,7 @@ class Search {
             const auto count = size_ / bytes, rest = size_ - count * bytes;
             const bool has_gaps = count > 1 && rest % count == 0 && rest / count % 4 == 0 &&
                                   rest / count <= kLongestChunk;
-            if (rest <= kLongestHeader || has_gaps)
+            if (rest <= 2 * kLongestHeader || has_gaps)
                 add_at_starts(
                     fit, width, row, 0,
                     has_gaps || fits_behind_header(bytes) ? kFitsKnownSize : kMayFitKnownSize);
@@ -473,6 +396,10 @@ class Search {
                 auto one = candidate;
                 one.placement = places[i];
                 one.rank += places[i].penalty;
+                if (one.hypothesis.fit->coding.may_be_mosaic())
+                    one.rank +=
+                        against_sites(one.hypothesis, one.placement.skip, one.placement.height) -
+                        one.of_sites;
                 if (known_.width == 0)
                     one.hypothesis.width =
                         width_without_padding(window_, one.hypothesis, one.placement);
@@ -495,6 +422,10 @@ class Search {
              std::size_t>
         seen_;
     std::map<std::tuple<const Format*, bool, std::int64_t>, PitchCandidates> pitches_;
+    /// By coding, width, pitch, begin and end.
+    std::map<std::tuple<const CodingFit*, std::int64_t, std::int64_t, std::int64_t, std::int64_t>,
+             MosaicSites>
+        sites_;
     std::set<std::int64_t> clear_pitches_;  ///< in bits, where the width is not known
     std::map<std::int64_t, std::vector<ConstantColumns>> padding_;  ///< by pitch in bytes
 };
@@ -504,15 +435,6 @@ class Search {
 std::vector<Candidate> search(ByteSource& source, std::span<const std::uint8_t> window,
                               const imgcnv_frame& known, std::vector<CodingFit>& fits) {
     return Search(source, window, known, fits).run();
-}
-
-double plain_entropy(std::span<const std::uint8_t> bytes) {
-    std::array<double, 256> counts{};
-    for (const auto byte : bytes) ++counts[byte];
-    double sum = 0;
-    for (const auto count : counts)
-        if (count > 0) sum -= count * std::log2(count / static_cast<double>(bytes.size()));
-    return bytes.empty() ? 0 : sum / static_cast<double>(bytes.size());
 }
 
 }  // namespace frames

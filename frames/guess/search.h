@@ -13,17 +13,15 @@ namespace frames {
 struct Candidate {
     Hypothesis hypothesis;
     Placement placement;
-    double cost = 0;  ///< prediction_cost
-    double rank = 0;  ///< the cost and what speaks against the candidate, in bits per byte
-    double hope = 0;  ///< what its placement is expected to add to the rank
+    double cost = 0;      ///< prediction_cost
+    double rank = 0;      ///< the cost and what speaks against the candidate, in bits per byte
+    double hope = 0;      ///< what its placement is expected to add to the rank
+    double of_sites = 0;  ///< part of the rank: whether it should be a mosaic
 };
 
 /// Candidates in order, the best first. They point into `fits`, which holds the codings that were
 /// considered. Members of `known` that are given are kept.
 std::vector<Candidate> search(ByteSource& source, std::span<const std::uint8_t> window,
                               const imgcnv_frame& known, std::vector<CodingFit>& fits);
-
-/// Bits per byte when bytes are coded one by one, without looking at others.
-double plain_entropy(std::span<const std::uint8_t> bytes);
 
 }  // namespace frames

@@ -49,11 +49,14 @@ Result ask(const imgcnv_guess_question& question) {
     return result;
 }
 
+std::uint32_t hash(std::int64_t x, std::int64_t y) {
+    return (static_cast<std::uint32_t>(x * 73856093 ^ y * 19349663) * 2654435761U) >> 16;
+}
+
 /// A scene of soft shapes and the noise of a sensor, 0 to 1, repeatable at any place.
 double scene(std::int64_t x, std::int64_t y) {
     const auto u = static_cast<double>(x), v = static_cast<double>(y);
-    const auto hash = static_cast<std::uint32_t>(x * 73856093 ^ y * 19349663) * 2654435761U;
-    const double noise = (hash >> 16 & 255) / 255.0 - 0.5;
+    const double noise = (hash(x, y) & 255) / 255.0 - 0.5;
     return 0.5 + 0.2 * std::sin(u / 37) * std::cos(v / 23) + 0.2 * std::sin((u + 2 * v) / 91) +
            0.02 * noise;
 }
@@ -264,6 +267,138 @@ TEST(Guess, EvidenceBeatsHabit) {
         EXPECT_EQ(frame.height, file.height) << file.rule;
         EXPECT_EQ(frame.stride, file.stride) << file.rule;
         EXPECT_EQ(frame.skip, file.skip) << file.rule;
+    }
+}
+
+/// A file of the bytes that `row(frame, y)` gives, with `gap` bytes of metadata behind each frame.
+template <class Row>
+Bytes recording(std::int64_t frames, std::int64_t height, std::size_t gap, Row row) {
+    Bytes data;
+    for (std::int64_t frame = 0; frame < frames; ++frame) {
+        for (std::int64_t y = 0; y < height; ++y) data = joined(std::move(data), row(frame, y));
+        data = joined(std::move(data), metadata(gap));
+    }
+    return data;
+}
+
+/// Samples of 12 bits as a stream of bits.
+Bytes stream12(const std::vector<unsigned>& samples) {
+    Bytes bytes;
+    for (std::size_t x = 0; x + 1 < samples.size(); x += 2)
+        for (const auto byte :
+             {samples[x], samples[x] >> 8 | samples[x + 1] << 4, samples[x + 1] >> 4})
+            bytes.push_back(static_cast<std::uint8_t>(byte));
+    return bytes;
+}
+
+/// Samples of 12 bits in GigE Vision's packing; a row of odd width ends within a group.
+Bytes packed12(const std::vector<unsigned>& samples) {
+    Bytes bytes;
+    for (std::size_t x = 0; x < samples.size(); x += 2) {
+        const auto next = x + 1 < samples.size() ? samples[x + 1] : 0;
+        for (const auto byte : {samples[x] >> 4, (samples[x] & 15) | next << 4, next >> 4})
+            bytes.push_back(static_cast<std::uint8_t>(byte));
+    }
+    bytes.resize((samples.size() * 12 + 7) / 8);
+    return bytes;
+}
+
+TEST(Guess, TellsLayoutsOfTheGivenSize) {
+    struct File {
+        const char* rule;
+        const char* format;
+        std::int64_t width, height, frames, gap;
+        Bytes data;
+    };
+    const auto light = [](std::int64_t x, std::int64_t y) { return 255 * scene(x, y); };
+    const auto byte = [](double value) {
+        return static_cast<std::uint8_t>(std::clamp(value, 0.0, 255.0));
+    };
+    std::mt19937 random(3);
+    std::normal_distribution<double> noise(0, 1);
+    const File files[] = {
+        {"all samples of a flat grey frame are one number", "Mono12p", 640, 480, 1, 0,
+         recording(1, 480, 0,
+                   [](auto, auto) { return stream12(std::vector<unsigned>(640, 0x9A5)); })},
+        {"both greens of a flat mosaic are one number", "BayerRG12p", 640, 480, 1, 0,
+         recording(1, 480, 0,
+                   [](auto, auto y) {
+                       std::vector<unsigned> row;
+                       for (int x = 0; x < 640; ++x)
+                           row.push_back((x + y) % 2 != 0 ? 0xC31 : y % 2 != 0 ? 0x612 : 0x9A5);
+                       return stream12(row);
+                   })},
+        {"a mosaic of hardly any colour, in frames of odd height", "BayerRG8", 700, 433, 4, 0,
+         recording(4, 433, 0,
+                   [&](auto, auto y) {
+                       Bytes row;
+                       for (int x = 0; x < 700; ++x) {
+                           const double colour = (x + y) % 2 != 0 ? 0 : y % 2 != 0 ? -0.5 : 0.5;
+                           row.push_back(byte(20 + colour + 3 * noise(random)));
+                       }
+                       return row;
+                   })},
+        {"chroma that is 128 throughout", "YUV422_YUYV_Packed", 640, 480, 1, 0,
+         joined(metadata(3805),
+                recording(1, 480, 0,
+                          [&](auto, auto y) {
+                              Bytes row;
+                              for (int x = 0; x < 640; ++x)
+                                  row.insert(row.end(), {byte(light(x, y) / 12), 128});
+                              return row;
+                          }))},
+        {"a low byte of zeros is the high one of the other byte order", "Mono12", 640, 480, 1, 0,
+         recording(1, 480, 0,
+                   [&](auto, auto y) {
+                       Bytes row;
+                       for (int x = 0; x < 640; ++x) row.insert(row.end(), {0, byte(light(x, y))});
+                       return row;
+                   })},
+        {"a mosaic as luma and chroma would be no colours", "BayerGR8", 640, 480, 4, 0,
+         recording(4, 480, 0,
+                   [&](auto, auto y) {
+                       Bytes row;
+                       for (int x = 0; x < 640; ++x) {
+                           // Letters of upright strokes on paper.
+                           const bool is_ink = y % 14 < 9 && hash(x, y / 2) % 10 < 3;
+                           const double colour = (x + y) % 2 == 0 ? 1 : y % 2 != 0 ? 0.5 : 0.65;
+                           row.push_back(byte((is_ink ? 30 : 230) * colour + 4 * noise(random)));
+                       }
+                       return row;
+                   })},
+        {"metadata between black frames", "Mono1p", 656, 492, 3, 64,
+         recording(3, 492, 64, [](auto, auto) { return Bytes(82); })},
+        {"brightness changes from frame to frame only", "Mono8", 500, 500, 3, 0,
+         recording(3, 500, 0,
+                   [&](auto frame, auto) {
+                       Bytes row;
+                       for (int x = 0; x < 500; ++x)
+                           row.push_back(
+                               byte(120.5 - 2 * static_cast<double>(frame) + 1.8 * noise(random)));
+                       return row;
+                   })},
+        {"bits that are used, in rows that begin groups anywhere", "Mono12Packed", 451, 300, 1, 0,
+         recording(1, 300, 0,
+                   [&](auto, auto y) {
+                       std::vector<unsigned> row;
+                       for (int x = 0; x < 451; ++x)
+                           row.push_back(static_cast<unsigned>(16 * light(x, y)));
+                       return packed12(row);
+                   })},
+    };
+    for (const auto& file : files) {
+        auto question = question_of(file.data);
+        question.known.width = file.width;
+        question.known.height = file.height;
+        const auto result = ask(question);
+        ASSERT_FALSE(result.readings.empty()) << file.rule << ": " << result.text;
+        const auto& reading = result.readings[0];
+        imgcnv_format_info info{};
+        info.struct_size = sizeof info;
+        ASSERT_EQ(imgcnv_format_of_code(reading.frame.format, &info), IMGCNV_OK);
+        EXPECT_STREQ(info.name, file.format) << file.rule;
+        EXPECT_EQ(reading.frames, file.frames) << file.rule;
+        EXPECT_EQ(reading.frame.gap, file.gap) << file.rule;
     }
 }
 
