@@ -23,6 +23,11 @@
 //   permute_words(a, indices)   words of the whole vector
 //   load_bits(p)                bytes of 0 or 255 for as many bits
 //
+// Levels that can store past the caches (StreamingVector):
+//
+//   stream(p, a)  to an address that is a multiple of the vector's bytes
+//   end_stream()  orders what was streamed before all later stores
+//
 // All else is arithmetic on the compilers' vector types, the same text for every width. Every
 // function here is a template over V, so that each level has its own copies.
 #pragma once
@@ -60,6 +65,11 @@ using Floats = typename VectorTypes<V>::Floats;
 template <class V>
 concept WholeVector = requires(Bytes<V> a) {
     V::permute(a, a);
+};
+
+template <class V>
+concept StreamingVector = requires {
+    V::end_stream();
 };
 
 inline constexpr uint8_t kNoByte = 0x80;  // as an index: gives 0
