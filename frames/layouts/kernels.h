@@ -56,6 +56,9 @@ struct SampleKernels {
     /// Drops the fourth sample of every pixel; `exchange` swaps the first and third.
     void (*drop_alpha8)(const std::uint8_t* source, std::uint8_t* out, std::size_t pixels,
                         bool exchange);
+    /// Pixels of four bytes with a fourth byte of 255. `out` may be `source`, unless it is
+    /// streamed: written past the caches where the CPU can.
+    void (*opaque)(const std::uint8_t* source, std::uint8_t* out, std::size_t pixels, bool streams);
     /// Swaps the first and third of three words per pixel. `out` may be `source`.
     void (*exchange16)(const std::uint16_t* source, std::uint16_t* out, std::size_t pixels);
     /// Levels over samples of the given period (1: grey, 2: a mosaic's row, 3: RGB). `out` may be

@@ -30,6 +30,8 @@ struct Avx2 {
         store(p + 32, _mm256_permute2x128_si256((__m256i)c, (__m256i)a, 0x30));
         store(p + 64, _mm256_permute2x128_si256((__m256i)b, (__m256i)c, 0x31));
     }
+    static void stream(uint8_t* p, Bytes a) { _mm256_stream_si256((__m256i*)p, (__m256i)a); }
+    static void end_stream() { _mm_sfence(); }
     static Bytes broadcast(const void* p) { return (Bytes)_mm256_broadcastsi128_si256(piece(p)); }
     static Bytes pack_words(Words a, Words b) {
         return (Bytes)_mm256_packus_epi16((__m256i)a, (__m256i)b);

@@ -60,6 +60,8 @@ struct Avx512 {
         _mm_storeu_si128((__m128i*)(p + 2 * step), _mm512_extracti32x4_epi32((__m512i)a, 2));
         _mm_storeu_si128((__m128i*)(p + 3 * step), _mm512_extracti32x4_epi32((__m512i)a, 3));
     }
+    static void stream(uint8_t* p, Bytes a) { _mm512_stream_si512((__m512i*)p, (__m512i)a); }
+    static void end_stream() { _mm_sfence(); }
     static Bytes broadcast(const void* p) { return (Bytes)_mm512_broadcast_i32x4(piece(p)); }
     static Bytes pack_words(Words a, Words b) {
         return (Bytes)_mm512_packus_epi16((__m512i)a, (__m512i)b);

@@ -26,12 +26,8 @@ constexpr KernelTable plain_kernels() {
          ...);
     }
     (std::make_index_sequence<std::size(kSampleLayouts)>());
-    table.samples = {drop_alpha8_plain,
-                     exchange16_plain,
-                     levels_plain,
-                     full_scale_row_plain,
-                     full_range_plain,
-                     curve_row};
+    table.samples = {drop_alpha8_plain,    opaque_plain,     exchange16_plain, levels_plain,
+                     full_scale_row_plain, full_range_plain, curve_row};
     return table;
 }
 

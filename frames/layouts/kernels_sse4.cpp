@@ -27,6 +27,8 @@ struct Sse4 {
         store_lanes(p + 16, 0, b);
         store_lanes(p + 32, 0, c);
     }
+    static void stream(uint8_t* p, Bytes a) { _mm_stream_si128((__m128i*)p, (__m128i)a); }
+    static void end_stream() { _mm_sfence(); }
     static Bytes broadcast(const void* p) { return load_lanes(static_cast<const uint8_t*>(p), 0); }
     static Bytes pack_words(Words a, Words b) {
         return (Bytes)_mm_packus_epi16((__m128i)a, (__m128i)b);

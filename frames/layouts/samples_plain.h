@@ -73,6 +73,11 @@ inline void full_range_plain(const std::uint8_t* source, std::uint8_t* out, std:
         out[i] = is_luma(layout, i) ? full_range_luma(source[i]) : full_range_chroma(source[i]);
 }
 
+inline void opaque_plain(const std::uint8_t* source, std::uint8_t* out, std::size_t pixels,
+                         bool /*streams*/) {
+    for (std::size_t i = 0; i < 4 * pixels; ++i) out[i] = i % 4 == 3 ? 255 : source[i];
+}
+
 inline void drop_alpha8_plain(const std::uint8_t* source, std::uint8_t* out, std::size_t pixels,
                               bool exchange) {
     for (std::size_t i = 0; i < pixels; ++i, source += 4, out += 3) {

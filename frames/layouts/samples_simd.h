@@ -157,6 +157,34 @@ void drop_alpha8_row(const uint8_t* source, uint8_t* out, size_t pixels, bool ex
                   3 * pixels);
 }
 
+/// Whole vectors begin at cache lines: stores that cross these take twice as long.
+template <class V>
+void opaque_row(const uint8_t* source, uint8_t* out, size_t pixels, bool streams) {
+    static constexpr LaneBytes kAlpha = {{0, 0, 0, 255, 0, 0, 0, 255, 0, 0, 0, 255, 0, 0, 0, 255}};
+    constexpr size_t kBlock = kVectorBytes<V>;
+    const size_t bytes = 4 * pixels, past_line = reinterpret_cast<uintptr_t>(out) % kBlock;
+    const Bytes<V> alpha = V::broadcast(kAlpha.at);
+    const auto block = [&](size_t at) { return load_vector<V, Bytes<V>>(source + at) | alpha; };
+    const auto few = [&](size_t at, size_t end) {
+        for (; at < end; ++at) out[at] = at % 4 == 3 ? uint8_t{255} : source[at];
+    };
+    if (bytes < kBlock) return few(0, bytes);
+    size_t at = (kBlock - past_line) / 4 * 4;
+    if constexpr (StreamingVector<V>) {
+        if (streams && past_line % 4 == 0) {
+            // Lines that are streamed must not have come into the caches just before.
+            few(0, at);
+            for (; at + kBlock <= bytes; at += kBlock) V::stream(out + at, block(at));
+            V::end_stream();
+            return few(at, bytes);
+        }
+    }
+    // The first and the last block overlap others.
+    store_vector<V>(out, block(0));
+    for (; at + kBlock < bytes; at += kBlock) store_vector<V>(out + at, block(at));
+    store_vector<V>(out + bytes - kBlock, block(bytes - kBlock));
+}
+
 template <class V>
 void exchange16_row(const uint16_t* source, uint16_t* out, size_t pixels) {
     static constexpr LaneBytes kExchange = {{4, 5, 2, 3, 0, 1, 10, 11, 8, 9, 6, 7, 12, 13, 14, 15}};

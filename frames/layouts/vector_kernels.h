@@ -17,7 +17,7 @@ constexpr KernelTable vector_kernels() {
          ...);
     }
     (std::make_index_sequence<std::size(kSampleLayouts)>());
-    table.samples = {drop_alpha8_row<V>, exchange16_row<V>, levels_row<V>,
+    table.samples = {drop_alpha8_row<V>, opaque_row<V>,     exchange16_row<V>, levels_row<V>,
                      full_scale_row<V>,  full_range_row<V>, curve_row};
     if constexpr (V::kLanes >= 2) table.samples.curve = curve_vectors_row<V>;
     table.demosaic = {kVectorBytes<V> / 2, nearest16_row<V>, bilinear16_row<V>,

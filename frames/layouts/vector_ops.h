@@ -25,6 +25,11 @@
 //   load_bit_words(p)           words of 0 or 1 for as many bits
 //   load_pieces<kBytes>(p)      for every 8 bytes the next 1, 2 or 4 bytes from p on, and zeros
 //
+// Levels that can store past the caches (StreamingVector):
+//
+//   stream(p, a)  to an address that is a multiple of the vector's bytes
+//   end_stream()  orders what was streamed before all later stores
+//
 // All else is arithmetic on the compilers' vector types, the same text for every width. Every
 // function here is a template over V, so that each level has its own copies.
 #pragma once
@@ -65,6 +70,11 @@ using Floats = typename VectorTypes<V>::Floats;
 template <class V>
 concept WholeVector = requires(Bytes<V> a) {
     V::permute(a, a);
+};
+
+template <class V>
+concept StreamingVector = requires {
+    V::end_stream();
 };
 
 inline constexpr uint8_t kNoByte = 0x80;  // as an index: gives 0

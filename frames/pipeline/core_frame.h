@@ -20,6 +20,10 @@ struct CoreFrame {
     /// Of a mosaic: rows of the frame, which is read mirrored beyond its first one.
     std::int64_t frame_rows = 0;
 
+    /// Of the whole frame and its picture, where this is a part that is written into a picture too
+    /// large for the caches. 0: as many as the call's own.
+    std::int64_t whole_bytes = 0;
+
     bool operator==(const CoreFrame&) const = default;
 };
 

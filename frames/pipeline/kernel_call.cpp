@@ -2,6 +2,8 @@
 
 #include "converter/destination.h"
 
+#include <algorithm>
+
 namespace frames {
 namespace {
 
@@ -81,7 +83,10 @@ void KernelCall::demosaic(const Task& task, const std::uint8_t* source, std::uin
         target_rows_[row] = is_kept ? target + (y - task.keep.first_row) * frame_.target_stride
                                     : dropped_row_.data();
     }
-    imgcnv::demosaic(mosaic_, static_cast<size_t>(frame_.rows * frame_.stride), frame_.demosaic);
+    const auto made_bytes = mosaic_.height * mosaic_.width * mosaic_.dst_bytes;
+    const auto bytes = static_cast<size_t>(std::max(
+        frame_.whole_bytes - static_cast<std::int64_t>(made_bytes), frame_.rows * frame_.stride));
+    imgcnv::demosaic(mosaic_, bytes, frame_.demosaic);
 }
 
 imgcnv::RowKernel KernelCall::row_kernel(const imgcnv::KernelTable& kernels) const {
@@ -98,15 +103,22 @@ imgcnv::RowKernel KernelCall::row_kernel(const imgcnv::KernelTable& kernels) con
 void KernelCall::run(const Task& task, const std::uint8_t* source, std::uint8_t* target) {
     if (is_mosaic(*format_)) return demosaic(task, source, target);
     if (task.reads_frame) source += task.made.first_row * frame_.stride;
+    const auto made_bytes = frame_.rows * frame_.width * pixel_bytes_;
     const imgcnv::KernelsForFrame kernels(
-        static_cast<size_t>(frame_.rows * frame_.row_bytes),
-        static_cast<size_t>(frame_.rows * frame_.width * pixel_bytes_));
+        static_cast<size_t>(
+            std::max(frame_.whole_bytes, frame_.rows * frame_.row_bytes + made_bytes)),
+        0);
     const auto kernel = row_kernel(*kernels);
     // Pixels in their own format are copied by the byte.
-    const auto count = static_cast<size_t>(
-        frame_.format == frame_.target ? frame_.width * pixel_bytes_ : frame_.width);
-    for (std::int64_t y = 0; y < frame_.rows; ++y)
-        kernel(source + y * frame_.stride, target + y * frame_.target_stride, count);
+    auto count = frame_.format == frame_.target ? frame_.width * pixel_bytes_ : frame_.width;
+    auto rows = frame_.rows;
+    if (frame_.stride == frame_.row_bytes && frame_.target_stride == frame_.width * pixel_bytes_) {
+        count *= rows;
+        rows = 1;
+    }
+    for (std::int64_t y = 0; y < rows; ++y)
+        kernel(source + y * frame_.stride, target + y * frame_.target_stride,
+               static_cast<size_t>(count));
 }
 
 }  // namespace frames

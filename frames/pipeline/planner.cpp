@@ -13,6 +13,8 @@ constexpr std::int64_t kMostInt = std::numeric_limits<std::int32_t>::max();
 /// Bytes of a band in scratch memory or, where pixels are gone over again, in the target: half of a
 /// small second-level cache.
 constexpr std::int64_t kBandBytes = std::int64_t{256} << 10;
+/// Bytes of a frame and its picture from which on libimgcnv may store past the caches.
+constexpr std::int64_t kLargeBytes = std::int64_t{15} << 20;
 /// Bands begin at a byte of every stream of bits, and at the first row of a 2x2 cell.
 constexpr std::int64_t kBandStep = 8;
 /// Rows that a thread gets at least, and columns of a mosaic whose last ones are made apart.
@@ -111,8 +113,8 @@ std::int64_t Planner::band_rows() const {
     const bool reads_samples = !core_reads_frame({0, frame_.height, 0, frame_.width});
     if (way() != Way::kSamples && reads_samples)
         bytes = std::max(bytes, source_.row_bytes8(frame_.width + 1) * (wish_.is_wide() ? 2 : 1));
-    const bool goes_over_pixels = wish_.has_alpha() || !wish_.curve.empty();
-    if (!in_place_ || goes_over_pixels) bytes = std::max(bytes, wish_.pixel_bytes() * frame_.width);
+    if (!in_place_ || goes_over_pixels())
+        bytes = std::max(bytes, wish_.pixel_bytes() * frame_.width);
     // One call for everything where nothing has to stay in the cache, as long as libimgcnv's 32-bit
     // sizes allow it.
     const auto most_bytes = bytes == 1 ? kMostInt : kBandBytes;
@@ -144,6 +146,10 @@ std::vector<Planner::Rows> Planner::slabs() const {
     return slabs;
 }
 
+std::int64_t Planner::whole_bytes() const {
+    return frame_.stride * frame_.height + wish_.picture_bytes;
+}
+
 CoreFrame Planner::core_frame(const Task& task) const {
     const auto& format = *frame_.format;
     CoreFrame call{};
@@ -152,9 +158,14 @@ CoreFrame Planner::core_frame(const Task& task) const {
     call.frame_rows = frame_.height;
     call.target = core_target(wish_.kind);
     call.demosaic = static_cast<IMGCNV_EBayerDemosaic>(wish_.method);
-    const bool is_apart = task.way == Way::kCore && task.writes_target && !wish_.is_tight();
-    if (is_apart || demosaics_)
-        call.target_stride = is_apart ? wish_.stride : call.width * wish_.pixel_bytes();
+    const bool makes_picture = task.way == Way::kCore && task.writes_target;
+    // libimgcnv would choose how to store by the part's size.
+    const bool is_large_part = makes_picture && !goes_over_pixels() && call.rows < frame_.height &&
+                               whole_bytes() > kLargeBytes;
+    if (is_large_part) call.whole_bytes = whole_bytes();
+    const bool is_apart = makes_picture && !wish_.is_tight();
+    if (is_apart || is_large_part || demosaics_)
+        call.target_stride = makes_picture ? wish_.stride : call.width * wish_.pixel_bytes();
     if (task.reads_frame) {
         const auto* readable = origin_ != 0 ? with_order(format, IMGCNV_ORDER_BG) : &format;
         call.format = static_cast<IMGCNV_EPixelFormat>(readable->code);
@@ -183,6 +194,10 @@ Task Planner::band(const Rectangle& keep, Job& job) {
     task.made = with_context(keep);
     task.reads_frame = core_reads_frame(task.made);
     task.writes_target = in_place_ || (task.way == Way::kWide && wish_.is_upright());
+    // Alpha would be a second pass over what had left the caches.
+    task.streams = in_place_ && task.way == Way::kCore && wish_.has_alpha() && !wish_.keep_alpha &&
+                   whole_bytes() > kLargeBytes;
+    if (task.streams) task.writes_target = false;
     if (task.way == Way::kSamples || (task.way == Way::kWide && !is_yuv(*frame_.format)))
         return task;
     const auto call = core_frame(task);

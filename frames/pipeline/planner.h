@@ -29,6 +29,8 @@ class Planner {
     bool writes_whole_rows() const;
     std::int64_t context() const;
     std::int64_t band_rows() const;
+    std::int64_t whole_bytes() const;
+    bool goes_over_pixels() const { return wish_.has_alpha() || !wish_.curve.empty(); }
     int threads() const;
     std::vector<Rows> slabs() const;
 

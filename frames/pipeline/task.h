@@ -23,6 +23,7 @@ struct Task {
     Rectangle keep;
     bool reads_frame = false;    ///< libimgcnv reads the frame itself, else samples of it
     bool writes_target = false;  ///< else the pixels are made in the scratch and stored
+    bool streams = false;        ///< of those: they are stored past the caches, and opaque
     std::size_t call = 0;        ///< number of the core call
 };
 

@@ -10,22 +10,6 @@ namespace {
 
 std::size_t size(std::int64_t bytes) { return static_cast<std::size_t>(bytes); }
 
-/// libimgcnv writes an alpha of 0.
-void make_opaque(std::uint8_t* pixels, std::int64_t count) {
-    using Pixels = std::uint32_t __attribute__((vector_size(32)));
-    constexpr std::uint8_t kOpaque[4] = {0, 0, 0, 255};
-    std::uint32_t alpha;
-    std::memcpy(&alpha, kOpaque, 4);
-    std::int64_t i = 0;
-    for (; i + 8 <= count; i += 8) {
-        Pixels block;
-        std::memcpy(&block, pixels + 4 * i, sizeof block);
-        block |= alpha;
-        std::memcpy(pixels + 4 * i, &block, sizeof block);
-    }
-    for (; i < count; ++i) pixels[4 * i + 3] = 255;
-}
-
 }  // namespace
 
 /// Pixels per row as the pixels are made: YUV in whole groups.
@@ -77,6 +61,10 @@ imgcnv_status Worker::run_task(const Task& task, const std::uint8_t* source,
     if (const auto status = make(task, source, out, stride); status != IMGCNV_OK) return status;
     finish(task, source, out, stride);
     if (task.writes_target) return IMGCNV_OK;
+    if (task.streams) {
+        stream(task, out, target);
+        return IMGCNV_OK;
+    }
     auto made = task.keep;
     made.last_column = made.first_column + out_width(task);
     store(wish_, made, task.keep, out, target, turned_.get());
@@ -115,19 +103,33 @@ imgcnv_status Worker::make_wide(const Task& task, const std::uint8_t* source,
     return status;
 }
 
-/// What libimgcnv does not do to pixels: alpha and the curve.
+/// What libimgcnv does not do to pixels: the curve, and alpha, which it makes 0.
 void Worker::finish(const Task& task, const std::uint8_t* source, std::uint8_t* pixels,
                     std::int64_t stride) const {
     if (!finishes()) return;
+    const auto& kernels = sample_kernels();
     const auto width = out_width(task);
     for (auto y = task.keep.first_row; y < task.keep.last_row; ++y, pixels += stride) {
         if (!wish_.curve.empty())
-            sample_kernels().curve(pixels, size(width), wish_.channels, wish_.curve.data());
+            kernels.curve(pixels, size(width), wish_.channels, wish_.curve.data());
         if (wish_.keep_alpha)
             source_.read_alpha(source, y, pixels + 3);
-        else if (wish_.has_alpha())
-            make_opaque(pixels, width);
+        else if (wish_.has_alpha() && !task.streams)
+            kernels.opaque(pixels, pixels, size(width), false);
     }
+}
+
+/// Rows of whole pictures' width.
+void Worker::stream(const Task& task, const std::uint8_t* pixels, std::uint8_t* target) const {
+    const auto& kernels = sample_kernels();
+    auto* out = target + task.keep.first_row * wish_.stride;
+    auto rows = task.keep.rows(), columns = task.keep.columns();
+    if (wish_.is_tight()) {
+        columns *= rows;
+        rows = 1;
+    }
+    for (; rows > 0; --rows, pixels += 4 * columns, out += wish_.stride)
+        kernels.opaque(pixels, out, size(columns), true);
 }
 
 }  // namespace frames

@@ -15,12 +15,16 @@ namespace frames {
 class Scratch {
   public:
     void need(std::size_t bytes) { bytes_ = bytes > bytes_ ? bytes : bytes_; }
-    void allocate() { memory_.reset(new std::uint8_t[bytes_]); }
-    std::uint8_t* get() const { return memory_.get(); }
+    void allocate() { memory_.reset(new Line[bytes_ / sizeof(Line) + 1]); }
+    std::uint8_t* get() const { return memory_[0].bytes; }
 
   private:
+    struct alignas(64) Line {  ///< of a cache
+        std::uint8_t bytes[64];
+    };
+
     std::size_t bytes_ = 0;
-    std::unique_ptr<std::uint8_t[]> memory_;
+    std::unique_ptr<Line[]> memory_;
 };
 
 /// Does the tasks of one thread, with core calls and scratch memory of its own.
@@ -48,6 +52,7 @@ class Worker {
                             std::uint8_t* target) const;
     void finish(const Task& task, const std::uint8_t* source, std::uint8_t* pixels,
                 std::int64_t stride) const;
+    void stream(const Task& task, const std::uint8_t* pixels, std::uint8_t* target) const;
     std::int64_t out_width(const Task& task) const;
     bool finishes() const { return wish_.has_alpha() || !wish_.curve.empty(); }
 

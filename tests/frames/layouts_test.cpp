@@ -194,6 +194,16 @@ TEST(Samples, EqualPlainWithinTheirBuffers) {
             expect_plain<std::uint8_t>(
                 source.first(4 * count), 3 * count,
                 [&](auto& k, auto* in, auto* out) { k.drop_alpha8(in, out, count, exchange); });
+        // Where pixels of four bytes begin, they are streamed by whole cache lines.
+        for (const bool streams : {false, true})
+            for (const std::size_t before : {0, 1, 4}) {
+                const auto run = [&](auto& k, auto* in, auto* out) {
+                    std::fill_n(out, before, std::uint8_t{7});
+                    k.opaque(in, out + before, count, streams);
+                    std::fill_n(out + before + 4 * count, 4 - before, std::uint8_t{7});
+                };
+                expect_plain<std::uint8_t>(source.first(4 * count), 4 * count + 4, run);
+            }
         expect_plain<std::uint16_t>(source, 3 * count, [&](auto& k, auto* in, auto* out) {
             k.exchange16(words_at(in), out, count);
         });
@@ -216,6 +226,11 @@ TEST(Samples, RowsMayBeTheirOwnTarget) {
             };
             check([&](auto* in, auto* out) { kernels.exchange16(in, out, pixels); });
             check([&](auto* in, auto* out) { kernels.full_scale(in, out, 3 * pixels, 12); });
+            check([&](auto* in, auto* out) {
+                kernels.opaque(reinterpret_cast<const std::uint8_t*>(in),
+                               reinterpret_cast<std::uint8_t*>(out), 3 * pixels / 2, false);
+                out[3 * pixels - 1] = 0;  // of an odd number, half a pixel is left over
+            });
             check([&](auto* in, auto* out) {
                 kernels.levels_to16(in, out, 3 * pixels, kLevelRows[1], 3);
             });

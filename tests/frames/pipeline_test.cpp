@@ -289,6 +289,28 @@ TEST(Pipelines, AreTheSameOnAnyNumberOfThreads) {
         }
 }
 
+// Pictures that the caches do not hold are written past them, in bands and on threads, too.
+TEST(Pipelines, AreTheSameBeyondTheCaches) {
+    std::mt19937 random(25);
+    constexpr std::pair<const char*, int> kFrames[] = {
+        {"BayerRG8", 2401}, {"BayerGR12p", 2402}, {"Mono8", 2401}, {"UYVY", 2402}};
+    for (const auto& [name, width] : kFrames)
+        for (const auto kind : {IMGCNV_TARGET_RGB24, IMGCNV_TARGET_BGRA32}) {
+            Case test;
+            ASSERT_EQ(imgcnv_find_format(name, &test.frame.format, nullptr, nullptr, 0), IMGCNV_OK);
+            test.frame.width = width;
+            test.frame.height = 1751;
+            test.target.kind = kind;
+            test.target.demosaic = IMGCNV_BILINEAR;
+            for (const std::int64_t padding : {0, 3}) {
+                test.target.threads = padding == 0 ? 3 : 1;
+                test.target.stride = padding == 0 ? 0 : 2402 * 4 + padding;
+                check(test, random);
+                if (HasFatalFailure()) return;
+            }
+        }
+}
+
 // A band of one row, which libimgcnv would make grey if it got it alone.
 TEST(Pipelines, MakeLastRowsOfBands) {
     std::mt19937 random(24);
