@@ -12,21 +12,14 @@
 
 namespace imgcnv {
 
-template <class V, size_t kPixelBytes>
+// kOverlap: stores may overlap, which is quicker unless the bytes are loaded again at once: loads
+// would wait for the stores to reach the cache.
+template <class V, size_t kPixelBytes, bool kOverlap = true>
 inline void reverse_block(const uint8_t* src, uint8_t* dst) {
     if constexpr (kPixelBytes == 1) {
         V::store(dst, V::reverse(V::load(src)));
-    } else {
+    } else if constexpr (kOverlap) {
         V::reverse3(src, dst);
-    }
-}
-
-// The same in stores that do not overlap: whoever loads these bytes next need not wait for the
-// stores to reach the cache.
-template <class V, size_t kPixelBytes>
-inline void reverse_block_apart(const uint8_t* src, uint8_t* dst) {
-    if constexpr (kPixelBytes == 1) {
-        reverse_block<V, kPixelBytes>(src, dst);
     } else {
         typename V::Reg a, b, c;
         V::load3(src, a, b, c);
@@ -76,8 +69,8 @@ inline void stream_reversed_row(const uint8_t* src, uint8_t* dst, size_t pixels,
         const uint8_t* from = src + (pixels - i - kSpan) * kPixelBytes;
         for (size_t k = 0; k < kSpanBytes; k += kCacheLine) prefetch<V>(from + k, next);
         for (size_t k = 0; k < kSpan; k += V::kBytes) {
-            reverse_block_apart<V, kPixelBytes>(from + (kSpan - V::kBytes - k) * kPixelBytes,
-                                                buffer + k * kPixelBytes);
+            reverse_block<V, kPixelBytes, false>(from + (kSpan - V::kBytes - k) * kPixelBytes,
+                                                 buffer + k * kPixelBytes);
         }
         stream_lines<V, kSpanBytes>(dst + i * kPixelBytes, buffer);
     }

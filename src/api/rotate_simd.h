@@ -43,18 +43,9 @@ inline void transpose_bytes(const uint8_t* src, ptrdiff_t src_step, uint8_t* dst
 
 template <class V, size_t kPixelBytes>
 struct TransposeTile {
-    static constexpr size_t kColumns = 16, kRows = V::kBytes;
-    static void run(const uint8_t* src, ptrdiff_t src_step, uint8_t* dst, ptrdiff_t dst_step) {
-        transpose_bytes<V>(src, src_step, dst, dst_step);
-    }
-};
-
-template <class V>
-struct TransposeTile<V, 3> {
-    static constexpr size_t kColumns = V::kBytes / 4, kRows = V::kBytes / 4;
-    static void run(const uint8_t* src, ptrdiff_t src_step, uint8_t* dst, ptrdiff_t dst_step) {
-        V::transpose3(src, src_step, dst, dst_step);
-    }
+    static constexpr size_t kColumns = kPixelBytes == 1 ? 16 : V::kBytes / 4;
+    static constexpr size_t kRows = kPixelBytes == 1 ? V::kBytes : V::kBytes / 4;
+    static constexpr auto run = kPixelBytes == 1 ? transpose_bytes<V> : V::transpose3;
 };
 
 // Starts to load the next rows of a strip of columns.

@@ -39,66 +39,52 @@ int convert_bayer(const CImgConverterC& converter, BayerOrder order, unsigned ch
                       order, Reader::kLayout});
 }
 
-// The engine of each order.
-template <class Reader>
-int convertRG(const CImgConverterC& converter, unsigned char* src, unsigned char* dst) {
-    return convert_bayer<Reader>(converter, BayerOrder::RG, src, dst);
-}
-template <class Reader>
-int convertGB(const CImgConverterC& converter, unsigned char* src, unsigned char* dst) {
-    return convert_bayer<Reader>(converter, BayerOrder::GB, src, dst);
-}
-template <class Reader>
-int convertBG(const CImgConverterC& converter, unsigned char* src, unsigned char* dst) {
-    return convert_bayer<Reader>(converter, BayerOrder::BG, src, dst);
-}
-
 }  // namespace
 
 int CImgConverterC::convertBayerRG8(unsigned char* src, unsigned char* dst) {
-    return convertRG<Bayer8Oper>(*this, src, dst);
+    return convert_bayer<Bayer8Oper>(*this, BayerOrder::RG, src, dst);
 }
 int CImgConverterC::convertBayerRG10(unsigned char* src, unsigned char* dst) {
-    return convertRG<Bayer10Oper>(*this, src, dst);
+    return convert_bayer<Bayer10Oper>(*this, BayerOrder::RG, src, dst);
 }
 int CImgConverterC::convertBayerRG10P(unsigned char* src, unsigned char* dst) {
-    return convertRG<Bayer10_12PackOper>(*this, src, dst);
+    return convert_bayer<Bayer10_12PackOper>(*this, BayerOrder::RG, src, dst);
 }
 int CImgConverterC::convertBayerRG12(unsigned char* src, unsigned char* dst) {
-    return convertRG<Bayer12Oper>(*this, src, dst);
+    return convert_bayer<Bayer12Oper>(*this, BayerOrder::RG, src, dst);
 }
 int CImgConverterC::convertBayerRG12P(unsigned char* src, unsigned char* dst) {
-    return convertRG<Bayer10_12PackOper>(*this, src, dst);
+    return convert_bayer<Bayer10_12PackOper>(*this, BayerOrder::RG, src, dst);
 }
 int CImgConverterC::convertBayerBG8(unsigned char* src, unsigned char* dst) {
-    return convertBG<Bayer8Oper>(*this, src, dst);
+    return convert_bayer<Bayer8Oper>(*this, BayerOrder::BG, src, dst);
 }
 int CImgConverterC::convertBayerBG10(unsigned char* src, unsigned char* dst) {
-    return convertBG<Bayer10Oper>(*this, src, dst);
+    return convert_bayer<Bayer10Oper>(*this, BayerOrder::BG, src, dst);
 }
 int CImgConverterC::convertBayerBG10P(unsigned char* src, unsigned char* dst) {
-    return convertBG<Bayer10_12PackOper>(*this, src, dst);
+    return convert_bayer<Bayer10_12PackOper>(*this, BayerOrder::BG, src, dst);
 }
 int CImgConverterC::convertBayerBG12(unsigned char* src, unsigned char* dst) {
-    return convertBG<Bayer12Oper>(*this, src, dst);
+    return convert_bayer<Bayer12Oper>(*this, BayerOrder::BG, src, dst);
 }
 int CImgConverterC::convertBayerBG12P(unsigned char* src, unsigned char* dst) {
-    return convertBG<Bayer10_12PackOper>(*this, src, dst);
+    return convert_bayer<Bayer10_12PackOper>(*this, BayerOrder::BG, src, dst);
 }
 int CImgConverterC::convertBayerGB8(unsigned char* src, unsigned char* dst) {
-    return convertGB<Bayer8Oper>(*this, src, dst);
+    return convert_bayer<Bayer8Oper>(*this, BayerOrder::GB, src, dst);
 }
 int CImgConverterC::convertBayerGB10(unsigned char* src, unsigned char* dst) {
-    return convertGB<Bayer10Oper>(*this, src, dst);
+    return convert_bayer<Bayer10Oper>(*this, BayerOrder::GB, src, dst);
 }
 int CImgConverterC::convertBayerGB10P(unsigned char* src, unsigned char* dst) {
-    return convertGB<Bayer10_12PackOper>(*this, src, dst);
+    return convert_bayer<Bayer10_12PackOper>(*this, BayerOrder::GB, src, dst);
 }
 int CImgConverterC::convertBayerGB12(unsigned char* src, unsigned char* dst) {
-    return convertGB<Bayer12Oper>(*this, src, dst);
+    return convert_bayer<Bayer12Oper>(*this, BayerOrder::GB, src, dst);
 }
 int CImgConverterC::convertBayerGB12P(unsigned char* src, unsigned char* dst) {
-    return convertGB<Bayer10_12PackOper>(*this, src, dst);
+    return convert_bayer<Bayer10_12PackOper>(*this, BayerOrder::GB, src, dst);
 }
 int CImgConverterC::convertBayer8WithOneHeight(unsigned char* src, unsigned char* dst) {
     return convert_one_row(*this, kBytes, src, dst);

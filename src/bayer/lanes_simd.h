@@ -25,12 +25,12 @@ inline void store_all(uint8_t* const* out, const GreyLanes<V, kStart>& lanes, La
     constexpr Channel kOwn = kTarget == kLumaRedFirst ? kRed : kBlue;
     constexpr Channel kLow = kStart == kChromaFirst ? kOwn : kGreen;
     constexpr Channel kHigh = kStart == kChromaFirst ? kGreen : kOwn;
-    V::store(out[0], luma_of_lanes<V, kLow, kHigh>(lanes.pair, lanes.other, last...));
+    V::store(out[0], luma_of_lanes<V, InTurns<V>, kLow, kHigh>(lanes.pair, lanes.other, last...));
 }
 
 template <class V>
-struct Lanes {
-    using Reg = typename V::Reg;
+struct Lanes : InTurns<V> {
+    using typename InTurns<V>::Reg;
 
     // The bytes of the first and of the second pixel of every pair as 16-bit values.
     static Reg low(Reg pairs) { return V::and_(pairs, V::set16(0x00FF)); }
@@ -38,12 +38,10 @@ struct Lanes {
     static Reg low(const uint8_t* p) { return low(V::load(p)); }
     static Reg high(const uint8_t* p) { return high(V::load(p)); }
 
-    // Low bytes of `low`, high bytes of `high`.
-    static Reg blend(Reg low, Reg high) { return V::bit_select(V::set16(0x00FF), low, high); }
     // `value` (0..255 in 16 bits) as one byte of every pair, that of `other` as the other one.
     template <bool kIntoLow>
     static Reg with_byte(Reg other, Reg value) {
-        return kIntoLow ? blend(value, other) : blend(other, V::template shl16<8>(value));
+        return kIntoLow ? InTurns<V>::blend(value, other) : InTurns<V>::low_bytes(other, value);
     }
     // Starts to load a row below `row`, where `before` is the one above: large frames keep the
     // memory busy while a row is computed. (Never a fault, whatever lies there.) 16-byte blocks do

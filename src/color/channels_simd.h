@@ -42,11 +42,16 @@ inline void store_all(uint8_t* const* out, const Channels<V>& t, Last&... last) 
     store_channels<V, kTarget>(out[0], t.a, t.b, t.c, last...);
 }
 
-// Three-byte pixels, the first byte red or the last one.
+// Three-byte pixels as words, the first byte red or the last one.
+template <class V>
+struct Pairs3 {
+    typename V::Reg pair[2], single[2];
+};
 template <class V, ColorTarget kTarget, class... Last>
-inline void store_all(uint8_t* const* out, const LumaWords<V>& words, Last&... last) {
+inline void store_all(uint8_t* const* out, const Pairs3<V>& pixels, Last&... last) {
     constexpr Channel kFirst = kTarget == kLumaRedFirst ? kRed : kBlue;
-    V::store(out[0], luma_of<V, kFirst, kGreen>(words, last...));
+    V::store(out[0],
+             luma_of_lanes<V, InOrder<V>, kFirst, kGreen>(pixels.pair, pixels.single, last...));
 }
 
 // Makes a body of Blocks, which says everything about the input and has load(in), the channels of a

@@ -123,6 +123,13 @@ struct ColorBlocks : BodyOf<V> {
     static constexpr size_t kSrcBytes = kPixels * Source::kBitsPerPixel / 8;
 
     static Channels<V> load(const uint8_t* const* in) { return Source::load(in[0]); }
+    // 64-byte vectors, whose lanes take longer to load one by one, are quicker with channels.
+    static Pairs3<V> load_for_grey(const uint8_t* const* in) requires(kLayout == kRgb8 &&
+                                                                      V::kBytes < 64) {
+        Pairs3<V> pixels;
+        V::load_pairs3(in[0], pixels.pair, pixels.single);
+        return pixels;
+    }
 };
 
 template <class V, ColorLayout kLayout, ColorTarget kTarget>
@@ -147,23 +154,6 @@ requires(target_bytes(kTarget) == 4 ||
         }
     }
 };
-// Grey from RGB8 is made of words of two bytes, without channels. (64-byte vectors, whose lanes
-// take longer to load one by one, are quicker with channels.)
-template <class V>
-struct Rgb8Pairs : ColorBlocks<V, kRgb8> {
-    static LumaWords<V> load_for_grey(const uint8_t* const* in) {
-        LumaWords<V> words;
-        V::load_pairs3(in[0], words.pair, words.single);
-        return words;
-    }
-};
-template <class V, ColorTarget kTarget>
-requires(target_bytes(kTarget) == 1 && V::kBytes < 64) struct ColorBody<V, kRgb8, kTarget>
-    : ChannelsBody<V, Rgb8Pairs<V>, kTarget> {
-    template <class W>
-    using Rebind = ColorBody<W, kRgb8, kTarget>;
-};
-
 template <class V, ColorLayout kLayout, ColorTarget kTarget>
 __attribute__((flatten)) void color_row(const uint8_t* src, uint8_t* dst, size_t pixels) {
     run_row<ColorBody<V, kLayout, kTarget>>({{src}, {dst}}, pixels);

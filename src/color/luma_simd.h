@@ -179,25 +179,48 @@ struct LumaSums {
     }
 };
 
-// Pixels in 16-bit lanes, in the order of pack16.
+// How two vectors of 16-bit lanes become one of bytes: in the order of pack16,
 template <class V>
-struct LumaWords {
-    typename V::Reg pair[2], single[2];
-};
-template <class V, Channel kLow, Channel kHigh>
-inline typename V::Reg luma_of(const LumaWords<V>& words, LastTies<V>& last) {
+struct InOrder {
     using Reg = typename V::Reg;
+    static Reg low_bytes(Reg lo, Reg hi) {
+        return V::pack16(V::and_(lo, V::set16(0xFF)), V::and_(hi, V::set16(0xFF)));
+    }
+    static Reg high_bytes(Reg lo, Reg hi) {
+        return V::pack16(V::template shr16<8>(lo), V::template shr16<8>(hi));
+    }
+    static Reg quotient(Reg lo, Reg hi) {
+        return V::pack16(V::template shr16<7>(lo), V::template shr16<7>(hi));
+    }
+};
+// or as the pixels at even, and those at odd columns.
+template <class V>
+struct InTurns {
+    using Reg = typename V::Reg;
+    static Reg low_bytes(Reg even, Reg odd) { return blend(even, V::template shl16<8>(odd)); }
+    static Reg high_bytes(Reg even, Reg odd) { return blend(V::template shr16<8>(even), odd); }
+    static Reg quotient(Reg even, Reg odd) {
+        return blend(V::template shr16<7>(even), V::add16(odd, odd));
+    }
+    // Low bytes of `low`, high bytes of `high`.
+    static Reg blend(Reg low, Reg high) { return V::bit_select(V::set16(0xFF), low, high); }
+};
+
+// Pixels in two vectors of 16-bit lanes: kLow and kHigh in the bytes of `pair`, the third channel
+// in `single`.
+template <class V, class Order, Channel kLow, Channel kHigh>
+inline typename V::Reg luma_of_lanes(const typename V::Reg pair[2], const typename V::Reg single[2],
+                                     LastTies<V>& last) {
     using Sums = LumaSums<V, kLow, kHigh>;
-    const Sums lo(words.pair[0], words.single[0]), hi(words.pair[1], words.single[1]);
-    const Reg quotient = V::pack16(V::template shr16<7>(lo.m), V::template shr16<7>(hi.m));
-    if (V::has_zero16(V::min16(lo.rest, hi.rest))) [[unlikely]] {
-        const auto low = [](Reg x) { return V::and_(x, V::set16(0xFF)); };
+    using Reg = typename V::Reg;
+    const Sums a(pair[0], single[0]), b(pair[1], single[1]);
+    const Reg quotient = Order::quotient(a.m, b.m);
+    if (V::has_zero16(V::min16(a.rest, b.rest))) [[unlikely]] {
         Reg channels[3];
-        channels[kLow] = V::pack16(low(words.pair[0]), low(words.pair[1]));
-        channels[kHigh] =
-            V::pack16(V::template shr16<8>(words.pair[0]), V::template shr16<8>(words.pair[1]));
-        channels[Sums::kSingle] = V::pack16(words.single[0], words.single[1]);
-        const Reg ties = V::equal8(V::pack16(lo.rest, hi.rest), V::zero());
+        channels[kLow] = Order::low_bytes(pair[0], pair[1]);
+        channels[kHigh] = Order::high_bytes(pair[0], pair[1]);
+        channels[Sums::kSingle] = Order::low_bytes(single[0], single[1]);
+        const Reg ties = V::equal8(Order::low_bytes(a.rest, b.rest), V::zero());
         return luma_of_ties<V>(channels[kRed], channels[kGreen], channels[kBlue], quotient, ties,
                                last);
     }
@@ -208,43 +231,9 @@ inline typename V::Reg luma_of(const LumaWords<V>& words, LastTies<V>& last) {
 template <class V>
 inline typename V::Reg luma_of(typename V::Reg r, typename V::Reg g, typename V::Reg b,
                                LastTies<V>& last) {
-    const LumaWords<V> words{{V::unpack_lo8(r, g), V::unpack_hi8(r, g)},
-                             {V::widen_lo(b), V::widen_hi(b)}};
-    return luma_of<V, kRed, kGreen>(words, last);
+    const typename V::Reg pair[2] = {V::unpack_lo8(r, g), V::unpack_hi8(r, g)};
+    const typename V::Reg single[2] = {V::widen_lo(b), V::widen_hi(b)};
+    return luma_of_lanes<V, InOrder<V>, kRed, kGreen>(pair, single, last);
 }
 
-// Two vectors of lanes: the pixels at even, and those at odd columns.
-template <class V, Channel kLow, Channel kHigh>
-struct LumaOfLanes {
-    using Reg = typename V::Reg;
-    using Sums = LumaSums<V, kLow, kHigh>;
-
-    const Reg *pair, *single;
-    const Sums even{pair[0], single[0]}, odd{pair[1], single[1]};
-    const Reg quotient = bytes(V::template shr16<7>(even.m), V::add16(odd.m, odd.m));
-
-    bool has_ties() const { return V::has_zero16(V::min16(even.rest, odd.rest)); }
-    Reg ties() const { return V::equal8(bytes(even.rest, up(odd.rest)), V::zero()); }
-    Reg with_ties(LastTies<V>& last) const {
-        Reg channels[3];
-        channels[kLow] = bytes(pair[0], up(pair[1]));
-        channels[kHigh] = bytes(V::template shr16<8>(pair[0]), pair[1]);
-        channels[Sums::kSingle] = bytes(single[0], up(single[1]));
-        return luma_of_ties<V>(channels[kRed], channels[kGreen], channels[kBlue], quotient, ties(),
-                               last);
-    }
-
-  private:
-    static Reg bytes(Reg low, Reg high) { return V::bit_select(V::set16(0xFF), low, high); }
-    static Reg up(Reg x) { return V::template shl16<8>(x); }
-};
-
-template <class V, Channel kLow, Channel kHigh>
-inline typename V::Reg luma_of_lanes(const typename V::Reg pair[2], const typename V::Reg single[2],
-                                     LastTies<V>& last) {
-    const LumaOfLanes<V, kLow, kHigh> luma{pair, single};
-    if (luma.has_ties()) [[unlikely]]
-        return luma.with_ties(last);
-    return luma.quotient;
-}
 }  // namespace imgcnv

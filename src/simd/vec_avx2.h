@@ -28,14 +28,6 @@ struct Vec32 : VecCommon<Vec32, 32> {
     static uint64_t top_bits(Reg a) { return static_cast<uint32_t>(_mm256_movemask_epi8(a)); }
 
     static Reg pack16(Reg lo, Reg hi) { return _mm256_packus_epi16(lo, hi); }
-    static Reg unpack_lo8(Reg a, Reg b) { return _mm256_unpacklo_epi8(a, b); }
-    static Reg unpack_hi8(Reg a, Reg b) { return _mm256_unpackhi_epi8(a, b); }
-    static Reg unpack_lo16(Reg a, Reg b) { return _mm256_unpacklo_epi16(a, b); }
-    static Reg unpack_hi16(Reg a, Reg b) { return _mm256_unpackhi_epi16(a, b); }
-    static Reg unpack_lo32(Reg a, Reg b) { return _mm256_unpacklo_epi32(a, b); }
-    static Reg unpack_hi32(Reg a, Reg b) { return _mm256_unpackhi_epi32(a, b); }
-    static Reg unpack_lo64(Reg a, Reg b) { return _mm256_unpacklo_epi64(a, b); }
-    static Reg unpack_hi64(Reg a, Reg b) { return _mm256_unpackhi_epi64(a, b); }
     static Reg load_widened(const uint8_t* p) { return _mm256_cvtepu8_epi16(load16(p)); }
     // Packing interleaves the lanes of its inputs.
     static Reg narrow(Reg lo, Reg hi) { return _mm256_permute4x64_epi64(pack16(lo, hi), 0xD8); }
@@ -61,7 +53,6 @@ struct Vec32 : VecCommon<Vec32, 32> {
         Vec16::swap_rb3(src + 48, dst + 48);
     }
 
-    // Pixels of four bytes without their last ones.
     static void store_dense3(uint8_t* p, Reg pixels) {
         const Reg lanes = shuffle(
             pixels, [](size_t k) { return k < 12 ? k / 3 * 4 + k % 3 : size_t{kZeroByte}; });

@@ -27,9 +27,6 @@ struct Vec64 : VecCommon<Vec64, 64, 64> {
     }
     static Reg lookup(Reg table, Reg indices) { return _mm512_shuffle_epi8(table, indices); }
     static Reg permute(Reg a, Reg indices) { return _mm512_permutexvar_epi8(indices, a); }
-    static Reg permute_zeroing(Reg a, Reg indices) {
-        return _mm512_maskz_permutexvar_epi8(_mm512_movepi8_mask(~indices), indices, a);
-    }
     static Reg load_lanes(const uint8_t* p, ptrdiff_t step) {
         return _mm512_inserti64x4(_mm512_castsi256_si512(Vec32::load_lanes(p, step)),
                                   Vec32::load_lanes(p + 2 * step, step), 1);
@@ -67,14 +64,6 @@ struct Vec64 : VecCommon<Vec64, 64, 64> {
     static Reg equal8(Reg a, Reg b) { return _mm512_movm_epi8(_mm512_cmpeq_epi8_mask(a, b)); }
 
     static Reg pack16(Reg lo, Reg hi) { return _mm512_packus_epi16(lo, hi); }
-    static Reg unpack_lo8(Reg a, Reg b) { return _mm512_unpacklo_epi8(a, b); }
-    static Reg unpack_hi8(Reg a, Reg b) { return _mm512_unpackhi_epi8(a, b); }
-    static Reg unpack_lo16(Reg a, Reg b) { return _mm512_unpacklo_epi16(a, b); }
-    static Reg unpack_hi16(Reg a, Reg b) { return _mm512_unpackhi_epi16(a, b); }
-    static Reg unpack_lo32(Reg a, Reg b) { return _mm512_unpacklo_epi32(a, b); }
-    static Reg unpack_hi32(Reg a, Reg b) { return _mm512_unpackhi_epi32(a, b); }
-    static Reg unpack_lo64(Reg a, Reg b) { return _mm512_unpacklo_epi64(a, b); }
-    static Reg unpack_hi64(Reg a, Reg b) { return _mm512_unpackhi_epi64(a, b); }
     static Reg deal_dwords(Reg a) {
         return _mm512_permutexvar_epi32(
             _mm512_setr_epi32(0, 4, 8, 12, 1, 5, 9, 13, 2, 6, 10, 14, 3, 7, 11, 15), a);
@@ -117,7 +106,6 @@ struct Vec64 : VecCommon<Vec64, 64, 64> {
         return _mm512_mask_blend_epi8(third, _mm512_mask_blend_epi8(second, r0, r1), r2);
     }
 
-    // Pixels of four bytes without their last ones.
     static void store_dense3(uint8_t* p, Reg pixels) {
         const Reg dense =
             permute_by(pixels, [](size_t i) { return i < 48 ? i / 3 * 4 + i % 3 : size_t{0}; });

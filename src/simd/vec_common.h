@@ -9,6 +9,7 @@
 #include <stddef.h>
 #include <stdint.h>
 #include <string.h>
+#include <utility>
 
 #include "simd/permutation.h"
 
@@ -26,10 +27,8 @@ namespace imgcnv {
 //   maddubs(a, b)              unsigned bytes times signed bytes, neighbours added to 16 bits
 //   abs16, min16, max16        of signed words
 //   top_bits(a)                one bit for every byte whose top bit is set
-//   pack16(lo, hi)             signed words as bytes, clamped, within lanes: the inverse of
-//   unpack_lo8, unpack_hi8     bytes of a and b in turns; 16, 32, 64: units of so many bits
+//   pack16(lo, hi)             signed words as bytes, clamped, within lanes
 //   load_widened(p)            bytes as words, in order
-//   store_dense3(p, a)         pixels of four bytes without their last ones
 //   stream(p, a)               past the caches; p aligned
 template <class V, size_t kSize, size_t kSpan = 16>
 struct VecCommon {
@@ -107,8 +106,6 @@ struct VecCommon {
     static Reg select16(Mask m, Reg a, Reg b) { return V::bit_select(m, a, b); }
 
     static Reg permute(Reg a, Reg indices) { return V::lookup(a, indices); }
-    // The same, and kZeroByte gives 0 there, too.
-    static Reg permute_zeroing(Reg a, Reg indices) { return V::permute(a, indices); }
     // By the indices of a captureless lambda, within lanes.
     template <class F>
     static Reg shuffle(Reg a, F index_of) {
@@ -128,6 +125,15 @@ struct VecCommon {
     static Reg dup_odd(Reg a) {
         return shuffle(a, [](size_t i) { return i | 1; });
     }
+    // Bytes of a and b in turns, within lanes; 16, 32, 64: units of so many bits.
+    static Reg unpack_lo8(Reg a, Reg b) { return interleave<Bytes, 0>(a, b, Indices<1>()); }
+    static Reg unpack_hi8(Reg a, Reg b) { return interleave<Bytes, 8>(a, b, Indices<1>()); }
+    static Reg unpack_lo16(Reg a, Reg b) { return interleave<Words, 0>(a, b, Indices<2>()); }
+    static Reg unpack_hi16(Reg a, Reg b) { return interleave<Words, 4>(a, b, Indices<2>()); }
+    static Reg unpack_lo32(Reg a, Reg b) { return interleave<Dwords, 0>(a, b, Indices<4>()); }
+    static Reg unpack_hi32(Reg a, Reg b) { return interleave<Dwords, 2>(a, b, Indices<4>()); }
+    static Reg unpack_lo64(Reg a, Reg b) { return interleave<Reg, 0>(a, b, Indices<8>()); }
+    static Reg unpack_hi64(Reg a, Reg b) { return interleave<Reg, 1>(a, b, Indices<8>()); }
     static Reg widen_lo(Reg a) { return V::unpack_lo8(a, zero()); }
     static Reg widen_hi(Reg a) { return V::unpack_hi8(a, zero()); }
     // Words below 256 as bytes, in order.
@@ -200,8 +206,8 @@ struct VecCommon {
         const Reg third = table([](size_t i) { return i % 3 == 2 ? 0xFF : 0; });
         return V::bit_select(third, r2, V::bit_select(second, r1, r0));
     }
-    // kSize / 4 rows of as many three-byte pixels. (Not of 16-byte vectors: 4 pixels are less than
-    // they load.) All is loaded before anything is stored, so that no load waits for a store.
+    // kSize / 4 rows of as many three-byte pixels. All is loaded before anything is stored, so that
+    // no load waits for a store.
     static void transpose3(const uint8_t* src, ptrdiff_t src_step, uint8_t* dst,
                            ptrdiff_t dst_step) {
         constexpr ptrdiff_t kParts = kSize / 16;
@@ -225,6 +231,13 @@ struct VecCommon {
             V::store_dense3(column + 2 * dst_step, V::unpack_lo64(hi01, hi23));
             V::store_dense3(column + 3 * dst_step, V::unpack_hi64(hi01, hi23));
         }
+    }
+    // Pixels of four bytes without their last ones. (Of 16-byte vectors.)
+    static void store_dense3(uint8_t* p, Reg pixels) {
+        const Reg dense = shuffle(
+            pixels, [](size_t k) { return k < 12 ? k / 3 * 4 + k % 3 : size_t{kZeroByte}; });
+        memcpy(p, &dense, 8);
+        memcpy(p + 8, reinterpret_cast<const uint8_t*>(&dense) + 8, 4);
     }
     // Three-byte pixels in reverse order.
     static void reverse3(const uint8_t* src, uint8_t* dst) {
@@ -293,6 +306,16 @@ struct VecCommon {
     }
 
   private:
+    template <size_t kBytesEach>
+    using Indices = std::make_index_sequence<kSize / kBytesEach>;
+    // From unit kFirst of each lane on.
+    template <class Units, size_t kFirst, size_t... kIndex>
+    static Reg interleave(Reg a, Reg b, std::index_sequence<kIndex...>) {
+        constexpr size_t kCount = sizeof...(kIndex), kInLane = 16 * kCount / kSize;
+        return (Reg)__builtin_shufflevector(
+            (Units)a, (Units)b,
+            (kIndex / kInLane * kInLane + kFirst + kIndex % kInLane / 2 + kIndex % 2 * kCount)...);
+    }
     // Byte i of packed pixels, if it is from `begin` to `end`, in 16 bytes that end there.
     static constexpr size_t packed_byte(size_t i, size_t begin, size_t end) {
         const size_t byte = i / 2 * 3 + i % 2 * 2;
@@ -326,15 +349,23 @@ struct VecCommon {
         store(dst + 2 * (kSize - 1), permute_by(c, index_of));
         memcpy(dst + 3 * kSize - 4, &last, 4);
     }
+    // Four three-byte pixels, of which 16 bytes would be too many.
+    static Reg load_dense3(const uint8_t* p) {
+        long long first;
+        uint32_t last;
+        memcpy(&first, p, sizeof first);
+        memcpy(&last, p + sizeof first, sizeof last);
+        return unpack_lo64(Reg{} + first, Reg{} + static_cast<long long>(last));
+    }
     // Four columns that begin kFirst bytes into every row, four bytes for each pixel. Lane j of
     // vector i is row 4 j + i.
     template <size_t kFirst>
     static void load_columns3(const uint8_t* src, ptrdiff_t src_step, Reg rows[4]) {
 #pragma GCC unroll 4
         for (ptrdiff_t i = 0; i < 4; ++i) {
-            rows[i] = shuffle(V::load_lanes(src + i * src_step, 4 * src_step), [](size_t k) {
-                return k % 4 == 3 ? size_t{kZeroByte} : kFirst + k / 4 * 3 + k % 4;
-            });
+            const uint8_t* p = src + i * src_step;
+            rows[i] = shuffle(kSize == 16 ? load_dense3(p) : V::load_lanes(p, 4 * src_step),
+                              [](size_t k) { return kFirst + k / 4 * 3 + k % 4 % 3; });
         }
     }
     // Four pixels that begin kFirst bytes into every lane.
@@ -349,11 +380,12 @@ struct VecCommon {
     // Pixels that begin kFirst bytes into every span.
     template <bool kReversed, size_t kFirst>
     static Reg widened3(const uint8_t* p) {
-        return V::permute_zeroing(load_spans(p, 12), table<kSpan>([](size_t i) {
-                                      return i % 4 == 3 ? size_t{kZeroByte}
-                                                        : kFirst + i / 4 * 3 +
-                                                              (kReversed ? 2 - i % 4 : i % 4);
-                                  }));
+        const Reg pixels = permute_by(load_spans(p, 12), [](size_t i) {
+            return i % 4 == 3 ? size_t{kZeroByte}
+                              : kFirst + i / 4 * 3 + (kReversed ? 2 - i % 4 : i % 4);
+        });
+        // Only looking up within lanes makes zeros.
+        return kSpan == 16 ? pixels : pixels & (Reg)(Dwords{} + 0xFFFFFF);
     }
     // Every lane looks its bytes up in the same 16.
     static Reg lookup_in(const uint8_t* bytes, Reg indices) {

@@ -46,10 +46,6 @@ struct Vec16Neon : VecCommon<Vec16Neon, 16> {
     static Reg pack16(Reg lo, Reg hi) {
         return (Reg)vqmovun_high_s16(vqmovun_s16(s16(lo)), s16(hi));
     }
-    static Reg unpack_lo8(Reg a, Reg b) { return (Reg)vzip1q_u8(u8(a), u8(b)); }
-    static Reg unpack_hi8(Reg a, Reg b) { return (Reg)vzip2q_u8(u8(a), u8(b)); }
-    static Reg unpack_lo64(Reg a, Reg b) { return (Reg)vzip1q_u64((uint64x2_t)a, (uint64x2_t)b); }
-    static Reg unpack_hi64(Reg a, Reg b) { return (Reg)vzip2q_u64((uint64x2_t)a, (uint64x2_t)b); }
     static Reg narrow(Reg lo, Reg hi) { return (Reg)vuzp1q_u8(u8(lo), u8(hi)); }
 
     static Reg load_widened(const uint8_t* p) { return (Reg)vmovl_u8(vld1_u8(p)); }
@@ -87,39 +83,6 @@ struct Vec16Neon : VecCommon<Vec16Neon, 16> {
         Reg a, b, c;
         load3(src, a, b, c);
         store3(dst, c, b, a);
-    }
-    // 4x4 three-byte pixels, transposed as dwords.
-    static void transpose3(const uint8_t* src, ptrdiff_t src_step, uint8_t* dst,
-                           ptrdiff_t dst_step) {
-        uint32x4_t r[4];
-#pragma GCC unroll 4
-        for (ptrdiff_t i = 0; i < 4; ++i) {
-            const uint8_t* p = src + i * src_step;
-            uint32_t last;
-            memcpy(&last, p + 8, sizeof last);
-            const uint8x16_t row =
-                vcombine_u8(vld1_u8(p), vreinterpret_u8_u32(vset_lane_u32(last, vdup_n_u32(0), 0)));
-            r[i] = (uint32x4_t)shuffle((Reg)row, [](size_t k) { return k / 4 * 3 + k % 4 % 3; });
-        }
-        const uint32x4x2_t t0 = vtrnq_u32(r[0], r[1]), t1 = vtrnq_u32(r[2], r[3]);
-        const auto low = [](uint32x4_t a, uint32x4_t b) {
-            return (Reg)vcombine_u32(vget_low_u32(a), vget_low_u32(b));
-        };
-        const auto high = [](uint32x4_t a, uint32x4_t b) {
-            return (Reg)vcombine_u32(vget_high_u32(a), vget_high_u32(b));
-        };
-        const Reg columns[4] = {low(t0.val[0], t1.val[0]), low(t0.val[1], t1.val[1]),
-                                high(t0.val[0], t1.val[0]), high(t0.val[1], t1.val[1])};
-#pragma GCC unroll 4
-        for (ptrdiff_t i = 0; i < 4; ++i) {
-            const Reg packed = shuffle(columns[i], [](size_t k) {
-                return k < 12 ? k / 3 * 4 + k % 3 : size_t{kZeroByte};
-            });
-            uint8_t* p = dst + i * dst_step;
-            vst1_u8(p, vget_low_u8(u8(packed)));
-            const uint32_t last = vgetq_lane_u32((uint32x4_t)packed, 2);
-            memcpy(p + 8, &last, sizeof last);
-        }
     }
 
   private:

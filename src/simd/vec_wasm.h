@@ -52,29 +52,7 @@ struct Vec16Wasm : VecCommon<Vec16Wasm, 16> {
     static uint64_t top_bits(Reg a) { return static_cast<uint32_t>(wasm_i8x16_bitmask(a)); }
 
     static Reg pack16(Reg lo, Reg hi) { return wasm_u8x16_narrow_i16x8(lo, hi); }
-    static Reg unpack_lo8(Reg a, Reg b) {
-        return wasm_i8x16_shuffle(a, b, 0, 16, 1, 17, 2, 18, 3, 19, 4, 20, 5, 21, 6, 22, 7, 23);
-    }
-    static Reg unpack_hi8(Reg a, Reg b) {
-        return wasm_i8x16_shuffle(a, b, 8, 24, 9, 25, 10, 26, 11, 27, 12, 28, 13, 29, 14, 30, 15,
-                                  31);
-    }
-    static Reg unpack_lo16(Reg a, Reg b) {
-        return wasm_i16x8_shuffle(a, b, 0, 8, 1, 9, 2, 10, 3, 11);
-    }
-    static Reg unpack_hi16(Reg a, Reg b) {
-        return wasm_i16x8_shuffle(a, b, 4, 12, 5, 13, 6, 14, 7, 15);
-    }
-    static Reg unpack_lo64(Reg a, Reg b) { return wasm_i64x2_shuffle(a, b, 0, 2); }
-    static Reg unpack_hi64(Reg a, Reg b) { return wasm_i64x2_shuffle(a, b, 1, 3); }
     static Reg load_widened(const uint8_t* p) { return wasm_u16x8_load8x8(p); }
-    // 4x4 three-byte pixels, transposed as dwords.
-    static void transpose3(const uint8_t* src, ptrdiff_t src_step, uint8_t* dst,
-                           ptrdiff_t dst_step) {
-        for (ptrdiff_t i = 0; i < 4; ++i)
-            for (ptrdiff_t k = 0; k < 4; ++k)
-                memcpy(dst + k * dst_step + 3 * i, src + i * src_step + 3 * k, 3);
-    }
 };
 
 }  // namespace
