@@ -171,7 +171,7 @@ def speed_table():
         if line[0] in SPEED and line[1] == "640x480":
             others = [(float(value), heads[i]) for i, value in enumerate(line) if first <= i < last and value]
             value, name = min(others)
-            lines.append(row(SPEED[line[0]], f"**{line[heads.index('imgcnv')]}**", line[heads.index("AVX2")],
+            lines.append(row(SPEED[line[0]], f"**{line[heads.index('imgcnv')]}**", line[heads.index("avx2")],
                              line[heads.index("bare pass (NT)")].split()[0], f"{value:.3f} ({name})"))
     return [*lines, "", f"One thread; {machine}. Measured by `scripts/bench-peers.sh --install`."]
 
