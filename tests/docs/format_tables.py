@@ -1,17 +1,13 @@
-"""The tables of docs/formats.md and README.md, made of what the frame engine says.
+"""The tables of formats in docs/formats.md and README.md, made of what the frame engine says.
 
 format_tables.py LIBRARY FILE... [--check]: writes the text between the lines `<!-- formats NAME -->`
 and `<!-- end formats -->`; with --check, only says (and fails) where the text is another one.
-LIBRARY is libimgcnv_frames.so. load() also reads `COMMAND formats --json`.
+LIBRARY is libimgcnv_frames.so.
 """
 import ctypes
-import json
 import re
-import subprocess
 import sys
 from pathlib import Path
-
-ROOT = Path(__file__).resolve().parents[2]
 
 # One group of pixels in memory order: of each byte the fields from its bit 7 down to bit 0, as
 # (pixel or colour, high bit, low bit). A field without a name is not read.
@@ -149,33 +145,6 @@ def short_table(formats):
     return lines
 
 
-# The README's rows of docs/performance.md, which `scripts/bench-docs.sh` measures.
-SPEED = {"Mono8-RGB24": "Mono8 to RGB24", "Mono12Packed-RGB24": "Mono12Packed to RGB24",
-         "RGB8-Mono8": "RGB8 to Mono8", "YUV422-RGB24": "YUV422 to RGB24",
-         "BayerRG8-RGB24-bilinear": "BayerRG8 to RGB24, bilinear",
-         "BayerRG8-RGB24-adaptive": "BayerRG8 to RGB24, adaptive",
-         "BayerRG12Packed-RGB24-bilinear": "BayerRG12Packed to RGB24, bilinear",
-         "RGB8-rotate-90": "RGB24 rotated by 90 degrees"}
-
-
-def speed_table():
-    text = (ROOT / "docs" / "performance.md").read_text(encoding="utf-8")
-    peers = text[text.index("<!-- peers -->"):text.index("<!-- end peers -->")]
-    cells = [[c.strip(" *") for c in line.split("|")[1:-1]] for line in peers.splitlines() if line[:1] == "|"]
-    heads = cells[0]
-    machine = next(line for line in peers.splitlines()[1:] if line)
-    first, last = heads.index("OpenCV"), heads.index("/ bare pass")
-    lines = [row("ns per pixel, 640x480", "imgcnv", "limited to AVX2", "bare copy of the bytes", "fastest other library"),
-             "|---|--:|--:|--:|--:|"]
-    for line in cells:
-        if line[0] in SPEED and line[1] == "640x480":
-            others = [(float(value), heads[i]) for i, value in enumerate(line) if first <= i < last and value]
-            value, name = min(others)
-            lines.append(row(SPEED[line[0]], f"**{line[heads.index('imgcnv')]}**", line[heads.index("avx2")],
-                             line[heads.index("bare pass (NT)")].split()[0], f"{value:.3f} ({name})"))
-    return [*lines, "", f"One thread; {machine}. Measured by `scripts/bench-peers.sh --install`."]
-
-
 class FormatInfo(ctypes.Structure):
     """imgcnv_format_info"""
     _fields_ = [("struct_size", ctypes.c_size_t), ("code", ctypes.c_uint32),
@@ -197,7 +166,7 @@ def rows(struct, count, row_at):
         yield made
 
 
-def load_engine(library):
+def load(library):
     engine = ctypes.CDLL(str(Path(library).resolve()))
     families = ("pfnc", "gstreamer", "v4l2", "ffmpeg", "ros", "opencv")
     formats = [{"name": f.name.decode(), "code": f"0x{f.code:08X}", "bits": f.bits, "depth": f.depth,
@@ -209,23 +178,11 @@ def load_engine(library):
     return {"formats": formats, "foreign": foreign}
 
 
-def load(source):
-    if ".so" in Path(source).name:
-        return load_engine(source)
-    table = json.loads(subprocess.check_output([source, "formats", "--json"]))
-    for entry in table["formats"]:
-        entry["layout"] = re.sub(r"\ba (byte|pixel)", r"per \1", entry["layout"])
-    return table
-
-
-def rewritten(text, table, measured=True):
-    """Measured tables carry their date; a page is not out of date because of a later measurement."""
+def rewritten(text, table):
     made = {"codes": codes_table(table["formats"]), "names": names_table(table["formats"]),
-            "foreign": foreign_table(table["foreign"]), "short": short_table(table["formats"]), "speed": speed_table()}
+            "foreign": foreign_table(table["foreign"]), "short": short_table(table["formats"])}
 
     def section(match):
-        if match[1] == "speed" and not measured:
-            return match[0]
         return "\n".join([f"<!-- formats {match[1]} -->", "", *made[match[1]], "", "<!-- end formats -->"])
 
     return re.sub(r"<!-- formats (\w+) -->.*?<!-- end formats -->", section, text, flags=re.S)
@@ -236,7 +193,7 @@ def main(library, *arguments):
     for path in (a for a in arguments if a != "--check"):
         with open(path, encoding="utf-8") as file:
             text = file.read()
-        new = rewritten(text, load(library), measured="--check" not in arguments)
+        new = rewritten(text, load(library))
         if new != text and "--check" in arguments:
             stale.append(path)
         elif new != text:

@@ -12,6 +12,7 @@ import pytest
 from PIL import Image
 
 import format_tables
+import speed_tables
 from blocks import ROOT, Runner, blocks_of
 from checkout import Checkout
 
@@ -117,8 +118,16 @@ def test_tables_are_those_of_the_engine():
         text = page.read_text(encoding="utf-8")
         assert "<!-- formats " in text
         table = format_tables.load(ENGINE)
-        assert format_tables.rewritten(text, table, measured=False) == text, (
+        assert format_tables.rewritten(text, table) == text, (
             f"{relative(page)} is out of date: run tests/docs/format_tables.py {ENGINE} {relative(page)}")
+
+
+def test_claims_of_speed_are_those_of_the_measured_table():
+    peers = speed_tables.load()
+    for page in speed_tables.PAGES:
+        text = page.read_text(encoding="utf-8")
+        assert "<!-- speed " in text
+        assert speed_tables.rewritten(text, peers) == text, f"{relative(page)} is out of date: run tests/docs/speed_tables.py"
 
 
 def frame_of(entry, values):
