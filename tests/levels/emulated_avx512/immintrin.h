@@ -37,12 +37,13 @@ inline simde__m512i high_of_products(simde__m512i a, simde__m512i b) {
     return x;
 }
 
-inline simde__m512i widened(simde__m256i a) {
-    uint8_t bytes[32];
-    memcpy(bytes, &a, 32);
-    Elements<uint16_t> words;
-    for (int i = 0; i < 32; ++i) words.at[i] = bytes[i];
-    return words;
+template <class From, class To, class Vector>
+simde__m512i widened(Vector a) {
+    Elements<To> wide;
+    From narrow[wide.kCount];
+    memcpy(narrow, &a, sizeof narrow);
+    for (int i = 0; i < wide.kCount; ++i) wide.at[i] = narrow[i];
+    return wide;
 }
 
 template <class Word, class Predicate>
@@ -77,13 +78,19 @@ inline void store(void* p, uint64_t mask, simde__m512i a) {
 #undef _mm512_stream_si512
 #undef _mm512_mulhi_epu16
 #undef _mm512_cvtepu8_epi16
+#undef _mm512_cvtepu8_epi64
+#undef _mm512_cvtepu16_epi64
+#undef _mm512_cvtepu32_epi64
 #undef _mm512_cmpgt_epi16_mask
 #undef _mm512_testn_epi16_mask
 #undef _mm512_maskz_loadu_epi8
 #undef _mm512_mask_storeu_epi8
 #define _mm512_stream_si512     emulated::stream
 #define _mm512_mulhi_epu16      emulated::high_of_products
-#define _mm512_cvtepu8_epi16    emulated::widened
+#define _mm512_cvtepu8_epi16    emulated::widened<uint8_t, uint16_t>
+#define _mm512_cvtepu8_epi64    emulated::widened<uint8_t, uint64_t>
+#define _mm512_cvtepu16_epi64   emulated::widened<uint16_t, uint64_t>
+#define _mm512_cvtepu32_epi64   emulated::widened<uint32_t, uint64_t>
 #define _mm512_cmpgt_epi16_mask emulated::greater
 #define _mm512_testn_epi16_mask emulated::without_common_bits
 #define _mm512_maskz_loadu_epi8 emulated::load
