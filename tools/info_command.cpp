@@ -11,6 +11,7 @@
 #include <algorithm>
 #include <cstdio>
 #include <memory>
+#include <optional>
 
 namespace tool {
 namespace {
@@ -62,58 +63,83 @@ void print_json_fits(const char* key, const std::vector<LengthFit>& fits) {
     std::printf("]");
 }
 
-void info(const DumpOptions& options) {
+struct Findings {
+    std::int64_t bytes = 0;
+    NameHints hints;
+    std::optional<frames::PointList> points;
+    std::vector<LengthFit> of_given_size, of_known_sizes, of_proportions;
+};
+
+Findings look_at(const DumpOptions& options) {
     const auto size = requested_size(options.size);
     const auto file = seekable(options.file);
-    const auto bytes = *file->size() - options.skip;
-    if (bytes <= 0)
-        throw Failure(file->name() +
-                      (*file->size() == 0
-                           ? ": the file is empty"
-                           : ": nothing is left after the first " + std::to_string(options.skip) +
-                                 " of its " + std::to_string(*file->size()) + " bytes"));
-    const auto hints = hints_in_name(options.file);
-    const auto points = frames::find_point_list(file->read_part(options.skip, kPointBytes));
-    const auto known = size ? std::vector<LengthFit>{} : known_size_fits(bytes);
-    const auto sized =
-        size ? size_fits(bytes, size->first, size->second) : std::vector<LengthFit>{};
-    const auto others = size ? std::vector<LengthFit>{} : proportion_fits(bytes);
-    if (options.json) {
-        std::printf(
-            "{\"file\": %s, \"bytes\": %lld, \"name_says\": {\"format\": %s, \"width\": "
-            "%s, \"height\": %s}, \"mono1c\": %s",
-            json_string(options.file).c_str(), static_cast<long long>(bytes),
-            hints.format ? json_string(hints.format->name).c_str() : "null",
-            hints.size ? std::to_string(hints.size->first).c_str() : "null",
-            hints.size ? std::to_string(hints.size->second).c_str() : "null",
-            points ? "true" : "false");
-        print_json_fits("this_size", sized);
-        print_json_fits("known_sizes", known);
-        print_json_fits("proportions", others);
-        std::printf("}\n");
-        return;
+    Findings found;
+    found.bytes = *file->size() - options.skip;
+    if (*file->size() == 0) throw Failure(file->name() + ": the file is empty");
+    if (found.bytes <= 0)
+        throw Failure(file->name() + ": nothing is left after the first " +
+                      std::to_string(options.skip) + " of its " + std::to_string(*file->size()) +
+                      " bytes");
+    found.hints = hints_in_name(options.file);
+    found.points = frames::find_point_list(file->read_part(options.skip, kPointBytes));
+    if (size) {
+        found.of_given_size = size_fits(found.bytes, size->first, size->second);
+    } else {
+        found.of_known_sizes = known_size_fits(found.bytes);
+        found.of_proportions = proportion_fits(found.bytes);
     }
-    std::printf("%s: %lld bytes%s\n", shown(options.file).c_str(), static_cast<long long>(bytes),
+    return found;
+}
+
+void print_json(const std::string& file, const Findings& found) {
+    const auto& format = found.hints.format;
+    const auto& size = found.hints.size;
+    std::printf(
+        "{\"file\": %s, \"bytes\": %lld, \"name_says\": {\"format\": %s, \"width\": "
+        "%s, \"height\": %s}, \"mono1c\": %s",
+        json_string(file).c_str(), static_cast<long long>(found.bytes),
+        format ? json_string(format->name).c_str() : "null",
+        size ? std::to_string(size->first).c_str() : "null",
+        size ? std::to_string(size->second).c_str() : "null", found.points ? "true" : "false");
+    print_json_fits("this_size", found.of_given_size);
+    print_json_fits("known_sizes", found.of_known_sizes);
+    print_json_fits("proportions", found.of_proportions);
+    std::printf("}\n");
+}
+
+void print_text(const DumpOptions& options, const Findings& found) {
+    const auto& format = found.hints.format;
+    const auto& size = found.hints.size;
+    std::printf("%s: %lld bytes%s\n", shown(options.file).c_str(),
+                static_cast<long long>(found.bytes),
                 options.skip > 0 ? " after those skipped" : "");
-    if (hints.format) std::printf("its name says format %s\n", hints.format->name);
-    if (hints.size)
-        std::printf("its name says size %lldx%lld\n", static_cast<long long>(hints.size->first),
-                    static_cast<long long>(hints.size->second));
-    if (points)
+    if (format) std::printf("its name says format %s\n", format->name);
+    if (size)
+        std::printf("its name says size %lldx%lld\n", static_cast<long long>(size->first),
+                    static_cast<long long>(size->second));
+    if (found.points)
         std::printf("it begins as a Mono1C list of points within %lldx%lld\n",
-                    static_cast<long long>(points->columns), static_cast<long long>(points->rows));
-    print_fits("This size fits with", sized);
-    print_fits("Known camera sizes that fit", known);
-    print_fits("Common proportions that fit one frame", others);
-    if (sized.empty() && known.empty() && others.empty() && !points)
+                    static_cast<long long>(found.points->columns),
+                    static_cast<long long>(found.points->rows));
+    print_fits("This size fits with", found.of_given_size);
+    print_fits("Known camera sizes that fit", found.of_known_sizes);
+    print_fits("Common proportions that fit one frame", found.of_proportions);
+    const bool fits = !found.of_given_size.empty() || !found.of_known_sizes.empty() ||
+                      !found.of_proportions.empty();
+    if (!fits && !found.points)
         std::printf(
             "\nno %s fits whole frames: a header or chunk data, padded rows, an unusual "
             "size, or a file cut short\n",
-            size ? "format of this size" : "known size");
+            options.size ? "format of this size" : "known size");
     std::printf(
         "\nThe length alone decides nothing; this looks at the bytes:\n"
         "    imgcnv guess %s\n",
         shell_word(options.file).c_str());
+}
+
+void info(const DumpOptions& options) {
+    const auto found = look_at(options);
+    options.json ? print_json(options.file, found) : print_text(options, found);
 }
 
 }  // namespace
