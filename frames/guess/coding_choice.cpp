@@ -1,11 +1,10 @@
 #include "guess/coding_choice.h"
 
+#include "guess/entropy.h"
 #include "guess/known_sizes.h"
 #include "guess/placement.h"
 
 #include <algorithm>
-#include <array>
-#include <cmath>
 #include <limits>
 
 namespace frames {
@@ -133,15 +132,6 @@ double rareness(const Coding& coding) {
         default:
             return 0.03;
     }
-}
-
-double plain_entropy(std::span<const std::uint8_t> bytes) {
-    std::array<double, 256> counts{};
-    for (const auto byte : bytes) ++counts[byte];
-    double sum = 0;
-    for (const auto count : counts)
-        if (count > 0) sum -= count * std::log2(count / static_cast<double>(bytes.size()));
-    return bytes.empty() ? 0 : sum / static_cast<double>(bytes.size());
 }
 
 }  // namespace frames

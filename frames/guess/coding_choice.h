@@ -1,6 +1,6 @@
 #pragma once
 
-#include "guess/prediction_cost.h"
+#include "guess/coding_fit.h"
 
 #include <cstdint>
 #include <span>
@@ -22,8 +22,5 @@ CodingChoice choose_codings(std::span<const std::uint8_t> window, std::int64_t s
 
 /// How unusual files of a layout are, in bits per byte.
 double rareness(const Coding& coding);
-
-/// Bits per byte when bytes are coded one by one, without looking at others.
-double plain_entropy(std::span<const std::uint8_t> bytes);
 
 }  // namespace frames

@@ -2,6 +2,7 @@
 #include "guess/answer.h"
 #include "guess/coding_choice.h"
 #include "guess/depth.h"
+#include "guess/entropy.h"
 #include "guess/file_kind.h"
 #include "guess/mosaic_sites.h"
 #include "guess/point_list.h"

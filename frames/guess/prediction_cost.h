@@ -1,23 +1,11 @@
 #pragma once
 
-#include "guess/coding.h"
+#include "guess/coding_fit.h"
 
 #include <cstdint>
 #include <span>
 
 namespace frames {
-
-/// A coding at a place of the file: how well samples are predicted without knowing the width.
-struct CodingFit {
-    Coding coding;
-    std::int64_t phase = 0;  ///< bytes from the window's start to the first whole group
-    int dropped_bits = 0;    ///< low bits that follow from the upper 8, as in pictures of 8 bits
-    bool has_empty_byte = false;  ///< of words: the lower 8 bits are 0 throughout
-    int upper_shift = 0;          ///< leaves the upper 8 bits in use
-    std::int64_t reach = 0;       ///< bytes of the window for which the phase holds
-    double bits_per_byte = 8;     ///< with this phase throughout
-    double coding_bits = 8;       ///< with the best phase at each place: padded rows change it
-};
 
 /// One way to read the bytes: where rows begin and what their bytes mean.
 struct Hypothesis {
@@ -30,10 +18,6 @@ struct Hypothesis {
     /// Rows from a sample to the next of the same colour.
     std::int64_t lines() const { return is_mosaic ? 2 : 1; }
 };
-
-/// Tries every phase of a coding: `phases` is 1 where the first group is known to be at `first`.
-std::vector<CodingFit> fit_coding(const Coding& coding, std::span<const std::uint8_t> window,
-                                  std::int64_t first, std::int64_t phases);
 
 /// How many bits a byte of the file takes when every sample is predicted from its neighbours of the
 /// same kind to the left and above, as a lossless coder would. The right hypothesis predicts best:

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "guess/prediction_cost.h"
+#include "guess/coding_fit.h"
 
 #include <cstdint>
 #include <span>
