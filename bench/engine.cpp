@@ -198,12 +198,20 @@ void layouts() {
         levels.black = 64;
         levels.red_gain = 1.8;
         levels.blue_gain = 1.4;
-        auto leveled = wanted;
-        leveled.levels = &levels;
-        EngineRun with_levels("BayerRG12Packed", width, height, leveled);
-        compare(
-            "levels for none, BayerRG12Packed bilinear " + std::to_string(width),
-            [&] { with_levels(); }, [&] { packed(); });
+        for (const auto& [format, kind] : {std::pair{"BayerRG12Packed", IMGCNV_TARGET_RGB24},
+                                           {"BayerRG12Packed", IMGCNV_TARGET_RGB48},
+                                           {"Mono12Packed", IMGCNV_TARGET_MONO8},
+                                           {"Mono12Packed", IMGCNV_TARGET_RAW16}}) {
+            const auto bare = target(kind, IMGCNV_BILINEAR);
+            auto leveled = bare;
+            leveled.levels = &levels;
+            EngineRun without(format, width, height, bare);
+            EngineRun with_levels(format, width, height, leveled);
+            compare(
+                "levels for none, " + std::string(format) + " to " + imgcnv_target_name(kind) +
+                    " " + std::to_string(width),
+                [&] { with_levels(); }, [&] { without(); });
+        }
         EngineRun alpha("BayerRG8", width, height, target(IMGCNV_TARGET_BGRA32, IMGCNV_BILINEAR));
         EngineRun plain("BayerRG8", width, height, wanted);
         compare(

@@ -9,10 +9,11 @@
 namespace frames {
 
 /// Both colours of a mosaic's row, or the three channels of RGB samples: sample i takes
-/// scale[i % period]. result = clamp((sample - black) * scale), rounded to nearest.
+/// scale[i % period]. result = clamp((sample - black) * scale, 0, most), rounded to nearest.
 struct LevelRow {
     float black;
     float scale[3];
+    float most = 65535;  // a whole number, at most this
 };
 
 /// The same to 8 bits in steps of a 65536th of the range, for words: see level8_plain().

@@ -14,8 +14,8 @@ inline void levels_plain(const std::uint16_t* source, std::uint16_t* out, std::s
     for (std::size_t i = 0; i < count; ++i) {
         const float scale = levels.scale[i % static_cast<std::size_t>(period)];
         const float value = (static_cast<float>(source[i]) - levels.black) * scale;
-        out[i] =
-            static_cast<std::uint16_t>(static_cast<int>(std::clamp(value, 0.0F, 65535.0F) + 0.5F));
+        out[i] = static_cast<std::uint16_t>(
+            static_cast<int>(std::clamp(value, 0.0F, levels.most) + 0.5F));
     }
 }
 

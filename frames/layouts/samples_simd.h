@@ -4,18 +4,20 @@
 #include "layouts/kernels.h"
 #include "layouts/vector_ops.h"
 
+#include <stddef.h>
+
 namespace frames {
 
-/// Blocks are of three vectors: every period begins anew with them.
-template <class V>
+/// Every period begins anew with a block: of three vectors where three channels take turns.
+template <class V, size_t kVectors>
 class LevelsBody {
   public:
-    static constexpr size_t kOut = 3 * kVectorBytes<V>, kIn = kOut;
+    static constexpr size_t kOut = kVectors * kVectorBytes<V>, kIn = kOut;
     static constexpr size_t kReads = kIn, kWrites = kOut;
 
-    LevelsBody(const LevelRow& levels, size_t period) : black_(levels.black) {
-        // The row's floats are one piece: black, and three scales.
-        static_assert(sizeof levels == 16);
+    LevelsBody(const LevelRow& levels, size_t period) : black_(levels.black), most_(levels.most) {
+        // The first floats of the row are one piece: black, and three scales.
+        static_assert(offsetof(LevelRow, most) == 16);
         using Indices = Repeated<V, sizeof(float)>;
         static constexpr Indices kScales[] = {
             Indices([](size_t, size_t byte) { return 4 + byte; }),
@@ -23,14 +25,14 @@ class LevelsBody {
             Indices([](size_t i, size_t byte) { return 4 + i % 3 * 4 + byte; })};
         const Indices& indices = kScales[period - 1];
         const Bytes<V> row = V::broadcast(&levels);
-        for (size_t i = 0; i < kQuarters; ++i)
+        for (size_t i = 0; i < kHalves; ++i)
             scales_[i] = (Floats<V>)V::shuffle(
                 row, indices.at(i / 2 * kPerVector + i % 2 * 4, kPerVector / V::kLanes));
     }
 
     void block(const uint8_t* source, uint8_t* out) const {
 #pragma GCC unroll 3
-        for (size_t i = 0; i < 3; ++i) {
+        for (size_t i = 0; i < kVectors; ++i) {
             const auto samples = load_vector<V, Words<V>>(source + i * kVectorBytes<V>);
             store_vector<V>(out + i * kVectorBytes<V>,
                             V::pack_dwords(level4(widen_words<V, 0>(samples), scales_[2 * i]),
@@ -40,24 +42,29 @@ class LevelsBody {
 
   private:
     static constexpr size_t kPerVector = kVectorBytes<V> / sizeof(uint16_t);
-    static constexpr size_t kQuarters = 6;  // of 4 samples per lane
+    static constexpr size_t kHalves = 2 * kVectors;  // of 4 samples per lane
 
     /// Packing clamps what is below 0.
     Dwords<V> level4(Dwords<V> samples, Floats<V> scale) const {
         const Floats<V> value = (__builtin_convertvector(samples, Floats<V>) - black_) * scale;
-        return __builtin_convertvector(V::smaller(value, Floats<V>{} + 65535.0F) + 0.5F, Dwords<V>);
+        return __builtin_convertvector(V::smaller(value, Floats<V>{} + most_) + 0.5F, Dwords<V>);
     }
 
-    float black_;
-    Floats<V> scales_[kQuarters];
+    float black_, most_;
+    Floats<V> scales_[kHalves];
 };
 
 template <class V>
-void levels_row(const uint16_t* source, uint16_t* out, size_t count, const LevelRow& levels,
-                int period) {
-    run_blocks<V>(LevelsBody<V>(levels, static_cast<size_t>(period)),
-                  reinterpret_cast<const uint8_t*>(source), 2 * count, 2 * count,
-                  reinterpret_cast<uint8_t*>(out), 2 * count);
+[[gnu::flatten]] void levels_row(const uint16_t* source, uint16_t* out, size_t count,
+                                 const LevelRow& levels, int period) {
+    const auto run = [&](const auto& body) {
+        run_blocks<V>(body, reinterpret_cast<const uint8_t*>(source), 2 * count, 2 * count,
+                      reinterpret_cast<uint8_t*>(out), 2 * count);
+    };
+    if (period == 3)
+        run(LevelsBody<V, 3>(levels, 3));
+    else
+        run(LevelsBody<V, 1>(levels, static_cast<size_t>(period)));
 }
 
 template <class V>

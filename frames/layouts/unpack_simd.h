@@ -202,12 +202,14 @@ requires(!WholeVector<V>) struct SmallSamples<V, kDepth> {
 };
 
 /// A block is as many samples as a vector has bytes; its halves are made apart as words and packed.
-/// On levels with lanes the first half has the first 8 of every 16 samples.
+/// On levels with lanes, and of bytes, the first half has the first 8 of every 16 samples.
 template <class V, SampleLayout kLayout>
 struct Unpack {
     static constexpr bool kWords = kLayout.layout == IMGCNV_LAYOUT_WORDS;
     static constexpr bool kBytes = kLayout.layout == IMGCNV_LAYOUT_BYTES;
     static constexpr bool kIsWhole = WholeVector<V>;
+    // Bytes are words sooner within lanes than in order, at every level.
+    static constexpr bool kHalvesFollow = kIsWhole && !kBytes;
     static constexpr bool kIsOneNumber = kLayout.layout == IMGCNV_LAYOUT_LSB_FIRST;
     static constexpr int kDepth = kLayout.depth;
     static constexpr size_t kLaneBytes = sample_bytes(kLayout, 8);
@@ -250,8 +252,6 @@ struct Unpack {
     static Words<V> at_top(Bytes<V> lanes) {
         if constexpr (kWords) {
             return host_words(lanes) << (16 - kDepth);
-        } else if constexpr (kBytes && !kIsWhole) {
-            return upper_bytes(lanes);
         } else if constexpr (kIsWhole) {
             static constexpr PickedBits<V> kPicked = bits_of_words<V>(kLayout);
             return (Words<V>)pick<V>(lanes, kPicked);
@@ -284,7 +284,7 @@ struct Unpack {
     /// Both halves' words of at most 32767, clamped to 255.
     static Bytes<V> pack_halves(Words<V> first, Words<V> second) {
         const Bytes<V> lanes = V::pack_words(first, second);
-        if constexpr (kIsWhole) {
+        if constexpr (kHalvesFollow) {
             static constexpr VectorBytes<V> kInOrder = [] {
                 VectorBytes<V> indices{};
                 for (size_t i = 0; i < kVectorBytes<V>; ++i)
@@ -362,7 +362,8 @@ struct Unpack {
         static constexpr size_t kVectors = kPeriod == 3 ? 3 : 1;
         static constexpr size_t kIn = 2 * kHalfBytes * kVectors;
         static constexpr size_t kOut = kVectorBytes<V> * kVectors;
-        static constexpr size_t kReads = kIn - kHalfBytes + kHalfReads, kWrites = kOut;
+        static constexpr size_t kReads = kBytes ? kIn : kIn - kHalfBytes + kHalfReads;
+        static constexpr size_t kWrites = kOut;
 
         explicit To8Levels(const FixedLevels& levels)
             : black_(Words<V>{} + levels.black),
@@ -375,11 +376,11 @@ struct Unpack {
             if constexpr (kPeriod == 3) {
                 static constexpr Repeated<V, 2> kFactors(
                     [](size_t i, size_t byte) { return i % 3 * 2 + byte; });
-                constexpr size_t kSecond = kIsWhole ? kVectorBytes<V> / 2 : 8;
+                constexpr size_t kSecond = kHalvesFollow ? kVectorBytes<V> / 2 : 8;
                 for (size_t i = 0; i < 6; ++i)
                     factors_[i] = (Words<V>)V::shuffle(
-                        all,
-                        kFactors.at(i / 2 * kVectorBytes<V> + i % 2 * kSecond, kIsWhole ? 8 : 16));
+                        all, kFactors.at(i / 2 * kVectorBytes<V> + i % 2 * kSecond,
+                                         kHalvesFollow ? 8 : 16));
             } else {
                 static constexpr LaneBytes kFactors = [] {
                     LaneBytes indices{};
@@ -404,7 +405,10 @@ struct Unpack {
       private:
         template <size_t kHalf>
         static Words<V> half_at_top(const uint8_t* block) {
-            return only_at_top(at_top(load_half<kHalf>(block)));
+            if constexpr (kBytes)
+                return widen_bytes<V, kHalf>(load_vector<V, Bytes<V>>(block)) << 8;
+            else
+                return only_at_top(at_top(load_half<kHalf>(block)));
         }
         /// Packing clamps to 255.
         Words<V> level(Words<V> samples, Words<V> factors) const {

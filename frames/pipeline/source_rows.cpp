@@ -32,11 +32,11 @@ SourceRows::SourceRows(const Geometry& frame, const Wish& wish)
     const double largest = (1 << frame.format->depth) - 1;
     const double full = !wish.is_wide() ? 255 : wish.full_scale ? 65535 : largest;
     const double gains[3] = {wish.levels.red_gain, wish.levels.green_gain, wish.levels.blue_gain};
-    largest_ = static_cast<std::uint16_t>(full);
     const bool blue_first =
         frame.format->layout == IMGCNV_LAYOUT_BGR || frame.format->layout == IMGCNV_LAYOUT_BGRA;
     for (int row = 0; row < 2; ++row) {
         levels_[row].black = static_cast<float>(wish.levels.black);
+        levels_[row].most = static_cast<float>(full);
         for (int i = 0; i < 3; ++i) {
             const int color =
                 channels_ == 3
@@ -180,10 +180,9 @@ void SourceRows::read16(const std::uint8_t* frame, const Rectangle& part, std::u
     for (auto y = part.first_row; y < part.last_row; ++y, out += stride) {
         const auto row = mirrored(y, frame_.height);
         read_run16(frame, row, part.first_column, inside, out, scratch);
-        if (has_levels_) {
+        if (has_levels_)
             sample_kernels().levels_to16(out, out, count, levels_[row % 2], period());
-            for (std::size_t i = 0; i < count; ++i) out[i] = std::min(out[i], largest_);
-        } else if (full_scale_depth_ != 0)
+        else if (full_scale_depth_ != 0)
             sample_kernels().full_scale(out, out, count, full_scale_depth_);
         mirror_columns(part, out);
     }

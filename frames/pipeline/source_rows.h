@@ -56,10 +56,9 @@ class SourceRows {
 
     Geometry frame_;
     LayoutKernels kernels_{};
-    LayoutKernels dropped_{};    ///< of the samples without their alpha
-    LevelRow levels_[2]{};       ///< of even and odd rows
-    FixedLevels levels8_[2]{};   ///< the same to 8 bits
-    std::uint16_t largest_ = 0;  ///< what levels of 16-bit samples end at
+    LayoutKernels dropped_{};   ///< of the samples without their alpha
+    LevelRow levels_[2]{};      ///< of even and odd rows
+    FixedLevels levels8_[2]{};  ///< the same to 8 bits
     int channels_ = 1;
     int full_scale_depth_ = 0;  ///< 0: samples keep their value
     bool four_channels_ = false;
