@@ -164,8 +164,8 @@ double against_colours(std::span<const std::uint8_t> window, const Hypothesis& h
         pixels.add_row(row.words);
         far.add_row(row.words);
     });
-    // In noise no neighbours are alike, whatever they are. Of a grey scene, the samples of a pixel
-    // are as far from each other as those of neighbours where neighbours are nearly the same.
+    // In noise no neighbours are alike, whatever they are. In smooth grey scenes, pixels differ by
+    // noise alone, as the three samples of a pixel do.
     if (count == 3 && steps.is_even()) {
         const bool is_noise = steps.mean() >= kNear * far.mean();
         return is_noise || pixels.mean() < kGrowth * steps.mean() ? kNoise : kNoColours;

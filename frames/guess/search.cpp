@@ -90,8 +90,7 @@ class Search {
                 return !explains_length(candidate.hypothesis.pitch_bits, known_.height);
             });
         weigh(4 * 1024, 0, candidates_.size(), 1.2);
-        // Columns of noise are no padding: only their bytes cost more than when written as they
-        // are.
+        // A coder writes pixels in their own bits at most: what costs more has padding of noise.
         if (known_.width == 0)
             std::erase_if(candidates_, [](const Candidate& one) { return one.cost > 8; });
         if (candidates_.size() > kPlaced) candidates_.resize(kPlaced);
@@ -106,7 +105,8 @@ class Search {
             if (candidate.hypothesis.fit->coding.may_be_mosaic()) {
                 candidate.of_sites =
                     against_sites(candidate.hypothesis, candidate.hypothesis.start, known_.height);
-                // Where a header is in front, rows begin elsewhere.
+                // Behind a header rows begin elsewhere; read from byte 0 on, each holds the ends
+                // of two, whose sites differ.
                 if (candidate.hypothesis.is_mosaic && known_.skip < 0)
                     for (const auto header : kUsualHeaders)
                         if (header < size_ &&
