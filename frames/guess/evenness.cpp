@@ -23,12 +23,14 @@ class StepsByPlace {
         const auto groups = row.size() > first ? (row.size() - first) / period_ : 0;
         if (groups == 0) return;
         double all = 0;
-        for (std::size_t i = 0; i < groups * period_; ++i) {
-            const auto x = first + i;
-            const double step =
-                std::abs(static_cast<int>(row[x]) - static_cast<int>(row[x - apart_]));
-            sums[i % period_] += step;
-            all += step;
+        for (std::size_t group = 0; group < groups; ++group) {
+            auto& part = parts_[group * kParts / groups];
+            for (std::size_t i = 0; i < period_; ++i) {
+                const auto step = step_at(row, first + group * period_ + i);
+                sums[i] += step;
+                part[i] += step;
+                all += step;
+            }
         }
         const auto count = static_cast<double>(groups);
         for (std::size_t i = 0; i < period_; ++i) {
@@ -46,29 +48,50 @@ class StepsByPlace {
         constexpr double kSurely = 6, kClearly = 0.03, kManyEdges = 8;
         if (changed_ < kManyEdges * rows_) return false;
         for (std::size_t i = 0; i < period_; ++i)
-            if (std::abs(beyond_[i]) > kClearly * steps_ && errors(i) > kSurely) return true;
+            if (std::abs(beyond_[i]) > kClearly * steps_ && errors(i) > kSurely && is_everywhere(i))
+                return true;
         return false;
     }
     double mean() const { return rows_ > 0 ? steps_ / rows_ : 0; }
-    /// Nothing hints at a difference although there is something to see.
+    /// Nothing hints at a difference although there are enough rows with something to see.
     bool is_even() const {
-        constexpr double kSeen = 400, kHardly = 0.02;
+        constexpr double kSeen = 400, kHardly = 0.02, kVague = 0.1;
         if (changed_ < kSeen) return false;
-        for (std::size_t i = 0; i < period_; ++i)
+        for (std::size_t i = 0; i < period_; ++i) {
+            if (error(i) > kVague * steps_) return false;
             if (std::abs(beyond_[i]) > kHardly * steps_ && errors(i) > 3) return false;
+        }
         return true;
     }
 
   private:
-    static constexpr std::size_t kMostPlaces = 8;
-    /// The mean beside its standard error.
-    double errors(std::size_t place) const {
-        const auto spread = squares_[place] - beyond_[place] * beyond_[place] / rows_;
-        return std::abs(beyond_[place]) / std::sqrt(std::max(spread, 1e-9));
+    static constexpr std::size_t kMostPlaces = 8, kParts = 4;
+
+    template <class Samples>
+    double step_at(const Samples& row, std::size_t x) const {
+        return std::abs(static_cast<int>(row[x]) - static_cast<int>(row[x - apart_]));
     }
+    /// Upright edges make a part of the rows uneven, kinds of samples all of it.
+    bool is_everywhere(std::size_t place) const {
+        constexpr double kSlightly = 0.01, kNothingToSee = 0.02;
+        return std::all_of(parts_.begin(), parts_.end(), [&](const auto& sums) {
+            double all = 0;
+            for (const auto sum : sums) all += sum;
+            const auto beyond = sums[place] * static_cast<double>(period_) - all;
+            return all < kNothingToSee * changed_ ||
+                   (beyond_[place] > 0 ? beyond : -beyond) > kSlightly * all;
+        });
+    }
+    /// The standard error of the sum.
+    double error(std::size_t place) const {
+        const auto spread = squares_[place] - beyond_[place] * beyond_[place] / rows_;
+        return std::sqrt(std::max(spread, 1e-9));
+    }
+    double errors(std::size_t place) const { return std::abs(beyond_[place]) / error(place); }
 
     std::size_t period_, apart_;
     std::array<double, kMostPlaces> beyond_{}, squares_{};
+    std::array<std::array<double, kMostPlaces>, kParts> parts_{};  ///< sums of steps
     double steps_ = 0, changed_ = 0, rows_ = 0;
 };
 
@@ -129,20 +152,24 @@ double against_few_bits(std::span<const std::uint8_t> window, const Hypothesis& 
 }
 
 double against_colours(std::span<const std::uint8_t> window, const Hypothesis& hypothesis) {
-    constexpr double kColours = 0.3, kNoColours = 0.2, kNoise = 0.04, kNear = 0.8;
+    constexpr double kColours = 0.3, kNoColours = 0.2, kNoise = 0.04, kNear = 0.8, kGrowth = 1.04;
     const auto& coding = hypothesis.fit->coding;
     const auto count = static_cast<std::size_t>(channels(*coding.format));
     StepsByPlace steps(3, hypothesis.is_mosaic ? 2 : 1);
-    StepsByPlace far(3, 48);
+    StepsByPlace pixels(3, 3), far(3, 48);
     RowSamples row;
     for_rows(window, hypothesis, [&](std::int64_t bit, std::int64_t width) {
         split_row(coding, window.data(), bit, width, 0, row);
         steps.add_row(row.words);
+        pixels.add_row(row.words);
         far.add_row(row.words);
     });
-    // In noise no neighbours are alike, whatever they are.
-    if (count == 3 && steps.is_even())
-        return steps.mean() < kNear * far.mean() ? kNoColours : kNoise;
+    // In noise no neighbours are alike, whatever they are. In smooth grey scenes, pixels differ by
+    // noise alone, as the three samples of a pixel do.
+    if (count == 3 && steps.is_even()) {
+        const bool is_noise = steps.mean() >= kNear * far.mean();
+        return is_noise || pixels.mean() < kGrowth * steps.mean() ? kNoise : kNoColours;
+    }
     if (count == 3) return 0;
     return steps.is_uneven() ? kColours : 0;
 }

@@ -79,15 +79,21 @@ class Search {
                 add_of_width(fit);
             else
                 for (const auto& [width, height] : known_sizes())
-                    if (known_.height == 0 || known_.height == height)
+                    if (known_.height == 0 || known_.height == height) {
                         if (const auto row = fit.coding.row_bits(width);
                             explains_length(row, height))
                             add_at_starts(fit, width, row, 0, doubt_in_small(row, height));
+                        add_padded(fit, width, height);
+                    }
         if (known_.height > 0)
             std::erase_if(candidates_, [&](const Candidate& candidate) {
                 return !explains_length(candidate.hypothesis.pitch_bits, known_.height);
             });
-        weigh(4 * 1024, 0, kPlaced, 1.2);
+        weigh(4 * 1024, 0, candidates_.size(), 1.2);
+        // A coder writes pixels in their own bits at most: what costs more has padding of noise.
+        if (known_.width == 0)
+            std::erase_if(candidates_, [](const Candidate& one) { return one.cost > 8; });
+        if (candidates_.size() > kPlaced) candidates_.resize(kPlaced);
         for (auto& candidate : candidates_)
             candidate.rank += against_channels(window_, candidate.hypothesis);
         add_against_mosaic();
@@ -99,6 +105,15 @@ class Search {
             if (candidate.hypothesis.fit->coding.may_be_mosaic()) {
                 candidate.of_sites =
                     against_sites(candidate.hypothesis, candidate.hypothesis.start, known_.height);
+                // Behind a header rows begin elsewhere; read from byte 0 on, each holds the ends
+                // of two, whose sites differ.
+                if (candidate.hypothesis.is_mosaic && known_.skip < 0)
+                    for (const auto header : kUsualHeaders)
+                        if (header < size_ &&
+                            (size_ - header) * 8 % candidate.hypothesis.pitch_bits == 0)
+                            candidate.of_sites = std::min(
+                                candidate.of_sites,
+                                against_sites(candidate.hypothesis, header, known_.height));
                 candidate.rank += candidate.of_sites;
             }
     }
@@ -296,40 +311,54 @@ class Search {
             const auto count = size_ / bytes, rest = size_ - count * bytes;
             const bool has_gaps = count > 1 && rest % count == 0 && rest / count % 4 == 0 &&
                                   rest / count <= kLongestChunk;
+            const bool fits = (has_gaps && fit.phase == 0) || fits_behind_header(bytes, &fit);
             if (rest <= 2 * kLongestHeader || has_gaps)
-                add_at_starts(
-                    fit, width, row, 0,
-                    has_gaps || fits_behind_header(bytes) ? kFitsKnownSize : kMayFitKnownSize);
+                add_at_starts(fit, width, row, 0, fits ? kFitsKnownSize : kMayFitKnownSize);
             add_behind_header(fit, width, height, kMayFitKnownSize);
-            const auto offer_padded = [&, width = width, height = height](std::int64_t pitch) {
-                const auto padded = frame_bytes(pitch, height);
-                if (pitch > row && 4 * pitch < 5 * row + 8 * 64 && padded <= size_ &&
-                    size_ % padded == 0)
-                    add_at_starts(fit, width, pitch, kPaddingTaken, kFitsKnownSize);
-            };
-            for (std::int64_t unit = 32; unit <= 4096; unit *= 2)
-                offer_padded((row + unit - 1) / unit * unit);
-            if (size_ % height == 0) offer_padded(8 * (size_ / height));
+            add_padded(fit, width, height);
         }
         for (const auto pitch : pitches(fit).bits) add_pitch(fit, pitch);
         add_rectangles(fit);
     }
 
-    /// Tight frames of usual proportions that fill the file: noise may hide how long rows are.
-    void add_rectangles(const CodingFit& fit) {
-        constexpr double kHighest = 0.7, kWidest = 2.5;
-        const auto area = 8.0 * static_cast<double>(size_) / fit.coding.format->bits_per_pixel;
-        const auto widest = static_cast<std::int64_t>(std::sqrt(kWidest * area));
-        auto width = static_cast<std::int64_t>(std::sqrt(kHighest * area));
-        for (; width <= widest; ++width)
-            if (const auto row = fit.coding.row_bits(width);
-                size_ * 8 % row < 8 && fit.coding.widest_row(row) == width)
-                add_at_starts(fit, width, row, 0, kFillsFile);
+    /// Frames of a known size whose rows are padded so that they fill the file.
+    void add_padded(const CodingFit& fit, std::int64_t width, std::int64_t height) {
+        const auto row = fit.coding.row_bits(width);
+        const auto offer = [&](std::int64_t pitch) {
+            const auto padded = frame_bytes(pitch, height);
+            if (pitch > row && 4 * pitch < 5 * row + 8 * 64 && padded <= size_ &&
+                size_ % padded == 0)
+                add_at_starts(fit, width, pitch, kPaddingTaken, kFitsKnownSize);
+        };
+        for (std::int64_t unit = 32; unit <= 4096; unit *= 2) offer((row + unit - 1) / unit * unit);
+        if (size_ % height == 0) offer(8 * (size_ / height));
     }
 
-    bool fits_behind_header(std::int64_t frame) const {
+    /// Tight frames of usual proportions, one or a few, that fill the file: noise, or the letters
+    /// of a page, may hide how long rows are.
+    void add_rectangles(const CodingFit& fit) {
+        constexpr double kHighest = 0.7, kWidest = 2.5;
+        constexpr std::int64_t kFrames = 5;
+        for (std::int64_t frames = 1; frames <= kFrames; ++frames) {
+            const auto area =
+                8.0 * static_cast<double>(size_ / frames) / fit.coding.format->bits_per_pixel;
+            const auto widest = static_cast<std::int64_t>(std::sqrt(kWidest * area));
+            auto width = static_cast<std::int64_t>(std::sqrt(kHighest * area));
+            for (; width <= widest; ++width)
+                if (const auto row = fit.coding.row_bits(width);
+                    size_ * 8 % row < 8 && size_ * 8 / row % frames == 0 &&
+                    fit.coding.widest_row(row) == width)
+                    add_at_starts(fit, width, row, 0,
+                                  frames == 1 && fit.phase == 0 ? kFillsFile : 0);
+        }
+    }
+
+    /// Whether frames fill the file behind a usual header; with a fit: behind one after which the
+    /// groups lie where the fit has them.
+    bool fits_behind_header(std::int64_t frame, const CodingFit* fit = nullptr) const {
         return std::any_of(kUsualHeaders.begin(), kUsualHeaders.end(), [&](std::int64_t header) {
-            return header < size_ && (size_ - header) % frame == 0;
+            return header < size_ && (size_ - header) % frame == 0 &&
+                   (fit == nullptr || (header - fit->phase) % fit->coding.group_bytes() == 0);
         });
     }
 

@@ -501,6 +501,21 @@ TEST(Guess, SaysThatNothingIsFound) {
     EXPECT_EQ(ask(too_large).status, IMGCNV_BAD_DATA);
 }
 
+TEST(Guess, PaddingTellsTheRowsOfNoise) {
+    constexpr std::size_t kWidth = 1280, kHeight = 720, kStride = 1284;
+    auto data = noise(kStride * kHeight);
+    for (const auto& reading : ask(question_of(data)).readings)
+        EXPECT_EQ(reading.frame.stride, 0) << "no byte of this noise is padding";
+    for (std::size_t y = 0; y < kHeight; ++y)
+        std::fill_n(data.begin() + static_cast<std::ptrdiff_t>(y * kStride + kWidth),
+                    kStride - kWidth, std::uint8_t{0});
+    const auto result = ask(question_of(data));
+    ASSERT_FALSE(result.readings.empty()) << result.text;
+    EXPECT_EQ(result.readings[0].frame.format, kMono8);
+    EXPECT_EQ(result.readings[0].frame.width, 1280);
+    EXPECT_EQ(result.readings[0].frame.stride, 1284);
+}
+
 TEST(Guess, KnowsPoints) {
     Bytes data;
     for (int row = 1; row <= 40; ++row)
