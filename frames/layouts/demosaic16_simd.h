@@ -9,36 +9,6 @@
 
 namespace frames {
 
-/// The sum of two samples. Of samples of up to 14 bits even two sums fit into a word.
-template <class V, bool kUpTo14>
-struct SumOfTwo {
-    Words<V> sum;
-
-    static SumOfTwo of(Words<V> a, Words<V> b) { return {a + b}; }
-    /// Of each place, a word of one of both.
-    template <class F>
-    static SumOfTwo choose(SumOfTwo a, SumOfTwo b, F words) {
-        return {words(a.sum, b.sum)};
-    }
-    static Words<V> quarter(SumOfTwo a, SumOfTwo b) { return (a.sum + b.sum) >> 2; }
-};
-/// Others are kept as half of it, rounded up, and in the lowest bit of `rounded` whether it was.
-template <class V>
-struct SumOfTwo<V, false> {
-    Words<V> half, rounded;
-
-    static SumOfTwo of(Words<V> a, Words<V> b) { return {V::average(a, b), a ^ b}; }
-    template <class F>
-    static SumOfTwo choose(SumOfTwo a, SumOfTwo b, F words) {
-        return {words(a.half, b.half), words(a.rounded, b.rounded)};
-    }
-    /// However often it was rounded up on the way, that is one too much.
-    static Words<V> quarter(SumOfTwo a, SumOfTwo b) {
-        return V::average(a.half, b.half) -
-               (((a.half ^ b.half) | a.rounded | b.rounded) & uint16_t{1});
-    }
-};
-
 /// Words of a where the place in a lane is odd (kOdd) or even, else of b.
 template <class V, bool kOdd>
 [[gnu::always_inline]] inline Words<V> blend_sites(Words<V> a, Words<V> b) {
@@ -141,7 +111,29 @@ void for_each_block(size_t pixels, Block block) {
 
 template <class V, bool kChromaFirst, bool kOwnFirst>
 struct Demosaic16Rows {
-    static constexpr size_t kChroma = kChromaFirst ? 0 : 1;
+    static constexpr size_t kChroma = kChromaFirst ? 0 : 1, kGreen = 1 - kChroma;
+    static constexpr size_t kBlock = kVectorBytes<V> / 2;
+
+    using PlacesOfPairs = UnsignedDwords<V>;
+    template <size_t kPlace>
+    static PlacesOfPairs places(Words<V> a) {
+        return kPlace == 0 ? (PlacesOfPairs)a & 0xFFFF : (PlacesOfPairs)a >> 16;
+    }
+    /// Words as dwords: those at even places, and those at odd ones.
+    struct Pairs {
+        PlacesOfPairs at[2];
+
+        static Pairs of(Words<V> a) { return {places<0>(a), places<1>(a)}; }
+        Pairs operator+(const Pairs& b) const { return {at[0] + b.at[0], at[1] + b.at[1]}; }
+        /// From `kWords` words on, where b follows.
+        template <size_t kWords>
+        Pairs moved_on(const Pairs& b) const {
+            const auto place = [&](size_t i) {
+                return (PlacesOfPairs)moved<kWords, kWords>((Words<V>)at[i], (Words<V>)b.at[i]);
+            };
+            return {place(0), place(1)};
+        }
+    };
 
     static Words<V> load(const uint16_t* p) { return load_vector<V, Words<V>>(p); }
 
@@ -171,68 +163,119 @@ struct Demosaic16Rows {
         });
     }
 
-    /// `up_down` are the sums of the samples above and below; `aside` are at green sites the same,
-    /// at chroma sites those of the neighbour that is in another pair.
-    template <bool kUpTo14>
+    /// Sums of samples of up to 14 bits fit into words. `up_down` are those of the samples above
+    /// and below; `aside` are at green sites the same, at chroma sites those of the neighbour that
+    /// is in another pair.
     static void store_bilinear(uint16_t* out, Words<V> left, Words<V> own, Words<V> right,
-                               SumOfTwo<V, kUpTo14> up_down, SumOfTwo<V, kUpTo14> aside) {
-        using Sum = SumOfTwo<V, kUpTo14>;
-        const Sum left_right = Sum::of(left, right);
-        const auto at_chroma = [](Words<V> a, Words<V> b) { return blend_sites<V, kChroma>(a, b); };
-        const auto at_green = [](Words<V> a, Words<V>) { return of_pair<1 - kChroma>(a); };
-        store_sites(out, own, Sum::quarter(left_right, Sum::choose(up_down, left_right, at_chroma)),
-                    Sum::quarter(Sum::choose(up_down, up_down, at_green), aside));
+                               Words<V> up_down, Words<V> aside) {
+        const Words<V> left_right = left + right;
+        store_sites(out, own, (left_right + blend_sites<V, kChroma>(up_down, left_right)) >> 2,
+                    (of_pair<1 - kChroma>(up_down) + aside) >> 2);
     }
+    /// Larger samples and their sums are dwords, of one place of every pair each. The others are
+    /// the neighbours in another pair: the green of a chroma site, the chroma of a green site, and
+    /// the sum above and below the former.
+    static void store_bilinear(uint16_t* out, Words<V> own, const Pairs& line, const Pairs& up_down,
+                               PlacesOfPairs green, PlacesOfPairs chroma, PlacesOfPairs aside) {
+        store_sites(out, own,
+                    means(line.at[kGreen] + green + up_down.at[kChroma], line.at[kChroma] + chroma),
+                    means(up_down.at[kGreen] + aside, up_down.at[kGreen]));
+    }
+    /// A quarter of the sums at chroma sites, half of those at green sites.
+    static Words<V> means(PlacesOfPairs chroma, PlacesOfPairs green) {
+        return blend_sites<V, kChroma>((Words<V>)(kChroma == 0 ? chroma >> 2 : chroma << 14),
+                                       (Words<V>)(kChroma == 0 ? green << 15 : green >> 1));
+    }
+
     template <bool kUpTo14>
     static void bilinear_block(const uint16_t* u, const uint16_t* s, const uint16_t* d,
                                uint16_t* out) {
-        using Sum = SumOfTwo<V, kUpTo14>;
         constexpr ptrdiff_t kAside = kChromaFirst ? -1 : 1;
-        const Sum up_down = Sum::of(load(u), load(d));
-        const Sum aside =
-            Sum::choose(Sum::of(load(u + kAside), load(d + kAside)), up_down,
-                        [](Words<V> a, Words<V> b) { return blend_sites<V, kChroma>(a, b); });
-        store_bilinear<kUpTo14>(out, load(s - 1), load(s), load(s + 1), up_down, aside);
+        if constexpr (kUpTo14) {
+            const Words<V> up_down = load(u) + load(d);
+            store_bilinear(out, load(s - 1), load(s), load(s + 1), up_down,
+                           blend_sites<V, kChroma>(load(u + kAside) + load(d + kAside), up_down));
+        } else {
+            const Words<V> own = load(s);
+            store_bilinear(out, own, Pairs::of(own), Pairs::of(load(u)) + Pairs::of(load(d)),
+                           places<kChroma>(load(s + kAside)), places<kGreen>(load(s - kAside)),
+                           places<kChroma>(load(u + kAside)) + places<kChroma>(load(d + kAside)));
+        }
     }
+
+    /// A block's samples and the sums of those above and below.
+    struct WordColumn {
+        Words<V> own, up_down;
+
+        static WordColumn of(Words<V> above, Words<V> line, Words<V> below) {
+            return {line, above + below};
+        }
+        /// The same of the samples `kWords` further, when the block follows itself.
+        template <size_t kWords>
+        WordColumn turned() const {
+            return {moved<kWords, kWords>(own, own), moved<kWords, kWords>(up_down, up_down)};
+        }
+        static void store(uint16_t* out, const WordColumn& before, const WordColumn& a,
+                          const WordColumn& behind) {
+            const auto aside = kChromaFirst ? moved<kBlock - 1, kBlock>(before.up_down, a.up_down)
+                                            : moved<0, 1>(a.up_down, behind.up_down);
+            store_bilinear(out, moved<kBlock - 1, kBlock - 1>(before.own, a.own), a.own,
+                           moved<1, 1>(a.own, behind.own), a.up_down, aside);
+        }
+    };
+    struct DwordColumn {
+        Words<V> own;
+        Pairs line, up_down;
+
+        static DwordColumn of(Words<V> above, Words<V> line, Words<V> below) {
+            return {line, Pairs::of(line), Pairs::of(above) + Pairs::of(below)};
+        }
+        template <size_t kWords>
+        DwordColumn turned() const {
+            return {own, line.template moved_on<kWords>(line),
+                    up_down.template moved_on<kWords>(up_down)};
+        }
+        static void store(uint16_t* out, const DwordColumn& before, const DwordColumn& a,
+                          const DwordColumn& behind) {
+            const auto pair_before = [](const Pairs& b, const Pairs& c) {
+                return b.template moved_on<kBlock - 2>(c);
+            };
+            const auto pair_behind = [](const Pairs& b, const Pairs& c) {
+                return b.template moved_on<2>(c);
+            };
+            const Pairs line_before = pair_before(before.line, a.line);
+            const Pairs line_behind = pair_behind(a.line, behind.line);
+            const Pairs aside = kChromaFirst ? pair_before(before.up_down, a.up_down)
+                                             : pair_behind(a.up_down, behind.up_down);
+            store_bilinear(out, a.own, a.line, a.up_down,
+                           (kChromaFirst ? line_before : line_behind).at[kGreen],
+                           (kChromaFirst ? line_behind : line_before).at[kChroma],
+                           aside.at[kGreen]);
+        }
+    };
 
     /// Blocks from the first pixel on while another block is behind them; `to_end` says whether the
     /// last one of a row may be made, too. Returns where they end. Words are moved within
     /// registers, because 64-byte loads from beside a block cross a cache line, which takes twice
     /// the time.
-    template <bool kUpTo14>
+    template <class Column>
     static size_t bilinear_run(const uint16_t* above, const uint16_t* line, const uint16_t* below,
-                               uint16_t* out, size_t width, bool to_end) requires WholeVector<V> {
-        constexpr size_t kBlock = kVectorBytes<V> / 2;
-        using Sum = SumOfTwo<V, kUpTo14>;
-        struct Column {
-            Words<V> own;
-            Sum up_down;
-        };
+                               uint16_t* out, size_t width, bool to_end) {
         const auto column = [&](size_t at) {
-            return Column{load(line + at), Sum::of(load(above + at), load(below + at))};
-        };
-        // What stands for the column beyond a row's end.
-        const auto mirrored = [](const Column& a, auto word) {
-            return Column{word(a.own, a.own), Sum::choose(a.up_down, a.up_down, word)};
-        };
-        const auto make = [&](size_t x, const Column& before, const Column& a,
-                              const Column& behind) {
-            const auto aside = kChromaFirst ? Sum::choose(before.up_down, a.up_down, chroma_before)
-                                            : Sum::choose(a.up_down, behind.up_down, chroma_behind);
-            store_bilinear<kUpTo14>(out + 3 * x, moved<kBlock - 1, kBlock - 1>(before.own, a.own),
-                                    a.own, moved<1, 1>(a.own, behind.own), a.up_down, aside);
+            return Column::of(load(above + at), load(line + at), load(below + at));
         };
         if (2 * kBlock > width) return 0;
         size_t x = 0;
-        Column a = column(0), before = mirrored(a, moved<2, 2>);
+        // Turned by a pair, a block has beside it what stands for the columns beyond a row's end.
+        Column a = column(0), before = a.template turned<2>();
         for (; x + 2 * kBlock <= width; x += kBlock) {
             const Column behind = column(x + kBlock);
-            make(x, before, a, behind);
+            Column::store(out + 3 * x, before, a, behind);
             before = a;
             a = behind;
         }
         if (x + kBlock == width && to_end) {
-            make(x, before, a, mirrored(a, moved<kBlock - 2, kBlock - 2>));
+            Column::store(out + 3 * x, before, a, a.template turned<kBlock - 2>());
             x = width;
         }
         return x;
@@ -249,10 +292,6 @@ struct Demosaic16Rows {
         return (Words<V>)V::permute2((Bytes<V>)a, (Bytes<V>)b,
                                      load_vector<V, Bytes<V>>(kIndices.at));
     }
-    static Words<V> chroma_before(Words<V> before, Words<V> a) {
-        return moved<kVectorBytes<V> / 2 - 1, kVectorBytes<V> / 2>(before, a);
-    }
-    static Words<V> chroma_behind(Words<V> a, Words<V> behind) { return moved<0, 1>(a, behind); }
 
     /// `own` are the samples, `missing` what lies in their row and column: the green of chroma
     /// sites, the own colour of green sites. `other` is the other chroma.
@@ -413,16 +452,17 @@ template <class V, bool kChromaFirst, bool kOwnFirst, bool kUpTo14>
 [[gnu::flatten]] void bilinear16_blocks(const uint16_t* above, const uint16_t* line,
                                         const uint16_t* below, uint16_t* out, size_t width,
                                         size_t width_out) {
-    constexpr size_t kBlock = kVectorBytes<V> / 2;
     using Rows = Demosaic16Rows<V, kChromaFirst, kOwnFirst>;
+    constexpr size_t kBlock = Rows::kBlock;
     const auto odd_block = [&](size_t x) {
         Demosaic16Rows<V, !kChromaFirst, kOwnFirst>::template bilinear_block<kUpTo14>(
             above + x, line + x, below + x, out + 3 * x);
     };
     size_t x = 0;
     if constexpr (WholeVector<V>)
-        x = Rows::template bilinear_run<kUpTo14>(above, line, below, out, width,
-                                                 width_out == width);
+        x = Rows::template bilinear_run<
+            std::conditional_t<kUpTo14, typename Rows::WordColumn, typename Rows::DwordColumn>>(
+            above, line, below, out, width, width_out == width);
     if (x == width) return;
     if (x == 0) {
         Rows::bilinear_end(above, line, below, 0, 1, out);

@@ -52,6 +52,7 @@ struct VectorTypes {
     typedef uint16_t Words __attribute__((vector_size(16 * V::kLanes)));
     typedef int16_t SignedWords __attribute__((vector_size(16 * V::kLanes)));
     typedef int32_t Dwords __attribute__((vector_size(16 * V::kLanes)));
+    typedef uint32_t UnsignedDwords __attribute__((vector_size(16 * V::kLanes)));
     typedef float Floats __attribute__((vector_size(16 * V::kLanes)));
 };
 template <class V>
@@ -64,6 +65,8 @@ template <class V>
 using SignedWords = typename VectorTypes<V>::SignedWords;
 template <class V>
 using Dwords = typename VectorTypes<V>::Dwords;
+template <class V>
+using UnsignedDwords = typename VectorTypes<V>::UnsignedDwords;
 template <class V>
 using Floats = typename VectorTypes<V>::Floats;
 
