@@ -26,9 +26,9 @@ load-ahead-streaming|src/simd/streaming.h|s/kAhead = 256/kAhead = 0/|YUV|5120x38
 next-row|src/bayer/lanes_simd.h|s/if (kOnceALine .*) return;/return;/|Bayer|640x480 5120x3840
 next-row-once|src/bayer/lanes_simd.h|s/kOnceALine = V::kBytes == 16/kOnceALine = false/|Bayer|640x480 1920x1200
 rgb-to-bgr|src/color/color_simd.h|s/V::swap_rb3(in.0., out.0.)/store_all<V, kCba>(out, ColorBlocks<V, kRgb8>::load(in))/|RGB8 bgr24|640x480 1920x1200
-copy-large|src/mono/mono_simd.h|s/kLong = 4096/kLong = ~size_t{0}/|Mono8 mono8|640x480 1920x1200
+aligned-stores|src/simd/streaming.h|s/pixels < kLong/true/|8|640x480 1920x1200
 streaming|src/converter/kernels_for_frame.h|s/size_t{[0-9]*} << 20/~size_t{0}/||5120x3840
-rotation-ahead|src/api/rotate_simd.h|s/if (large /if (false /|Rotation|1920x1200 5120x3840
+rotation-ahead|src/api/rotate_simd.h|s/if (fetch /if (false /|Rotation|1920x1200 5120x3840
 rotation-bands|src/api/rotate_simd.h|s/kBandRows = 512/kBandRows = size_t{1} << 40/|Rotation|4096x3000 5120x3840
 gathered-rotation|src/api/rotate_simd.h|s/src_step % conflict == 0 .. dst_step % conflict == 0/false/|Rotation|2048x1088 1280x1024
 slp|src/CMakeLists.txt|s/COMPILE_OPTIONS -fno-tree-slp-vectorize/COMPILE_OPTIONS -DNDEBUG/|Bayer|640x480

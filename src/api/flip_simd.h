@@ -12,23 +12,22 @@
 
 namespace imgcnv {
 
-// kOverlap: stores may overlap, which is quicker unless the bytes are loaded again at once: loads
-// would wait for the stores to reach the cache.
-template <class V, size_t kPixelBytes, bool kOverlap = true>
-inline void reverse_block(const uint8_t* src, uint8_t* dst) {
-    if constexpr (kPixelBytes == 1) {
-        V::store(dst, V::reverse(V::load(src)));
-    } else if constexpr (kOverlap) {
-        V::reverse3(src, dst);
-    } else {
-        typename V::Reg a, b, c;
-        V::load3(src, a, b, c);
-        V::store3(dst, V::reverse(a), V::reverse(b), V::reverse(c));
+template <class V, size_t kPixelBytes>
+struct Reversed : BodyOf<V> {
+    static constexpr size_t kDstBytes = V::kBytes * kPixelBytes;
+
+    static void block(const uint8_t* src, uint8_t* dst) {
+        if constexpr (kPixelBytes == 1) {
+            V::store(dst, V::reverse(V::load(src)));
+        } else {
+            V::reverse3(src, dst);
+        }
     }
-}
+};
 
 template <class V, size_t kPixelBytes>
 inline void reverse_row(const uint8_t* src, uint8_t* dst, size_t pixels) {
+    using Block = Reversed<V, kPixelBytes>;
     constexpr size_t kPixels = V::kBytes;
     if (pixels < kPixels) {
         for (size_t i = 0; i < pixels; ++i) {
@@ -37,8 +36,13 @@ inline void reverse_row(const uint8_t* src, uint8_t* dst, size_t pixels) {
         return;
     }
     const size_t last = pixels - kPixels;
-    size_t i = 0;
-    if constexpr (kPixelBytes == 1) {
+    size_t i = 0, step = aligned_step<Block>(dst, pixels);
+    for (;;) {
+        Block::block(src + (last - i) * kPixelBytes, dst + i * kPixelBytes);
+        if (i == last) return;
+        i = i + step < last ? i + step : last;
+        step = kPixels;
+        if constexpr (kPixelBytes == 3) continue;
         // Several loads, then as many stores: fewer loads wait for a store.
         constexpr size_t kBlocks = 4;
         for (; i + kBlocks * kPixels <= last; i += kBlocks * kPixels) {
@@ -51,10 +55,6 @@ inline void reverse_row(const uint8_t* src, uint8_t* dst, size_t pixels) {
             }
         }
     }
-    for (; i < last; i += kPixels) {
-        reverse_block<V, kPixelBytes>(src + (last - i) * kPixelBytes, dst + i * kPixelBytes);
-    }
-    reverse_block<V, kPixelBytes>(src, dst + last * kPixelBytes);
 }
 
 // next: the distance in bytes from this row to what is read after it
@@ -69,8 +69,8 @@ inline void stream_reversed_row(const uint8_t* src, uint8_t* dst, size_t pixels,
         const uint8_t* from = src + (pixels - i - kSpan) * kPixelBytes;
         for (size_t k = 0; k < kSpanBytes; k += kCacheLine) prefetch<V>(from + k, next);
         for (size_t k = 0; k < kSpan; k += V::kBytes) {
-            reverse_block<V, kPixelBytes, false>(from + (kSpan - V::kBytes - k) * kPixelBytes,
-                                                 buffer + k * kPixelBytes);
+            Reversed<V, kPixelBytes>::block(from + (kSpan - V::kBytes - k) * kPixelBytes,
+                                            buffer + k * kPixelBytes);
         }
         stream_lines<V, kSpanBytes>(dst + i * kPixelBytes, buffer);
     }

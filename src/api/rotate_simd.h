@@ -12,6 +12,7 @@
 #include <string.h>
 
 #include "simd/kernel_table.h"
+#include "simd/streaming.h"
 
 namespace imgcnv {
 
@@ -48,12 +49,11 @@ struct TransposeTile {
     static constexpr auto run = kPixelBytes == 1 ? transpose_bytes<V> : V::transpose3;
 };
 
-// Starts to load the next rows of a strip of columns.
+// Starts to load bytes `begin` to `end` of rows.
 template <class V, size_t kRows>
-inline void prefetch_rows(const uint8_t* src, ptrdiff_t src_step, size_t bytes) {
-    for (size_t k = 0; k < kRows; ++k) {
-        const uint8_t* row = src + static_cast<ptrdiff_t>(k) * src_step;
-        for (size_t i = 0; i < bytes; i += 64) __builtin_prefetch(row + i);
+inline void prefetch_rows(const uint8_t* rows, ptrdiff_t step, ptrdiff_t begin, ptrdiff_t end) {
+    for (ptrdiff_t k = 0; k < static_cast<ptrdiff_t>(kRows); ++k) {
+        for (ptrdiff_t i = begin; i < end; i += kCacheLine) prefetch<V>(rows, k * step + i);
     }
 }
 
@@ -98,12 +98,18 @@ inline void transpose_pixels(const uint8_t* src, ptrdiff_t src_step, uint8_t* ds
 template <class V, size_t kPixelBytes, bool kGather>
 __attribute__((noinline, flatten)) void transpose_tiles(const uint8_t* src, ptrdiff_t src_step,
                                                         uint8_t* dst, ptrdiff_t dst_step,
-                                                        size_t width, size_t height, bool large) {
+                                                        size_t width, size_t height, bool fetch,
+                                                        bool beyond_caches) {
     using Tile = TransposeTile<V, kPixelBytes>;
     constexpr size_t kColumns = 64;
     constexpr size_t kRows = !kGather ? Tile::kRows : kPixelBytes == 1 ? 256 : 64;
     constexpr size_t kBlockStep = kColumns * kPixelBytes;
+    constexpr ptrdiff_t kAhead = 192;
     alignas(64) uint8_t block[kGather ? kRows * kBlockStep : 1];
+    // Where lines are overwritten a part at a time, they are fetched, too. (With blocks that come
+    // from the caches, or go to rows that are not gathered and exceed them, it is a loss.)
+    const bool fetch_dst = kPixelBytes == 3 && fetch && kGather == beyond_caches &&
+                           (kGather || V::kBytes < kCacheLine);
     // Where a part begins that would be smaller than a tile.
     const auto begin_of = [](size_t from, size_t all, size_t tile) {
         return from + tile <= all ? from : all - tile;
@@ -123,17 +129,21 @@ __attribute__((noinline, flatten)) void transpose_tiles(const uint8_t* src, ptrd
                 from = block;
                 from_step = kBlockStep;
             }
-            if (large && row + 2 * kRows <= height) {
-                prefetch_rows<V, kRows>(next, src_step, columns * kPixelBytes);
+            if (fetch && row + 2 * kRows <= height) {
+                prefetch_rows<V, kRows>(next, src_step, 0,
+                                        static_cast<ptrdiff_t>(columns * kPixelBytes));
             }
             for (size_t x = 0; x < columns; x += Tile::kColumns) {
                 const size_t tile_x = begin_of(x, columns, Tile::kColumns);
                 uint8_t* out = dst + static_cast<ptrdiff_t>(left + tile_x) * dst_step;
                 for (size_t y = 0; y < rows; y += Tile::kRows) {
                     const size_t tile_y = begin_of(y, rows, Tile::kRows);
+                    uint8_t* to = out + (top + tile_y) * kPixelBytes;
+                    if (fetch_dst)
+                        prefetch_rows<V, Tile::kColumns>(to, dst_step, kAhead, kAhead + 1);
                     Tile::run(
                         from + static_cast<ptrdiff_t>(tile_y) * from_step + tile_x * kPixelBytes,
-                        from_step, out + (top + tile_y) * kPixelBytes, dst_step);
+                        from_step, to, dst_step);
                 }
             }
         }
@@ -159,7 +169,7 @@ inline void transpose(const uint8_t* src, ptrdiff_t src_step, uint8_t* dst, ptrd
         const size_t rows = left < 2 * kBandRows ? left : kBandRows;
         const auto tiles =
             gather ? transpose_tiles<V, kPixelBytes, true> : transpose_tiles<V, kPixelBytes, false>;
-        tiles(src, src_step, dst, dst_step, width, rows, fetch);
+        tiles(src, src_step, dst, dst_step, width, rows, fetch, beyond_caches);
         src += static_cast<ptrdiff_t>(rows) * src_step;
         dst += rows * kPixelBytes;
         left -= rows;

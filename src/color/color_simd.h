@@ -137,12 +137,9 @@ struct ColorBody : ChannelsBody<V, ColorBlocks<V, kLayout>, kTarget> {
     template <class W>
     using Rebind = ColorBody<W, kLayout, kTarget>;
 };
-// RGB8 to pixels of four bytes, to BGR24 and back needs no channels: bytes change places within
-// registers. (To BGR24 64-byte vectors are quicker with channels: 63 bytes at a time every store
-// would cross a cache line.)
+// RGB8 to another order or to four bytes needs no channels: bytes change places within registers.
 template <class V, ColorTarget kTarget>
-requires(target_bytes(kTarget) == 4 ||
-         (kTarget == kCba && V::kBytes < 64)) struct ColorBody<V, kRgb8, kTarget>
+requires(target_bytes(kTarget) != 1) struct ColorBody<V, kRgb8, kTarget>
     : ChannelsBody<V, ColorBlocks<V, kRgb8>, kTarget> {
     template <class W>
     using Rebind = ColorBody<W, kRgb8, kTarget>;

@@ -1,8 +1,6 @@
 // Monochrome sources, the vector bodies. See mono_plain.h for the layouts.
 #pragma once
 
-#include <string.h>
-
 #include "simd/kernel_table.h"
 #include "simd/row.h"
 
@@ -60,18 +58,6 @@ struct MonoBody : BodyOf<V> {
 
 template <class V, MonoLayout kLayout, GreyTarget kTarget>
 __attribute__((flatten)) void mono_row(const uint8_t* src, uint8_t* dst, size_t pixels) {
-    if constexpr (kLayout == kBytes && kTarget == kGrey1 && !StreamingVector<V>) {
-        // memcpy knows the CPU, but takes longer to begin.
-        constexpr size_t kLong = 4096;
-        if (pixels > kLong) {
-            V::copy_large(dst, src, pixels);
-            return;
-        }
-        if (pixels >= 2 * V::kBytes) {
-            using Copies = MonoBody<typename V::CopyVector, kLayout, kTarget>;
-            return run_row<Copies>({{src}, {dst}}, pixels);
-        }
-    }
     run_row<MonoBody<V, kLayout, kTarget>>({{src}, {dst}}, pixels);
 }
 

@@ -25,22 +25,21 @@ template <RowBody Body>
 inline void run_blocks(const RowPointers<Body>& row, size_t pixels) {
     const auto at = [&row](size_t pixel) { return pointers_at<Body>(row, pixel); };
     const size_t last = pixels - Body::kPixels;
-    size_t i = 0;
-    if constexpr (Body::kUnroll > 1) {
-        for (; i + Body::kUnroll * Body::kPixels < pixels; i += Body::kUnroll * Body::kPixels) {
-#pragma GCC unroll 4
-            for (size_t k = 0; k < Body::kUnroll; ++k) {
-                const RowPointers<Body> block = at(i + k * Body::kPixels);
-                Body::block(block.in, block.out);
-            }
-        }
-        if (i > last) i = last;
-    }
+    size_t i = 0, step = aligned_step<Body>(row.out[0], pixels);
     for (;;) {
         const RowPointers<Body> block = at(i);
         Body::block(block.in, block.out);
         if (i == last) return;
-        i = i + Body::kPixels < last ? i + Body::kPixels : last;
+        i = i + step < last ? i + step : last;
+        step = Body::kPixels;
+        if constexpr (Body::kUnroll == 1) continue;
+        for (; i + Body::kUnroll * Body::kPixels < last; i += Body::kUnroll * Body::kPixels) {
+#pragma GCC unroll 4
+            for (size_t k = 0; k < Body::kUnroll; ++k) {
+                const RowPointers<Body> unrolled = at(i + k * Body::kPixels);
+                Body::block(unrolled.in, unrolled.out);
+            }
+        }
     }
 }
 

@@ -50,6 +50,18 @@ inline size_t pixels_before_line(const uint8_t* out) {
     return (groups == 0 ? kCacheLine / kPower : groups) * Body::kGroup;
 }
 
+// How far after the first block of a row the second one begins: the blocks from there on are stored
+// to whole vectors' places, where no store crosses a cache line. Short rows would lose more by the
+// additional block, and so would what computes its pixels from several rows.
+template <class Body>
+inline size_t aligned_step(const uint8_t* out, size_t pixels) {
+    constexpr size_t kBytes = dst_byte_of<Body>(1), kPeriod = Body::kPixels / (kBytes & -kBytes);
+    constexpr size_t kLong = Body::kPixels == 64 ? 2048 : 512;
+    if (pixels < kLong || Body::kHalo != 0) return Body::kPixels;
+    const size_t step = pixels_before_line<Body>(out) % kPeriod;
+    return step == 0 ? Body::kPixels : step;
+}
+
 template <class V, size_t kBytes>
 inline void stream_lines(uint8_t* dst, const uint8_t* src) {
     if (reinterpret_cast<uintptr_t>(dst) % kCacheLine != 0) {

@@ -39,18 +39,17 @@ struct Vec32 : VecCommon<Vec32, 32> {
         return _mm256_permutevar8x32_epi32(a, _mm256_setr_epi32(0, 2, 4, 6, 1, 3, 5, 7));
     }
 
+    template <size_t kFirst>
+    static Reg load_dozens(const uint8_t* p) {
+        constexpr int k = kFirst / 4;
+        return _mm256_permutevar8x32_epi32(
+            load(p - kFirst),
+            _mm256_setr_epi32(k, k + 1, k + 2, k + 3, k + 3, k + 4, k + 5, k + 6));
+    }
     static void store_spans3(uint8_t* p, Reg v0, Reg v1, Reg v2) {
         store(p, _mm256_permute2x128_si256(v0, v1, 0x20));
         store(p + 32, _mm256_blend_epi32(v2, v0, 0xF0));
         store(p + 64, _mm256_permute2x128_si256(v1, v2, 0x31));
-    }
-    static void reverse3(const uint8_t* src, uint8_t* dst) {
-        Vec16::reverse3(src + 48, dst);
-        Vec16::reverse3(src, dst + 48);
-    }
-    static void swap_rb3(const uint8_t* src, uint8_t* dst) {
-        Vec16::swap_rb3(src, dst);
-        Vec16::swap_rb3(src + 48, dst + 48);
     }
 
     static void store_dense3(uint8_t* p, Reg pixels) {

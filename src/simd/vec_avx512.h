@@ -11,20 +11,8 @@ namespace {
 struct Vec64 : VecCommon<Vec64, 64, 64> {
     using Narrowest = Vec16;
     using Mask = __mmask32;
-    // 64 bytes that begin anywhere cross a cache line every time.
-    using CopyVector = Vec32;
 
     static void stream(uint8_t* p, Reg x) { _mm512_stream_si512((__m512i*)p, x); }
-    // Beyond the second-level cache this instruction avoids the loads of memcpy that wait where a
-    // store lies a multiple of 4096 before them. CPUs of this level are quick with it.
-    static void copy_large(uint8_t* dst, const uint8_t* src, size_t bytes) {
-        constexpr size_t kLarge = size_t{1} << 20;
-        if (bytes < kLarge) {
-            memcpy(dst, src, bytes);
-        } else {
-            __asm__ volatile("rep movsb" : "+D"(dst), "+S"(src), "+c"(bytes) : : "memory");
-        }
-    }
     static Reg lookup(Reg table, Reg indices) { return _mm512_shuffle_epi8(table, indices); }
     static Reg permute(Reg a, Reg indices) { return _mm512_permutexvar_epi8(indices, a); }
     static Reg load_lanes(const uint8_t* p, ptrdiff_t step) {

@@ -42,15 +42,9 @@ struct VecCommon {
 
     static constexpr size_t kBytes = kSize;
     static constexpr bool kNarrowest = kSize == 16;
-    // What copies of rows that begin anywhere are made with.
-    using CopyVector = V;
 
     static Reg load(const uint8_t* p) { return *(const Unaligned*)p; }
     static void store(uint8_t* p, Reg x) { *(Unaligned*)p = x; }
-    // For many bytes.
-    static void copy_large(uint8_t* dst, const uint8_t* src, size_t bytes) {
-        memcpy(dst, src, bytes);
-    }
     // Parts of blocks, which few instruction sets load and store by masks: `bytes` bytes to (from)
     // a buffer of kBuffer, whole vectors. Copied in, the rest of it becomes 0.
     static constexpr bool kMasks = false;
@@ -241,18 +235,12 @@ struct VecCommon {
     }
     // Three-byte pixels in reverse order.
     static void reverse3(const uint8_t* src, uint8_t* dst) {
-        // Bytes 1 .. of every load, their pixels exchanged.
-        permute_pixels(
-            src + 2 * kSize, src + kSize + 1, src + 2, src, dst,
-            [](size_t i) { return i < kSpan - 1 ? kSpan - 3 - i / 3 * 3 + i % 3 : 0; },
-            [](size_t i) { return i == 0 ? 5 : i - 1; });
+        permute_pixels(src + 3 * (kSize - kSpan), -3 * static_cast<ptrdiff_t>(kSpan), dst,
+                       [](size_t i) { return 3 * kSpan - 3 - i / 3 * 3 + i % 3; });
     }
     // Three-byte pixels with their first and last bytes exchanged.
     static void swap_rb3(const uint8_t* src, uint8_t* dst) {
-        permute_pixels(
-            src, src + kSize - 1, src + 2 * kSize - 2, src + 2 * kSize, dst,
-            [](size_t i) { return i < kSpan - 1 ? i / 3 * 3 + 2 - i % 3 : 0; },
-            [](size_t i) { return i == 0 ? kSpan - 6 : kSpan - i; });
+        permute_pixels(src, 3 * kSpan, dst, [](size_t i) { return i / 3 * 3 + 2 - i % 3; });
     }
 
     // Three-byte pixels as words, in the order of pack16: the first two bytes of each in `pair`,
@@ -276,6 +264,11 @@ struct VecCommon {
                           widened3<kReversed, kSpan / 4>(src + 3 * kBytesRead - kSpan / 4)};
 #pragma GCC unroll 4
         for (size_t i = 0; i < 4; ++i) store(dst + i * kSize, v[i]);
+    }
+    // Spans that are 12 bytes apart, 12 bytes of each from byte kFirst on.
+    template <size_t kFirst>
+    static Reg load_dozens(const uint8_t* p) {
+        return load_spans(p, 12);
     }
     // a b c 0
     static void store4(uint8_t* p, Reg a, Reg b, Reg c) {
@@ -335,19 +328,37 @@ struct VecCommon {
             return V::load_lanes(p, step);
         }
     }
-    // 3 kSize bytes of vectors that are one span. Its kSize - 1 bytes of whole pixels are one
-    // permutation, and the byte stored behind them is overwritten by the next. The last pixel is
-    // left over (bytes 1 .. 3 of `end`, byte 0 is the one before it). Deinterleaving, and
-    // interleaving again, takes twice as long.
-    template <class F, class G>
-    static void permute_pixels(const uint8_t* first, const uint8_t* second, const uint8_t* third,
-                               const uint8_t* end, uint8_t* dst, F index_of, G end_index_of) {
-        const Reg a = load(first), b = load(second), c = load(third);
-        const Reg last = permute_by(load(end), end_index_of);
-        store(dst, permute_by(a, index_of));
-        store(dst + kSize - 1, permute_by(b, index_of));
-        store(dst + 2 * (kSize - 1), permute_by(c, index_of));
-        memcpy(dst + 3 * kSize - 4, &last, 4);
+    // By the indices of a captureless lambda within spans, where kZeroByte gives 0.
+    template <class F>
+    static Reg permute_or_zero(Reg a, F index_of) {
+        const Reg bytes = permute_by(a, index_of);
+        // Only looking up within lanes makes zeros.
+        if constexpr (kSpan == 16) return bytes;
+        return bytes & table<kSpan>([](size_t i) { return F{}(i) == kZeroByte ? 0 : 0xFF; });
+    }
+    // Of every three spans of pixels, which are `step` bytes apart, byte i becomes their byte
+    // from(i). Deinterleaving, and interleaving again, takes twice as long.
+    template <class F>
+    static void permute_pixels(const uint8_t* src, ptrdiff_t step, uint8_t* dst, F from) {
+        const Reg v[3] = {load_spans(src, step), load_spans(src + kSpan, step),
+                          load_spans(src + 2 * kSpan, step)};
+        V::store_spans3(dst, output_span<0>(v, from), output_span<1>(v, from),
+                        output_span<2>(v, from));
+    }
+    template <size_t kOutput, class F>
+    static Reg output_span(const Reg v[3], F from) {
+        return part_of<kOutput, 0>(v[0], from) | part_of<kOutput, 1>(v[1], from) |
+               part_of<kOutput, 2>(v[2], from);
+    }
+    // An output span's bytes from an input span, and zeros. None moves beyond the next span.
+    template <size_t kOutput, size_t kInput, class F>
+    static Reg part_of(Reg input, F) {
+        constexpr size_t kMost = F{}(kOutput * kSpan + kSpan / 2) / kSpan;
+        if constexpr (kMost + kInput == 2 && kMost != 1) return zero();
+        return permute_or_zero(input, [](size_t i) {
+            const size_t from = F{}(kOutput * kSpan + i);
+            return from / kSpan == kInput ? from % kSpan : size_t{kZeroByte};
+        });
     }
     // Four three-byte pixels, of which 16 bytes would be too many.
     static Reg load_dense3(const uint8_t* p) {
@@ -380,12 +391,10 @@ struct VecCommon {
     // Pixels that begin kFirst bytes into every span.
     template <bool kReversed, size_t kFirst>
     static Reg widened3(const uint8_t* p) {
-        const Reg pixels = permute_by(load_spans(p, 12), [](size_t i) {
+        return permute_or_zero(V::template load_dozens<kFirst>(p), [](size_t i) {
             return i % 4 == 3 ? size_t{kZeroByte}
                               : kFirst + i / 4 * 3 + (kReversed ? 2 - i % 4 : i % 4);
         });
-        // Only looking up within lanes makes zeros.
-        return kSpan == 16 ? pixels : pixels & (Reg)(Dwords{} + 0xFFFFFF);
     }
     // Every lane looks its bytes up in the same 16.
     static Reg lookup_in(const uint8_t* bytes, Reg indices) {
