@@ -23,23 +23,23 @@ inline constexpr bool kPipelined = !Body::Vector::kNarrowest || Body::kComputeBo
 // block overlaps the one before it, and is converted by the same code as all others.
 template <RowBody Body>
 inline void run_blocks(const RowPointers<Body>& row, size_t pixels) {
-    const auto at = [&row](size_t pixel) { return pointers_at<Body>(row, pixel); };
-    const size_t last = pixels - Body::kPixels;
-    size_t i = 0, step = aligned_step<Body>(row.out[0], pixels);
-    for (;;) {
-        const RowPointers<Body> block = at(i);
+    const auto convert_at = [&row](size_t pixel) {
+        const RowPointers<Body> block = pointers_at<Body>(row, pixel);
         Body::block(block.in, block.out);
-        if (i == last) return;
-        i = i + step < last ? i + step : last;
-        step = Body::kPixels;
-        if constexpr (Body::kUnroll == 1) continue;
-        for (; i + Body::kUnroll * Body::kPixels < last; i += Body::kUnroll * Body::kPixels) {
+    };
+    const size_t last = pixels - Body::kPixels, step = aligned_step<Body>(row.out[0], pixels);
+    if (step != Body::kPixels) convert_at(0);
+    size_t i = step != Body::kPixels ? step : 0;
+    if constexpr (Body::kUnroll > 1) {
+        for (; i + Body::kUnroll * Body::kPixels < pixels; i += Body::kUnroll * Body::kPixels) {
 #pragma GCC unroll 4
-            for (size_t k = 0; k < Body::kUnroll; ++k) {
-                const RowPointers<Body> unrolled = at(i + k * Body::kPixels);
-                Body::block(unrolled.in, unrolled.out);
-            }
+            for (size_t k = 0; k < Body::kUnroll; ++k) convert_at(i + k * Body::kPixels);
         }
+        if (i > last) i = last;
+    }
+    for (;; i = i + Body::kPixels < last ? i + Body::kPixels : last) {
+        convert_at(i);
+        if (i == last) return;
     }
 }
 
