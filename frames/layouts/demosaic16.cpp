@@ -68,86 +68,98 @@ class RowMaker {
 };
 
 /// The adaptive method: green runs a row ahead of colour, in strips of columns whose lines fit into
-/// the first caches. Two columns and rows along each edge are plain.
+/// the first caches. Two columns and rows along each edge have rules of their own.
 class AdaptiveStrip {
   public:
-    static constexpr std::int64_t kColumns = 512;
+    static constexpr std::int64_t kColumns = 2048;
 
     /// Columns from..to, even and at least two from the edges.
     AdaptiveStrip(const RowMaker& maker, std::int64_t from, std::int64_t to)
-        : maker_(maker), m_(maker.mosaic()), from_(from), to_(to) {}
+        : maker_(maker),
+          m_(maker.mosaic()),
+          adaptive_(m_, maker.job().order == IMGCNV_ORDER_RG),
+          from_(from),
+          to_(to) {}
 
-    /// Of rows first_row..last_row, the first of which begins at `out`, those that are no edges.
-    void make(std::int64_t first_row, std::int64_t last_row, std::uint16_t* out,
-              std::int64_t stride) {
-        const std::int64_t first = std::max<std::int64_t>(first_row, 2);
-        const std::int64_t last = std::min(last_row, m_.last_y() - 1);
-        if (first >= last) return;
-        make_green(first - 1);
+    /// Rows first..last, the first of which begins at `out`.
+    void make(std::int64_t first, std::int64_t last, std::uint16_t* out, std::int64_t stride) {
+        if (first > 0) make_green(first - 1);
         make_green(first);
-        for (std::int64_t y = first; y < last; ++y) {
-            make_green(y + 1);
+        for (std::int64_t y = first; y < last; ++y, out += stride) {
+            if (y < m_.last_y()) make_green(y + 1);
+            const std::int64_t begin = from_ == 2 ? 0 : from_;
+            const std::int64_t end = to_ + 1 == m_.last_x() ? maker_.width_out() : to_;
+            if (!is_inner(y)) {
+                make_edge(y, begin, end, out);
+                continue;
+            }
             const std::int32_t* const differences[3] = {
-                differences_of(y - 1) + 2, differences_of(y) + 2, differences_of(y + 1) + 2};
+                differences_of(y - 1) + 1, differences_of(y) + 1, differences_of(y + 1) + 1};
             maker_.kernels().adaptive_color(m_.row(y) + from_, green_of(y) + 2, differences,
-                                            out + (y - first_row) * stride + 3 * from_,
-                                            static_cast<std::size_t>(to_ - from_),
+                                            out + 3 * from_, static_cast<std::size_t>(to_ - from_),
                                             maker_.kind(y, from_));
+            make_edge(y, begin, from_, out);
+            make_edge(y, to_, end, out);
         }
     }
 
   private:
     static constexpr std::int64_t kLine = kColumns + 4;  // two columns more on either side
 
+    bool is_inner(std::int64_t y) const { return y >= 2 && y + 2 <= m_.last_y(); }
+
+    /// Pixels begin..end of row y along an edge, from the lines of green.
+    void make_edge(std::int64_t y, std::int64_t begin, std::int64_t end, std::uint16_t* out) {
+        const auto green = [this](std::int64_t row, std::int64_t column) {
+            return green_of(row)[column - from_ + 2];
+        };
+        const bool own_first = maker_.kind(y, 0).own_first;
+        for (std::int64_t x = begin; x < end; ++x)
+            store_pixel(adaptive_.pixel(y, x, green), own_first, out + 3 * x);
+    }
+
     std::uint16_t* green_of(std::int64_t y) { return green_[y % 4]; }
     std::int32_t* differences_of(std::int64_t y) { return differences_[y % 4]; }
 
     void make_green(std::int64_t y) {
-        const bool is_inner = y >= 2 && y + 2 <= m_.last_y();
         const std::int64_t begin = from_ - 2, end = to_ + 2;
-        const std::int64_t inner_begin = is_inner ? std::max<std::int64_t>(begin, 2) : end;
-        const std::int64_t inner_end = is_inner ? std::min(end, m_.last_x() - 1) : end;
+        if (!is_inner(y)) return make_plain_green(y, begin, end);
+        const std::int64_t inner_begin = std::max<std::int64_t>(begin, 2);
+        const std::int64_t inner_end = std::min(end, m_.last_x() - 1);
         make_plain_green(y, begin, inner_begin);
         make_plain_green(y, inner_end, end);
-        if (!is_inner) return;
         const std::uint16_t* const rows[5] = {m_.row(y - 2), m_.row(y - 1), m_.row(y),
                                               m_.row(y + 1), m_.row(y + 2)};
         const std::int64_t at = inner_begin - begin;
-        maker_.kernels().adaptive_green(rows, inner_begin, green_of(y) + at, differences_of(y) + at,
-                                        static_cast<std::size_t>(inner_end - inner_begin),
-                                        maker_.kind(y, inner_begin));
+        maker_.kernels().adaptive_green(
+            rows, inner_begin, green_of(y) + at, differences_of(y) + at / 2,
+            static_cast<std::size_t>(inner_end - inner_begin), maker_.kind(y, inner_begin));
     }
     void make_plain_green(std::int64_t y, std::int64_t from, std::int64_t to) {
-        const Adaptive adaptive(m_, maker_.job().order == IMGCNV_ORDER_RG);
         for (std::int64_t x = from; x < to; ++x) {
-            const int green = m_.is_chroma_site(y, x) ? adaptive.green_of(y, x) : m_.at(y, x);
-            green_of(y)[x - from_ + 2] = static_cast<std::uint16_t>(green);
-            differences_of(y)[x - from_ + 2] = m_.at(y, x) - green;
+            const int green = adaptive_.green_of(y, x);
+            const std::int64_t at = x - from_ + 2;
+            green_of(y)[at] = static_cast<std::uint16_t>(green);
+            if (m_.is_chroma_site(y, x)) differences_of(y)[at / 2] = m_.at(y, x) - green;
         }
     }
 
     const RowMaker& maker_;
     const Mosaic16& m_;
+    const Adaptive<const std::uint16_t* const*> adaptive_;
     const std::int64_t from_, to_;
     std::uint16_t green_[4][kLine];
-    std::int32_t differences_[4][kLine];
+    std::int32_t differences_[4][kLine / 2];  // of the chroma site of every pair
 };
 
 void make_adaptive(const RowMaker& maker, std::int64_t first, std::int64_t last, std::uint16_t* out,
                    std::int64_t stride) {
     const Mosaic16& m = maker.mosaic();
     const std::int64_t begin = 2, end = m.last_x() - 1;
-    const bool has_kernels = maker.has_kernels_for(end - begin);
-    for (std::int64_t y = first; y < last; ++y) {
-        std::uint16_t* row = out + (y - first) * stride;
-        if (!has_kernels || y < 2 || y + 2 > m.last_y()) {
-            maker.plain_row(y, row);
-        } else {
-            maker.plain(y, 0, begin, row);
-            maker.plain(y, end, maker.width_out(), row);
-        }
+    if (!maker.has_kernels_for(end - begin)) {
+        for (std::int64_t y = first; y < last; ++y, out += stride) maker.plain_row(y, out);
+        return;
     }
-    if (!has_kernels) return;
     for (std::int64_t x = begin; x < end; x += AdaptiveStrip::kColumns) {
         // The last strip ends with the row and has room for a block.
         const std::int64_t to = std::min(x + AdaptiveStrip::kColumns, end);

@@ -149,9 +149,17 @@ class Adaptive {
         : m_(mosaic), upside_down_(upside_down) {}
 
     OwnGreenOther pixel(std::int64_t frame_y, std::int64_t x) const {
-        const std::int64_t y = upside_down_ ? m_.last_y() - frame_y : frame_y;
+        return pixel(frame_y, x, [&](std::int64_t y, std::int64_t at) { return green_of(y, at); });
+    }
+    /// green_of(y, x) is the green of any pixel beside this one.
+    template <class Green>
+    OwnGreenOther pixel(std::int64_t frame_y, std::int64_t x, Green green_of) const {
+        const std::int64_t y = turned(frame_y);
         const bool chroma_site = is_chroma_site(y, x), own_is_even = is_chroma_site(y, 0);
-        const int green = green_at(y, x);
+        const int green = green_of(frame_y, x);
+        const auto difference = [&](std::int64_t row, std::int64_t column) {
+            return at(row, column) - green_of(turned(row), column);
+        };
         const auto corrected = [&](int difference) {
             return std::clamp(green + difference, 0, m_.largest());
         };
@@ -177,25 +185,20 @@ class Adaptive {
 
     /// Green of row y of the frame, whichever way up.
     int green_of(std::int64_t frame_y, std::int64_t x) const {
-        return green_at(upside_down_ ? m_.last_y() - frame_y : frame_y, x);
+        const std::int64_t y = turned(frame_y);
+        if (!is_chroma_site(y, x)) return at(y, x);
+        const bool inner = y >= 2 && y + 2 <= m_.last_y() && x >= 2 && x + 2 <= m_.last_x();
+        return inner ? adaptive_green(m_, frame_y, x) : cell_green(m_, frame_y, x);
     }
 
   private:
-    int at(std::int64_t y, std::int64_t x) const {
-        return m_.at(upside_down_ ? m_.last_y() - y : y, x);
-    }
+    /// Rows of the frame as rows of what is demosaiced, and back.
+    std::int64_t turned(std::int64_t y) const { return upside_down_ ? m_.last_y() - y : y; }
+    int at(std::int64_t y, std::int64_t x) const { return m_.at(turned(y), x); }
     bool is_bg() const { return !upside_down_ && !m_.is_gb(); }
     bool is_chroma_site(std::int64_t y, std::int64_t x) const {
         return ((y + x) % 2 == 0) == is_bg();
     }
-
-    int green_at(std::int64_t y, std::int64_t x) const {
-        if (!is_chroma_site(y, x)) return at(y, x);
-        const bool inner = y >= 2 && y + 2 <= m_.last_y() && x >= 2 && x + 2 <= m_.last_x();
-        const auto row = upside_down_ ? m_.last_y() - y : y;
-        return inner ? adaptive_green(m_, row, x) : cell_green(m_, row, x);
-    }
-    int difference(std::int64_t y, std::int64_t x) const { return at(y, x) - green_at(y, x); }
 
     /// The column, in its own row or in the cell's other one, that a pixel takes the colour of the
     /// even (odd) columns from; -1 where that colour is made from differences.

@@ -340,87 +340,69 @@ struct Demosaic16Rows {
         out[kOwnFirst ? 2 : 0] = static_cast<uint16_t>((above[vertical] + below[vertical]) >> 1);
     }
 
-    /// Green and, of chroma sites, the difference to it.
+    /// Dwords of the pairs' chroma sites and of their green sites as words.
+    static Words<V> words_of(PlacesOfPairs chroma, PlacesOfPairs green) {
+        return (Words<V>)(kChroma == 0 ? chroma | green << 16 : chroma << 16 | green);
+    }
+
+    /// Green and, of the chroma site of every pair, the difference to it.
     static void adaptive_green(const uint16_t* const* rows, ptrdiff_t column, uint16_t* green,
                                int32_t* differences, size_t pixels, uint16_t largest) {
-        const uint16_t *r0 = rows[0] + column, *r1 = rows[1] + column, *r2 = rows[2] + column,
-                       *r3 = rows[3] + column, *r4 = rows[4] + column;
         for_each_block<V>(pixels, [&](size_t x) {
-            const Words<V> own = load(r2 + x);
-            const Words<V> across[] = {load(r2 + x - 2), load(r2 + x - 1), load(r2 + x + 1),
-                                       load(r2 + x + 2)};
-            const Words<V> along[] = {load(r0 + x), load(r1 + x), load(r3 + x), load(r4 + x)};
-            const Words<V> estimate = V::smaller(
-                V::pack_dwords(green_of<0>(own, across, along), green_of<1>(own, across, along)),
-                Words<V>{} + largest);
-            const Words<V> result = blend_sites<V, kChroma>(estimate, own);
-            store_vector<V>(green + x, result);
-            store_half<0>(differences + x, widen_words<V, 0>(own) - widen_words<V, 0>(result));
-            store_half<1>(differences + x, widen_words<V, 1>(own) - widen_words<V, 1>(result));
+            const auto row = [&](size_t i) { return load(rows[i] + column + x); };
+            const auto chroma = [](Words<V> a) { return (Dwords<V>)places<kChroma>(a); };
+            const auto green_of = [](Words<V> a) { return (Dwords<V>)places<kGreen>(a); };
+            const Words<V> line = row(2), before = load(rows[2] + column + x - 2),
+                           behind = load(rows[2] + column + x + 2);
+            const Dwords<V> own = chroma(line);
+            const Dwords<V> left = green_of(kChromaFirst ? before : line);
+            const Dwords<V> right = green_of(kChromaFirst ? line : behind);
+            const Dwords<V> up = chroma(row(1)), down = chroma(row(3));
+            const Dwords<V> laplacian_h = 2 * own - chroma(before) - chroma(behind);
+            const Dwords<V> laplacian_v = 2 * own - chroma(row(0)) - chroma(row(4));
+            const auto is_h = absolute(laplacian_h) + absolute(left - right) <
+                              absolute(laplacian_v) + absolute(up - down);
+            const Dwords<V> sum = is_h ? left + right : up + down;
+            const Dwords<V> estimate =
+                clamped((sum >> 1) + ((is_h ? laplacian_h : laplacian_v) >> 2), largest);
+            store_vector<V>(green + x, words_of((PlacesOfPairs)estimate, places<kGreen>(line)));
+            store_vector<V>(differences + x / 2, own - estimate);
         });
     }
 
+    /// A green site lies between the chroma sites of its pair and of the next pair; in the rows
+    /// above and below it is the other way round.
     static void adaptive_color(const uint16_t* line, const uint16_t* green,
                                const int32_t* const* differences, uint16_t* out, size_t pixels,
                                uint16_t largest) {
+        constexpr ptrdiff_t kNext = kChromaFirst ? 1 : -1;
         for_each_block<V>(pixels, [&](size_t x) {
-            const int32_t *above = differences[0] + x, *own = differences[1] + x,
-                          *below = differences[2] + x;
-            const Words<V> s = load(line + x), g = load(green + x);
-            // Below 0 is clamped by packing.
-            const auto corrected = [&](auto mean) {
-                return V::smaller(V::pack_dwords(widen_words<V, 0>(g) + mean(LaneHalf<0>()),
-                                                 widen_words<V, 1>(g) + mean(LaneHalf<1>())),
-                                  Words<V>{} + largest);
+            const auto difference = [&](size_t i, ptrdiff_t pairs) {
+                return load_vector<V, Dwords<V>>(differences[i] + x / 2 + pairs);
             };
-            const Words<V> from_row =
-                corrected([&](auto half) { return (half.of(own - 1) + half.of(own + 1)) >> 1; });
-            const Words<V> from_column =
-                corrected([&](auto half) { return (half.of(above) + half.of(below)) >> 1; });
-            const Words<V> from_corners = corrected([&](auto half) {
-                return (half.of(above - 1) + half.of(above + 1) + half.of(below - 1) +
-                        half.of(below + 1)) >>
-                       2;
-            });
-            store_own_green_other<V, kOwnFirst>(out + 3 * x, blend_sites<V, kChroma>(s, from_row),
-                                                g,
-                                                blend_sites<V, kChroma>(from_corners, from_column));
+            const auto beside = [&](ptrdiff_t pairs) {
+                return difference(0, pairs) + difference(2, pairs);
+            };
+            const auto corrected = [&](PlacesOfPairs greens, Dwords<V> mean) {
+                return (PlacesOfPairs)clamped((Dwords<V>)greens + mean, largest);
+            };
+            const Words<V> greens = load(green + x);
+            const PlacesOfPairs at_chroma = places<kChroma>(greens);
+            const PlacesOfPairs at_green = places<kGreen>(greens);
+            const Dwords<V> above_below = beside(0), corners = above_below + beside(-kNext);
+            const auto own = corrected(at_green, (difference(1, 0) + difference(1, kNext)) >> 1);
+            store_sites(out + 3 * x, load(line + x), words_of(at_chroma, own),
+                        words_of(corrected(at_chroma, corners >> 2),
+                                 corrected(at_green, above_below >> 1)));
         });
     }
 
   private:
-    /// The low or high four dwords of what is 8 in each lane of words.
-    template <int kHalf>
-    struct LaneHalf {
-        static Dwords<V> of(const int32_t* p) {
-            return (Dwords<V>)V::load_lanes(reinterpret_cast<const uint8_t*>(p + 4 * kHalf), 32);
-        }
-    };
-    template <int kHalf>
-    static void store_half(int32_t* p, Dwords<V> a) {
-        V::store_lanes(reinterpret_cast<uint8_t*>(p + 4 * kHalf), 32, (Bytes<V>)a);
-    }
-    static Dwords<V> absolute(Dwords<V> a) {
-        const Dwords<V> sign = a >> 31;
-        return (a ^ sign) - sign;
-    }
-    /// Neighbours two before, one before, one behind, two behind: in the row, and in the column.
-    template <int kHalf>
-    static Dwords<V> green_of(Words<V> own, const Words<V> (&across)[4],
-                              const Words<V> (&along)[4]) {
-        const auto wide = [](Words<V> a) { return widen_words<V, kHalf>(a); };
-        const Dwords<V> twice = wide(own) << 1;
-        const auto laplacian = [&](const Words<V>(&line)[4]) {
-            return twice - wide(line[0]) - wide(line[3]);
-        };
-        const Dwords<V> laplacian_h = laplacian(across), laplacian_v = laplacian(along);
-        const Dwords<V> left = wide(across[1]), right = wide(across[2]);
-        const Dwords<V> up = wide(along[1]), down = wide(along[2]);
-        const Dwords<V> is_h = absolute(laplacian_h) + absolute(left - right) <
-                               absolute(laplacian_v) + absolute(up - down);
-        const Dwords<V> green_h = ((left + right) >> 1) + (laplacian_h >> 2);
-        const Dwords<V> green_v = ((up + down) >> 1) + (laplacian_v >> 2);
-        return (green_h & is_h) | (green_v & ~is_h);
+    static Dwords<V> absolute(Dwords<V> a) { return a < 0 ? -a : a; }
+    static Dwords<V> clamped(Dwords<V> a, int32_t largest) {
+        a = a > 0 ? a : Dwords<V>{};
+        const Dwords<V> limit = Dwords<V>{} + largest;
+        return a < limit ? a : limit;
     }
 };
 

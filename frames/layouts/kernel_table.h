@@ -33,11 +33,12 @@ struct Demosaic16Kernels {
     void (*bilinear)(const std::uint16_t* above, const std::uint16_t* line,
                      const std::uint16_t* below, std::uint16_t* out, std::size_t width,
                      std::size_t width_out, const Demosaic16Row& row);
-    /// Rows y - 2 to y + 2, of which two samples more are looked at on either side.
+    /// Rows y - 2 to y + 2, of which two samples more are looked at on either side. Every pair of
+    /// columns has one difference, colour less green, that of its chroma site.
     void (*adaptive_green)(const std::uint16_t* const* rows, std::ptrdiff_t column,
                            std::uint16_t* green, std::int32_t* differences, std::size_t pixels,
                            const Demosaic16Row& row);
-    /// Differences of rows y - 1 to y + 1, of which one more is looked at on either side.
+    /// Differences of rows y - 1 to y + 1, of which one pair more is looked at on either side.
     void (*adaptive_color)(const std::uint16_t* line, const std::uint16_t* green,
                            const std::int32_t* const* differences, std::uint16_t* out,
                            std::size_t pixels, const Demosaic16Row& row);
