@@ -85,61 +85,68 @@ void full_scale_row(const uint16_t* source, uint16_t* out, size_t count, int dep
                   2 * count, reinterpret_cast<uint8_t*>(out), 2 * count);
 }
 
-template <class V>
+/// Y from 16 on becomes d + d * 12 / 73 to nearest, U and V become d + 1 + d * 31 / 224, which is
+/// one less for 240. The factors are those fractions of 2^16: the products have 8 bits more. Blocks
+/// are of three vectors where Y is not every other byte.
+template <class V, size_t kVectors>
 class FullRangeBody {
   public:
-    static constexpr size_t kIn = 3 * kVectorBytes<V>, kOut = kIn, kReads = kIn, kWrites = kIn;
+    static constexpr size_t kOut = kVectors * kVectorBytes<V>, kIn = kOut;
+    static constexpr size_t kReads = kIn, kWrites = kOut;
 
     explicit FullRangeBody(imgcnv_layout layout) {
-        using Masks = Repeated<V, 1>;
-        constexpr auto mask = [](const char* group) {
-            return Masks([=](size_t i, size_t) { return group[i] == 'Y' ? 0xFF : 0; });
-        };
-        static constexpr Masks kLuma[] = {mask("UYYVYY"), mask("UYVYUY"), mask("YUYVYU"),
-                                          mask("UYVUYV")};
-        const Masks& luma = kLuma[layout - IMGCNV_LAYOUT_UYYVYY];
-        for (size_t i = 0; i < 3; ++i) luma_[i] = luma.at(i * kVectorBytes<V>, 16);
+        static constexpr Constants kOf[] = {Constants("UYYVYY"), Constants("UYVYUY"),
+                                            Constants("YUYVYU"), Constants("UYVUYV")};
+        const Constants& constants = kOf[layout - IMGCNV_LAYOUT_UYYVYY];
+        for (size_t i = 0; i < kVectors; ++i) {
+            const size_t at = i * kVectorBytes<V>;
+            largest_[i] = constants.largest.at(at, 16);
+            low_[i] = {(Words<V>)constants.factor.at(at, 16), (Words<V>)constants.added.at(at, 16)};
+            high_[i] = {(Words<V>)constants.factor.at(at + 8, 16),
+                        (Words<V>)constants.added.at(at + 8, 16)};
+        }
     }
 
     void block(const uint8_t* source, uint8_t* out) const {
 #pragma GCC unroll 3
-        for (size_t i = 0; i < 3; ++i, source += kVectorBytes<V>, out += kVectorBytes<V>) {
-            const Bytes<V> bytes = load_vector<V, Bytes<V>>(source);
-            const Words<V> low = widen_bytes<V, 0>(bytes), high = widen_bytes<V, 1>(bytes);
-            const Bytes<V> y = V::pack_words(luma(low), luma(high));
-            const Bytes<V> c = V::pack_words(chroma(low), chroma(high));
-            store_vector<V>(out, (y & luma_[i]) | (c & ~luma_[i]));
+        for (size_t i = 0; i < kVectors; ++i, source += kVectorBytes<V>, out += kVectorBytes<V>) {
+            Bytes<V> bytes = load_vector<V, Bytes<V>>(source);
+            bytes = bytes > largest_[i] ? largest_[i] : bytes;
+            const Bytes<V> d = (bytes > 16 ? bytes : Bytes<V>{} + uint8_t{16}) - uint8_t{16};
+            store_vector<V>(out, d + V::pack_words(low_[i].more(widen_bytes<V, 0>(d)),
+                                                   high_[i].more(widen_bytes<V, 1>(d))));
         }
     }
 
   private:
-    /// value - 16 within 0..most
-    static Words<V> from_16(Words<V> value, int most) {
-        const SignedWords<V> moved = (SignedWords<V>)value - int16_t{16};
-        const SignedWords<V> positive = moved & ~(moved >> 15);
-        const SignedWords<V> limit = SignedWords<V>{} + static_cast<int16_t>(most);
-        const SignedWords<V> above = (SignedWords<V>)(positive > limit);
-        return (Words<V>)((limit & above) | (positive & ~above));
-    }
-    /// d * 255 / 219 = d + d * 12 / 73, where 898 / 65536 divides by 73 up to 4900.
-    static Words<V> luma(Words<V> value) {
-        const Words<V> d = from_16(value, 219);
-        return d + V::multiply_high(d * uint16_t{12} + uint16_t{36}, Words<V>{} + uint16_t{898});
-    }
-    /// d + 1 + d * 31 / 224, where 224 is 32 * 7, and 9363 / 65536 divides by 7 up to 13000.
-    static Words<V> chroma(Words<V> value) {
-        const Words<V> d = from_16(value, 224);
-        const Words<V> more = V::multiply_high(d * uint16_t{31} >> 5, Words<V>{} + uint16_t{9363});
-        const Words<V> sum = d + more + uint16_t{1};
-        return sum - (sum >> 8);  // 256 becomes 255
-    }
+    struct Constants {
+        Repeated<V, 1> largest;
+        Repeated<V, 2> factor, added;
 
-    Bytes<V> luma_[3];
+        constexpr explicit Constants(const char* group)
+            : largest([=](size_t i, size_t) { return group[i] == 'Y' ? 235 : 240; }),
+              factor([=](size_t i, size_t byte) {
+                  return (group[i] == 'Y' ? 10772 : 9069) >> 8 * byte & 0xFF;
+              }),
+              added([=](size_t i, size_t byte) {
+                  return (group[i] == 'Y' ? 129 : 256) >> 8 * byte & 0xFF;
+              }) {}
+    };
+    struct Half {
+        Words<V> factor, added;
+        Words<V> more(Words<V> d) const { return (V::multiply_high(d << 8, factor) + added) >> 8; }
+    };
+
+    Bytes<V> largest_[kVectors];
+    Half low_[kVectors], high_[kVectors];
 };
 
 template <class V>
 void full_range_row(const uint8_t* source, uint8_t* out, size_t bytes, imgcnv_layout layout) {
-    run_blocks<V>(FullRangeBody<V>(layout), source, bytes, bytes, out, bytes);
+    if (layout == IMGCNV_LAYOUT_UYVY || layout == IMGCNV_LAYOUT_YUYV)
+        run_blocks<V>(FullRangeBody<V, 1>(layout), source, bytes, bytes, out, bytes);
+    else
+        run_blocks<V>(FullRangeBody<V, 3>(layout), source, bytes, bytes, out, bytes);
 }
 
 /// Lanes of which 12 bytes count: what is stored beyond them is written again. Where those bytes
