@@ -67,8 +67,8 @@ void FrameFeed::count_frames(Dump& dump) const {
                       " bytes more\n  --frames 0-" + number(held - 1) +
                       " takes the whole ones, --best-effort completes the last with zeros" + why);
     if (range.given && (range.first >= held || (range.last && *range.last >= held)))
-        throw Failure(name + ": holds " + number(held) + " frames (" + shape.text() +
-                      "), numbers 0 to " + number(held - 1));
+        throw Failure(name + ": holds " + counted(held, "frame") + " (" + shape.text() +
+                      "), counted from 0" + (held > 1 ? " to " + number(held - 1) : ""));
     if (!range.last) dump.end = held;
 }
 

@@ -155,6 +155,8 @@ class Conversion {
     void write(const FrameJob& job, const EncodedFile& encoded, const Picture& picture,
                bool& owes_turn) {
         const auto path = plan_.path_for(job);
+        if (!ordered_ && plan_.is_input(path))
+            throw Failure(shown(path) + " is an input and is kept: give another -o");
         try {
             if (ordered_) {
                 owes_turn = false;
