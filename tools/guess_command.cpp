@@ -2,6 +2,7 @@
 #include "cli/messages.h"
 #include "cli/size_option.h"
 #include "commands.h"
+#include "convert/name_hints.h"
 #include "engine/guess.h"
 #include "errors.h"
 
@@ -49,6 +50,17 @@ std::string convert_command(const GuessOptions& options, const imgcnv_reading& a
     return text;
 }
 
+/// What the file's name says, where the best answer is another one.
+void say_name(const std::string& file, const imgcnv_frame& best) {
+    const auto hints = hints_in_name(file);
+    std::string said;
+    if (hints.format && hints.format->code != best.format)
+        said += std::string(" ") + hints.format->name;
+    if (hints.size && *hints.size != std::pair(best.width, best.height))
+        said += " " + std::to_string(hints.size->first) + "x" + std::to_string(hints.size->second);
+    if (!said.empty()) std::printf("\nThe name of the file says something else:%s\n", said.c_str());
+}
+
 void print_table(const GuessOptions& options, const Guess& guess) {
     std::printf("%5s  %-23s %-11s %7s %7s %7s %7s\n", "Score", "Format", "Size", "Stride", "Skip",
                 "Gap", "Frames");
@@ -61,6 +73,7 @@ void print_table(const GuessOptions& options, const Guess& guess) {
                     static_cast<long long>(frame.given.gap), static_cast<long long>(answer.frames));
     }
     const auto& best = guess.readings.front();
+    say_name(options.file, best.frame);
     if (!guess.text.empty()) std::printf("\n%s\n", guess.text.c_str());
     std::printf("\nThe bytes do not say:\n");
     if (best.unknown[0] != '\0') std::printf("  %s\n", best.unknown);
