@@ -54,6 +54,7 @@ class FrameFeed {
     bool take(FrameJob& job, std::vector<std::uint8_t>& buffer);
     bool open_next(FrameJob& job);
     void count_frames(Dump& dump) const;
+    std::int64_t held_frames(const Dump& dump) const;
     void start_stream(Dump& dump) const;
     bool read_stream(FrameJob& job, std::vector<std::uint8_t>& buffer);
     void read_points(FrameJob& job, std::vector<std::uint8_t>& buffer) const;
