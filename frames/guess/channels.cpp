@@ -194,9 +194,9 @@ double against_grey(std::span<const std::uint8_t> bytes) {
     return 0;
 }
 
-/// Between two samples of 10 bits, GigE Vision's packing has a byte of which 4 bits are 0. No other
-/// layout of three bytes leaves them out where the bytes beside have them.
-class PackedTens {
+/// GigE Vision's packing of 10 bits has three bytes for two samples, and four bits of the middle
+/// one are 0. In pixels of three bytes these bits are used in all channels or in none.
+class PackedTenBits {
   public:
     void add_row(std::span<const std::uint8_t> bytes) {
         constexpr unsigned kUnused = 0xCC, kUsed = 0x33;
@@ -234,17 +234,17 @@ class SampledChannels {
     }
 
     double bits() const {
-        constexpr double kPackedTens = 0.6;
+        constexpr double kPackedTenBits = 0.6;
         const bool is_of_threes = coding_.group_bytes() % 3 == 0 && !coding_.is_deep();
-        if (is_of_threes && tens_.are_likely()) return kPackedTens;
+        if (is_of_threes && ten_bits_.are_likely()) return kPackedTenBits;
         return is_yuv_ ? against_yuv() : against_rgb();
     }
 
   private:
     void add_row(std::int64_t bit, std::int64_t width) {
         split_row(coding_, window_.data(), bit, width, 0, row_);
-        tens_.add_row(window_.subspan(static_cast<std::size_t>(bit / 8),
-                                      static_cast<std::size_t>(coding_.row_bits(width) / 8)));
+        ten_bits_.add_row(window_.subspan(static_cast<std::size_t>(bit / 8),
+                                          static_cast<std::size_t>(coding_.row_bits(width) / 8)));
         const auto& planes = row_.planes;
         const auto &red = planes[is_yuv_ ? 1 : 4], &blue = planes[is_yuv_ ? 2 : 5];
         // As far as from one sample of the chroma to the next: slopes go on.
@@ -299,7 +299,7 @@ class SampledChannels {
     Channel green_, red_, blue_, alpha_;  ///< of YUV: luma, U, V
     CommonSteps steps_of_red_, steps_of_blue_;
     YuvColours of_yuv_, of_first_yuv_;
-    PackedTens tens_;
+    PackedTenBits ten_bits_;
     std::int64_t rows_ = 0, following_ = 0;
 };
 

@@ -58,7 +58,7 @@ class Choice {
 
     double bits(const Phases& fits) const {
         const auto& coding = fits.front().coding;
-        return fits.front().coding_bits + rareness(coding) +
+        return fits.front().coding_bits + rarity(coding) +
                (fills_known_size(coding) ? kFitsKnownSize : 0);
     }
 
@@ -135,7 +135,7 @@ CodingChoice choose_codings(std::span<const std::uint8_t> window, std::int64_t s
     return Choice(window, size, known).run();
 }
 
-double rareness(const Coding& coding) {
+double rarity(const Coding& coding) {
     switch (coding.format->layout) {
         case IMGCNV_LAYOUT_BYTES:
             return 0;

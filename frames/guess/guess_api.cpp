@@ -343,9 +343,10 @@ class Guess {
             text_ << "no format's frame of this size fits into its " << source_.size() << " bytes";
         else
             text_ << "no picture found in " << source_.size() << " bytes";
-        if (known_.width == 0 || known_.format == 0)
-            text_.line() << "give what else is known, such as the "
-                         << (known_.width > 0 ? "format" : "size or the format");
+        if (known_.width == 0)
+            text_.line() << "give what is known, such as the size or the format";
+        else if (known_.format == 0)
+            text_.line() << "give the format, too";
         return IMGCNV_BAD_DATA;
     }
 

@@ -22,7 +22,7 @@ RowSteps::RowSteps(ByteSource& source, std::span<const std::uint8_t> window,
       window_(window),
       hypothesis_(hypothesis),
       row_bits_(hypothesis.fit->coding.row_bits(hypothesis.width)) {
-    const auto lines = hypothesis.lines();
+    const auto lines = hypothesis.color_period();
     const auto first = 8 * (hypothesis.start + kLongestHeader);
     const auto rows =
         (8 * std::min(static_cast<std::int64_t>(window.size()), hypothesis.fit->reach) - first) /

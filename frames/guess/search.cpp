@@ -103,7 +103,7 @@ class Search {
     void add_against_mosaic() {
         for (auto& candidate : candidates_)
             if (candidate.hypothesis.fit->coding.may_be_mosaic()) {
-                candidate.of_sites =
+                candidate.rank_of_sites =
                     against_sites(candidate.hypothesis, candidate.hypothesis.start, known_.height);
                 // Behind a header rows begin elsewhere; read from byte 0 on, each holds the ends
                 // of two, whose sites differ.
@@ -111,10 +111,10 @@ class Search {
                     for (const auto header : kUsualHeaders)
                         if (header < size_ &&
                             (size_ - header) * 8 % candidate.hypothesis.pitch_bits == 0)
-                            candidate.of_sites = std::min(
-                                candidate.of_sites,
+                            candidate.rank_of_sites = std::min(
+                                candidate.rank_of_sites,
                                 against_sites(candidate.hypothesis, header, known_.height));
-                candidate.rank += candidate.of_sites;
+                candidate.rank += candidate.rank_of_sites;
             }
     }
 
@@ -186,7 +186,7 @@ class Search {
     }
 
     void add(const CodingFit& fit, std::int64_t width, std::int64_t pitch, std::int64_t start,
-             double penalty, double hope = 0) {
+             double penalty, double expected_penalty = 0) {
         if (!are_possible_rows(fit, width, pitch)) return;
         start %= std::max<std::int64_t>(1, pitch / 8);
         if (known_.skip >= 0) start = known_.skip;
@@ -200,11 +200,12 @@ class Search {
                  candidates_.size()});
             if (!is_new) {
                 auto& other = candidates_[place->second];
-                other.hope = std::min(other.hope, hope);
+                other.expected_penalty = std::min(other.expected_penalty, expected_penalty);
                 continue;
             }
             const Hypothesis hypothesis{&fit, is_mosaic, width, pitch, start};
-            candidates_.push_back({hypothesis, {}, 0, first_rank(hypothesis, penalty), hope});
+            candidates_.push_back(
+                {hypothesis, {}, 0, first_rank(hypothesis, penalty), expected_penalty});
         }
     }
 
@@ -223,7 +224,7 @@ class Search {
     double first_rank(const Hypothesis& hypothesis, double penalty) const {
         const auto& fit = *hypothesis.fit;
         const auto width = hypothesis.width, pitch = hypothesis.pitch_bits;
-        double rank = penalty + rareness(fit.coding);
+        double rank = penalty + rarity(fit.coding);
         if (hypothesis.is_mosaic) rank += kMosaic;
         if (fit.has_empty_byte) rank += kEmptyByte;
         if (is_clear_pitch(fit, pitch, hypothesis.is_mosaic)) rank += kClearPitch;
@@ -261,26 +262,27 @@ class Search {
     /// Where rows of a pitch may begin: tight rows of whole groups anywhere at the coding's phase,
     /// others at byte 0 or behind a header.
     void add_at_starts(const CodingFit& fit, std::int64_t width, std::int64_t pitch, double penalty,
-                       double hope = 0) {
+                       double expected_penalty = 0) {
         const auto group = 8 * fit.coding.group_bytes();
         const bool is_tight = pitch == fit.coding.row_bits(width);
         if (is_tight && (fit.coding.is_stream() || pitch % group == 0)) {
-            add(fit, width, pitch, fit.phase, penalty, hope);
+            add(fit, width, pitch, fit.phase, penalty, expected_penalty);
             return;
         }
         for (const auto header : kUsualHeaders)
             if (header == 0 || (header < size_ && (size_ - header) * 8 % pitch == 0))
-                add(fit, width, pitch, header, penalty, hope);
+                add(fit, width, pitch, header, penalty, expected_penalty);
         // Behind any header, rows that end with the file.
-        if (pitch % 8 == 0) add(fit, width, pitch, size_ % (pitch / 8), penalty, hope);
+        if (pitch % 8 == 0) add(fit, width, pitch, size_ % (pitch / 8), penalty, expected_penalty);
     }
 
     /// The row begins behind a header that leaves a frame of this size.
     void add_behind_header(const CodingFit& fit, std::int64_t width, std::int64_t height,
-                           double hope) {
+                           double expected_penalty) {
         const auto row = fit.coding.row_bits(width);
         const auto header = size_ - frame_bytes(row, height);
-        if (header > 0 && header <= kLongestHeader) add(fit, width, row, header, 0, hope);
+        if (header > 0 && header <= kLongestHeader)
+            add(fit, width, row, header, 0, expected_penalty);
     }
 
     void add_pitch(const CodingFit& fit, std::int64_t pitch) {
@@ -426,11 +428,12 @@ class Search {
             candidate.rank += candidate.cost;
         }
         std::stable_sort(candidates_.begin(), candidates_.end(), [](const auto& a, const auto& b) {
-            return a.rank + a.hope < b.rank + b.hope;
+            return a.rank + a.expected_penalty < b.rank + b.expected_penalty;
         });
         if (candidates_.size() > kept) candidates_.resize(kept);
-        while (!candidates_.empty() && candidates_.back().rank + candidates_.back().hope >
-                                           candidates_.front().rank + margin)
+        while (!candidates_.empty() &&
+               candidates_.back().rank + candidates_.back().expected_penalty >
+                   candidates_.front().rank + margin)
             candidates_.pop_back();
     }
 
@@ -446,7 +449,7 @@ class Search {
                 if (one.hypothesis.fit->coding.may_be_mosaic())
                     one.rank +=
                         against_sites(one.hypothesis, one.placement.skip, one.placement.height) -
-                        one.of_sites;
+                        one.rank_of_sites;
                 if (known_.width == 0)
                     one.hypothesis.width =
                         width_without_padding(window_, one.hypothesis, one.placement);

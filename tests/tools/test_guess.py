@@ -61,6 +61,9 @@ def test_guess_refuses_noise_and_impossible_sizes(run, tmp_path):
     assert "better than chance" in run("guess", "noise.raw", code=1).said
     assert "fits into its 90000 bytes" in run("guess", "noise.raw", "-s", "900x900", code=1).said
     assert "expected WIDTHxHEIGHT" in run("guess", "noise.raw", "-s", "0x5", code=2).said
+    (tmp_path / "black.raw").write_bytes(bytes(64))
+    said = run("guess", "black.raw", "-s", "4x4", code=1).said
+    assert "all bytes are the same" in said and "the format, too" in said and "usual size" not in said
     (tmp_path / "empty.raw").write_bytes(b"")
     for command in ("guess", "info", "sheet"):
         assert "empty" in run(command, "empty.raw", code=1).said

@@ -108,7 +108,7 @@ bool FrameFeed::open_next(FrameJob& job) {
     job.number = alone ? range.first : next_number_;
     next_number_ += frames_asked(range);
     // Files that are one frame each need not be opened to be left out.
-    if (!range.given && wanted_ && !wanted_(job)) return true;
+    if (!range.given && filter_ && !filter_(job)) return true;
     std::shared_ptr<Dump> dump;
     try {
         const auto shape = std::make_shared<const Frame>(options_.source.frame_for(path));
@@ -207,7 +207,7 @@ bool FrameFeed::take(FrameJob& job, std::vector<std::uint8_t>& buffer) {
         job.number = dump_->first_number + job.frame;
         job.shape = dump_->shape;
         const bool is_file = dump_->file.size().has_value();
-        const bool wanted = !options_.frames.given || !wanted_ || wanted_(job);
+        const bool wanted = !options_.frames.given || !filter_ || filter_(job);
         if (!is_file) {
             try {
                 if (!read_stream(job, buffer)) {
@@ -233,14 +233,14 @@ bool FrameFeed::next(FrameJob& job, std::vector<std::uint8_t>& buffer) {
     if (!take(job, buffer)) return false;
     if (job.sequence < 0) return true;
     const auto dump = dump_;
-    // Whoever has the first frame shows it before others come.
-    if (!first_) lock.unlock();
+    // The first frame is handed to its caller before other threads read theirs.
+    if (!first_frame_) lock.unlock();
     // The frame has its place already: faults are reported through it, so that nobody waits for it.
     try {
         if (dump->file.size()) read_file(*dump, job, buffer);
-        if (first_) {
-            first_(job);
-            first_ = nullptr;
+        if (first_frame_) {
+            first_frame_(job);
+            first_frame_ = nullptr;
         }
     } catch (const std::exception& error) {
         job.fault = error.what();

@@ -136,7 +136,7 @@ bool OutputPlan::is_input(const std::string& path) const {
 
 std::string OutputPlan::folder_path(const FrameJob& job) const {
     const auto& input = inputs_[job.input];
-    const auto place = folder_ ? fs::path(*folder_) / input.below : fs::path(input.path);
+    const auto place = folder_ ? fs::path(*folder_) / input.relative_path : fs::path(input.path);
     auto file = place.stem().string();
     if (options_.frames.several()) file += "_" + padded(job.frame, 4);
     return (place.parent_path() / (file + ending_)).string();

@@ -34,9 +34,9 @@ class Conversion {
             throw UsageError("--json and -o - both write to standard output");
         for (const auto& input : inputs_)
             if (!input.from_folder) check_shape(options.source.frame_for(input.path));
-        feed_.choose([this](const FrameJob& job) { return is_wanted(job); });
+        feed_.set_filter([this](const FrameJob& job) { return is_wanted(job); });
         if (options.levels.any())
-            feed_.show_first([this](const FrameJob& job) {
+            feed_.on_first_frame([this](const FrameJob& job) {
                 levels_ = options_.levels.levels_for(*job.shape, job.bytes);
             });
         if (plan_.single()) ordered_.emplace(*plan_.single(), options.existing);
