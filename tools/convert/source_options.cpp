@@ -8,6 +8,7 @@
 
 #include <cstdio>
 #include <cstdlib>
+#include <filesystem>
 #include <limits>
 #include <mutex>
 
@@ -24,7 +25,10 @@ void say_once(const std::string& text) {
 
 [[noreturn]] void fail_without(const char* what, const std::string& input, const char* example) {
     const bool is_file = input != "-";
-    if (is_file && InputFile(input).size() == 0)
+    // A file that cannot be read is the first thing to say. Opening a pipe would wait for its
+    // writer.
+    std::error_code ignored;
+    if (is_file && !std::filesystem::is_fifo(input, ignored) && InputFile(input).size() == 0)
         throw Failure(shown(input) + ": the file is empty");
     throw UsageError(
         std::string("no ") + what + " given for " +
