@@ -57,9 +57,9 @@ def guess(
     """Ways to read raw data, the likeliest first.
 
     `data` is the path of a file, of which a few megabytes are read, or anything that holds the
-    bytes. What is known makes the answer better: sizes, and the format. (The `name` of a
-    file changes no answer today.) At most `most` readings are returned. Raises ValueError where the data is not a raw frame, and says what
-    it is.
+    bytes. What is known makes the answer better: sizes, and the format. (The `name` of a file
+    changes no answer today.) At most `most` readings are returned. Raises ValueError where the data
+    is not a raw frame, and says what it is.
 
     >>> y, x = numpy.mgrid[:480, :640]
     >>> frame = (128 + 90 * numpy.sin(x / 60) * numpy.cos(y / 50)).astype("u1")

@@ -49,7 +49,8 @@ def test_guess_says_what_it_cannot_know(run, samples, tmp_path):
     answers = json.loads(run("guess", "frame.raw", "--json").out)
     assert {a["format"] for a in answers["answers"] if a["score"] > 0.5} == {"BayerRG8", "BayerBG8"}
     assert "RG or BG" in answers["answers"][0]["unknown"]
-    for name, said in (("cap_600x400_BayerRG8", ""), ("cap_4x4_rg10", "else: BayerRG10 4x4"), ("601x400", "else: 601x400")):
+    for name, said in (("cap_600x400_BayerRG8", ""), ("cap_4x4_rg10", "else: BayerRG10 4x4"),
+                       ("601x400", "else: 601x400")):
         (tmp_path / name).hardlink_to(tmp_path / "frame.raw")
         assert re.findall("says something (.*)", run("guess", name).out.decode()) == [said] * bool(said)
     assert answers["answers"][0]["command"].startswith("imgcnv convert frame.raw -f BayerRG8 -s 600x400")
