@@ -1,9 +1,10 @@
 // A raw frame of any format becomes a PPM picture: convert FRAME.raw FORMAT WIDTH HEIGHT OUT.ppm
 #include <cstdlib>
+#include <filesystem>
 #include <fstream>
 #include <imgcnv_frames.hpp>
 #include <iostream>
-#include <iterator>
+#include <vector>
 
 static int fail(const std::string& which, const std::string& what) {
     std::cerr << which << ": " << what << "\n";
@@ -21,9 +22,12 @@ int main(int argc, char** argv) {
     auto pipeline = imgcnv::Pipeline::open(*frame, {.kind = IMGCNV_TARGET_RGB24});
     if (!pipeline) return fail(argv[1], pipeline.error().text);
 
+    std::error_code error;
+    const auto bytes = std::filesystem::file_size(argv[1], error);
+    std::vector<std::uint8_t> raw(error ? 0 : bytes);
     std::ifstream in(argv[1], std::ios::binary);
-    if (!in) return fail(argv[1], "cannot be read");
-    const std::vector<std::uint8_t> raw{std::istreambuf_iterator<char>(in), {}};
+    if (error || !in.read(reinterpret_cast<char*>(raw.data()), static_cast<std::streamsize>(bytes)))
+        return fail(argv[1], "cannot be read");
     const auto picture = pipeline->run(raw);
     if (!picture) return fail(argv[1], picture.error().text);
 

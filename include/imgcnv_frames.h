@@ -426,7 +426,7 @@ typedef struct imgcnv_guess_question {
     imgcnv_read read;
     void* context;
     imgcnv_frame known;   /* what is known; 0 for what is not. skip and gap: -1 means not known. */
-    const char* name;     /* the file's name, for hints in it; may be null */
+    const char* name;     /* the file's name; changes no answer today; may be null */
     int64_t search_bytes; /* most bytes to be read; 0: the usual */
 } imgcnv_guess_question;
 

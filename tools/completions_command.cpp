@@ -1,3 +1,4 @@
+#include "cli/common_options.h"
 #include "commands.h"
 #include "engine/frame.h"
 
@@ -181,9 +182,8 @@ void print_fish(const CLI::App& app) {
 void add_completions(CLI::App& app) {
     auto* command = app.add_subcommand("completions", "Write the completions of a shell");
     auto shell = std::make_shared<std::string>();
-    command->add_option("SHELL", *shell, "bash, zsh or fish")
-        ->required()
-        ->check(CLI::IsMember({"bash", "zsh", "fish"}));
+    one_of(command->add_option("SHELL", *shell, "bash, zsh or fish")->required(),
+           {"bash", "zsh", "fish"});
     command->callback([shell, &app] {
         (*shell == "bash" ? print_bash : *shell == "zsh" ? print_zsh : print_fish)(app);
     });

@@ -57,11 +57,11 @@ void add_picture_options(CLI::App& command, Arguments& arguments) {
 
 void add_output_options(CLI::App& command, Arguments& arguments) {
     auto& options = arguments.options;
-    command
-        .add_option("-o,--output", options.output,
-                    "File, name_%04d.png, folder/ or - for standard output. Default: beside the "
-                    "input, ending .png")
-        ->type_name("OUT");
+    not_empty(command
+                  .add_option("-o,--output", options.output,
+                              "File, name_%04d.png, folder/ or - for standard output. Default: "
+                              "beside the input, ending .png")
+                  ->type_name("OUT"));
     one_of(command.add_option("--output-format", options.output_format,
                               "Kind of file. Default: as the ending of OUT says, or png"),
            {"png", "jpg", "jpeg", "tiff", "tif", "bmp", "pnm", "pgm", "ppm", "npy", "raw"});

@@ -110,8 +110,7 @@ void print_json(const std::string& file, const Findings& found) {
 void print_text(const DumpOptions& options, const Findings& found) {
     const auto& format = found.hints.format;
     const auto& size = found.hints.size;
-    std::printf("%s: %lld bytes%s\n", shown(options.file).c_str(),
-                static_cast<long long>(found.bytes),
+    std::printf("%s: %s%s\n", shown(options.file).c_str(), counted(found.bytes, "byte").c_str(),
                 options.skip > 0 ? " after those skipped" : "");
     if (format) std::printf("its name says format %s\n", format->name);
     if (size)

@@ -16,6 +16,14 @@ std::string version() {
            std::to_string(IMGCNV_VERSION_MINOR) + "." + std::to_string(IMGCNV_VERSION_PATCH);
 }
 
+/// What the parser says about an option that is given more than once, as the other messages say it.
+std::string in_our_words(std::string text) {
+    constexpr std::string_view kTooMany = ": At Most 1 required but received ";
+    const auto at = text.find(kTooMany);
+    if (at == std::string::npos) return text;
+    return text.replace(at, kTooMany.size(), ": expected once, given ") + " times";
+}
+
 int run(int argc, char** argv) {
     CLI::App app("Raw machine-vision frames to pictures.", "imgcnv");
     app.set_version_flag("--version", version());
@@ -36,7 +44,7 @@ int run(int argc, char** argv) {
     } catch (const CLI::Success& success) {
         return app.exit(success);
     } catch (const CLI::ParseError& error) {
-        tool::say_error(error.what());
+        tool::say_error(in_our_words(error.what()));
         tool::say_note("--help lists what there is");
         return tool::kExitUsage;
     }

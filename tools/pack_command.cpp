@@ -27,6 +27,7 @@ std::size_t point_list_bytes(const std::vector<std::uint8_t>& bytes) {
 void pack(const PackOptions& options) {
     imgcnv_frame named = IMGCNV_FRAME_INIT;
     set_format(named, options.source.format.value_or(""));  // wrong names are said before the PNG
+    refuse_replacing(options.picture, options.output);
     const auto picture = read_png(options.picture);
     auto source = options.source;
     source.size = std::to_string(picture.width) + "x" + std::to_string(picture.height);
@@ -57,9 +58,9 @@ void add_pack(CLI::App& app) {
                                    "Source format, by any of its names")
                       ->type_name("FORMAT")
                       ->required());
-    command->add_option("-o,--output", options->output, "Raw frame; - is standard output")
-        ->type_name("OUT")
-        ->required();
+    not_empty(command->add_option("-o,--output", options->output, "Raw frame; - is standard output")
+                  ->type_name("OUT")
+                  ->required());
     auto& source = options->source;
     at_least(
         command->add_option("--padding", source.padding, "Zero bytes after the pixels of each row"),

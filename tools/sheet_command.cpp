@@ -68,7 +68,7 @@ class Sheet {
             char score[24];
             std::snprintf(score, sizeof score, "%.2f  ", reading.score);
             const auto frame = measured(reading.frame);
-            add_thumbnail(frame, 0, score + std::string(frame.format.name),
+            add_thumbnail(frame, 0, score + name_with_byte_order(frame),
                           size_text(frame.given.width, frame.given.height) + " stride " +
                               std::to_string(frame.sizes.stride));
         }
@@ -138,6 +138,7 @@ class Sheet {
 };
 
 void make_sheet(SheetOptions options) {
+    refuse_replacing(options.file, options.output);
     const auto& source = options.source;
     const bool named = source.format || hints_in_name(options.file).format;
     if (options.kind == "formats" || (options.kind.empty() && !named)) {
@@ -187,10 +188,10 @@ void add_sheet(CLI::App& app) {
     in_range(command->add_option("-n,--answers", options->cells,
                                  "Most formats or frames to show. Default: 12"),
              1, 24);
-    command
-        ->add_option("-o,--output", options->output,
-                     "PNG file; - is standard output. Default: sheet.png")
-        ->type_name("OUT");
+    not_empty(command
+                  ->add_option("-o,--output", options->output,
+                               "PNG file; - is standard output. Default: sheet.png")
+                  ->type_name("OUT"));
     add_quiet(*command);
     command->callback([options] { make_sheet(*options); });
 }

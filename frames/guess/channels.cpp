@@ -194,13 +194,9 @@ double against_grey(std::span<const std::uint8_t> bytes) {
     return 0;
 }
 
-}  // namespace
-
-namespace {
-
-/// Between two samples of 10 bits, GigE Vision's packing has a byte of which 4 bits are 0. No other
-/// layout of three bytes leaves them out where the bytes beside have them.
-class PackedTens {
+/// GigE Vision's packing of 10 bits has three bytes for two samples, and four bits of the middle
+/// one are 0. In pixels of three bytes these bits are used in all channels or in none.
+class PackedTenBits {
   public:
     void add_row(std::span<const std::uint8_t> bytes) {
         constexpr unsigned kUnused = 0xCC, kUsed = 0x33;
@@ -220,72 +216,101 @@ class PackedTens {
     double rows_ = 0, fitting_ = 0;
 };
 
+/// The channels of some rows of a picture, and how they go together.
+class SampledChannels {
+  public:
+    SampledChannels(std::span<const std::uint8_t> window, const Hypothesis& hypothesis)
+        : window_(window), coding_(hypothesis.fit->coding), is_yuv_(is_yuv(*coding_.format)) {
+        const auto end = std::min(static_cast<std::int64_t>(window.size()), hypothesis.fit->reach);
+        const auto rows = 8 * (end - hypothesis.start) / hypothesis.pitch_bits;
+        // The middle of rows; groups of all codings are whole at multiples of 8 pixels.
+        const auto width = std::min(hypothesis.width, kSampledColumns);
+        const auto from =
+            8 * hypothesis.start + coding_.row_bits((hypothesis.width - width) / 2 / 8 * 8);
+        for (std::int64_t y = 0; y < rows; y += std::max<std::int64_t>(1, rows / kSampledRows)) {
+            add_row(from + y * hypothesis.pitch_bits, width);
+            if (is_yuv_) add_yuv(y < rows / 6);
+        }
+    }
+
+    double bits() const {
+        constexpr double kPackedTenBits = 0.6;
+        const bool is_of_threes = coding_.group_bytes() % 3 == 0 && !coding_.is_deep();
+        if (is_of_threes && ten_bits_.are_likely()) return kPackedTenBits;
+        return is_yuv_ ? against_yuv() : against_rgb();
+    }
+
+  private:
+    void add_row(std::int64_t bit, std::int64_t width) {
+        split_row(coding_, window_.data(), bit, width, 0, row_);
+        ten_bits_.add_row(window_.subspan(static_cast<std::size_t>(bit / 8),
+                                          static_cast<std::size_t>(coding_.row_bits(width) / 8)));
+        const auto& planes = row_.planes;
+        const auto &red = planes[is_yuv_ ? 1 : 4], &blue = planes[is_yuv_ ? 2 : 5];
+        // As far as from one sample of the chroma to the next: slopes go on.
+        const auto apart =
+            is_yuv_ ? planes[0].size() / std::max<std::size_t>(1, planes[1].size()) : 1;
+        green_.add(planes[0], apart);
+        red_.add(red);
+        blue_.add(blue);
+        alpha_.add(planes[3]);
+        steps_of_red_.add(red, planes[0]);
+        steps_of_blue_.add(blue, planes[0]);
+        ++rows_;
+    }
+
+    void add_yuv(bool is_early) {
+        of_yuv_.add_row(row_);
+        if (is_early) of_first_yuv_.add_row(row_);
+        if (row_.planes[0].size() == row_.planes[1].size())
+            following_ += follows(row_.planes[1], row_.planes[0]);
+    }
+
+    double against_rgb() const {
+        constexpr double kChangingAlpha = 0.4;
+        const bool has_alpha = channels(*coding_.format) == 4;
+        const bool changes = has_alpha && alpha_.mean(alpha_.changes) > 0.05;
+        const auto chroma =
+            coding_.is_deep() || has_alpha
+                ? 0
+                : against_chroma_as_colours(green_, red_, blue_, steps_of_red_, steps_of_blue_);
+        return against_colours(green_, red_, blue_) + chroma + (changes ? kChangingAlpha : 0);
+    }
+
+    double against_yuv() const {
+        constexpr double kColours = 0.3;
+        const bool has_no_luma = red_.has_picture() && !green_.has_picture();
+        const double colours = has_no_luma || 3 * following_ > rows_ ? kColours : 0;
+        const bool are_opposite = coding_.format->layout == IMGCNV_LAYOUT_UYV &&
+                                  steps_of_red_.correlation() < kOpposite &&
+                                  steps_of_blue_.correlation() < kOpposite;
+        // Bytes between frames may move the groups of all but the first.
+        const bool is_first_better =
+            !of_yuv_.are_possible() && of_first_yuv_.outside() < of_yuv_.outside();
+        return against_chroma(green_, red_, blue_, is_first_better ? of_first_yuv_ : of_yuv_,
+                              are_opposite) +
+               colours;
+    }
+
+    std::span<const std::uint8_t> window_;
+    const Coding& coding_;
+    bool is_yuv_;
+    RowSamples row_;
+    Channel green_, red_, blue_, alpha_;  ///< of YUV: luma, U, V
+    CommonSteps steps_of_red_, steps_of_blue_;
+    YuvColours of_yuv_, of_first_yuv_;
+    PackedTenBits ten_bits_;
+    std::int64_t rows_ = 0, following_ = 0;
+};
+
 }  // namespace
 
 double against_channels(std::span<const std::uint8_t> window, const Hypothesis& hypothesis) {
-    constexpr double kChangingAlpha = 0.4, kColours = 0.3, kPackedTens = 0.6;
     const auto& fit = *hypothesis.fit;
-    const bool has_alpha = channels(*fit.coding.format) == 4;
-    const bool is_yuv_coding = is_yuv(*fit.coding.format);
+    const auto& format = *fit.coding.format;
+    if (is_yuv(format) || channels(format) > 1) return SampledChannels(window, hypothesis).bits();
     const auto end = std::min(static_cast<std::int64_t>(window.size()), fit.reach);
-    if (!is_yuv_coding && channels(*fit.coding.format) == 1)
-        return fit.coding.format->depth == 8
-                   ? against_grey(window.first(static_cast<std::size_t>(end)))
-                   : 0;
-    const auto rows = 8 * (end - hypothesis.start) / hypothesis.pitch_bits;
-    // The middle of rows; groups of all codings are whole at multiples of 8 pixels.
-    const auto width = std::min(hypothesis.width, kSampledColumns);
-    const auto from =
-        8 * hypothesis.start + fit.coding.row_bits((hypothesis.width - width) / 2 / 8 * 8);
-    std::array<Channel, 4> sampled;
-    CommonSteps of_red, of_blue;
-    // Bytes between frames may move the groups of all but the first.
-    YuvColours of_yuv, of_first_yuv;
-    PackedTens tens;
-    RowSamples row;
-    std::int64_t counted = 0, following = 0;
-    for (std::int64_t y = 0; y < rows; y += std::max<std::int64_t>(1, rows / kSampledRows)) {
-        const auto bit = from + y * hypothesis.pitch_bits;
-        split_row(fit.coding, window.data(), bit, width, 0, row);
-        tens.add_row(window.subspan(static_cast<std::size_t>(bit / 8),
-                                    static_cast<std::size_t>(fit.coding.row_bits(width) / 8)));
-        const std::size_t red = is_yuv_coding ? 1 : 4, blue = is_yuv_coding ? 2 : 5;
-        // As far as from one sample of the chroma to the next: slopes go on.
-        sampled[0].add(row.planes[0],
-                       is_yuv_coding
-                           ? row.planes[0].size() / std::max<std::size_t>(1, row.planes[1].size())
-                           : 1);
-        sampled[1].add(row.planes[red]);
-        sampled[2].add(row.planes[blue]);
-        sampled[3].add(row.planes[3]);
-        of_red.add(row.planes[red], row.planes[0]);
-        of_blue.add(row.planes[blue], row.planes[0]);
-        if (is_yuv_coding) of_yuv.add_row(row);
-        if (is_yuv_coding && y < rows / 6) of_first_yuv.add_row(row);
-        ++counted;
-        if (is_yuv_coding && row.planes[0].size() == row.planes[1].size())
-            following += follows(row.planes[1], row.planes[0]);
-    }
-    const bool is_of_threes = fit.coding.group_bytes() % 3 == 0 && !fit.coding.is_deep();
-    if (is_of_threes && tens.are_likely()) return kPackedTens;
-    if (!is_yuv_coding) {
-        const bool changes = has_alpha && sampled[3].mean(sampled[3].changes) > 0.05;
-        const auto chroma =
-            fit.coding.is_deep() || has_alpha
-                ? 0
-                : against_chroma_as_colours(sampled[0], sampled[1], sampled[2], of_red, of_blue);
-        return against_colours(sampled[0], sampled[1], sampled[2]) + chroma +
-               (changes ? kChangingAlpha : 0);
-    }
-    const bool has_no_luma = sampled[1].has_picture() && !sampled[0].has_picture();
-    const double colours = has_no_luma || 3 * following > counted ? kColours : 0;
-    const bool are_opposite = fit.coding.format->layout == IMGCNV_LAYOUT_UYV &&
-                              of_red.correlation() < kOpposite && of_blue.correlation() < kOpposite;
-    const bool is_first_better =
-        !of_yuv.are_possible() && of_first_yuv.outside() < of_yuv.outside();
-    return against_chroma(sampled[0], sampled[1], sampled[2],
-                          is_first_better ? of_first_yuv : of_yuv, are_opposite) +
-           colours;
+    return format.depth == 8 ? against_grey(window.first(static_cast<std::size_t>(end))) : 0;
 }
 
 }  // namespace frames

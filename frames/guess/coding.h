@@ -10,8 +10,8 @@
 
 namespace frames {
 
-/// What tells samples from bytes. Formats of one coding differ in the order of colours and in how
-/// many of the highest bits are used, which is found out later.
+/// How bytes become samples. Formats of one coding differ in the order of colours and in how many
+/// of the highest bits are used, which is found out later.
 struct Coding {
     const Format* format =
         nullptr;  ///< the deepest one of the layout, grey where there is a choice
@@ -22,7 +22,7 @@ struct Coding {
     bool is_deep() const { return format->depth > 8; }
     /// One 16-bit word per sample.
     bool is_words() const { return format->bits_per_pixel == 16 * channels(*format); }
-    /// Bit rows: rows of a tight frame may begin within a byte.
+    /// Rows without padding are one stream of bits and may begin within a byte.
     bool is_stream() const { return format->layout == IMGCNV_LAYOUT_LSB_FIRST; }
     std::int64_t group_bytes() const { return format->group_bytes; }
     std::int64_t group_pixels() const { return format->group_pixels; }

@@ -21,6 +21,6 @@ CodingChoice choose_codings(std::span<const std::uint8_t> window, std::int64_t s
                             const imgcnv_frame& known);
 
 /// How unusual files of a layout are, in bits per byte.
-double rareness(const Coding& coding);
+double rarity(const Coding& coding);
 
 }  // namespace frames

@@ -49,7 +49,8 @@ double FrameSeries::scene_likeness(const Placement& placement) {
     if (placement.frames < 2) return 0;
     const auto frame = 8 * (frame_bytes(pitch_, placement.height) + placement.gap);
     // Rows of the other frame that are a third and two thirds of its height away.
-    const auto third = std::max<std::int64_t>(hypothesis_.lines(), placement.height / 3 / 2 * 2);
+    const auto third =
+        std::max<std::int64_t>(hypothesis_.color_period(), placement.height / 3 / 2 * 2);
     double same = 0, different = 0, likeness = 0;
     int compared = 0;
     for (std::int64_t i = 0; i < kRows; ++i) {
@@ -79,7 +80,7 @@ RowStep FrameSeries::boundary_step(const Placement& placement) {
     double seen = 0;
     for (std::int64_t frame = 1; frame < count; frame += stride) {
         const auto begin = 8 * (placement.skip + frame * bytes);
-        const auto step = steps_.step(begin - 8 * gap - hypothesis_.lines() * pitch_, begin);
+        const auto step = steps_.step(begin - 8 * gap - hypothesis_.color_period() * pitch_, begin);
         if (!step.is_known()) continue;
         sum.median += step.median;
         sum.mean += step.mean;

@@ -69,6 +69,20 @@ bool is_first_brighter(std::span<const std::uint8_t> window, const Candidate& ca
     return sum >= 0;
 }
 
+/// What speaks against an order of a mosaic's colours.
+double against_order(const MosaicSites& sites, int order) {
+    const bool green_first = order == IMGCNV_ORDER_GB || order == IMGCNV_ORDER_GR;
+    const bool are_greens = green_first == sites.green_first();
+    return sites.against_green(green_first) - sites.against_green(sites.green_first()) +
+           (are_greens && order != sites.likeliest_order() ? kColdColours : 0);
+}
+
+bool is_possible(const Format& format, const Hypothesis& hypothesis, const imgcnv_frame& known) {
+    return !is_points(format) && has_coding(format, hypothesis.fit->coding) &&
+           is_mosaic(format) == hypothesis.is_mosaic &&
+           (known.format == 0 || known.format == format.code);
+}
+
 /// The formats that a candidate's coding may be, each with what speaks against it.
 void add_formats(std::span<const std::uint8_t> window, const Candidate& candidate,
                  const imgcnv_frame& known, std::vector<Answer>& answers) {
@@ -84,22 +98,12 @@ void add_formats(std::span<const std::uint8_t> window, const Candidate& candidat
     const auto used = coding.is_deep() ? largest_sample(window, candidate) : 0;
     const bool is_red = is_rgb(*coding.format) && is_first_brighter(window, candidate);
     for (const auto& format : formats()) {
-        if (is_points(format) || !has_coding(format, coding) ||
-            is_mosaic(format) != hypothesis.is_mosaic)
-            continue;
-        if (known.format != 0 && format.code != known.format) continue;
+        if (!is_possible(format, hypothesis, known)) continue;
         auto depth = against_depth(format, coding, used);
         if (!depth && known.format != 0) depth = kMoreBitsThanUsed;
         if (!depth) continue;
         double bits = *depth;
-        if (is_mosaic(format)) {
-            const bool green_first =
-                format.order == IMGCNV_ORDER_GB || format.order == IMGCNV_ORDER_GR;
-            bits += green.against_green(green_first) - green.against_green(green.green_first());
-            const auto likeliest = green.likeliest_order();
-            if (green_first == green.green_first() && format.order != likeliest)
-                bits += kColdColours;
-        }
+        if (is_mosaic(format)) bits += against_order(green, format.order);
         if (is_rgb(format) && is_red_first(format) != is_red) bits += kColdColours;
         answers.push_back({&format, candidate, candidate.rank + bits});
     }
@@ -126,6 +130,48 @@ const Answer* layout_rival(const Answer& answer, std::span<const Answer> all) {
     return rival == all.end() ? nullptr : &*rival;
 }
 
+/// Two formats that differ in the places of red and blue alone; null where there are none.
+const char* exchanged_colours(const Format& format) {
+    if (is_rgb(format)) return "RGB or BGR";
+    switch (format.order) {
+        case IMGCNV_ORDER_RG:
+        case IMGCNV_ORDER_BG:
+            return "RG or BG";
+        case IMGCNV_ORDER_GB:
+        case IMGCNV_ORDER_GR:
+            return "GB or GR";
+        default:
+            return nullptr;
+    }
+}
+
+/// A way in which two answers may differ, and what to say where the bytes speak for both alike.
+struct Difference {
+    bool (*is_between)(const Answer& answer, const Answer& other);
+    const char* text;
+};
+constexpr Difference kDifferences[] = {
+    {[](const Answer& answer, const Answer& other) {
+         return is_mosaic(*other.format) != is_mosaic(*answer.format) &&
+                other.format->layout == answer.format->layout;
+     },
+     "grey or mosaic: a scene without colours looks the same through both"},
+    {[](const Answer& answer, const Answer& other) {
+         return other.format->layout == answer.format->layout &&
+                other.format->depth != answer.format->depth;
+     },
+     "the depth: dark frames leave the highest bits 0"},
+    {[](const Answer& answer, const Answer& other) {
+         return other.candidate.hypothesis.width != answer.candidate.hypothesis.width;
+     },
+     "the width"},
+    {[](const Answer& answer, const Answer& other) {
+         return other.candidate.hypothesis.width == answer.candidate.hypothesis.width &&
+                other.candidate.placement.skip != answer.candidate.placement.skip;
+     },
+     "where the first frame begins: a header may be in front"},
+};
+
 /// What the bytes leave open about an answer, in one line.
 void say_unknown(const Answer& answer, std::span<const Answer> all, Text& text) {
     const auto& format = *answer.format;
@@ -133,34 +179,16 @@ void say_unknown(const Answer& answer, std::span<const Answer> all, Text& text) 
         if (!text.empty()) text << "; ";
         text << what;
     };
-    const auto has_rival = [&](auto differs) {
-        return std::any_of(all.begin(), all.end(), [&](const Answer& other) {
-            return other.rank < answer.rank + kHalvesScore && differs(other);
-        });
-    };
-    if (format.order == IMGCNV_ORDER_RG || format.order == IMGCNV_ORDER_BG)
-        say("RG or BG: exchanging red and blue gives the same numbers");
-    if (format.order == IMGCNV_ORDER_GB || format.order == IMGCNV_ORDER_GR)
-        say("GB or GR: exchanging red and blue gives the same numbers");
-    if (is_rgb(format)) say("RGB or BGR: exchanging red and blue gives the same numbers");
-    if (has_rival([&](const Answer& other) {
-            return is_mosaic(*other.format) != is_mosaic(format) &&
-                   other.format->layout == format.layout;
-        }))
-        say("grey or mosaic: a scene without colours looks the same through both");
-    if (has_rival([&](const Answer& other) {
-            return other.format->layout == format.layout && other.format->depth != format.depth;
-        }))
-        say("the depth: dark frames leave the highest bits 0");
-    if (has_rival([&](const Answer& other) {
-            return other.candidate.hypothesis.width != answer.candidate.hypothesis.width;
-        }))
-        say("the width");
-    if (has_rival([&](const Answer& other) {
-            return other.candidate.hypothesis.width == answer.candidate.hypothesis.width &&
-                   other.candidate.placement.skip != answer.candidate.placement.skip;
-        }))
-        say("where the first frame begins: a header may be in front");
+    if (const auto* pair = exchanged_colours(format); pair != nullptr) {
+        say(pair);
+        text << ": exchanging red and blue gives the same numbers";
+    }
+    for (const auto& difference : kDifferences)
+        if (std::any_of(all.begin(), all.end(), [&](const Answer& other) {
+                return other.rank < answer.rank + kHalvesScore &&
+                       difference.is_between(answer, other);
+            }))
+            say(difference.text);
     if (const auto* other = layout_rival(answer, all); other != nullptr) {
         say("the packing: it may also be ");
         text << other->format->name;
@@ -186,25 +214,9 @@ class Guess {
     int run() {
         if (const auto status = check_known(); status != IMGCNV_OK) return status;
         const auto window = source_.bytes(0, searched_, room_);
-        if (source_.has_failed()) return fail(IMGCNV_BAD_DATA, "the file cannot be read");
-        if (source_.size() < kFewestBytes && known_.width == 0) {
-            text_ << "too short for a frame: " << source_.size() << " bytes";
-            return IMGCNV_BAD_DATA;
-        }
-        if (const auto kind = file_kind(window); kind.name != nullptr && known_.skip <= 0) {
-            text_ << "not raw: " << kind.name << "; " << kind.advice;
-            return IMGCNV_BAD_DATA;
-        }
+        if (!may_be_raw(window)) return IMGCNV_BAD_DATA;
         if (add_points(window)) return IMGCNV_OK;
-
-        const auto candidates = search(source_, window, known_, fits_);
-        for (const auto& candidate : candidates)
-            if (candidate.rank < candidates.front().rank + kWorthAnAnswer)
-                add_formats(window, candidate, known_, answers_);
-        if (!candidates.empty()) add_colourless_mosaic(window, candidates.front());
-        std::erase_if(answers_, [](const Answer& answer) { return !is_convertible(answer); });
-        std::stable_sort(answers_.begin(), answers_.end(),
-                         [](const Answer& a, const Answer& b) { return a.rank < b.rank; });
+        find_answers(window);
         const auto entropy = plain_entropy(window);
         is_constant_ = entropy <= 0;
         is_random_ = !answers_.empty() && entropy > kRandom &&
@@ -217,9 +229,31 @@ class Guess {
     }
 
   private:
-    int fail(imgcnv_status status, const char* why) {
-        text_ << why;
-        return status;
+    bool may_be_raw(std::span<const std::uint8_t> window) {
+        if (source_.has_failed()) {
+            text_ << "the file cannot be read";
+            return false;
+        }
+        if (source_.size() < kFewestBytes && known_.width == 0) {
+            text_ << "too short for a frame: " << source_.size() << " bytes";
+            return false;
+        }
+        const auto kind = file_kind(window);
+        if (kind.name == nullptr || known_.skip > 0) return true;
+        text_ << "not raw: " << kind.name << "; " << kind.advice;
+        return false;
+    }
+
+    /// Answers by pixels, the best first.
+    void find_answers(std::span<const std::uint8_t> window) {
+        const auto candidates = search(source_, window, known_, fits_);
+        for (const auto& candidate : candidates)
+            if (candidate.rank < candidates.front().rank + kWorthAnAnswer)
+                add_formats(window, candidate, known_, answers_);
+        if (!candidates.empty()) add_colourless_mosaic(window, candidates.front());
+        std::erase_if(answers_, [](const Answer& answer) { return !is_convertible(answer); });
+        std::stable_sort(answers_.begin(), answers_.end(),
+                         [](const Answer& a, const Answer& b) { return a.rank < b.rank; });
     }
 
     imgcnv_status check_known() {
@@ -296,7 +330,9 @@ class Guess {
     }
 
     int explain_nothing() {
-        if (is_constant_)
+        if (known_.width > 0 && is_constant_)
+            text_ << "all bytes are the same: nothing speaks for frames of this size";
+        else if (is_constant_)
             text_ << "all bytes are the same, and no usual size fits " << source_.size()
                   << " bytes";
         else if (is_random_)
@@ -307,7 +343,10 @@ class Guess {
             text_ << "no format's frame of this size fits into its " << source_.size() << " bytes";
         else
             text_ << "no picture found in " << source_.size() << " bytes";
-        text_.line() << "give what is known, such as the size or the format";
+        if (known_.width == 0)
+            text_.line() << "give what is known, such as the size or the format";
+        else if (known_.format == 0)
+            text_.line() << "give the format, too";
         return IMGCNV_BAD_DATA;
     }
 

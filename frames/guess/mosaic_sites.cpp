@@ -11,6 +11,9 @@ namespace {
 constexpr std::int64_t kBlock = 16;
 constexpr std::int64_t kRowsOfBlocks = 20;
 constexpr std::int64_t kWidestSample = 1024;
+// Bits per byte against what the sites do not show: a mosaic that is taken for grey, or grey that
+// is taken for a mosaic.
+constexpr double kMissed = 0.5, kProbablyMissed = 0.12, kNone = 0.3;
 
 /// Samples of a block by their place in cells of 4x4.
 using Block = std::array<double, 16>;
@@ -91,12 +94,16 @@ imgcnv_bayer_order MosaicSites::likeliest_order() const {
     return sums[0] >= sums[3] ? IMGCNV_ORDER_RG : IMGCNV_ORDER_BG;
 }
 
+/// Where nothing else differs, all samples of grey are one number, and so are both greens.
+double MosaicSites::against_flat(bool is_mosaic) const {
+    if (is_mosaic) return std::min(falling, rising) > 0 ? kNone : 0;
+    return falling + rising > 0 || sums[0] != sums[1] ? kMissed : 0;
+}
+
 double MosaicSites::against(bool is_mosaic) const {
-    constexpr double kSure = 6, kFaint = 4, kMissed = 0.5, kProbablyMissed = 0.12, kNone = 0.3;
+    constexpr double kSure = 6, kFaint = 4;
     constexpr double kStrong = 1.25, kUneven = 0.3;
-    // Where nothing else differs, all samples of grey are one number, and so are both greens.
-    if (is_flat && is_mosaic) return std::min(falling, rising) > 0 ? kNone : 0;
-    if (is_flat) return falling + rising > 0 || sums[0] != sums[1] ? kMissed : 0;
+    if (is_flat) return against_flat(is_mosaic);
     if (is_mosaic) return !has_green || (strength < 1 && diagonals < kFaint) ? kNone : 0;
     if (!has_green) return 0;
     // Slopes make the diagonals of grey uneven too, and sites four apart even more so.

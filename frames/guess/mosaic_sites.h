@@ -30,6 +30,7 @@ struct MosaicSites {
     double against(bool is_mosaic) const;
 
   private:
+    double against_flat(bool is_mosaic) const;
     /// 0: no difference, 1: one diagonal is perfectly even.
     double certainty() const;
     /// The differences beside the brightness: edges and noise of brighter sites are larger, too.

@@ -39,9 +39,36 @@ std::vector<ConstantColumns> constant_columns(std::span<const std::uint8_t> wind
     return runs;
 }
 
+namespace {
+
+constexpr std::int64_t kRows = 64, kGroup = 8, kMost = 64;
+
+/// Of the last pixels of a row, from `first` on: in how many of kRows rows each is not 0.
+std::array<std::int64_t, kMost + kGroup> filled_pixels(std::span<const std::uint8_t> window,
+                                                       const Hypothesis& hypothesis,
+                                                       std::int64_t skip, std::int64_t rows,
+                                                       std::int64_t first) {
+    const auto& coding = hypothesis.fit->coding;
+    const auto pixels = hypothesis.width - first;
+    const auto step = static_cast<std::size_t>(channels(*coding.format));
+    std::array<std::int64_t, kMost + kGroup> filled{};
+    RowSamples samples;
+    for (std::int64_t i = 0; i < kRows; ++i) {
+        const auto bit =
+            8 * skip + rows * i / kRows * hypothesis.pitch_bits + coding.row_bits(first);
+        split_row(coding, window.data(), bit, pixels, 0, samples);
+        for (std::size_t x = 0; x < static_cast<std::size_t>(pixels); ++x) {
+            const auto pixel = std::span(samples.words).subspan(x * step, step);
+            filled[x] += std::any_of(pixel.begin(), pixel.end(), [](int v) { return v != 0; });
+        }
+    }
+    return filled;
+}
+
+}  // namespace
+
 std::int64_t width_without_padding(std::span<const std::uint8_t> window,
                                    const Hypothesis& hypothesis, const Placement& placement) {
-    constexpr std::int64_t kRows = 64, kGroup = 8, kMost = 64;
     constexpr double kSharp = 0.9, kSharpOfFewBits = 0.1;
     const auto start = placement.skip;
     const auto& fit = *hypothesis.fit;
@@ -53,17 +80,7 @@ std::int64_t width_without_padding(std::span<const std::uint8_t> window,
     if (is_yuv(*fit.coding.format) || pitch % 8 != 0 || rows < kRows ||
         hypothesis.width < 4 * kMost)
         return hypothesis.width;
-    std::array<std::int64_t, kMost + kGroup> filled{};  // rows in which a pixel is not 0
-    const auto step = static_cast<std::size_t>(channels(*fit.coding.format));
-    RowSamples samples;
-    for (std::int64_t i = 0; i < kRows; ++i) {
-        const auto bit = 8 * start + rows * i / kRows * pitch + fit.coding.row_bits(first);
-        split_row(fit.coding, window.data(), bit, pixels, 0, samples);
-        for (std::size_t x = 0; x < static_cast<std::size_t>(pixels); ++x) {
-            const auto pixel = std::span(samples.words).subspan(x * step, step);
-            filled[x] += std::any_of(pixel.begin(), pixel.end(), [](int v) { return v != 0; });
-        }
-    }
+    const auto filled = filled_pixels(window, hypothesis, start, rows, first);
     auto last = pixels;
     while (last > 0 && filled[static_cast<std::size_t>(last - 1)] == 0) --last;
     if (last == pixels || last == 0) return hypothesis.width;

@@ -19,7 +19,7 @@ struct Placement {
     bool is_explained = true;  ///< whether all that belongs to no frame looks like metadata
     bool is_gap_seen = false;  ///< whether what is between the first two frames looks like metadata
     double penalty = 0;        ///< what speaks against it, in bits per byte
-    double of_skip = 0, of_left_over = 0;  ///< parts of the penalty that evidence takes away
+    double skip_penalty = 0, left_over_penalty = 0;  ///< parts of it that metadata may take back
 };
 
 /// Finds where frames begin and end: from the length of the file, since frames fill it but for

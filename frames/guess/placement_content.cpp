@@ -40,7 +40,7 @@ PlacementContent::PlacementContent(ByteSource& source, std::span<const std::uint
       size_(source.size()),
       pitch_(hypothesis.pitch_bits),
       padding_(pitch_ - hypothesis.fit->coding.row_bits(hypothesis.width)),
-      below_(hypothesis.lines() * pitch_),
+      period_(hypothesis.color_period() * pitch_),
       steps_(source, window, hypothesis),
       series_(steps_, hypothesis),
       metadata_(window, hypothesis) {
@@ -52,13 +52,13 @@ PlacementContent::PlacementContent(ByteSource& source, std::span<const std::uint
 }
 
 bool PlacementContent::may_begin_at(std::int64_t bit) {
-    const auto step = steps_.step(bit - below_, bit);
+    const auto step = steps_.step(bit - period_, bit);
     return !step.is_known() || steps_.is_jump(step);
 }
 
 /// Whether a row does not continue those above it.
 bool PlacementContent::is_jump(std::int64_t skip, std::int64_t row) {
-    return steps_.is_jump(steps_.step(place(skip, row) - below_, place(skip, row)));
+    return steps_.is_jump(steps_.step(place(skip, row) - period_, place(skip, row)));
 }
 
 std::int64_t PlacementContent::rows_before_trailer(std::int64_t skip, std::int64_t rows) {
@@ -94,7 +94,7 @@ void PlacementContent::weigh(Placement& placement) {
 }
 
 void PlacementContent::weigh_first_rows(Placement& placement) {
-    const auto lines = hypothesis_.lines();
+    const auto lines = hypothesis_.color_period();
     const auto end = std::min(placement.height, 8 * kLongestHeader / pitch_ + lines);
     for (auto y = lines; y < end; ++y)
         if (is_jump(placement.skip, y)) {
@@ -119,21 +119,21 @@ void PlacementContent::weigh_ends(Placement& placement) {
     const auto& coding = hypothesis_.fit->coding;
     const auto pixels = std::min(hypothesis_.width, kPixels);
     const auto begin = 8 * placement.skip;
-    if (continues(begin, begin + below_, pixels) == false) placement.penalty += kForeignEnd;
+    if (continues(begin, begin + period_, pixels) == false) placement.penalty += kForeignEnd;
     const auto in_front = std::min(pixels, coding.widest_row(begin)) / kFewest * kFewest;
     const auto front = begin - coding.row_bits(in_front);
-    if (in_front > 0 && known_.skip < 0 && continues(front, front + below_, in_front) == true)
+    if (in_front > 0 && known_.skip < 0 && continues(front, front + period_, in_front) == true)
         placement.penalty += kMissedEnd;
 
     const auto frame = frame_bytes(pitch_, placement.height);
     const auto next = begin + 8 * (placement.frames * (frame + placement.gap) - placement.gap);
     const auto last = next - padding_ - coding.row_bits(pixels);
-    if (hypothesis_.width % kFewest == 0 && continues(last, last - below_, pixels) == false)
+    if (hypothesis_.width % kFewest == 0 && continues(last, last - period_, pixels) == false)
         placement.penalty += kForeignEnd;
     const auto behind =
         std::min(pixels, coding.widest_row(8 * (placement.left_over + placement.gap))) / kFewest *
         kFewest;
-    if (behind > 0 && known_.height == 0 && continues(next, next - below_, behind) == true)
+    if (behind > 0 && known_.height == 0 && continues(next, next - period_, behind) == true)
         placement.penalty += kMissedEnd;
 }
 
@@ -159,9 +159,9 @@ void PlacementContent::weigh_metadata(Placement& placement) {
         placement.penalty -= doubt * certainty(verdict.gain);
     };
     const auto skip = placement.skip;
-    if (known_.skip < 0) weigh_claim(0, skip, skip, placement.of_skip);
+    if (known_.skip < 0) weigh_claim(0, skip, skip, placement.skip_penalty);
     const auto last = skip + (placement.frames - 1) * (frame + placement.gap);
-    if (last + frame <= size_) weigh_claim(last + frame, size_, last, placement.of_left_over);
+    if (last + frame <= size_) weigh_claim(last + frame, size_, last, placement.left_over_penalty);
     if (placement.frames < 2 || placement.gap == 0) return;
     // Where frames follow each other, their dark borders would look like metadata, too: that
     // such bytes go on beyond the gap says less than what is in it.
@@ -193,7 +193,7 @@ void PlacementContent::weigh_gap(Placement& placement) {
         std::min(hypothesis_.fit->coding.widest_row(8 * placement.gap) / 8 * 8, hypothesis_.width);
     if (pixels <= 0) return;
     const auto end = 8 * (placement.skip + frame_bytes(pitch_, placement.height));
-    const auto goes_on = continues(end, end - below_, pixels);
+    const auto goes_on = continues(end, end - period_, pixels);
     if (goes_on == false)
         placement.penalty += kJump;
     else if (goes_on == true && !placement.is_gap_seen)

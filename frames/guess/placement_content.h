@@ -48,7 +48,7 @@ class PlacementContent {
     const Hypothesis& hypothesis_;
     const imgcnv_frame& known_;
     ByteSource& source_;
-    std::int64_t size_, pitch_, padding_, below_;  ///< in bits but for the size
+    std::int64_t size_, pitch_, padding_, period_;  ///< in bits, except the size
     RowSteps steps_;
     FrameSeries series_;
     Metadata metadata_;

@@ -11,9 +11,9 @@
 
 namespace frames {
 
-/// Samples without neighbours: how often their upper bits have each value, and all bits below. In
-/// noise, which no neighbour predicts, it still tells the upper bits from the others. Differences
-/// of colours are not coded so.
+/// The bits of samples that are coded without their neighbours: the entropy of their upper bits,
+/// and all bits below as they are. It counts where nothing predicts samples but some values are
+/// more frequent, as in noise. Differences of colours are not coded so.
 class PlainBits {
   public:
     explicit PlainBits(const CodingFit& fit);

@@ -15,8 +15,8 @@ struct Hypothesis {
     std::int64_t pitch_bits = 0;  ///< from row to row
     std::int64_t start = 0;       ///< bytes before the first row
 
-    /// Rows from a sample to the next of the same colour.
-    std::int64_t lines() const { return is_mosaic ? 2 : 1; }
+    /// Rows, and pixels, from a sample to the next one of the same colour.
+    std::int64_t color_period() const { return is_mosaic ? 2 : 1; }
 };
 
 /// How many bits a byte of the file takes when every sample is predicted from its neighbours of the

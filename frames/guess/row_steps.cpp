@@ -10,6 +10,7 @@ namespace {
 
 constexpr std::int64_t kTypicalRows = 48;
 constexpr std::int64_t kSeamRows = 96;
+constexpr double kFewestSeamRows = 16;
 constexpr std::size_t kComparedSamples = 256;
 constexpr double kClearSeam = 2.5;  // times the second largest column
 
@@ -21,7 +22,7 @@ RowSteps::RowSteps(ByteSource& source, std::span<const std::uint8_t> window,
       window_(window),
       hypothesis_(hypothesis),
       row_bits_(hypothesis.fit->coding.row_bits(hypothesis.width)) {
-    const auto lines = hypothesis.lines();
+    const auto lines = hypothesis.color_period();
     const auto first = 8 * (hypothesis.start + kLongestHeader);
     const auto rows =
         (8 * std::min(static_cast<std::int64_t>(window.size()), hypothesis.fit->reach) - first) /
@@ -91,9 +92,11 @@ RowStep RowSteps::step(std::int64_t above_bit, std::int64_t row_bit, std::int64_
     return {static_cast<double>(*middle), sum / all, std::abs(shift) / all};
 }
 
-std::int64_t RowSteps::seam(std::int64_t start, std::int64_t rows) {
+/// For each column the sum of the steps from the sample to its left, where rows go on in each
+/// other; `counted`: rows that were summed up.
+std::vector<double> RowSteps::steps_of_columns(std::int64_t start, std::int64_t rows,
+                                               double& counted) {
     const auto pitch = hypothesis_.pitch_bits;
-    if (row_bits_ != pitch) return -1;
     const std::size_t step = hypothesis_.is_mosaic ? 2 : 1;
     std::vector<double> columns;
     std::vector<int> last;
@@ -102,7 +105,7 @@ std::int64_t RowSteps::seam(std::int64_t start, std::int64_t rows) {
     if (start < hypothesis_.fit->reach)
         rows = std::min(rows, 8 * (hypothesis_.fit->reach - start) / pitch);
     const auto stride = std::max<std::int64_t>(1, rows / kSeamRows);
-    double counted = 0;
+    counted = 0;
     for (std::int64_t y = 1; y < rows; y += stride) {
         if (!load(8 * start + (y - 1) * pitch, hypothesis_.width, last) ||
             !load(8 * start + y * pitch, hypothesis_.width, below_))
@@ -115,7 +118,15 @@ std::int64_t RowSteps::seam(std::int64_t start, std::int64_t rows) {
         }
         ++counted;
     }
-    if (counted < 16) return -1;
+    return columns;
+}
+
+std::int64_t RowSteps::seam(std::int64_t start, std::int64_t rows) {
+    if (row_bits_ != hypothesis_.pitch_bits) return -1;
+    const std::size_t step = hypothesis_.is_mosaic ? 2 : 1;
+    double counted = 0;
+    const auto columns = steps_of_columns(start, rows, counted);
+    if (counted < kFewestSeamRows) return -1;
     const auto largest = std::max_element(columns.begin(), columns.end());
     const auto place = static_cast<std::size_t>(largest - columns.begin());
     double second = 0;
@@ -124,14 +135,11 @@ std::int64_t RowSteps::seam(std::int64_t start, std::int64_t rows) {
         if (away > step && away + step < columns.size()) second = std::max(second, columns[x]);
     }
     if (*largest < kClearSeam * second || *largest < counted) return -1;
-    auto first = place;
     // Of a mosaic, both the first and the second column lie behind the seam.
-    if (step == 2) {
-        const auto before = (place + columns.size() - 1) % columns.size();
-        const auto after = (place + 1) % columns.size();
-        if (columns[before] > columns[after]) first = before;
-    }
-    return static_cast<std::int64_t>(first);
+    const auto before = (place + columns.size() - 1) % columns.size();
+    const auto after = (place + 1) % columns.size();
+    const bool is_second = step == 2 && columns[before] > columns[after];
+    return static_cast<std::int64_t>(is_second ? before : place);
 }
 
 }  // namespace frames

@@ -43,6 +43,7 @@ class RowSteps {
     std::int64_t seam(std::int64_t start, std::int64_t rows);
 
   private:
+    std::vector<double> steps_of_columns(std::int64_t start, std::int64_t rows, double& counted);
     bool load(std::int64_t bit, std::int64_t pixels, std::vector<int>& samples);
 
     ByteSource& source_;

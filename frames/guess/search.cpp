@@ -103,7 +103,7 @@ class Search {
     void add_against_mosaic() {
         for (auto& candidate : candidates_)
             if (candidate.hypothesis.fit->coding.may_be_mosaic()) {
-                candidate.of_sites =
+                candidate.rank_of_sites =
                     against_sites(candidate.hypothesis, candidate.hypothesis.start, known_.height);
                 // Behind a header rows begin elsewhere; read from byte 0 on, each holds the ends
                 // of two, whose sites differ.
@@ -111,10 +111,10 @@ class Search {
                     for (const auto header : kUsualHeaders)
                         if (header < size_ &&
                             (size_ - header) * 8 % candidate.hypothesis.pitch_bits == 0)
-                            candidate.of_sites = std::min(
-                                candidate.of_sites,
+                            candidate.rank_of_sites = std::min(
+                                candidate.rank_of_sites,
                                 against_sites(candidate.hypothesis, header, known_.height));
-                candidate.rank += candidate.of_sites;
+                candidate.rank += candidate.rank_of_sites;
             }
     }
 
@@ -186,15 +186,8 @@ class Search {
     }
 
     void add(const CodingFit& fit, std::int64_t width, std::int64_t pitch, std::int64_t start,
-             double penalty, double hope = 0) {
-        const auto row = fit.coding.row_bits(width);
-        if (width < (known_.width > 0 ? 1 : kSmallest) || row > pitch ||
-            pitch > kRowsOfPixels * row)
-            return;
-        if (known_.stride > 0 && pitch != 8 * known_.stride) return;
-        // Padded rows begin at whole bytes, words at even ones.
-        if (pitch != row && pitch % (fit.coding.is_words() ? 16 : 8) != 0) return;
-        if (known_.height == 0 && pitch * kSmallest > 8 * size_) return;
+             double penalty, double expected_penalty = 0) {
+        if (!are_possible_rows(fit, width, pitch)) return;
         start %= std::max<std::int64_t>(1, pitch / 8);
         if (known_.skip >= 0) start = known_.skip;
         // Bits that are found to be unused are those of words at the coding's phase.
@@ -207,23 +200,43 @@ class Search {
                  candidates_.size()});
             if (!is_new) {
                 auto& other = candidates_[place->second];
-                other.hope = std::min(other.hope, hope);
+                other.expected_penalty = std::min(other.expected_penalty, expected_penalty);
                 continue;
             }
-            double rank = penalty + rareness(fit.coding);
-            if (is_mosaic) rank += kMosaic;
-            if (fit.has_empty_byte) rank += kEmptyByte;
-            if (is_clear_pitch(fit, pitch, is_mosaic)) rank += kClearPitch;
-            if (pitch != row && pitch % 32 != 0 && known_.stride == 0) rank += kUnalignedStride;
-            if (known_.width == 0) {
-                if (width < kUsuallyWider)
-                    rank += kNarrow * std::log2(static_cast<double>(kUsuallyWider) /
-                                                static_cast<double>(width));
-                if (width % 2 != 0) rank += kOddWidth;
-                if (width % 4 != 0) rank += kOddWidth / 2;
-            }
-            candidates_.push_back({{&fit, is_mosaic, width, pitch, start}, {}, 0, rank, hope});
+            const Hypothesis hypothesis{&fit, is_mosaic, width, pitch, start};
+            candidates_.push_back(
+                {hypothesis, {}, 0, first_rank(hypothesis, penalty), expected_penalty});
         }
+    }
+
+    /// Whether rows of this width may follow each other at this distance.
+    bool are_possible_rows(const CodingFit& fit, std::int64_t width, std::int64_t pitch) const {
+        const auto row = fit.coding.row_bits(width);
+        const auto narrowest = known_.width > 0 ? 1 : kSmallest;
+        if (width < narrowest || row > pitch || pitch > kRowsOfPixels * row) return false;
+        if (known_.stride > 0 && pitch != 8 * known_.stride) return false;
+        // Padded rows begin at whole bytes, words at even ones.
+        if (pitch != row && pitch % (fit.coding.is_words() ? 16 : 8) != 0) return false;
+        return known_.height > 0 || pitch * kSmallest <= 8 * size_;
+    }
+
+    /// What speaks for and against a hypothesis before its pixels are looked at.
+    double first_rank(const Hypothesis& hypothesis, double penalty) const {
+        const auto& fit = *hypothesis.fit;
+        const auto width = hypothesis.width, pitch = hypothesis.pitch_bits;
+        double rank = penalty + rarity(fit.coding);
+        if (hypothesis.is_mosaic) rank += kMosaic;
+        if (fit.has_empty_byte) rank += kEmptyByte;
+        if (is_clear_pitch(fit, pitch, hypothesis.is_mosaic)) rank += kClearPitch;
+        if (pitch != fit.coding.row_bits(width) && pitch % 32 != 0 && known_.stride == 0)
+            rank += kUnalignedStride;
+        if (known_.width > 0) return rank;
+        if (width < kUsuallyWider)
+            rank += kNarrow *
+                    std::log2(static_cast<double>(kUsuallyWider) / static_cast<double>(width));
+        if (width % 2 != 0) rank += kOddWidth;
+        if (width % 4 != 0) rank += kOddWidth / 2;
+        return rank;
     }
 
     /// Slanted edges draw the clear distance a pixel or two aside.
@@ -249,26 +262,27 @@ class Search {
     /// Where rows of a pitch may begin: tight rows of whole groups anywhere at the coding's phase,
     /// others at byte 0 or behind a header.
     void add_at_starts(const CodingFit& fit, std::int64_t width, std::int64_t pitch, double penalty,
-                       double hope = 0) {
+                       double expected_penalty = 0) {
         const auto group = 8 * fit.coding.group_bytes();
         const bool is_tight = pitch == fit.coding.row_bits(width);
         if (is_tight && (fit.coding.is_stream() || pitch % group == 0)) {
-            add(fit, width, pitch, fit.phase, penalty, hope);
+            add(fit, width, pitch, fit.phase, penalty, expected_penalty);
             return;
         }
         for (const auto header : kUsualHeaders)
             if (header == 0 || (header < size_ && (size_ - header) * 8 % pitch == 0))
-                add(fit, width, pitch, header, penalty, hope);
+                add(fit, width, pitch, header, penalty, expected_penalty);
         // Behind any header, rows that end with the file.
-        if (pitch % 8 == 0) add(fit, width, pitch, size_ % (pitch / 8), penalty, hope);
+        if (pitch % 8 == 0) add(fit, width, pitch, size_ % (pitch / 8), penalty, expected_penalty);
     }
 
     /// The row begins behind a header that leaves a frame of this size.
     void add_behind_header(const CodingFit& fit, std::int64_t width, std::int64_t height,
-                           double hope) {
+                           double expected_penalty) {
         const auto row = fit.coding.row_bits(width);
         const auto header = size_ - frame_bytes(row, height);
-        if (header > 0 && header <= kLongestHeader) add(fit, width, row, header, 0, hope);
+        if (header > 0 && header <= kLongestHeader)
+            add(fit, width, row, header, 0, expected_penalty);
     }
 
     void add_pitch(const CodingFit& fit, std::int64_t pitch) {
@@ -362,42 +376,48 @@ class Search {
         });
     }
 
+    /// Frames of the width that is known, with the pitches that they may have.
     void add_of_width(const CodingFit& fit) {
-        const auto height = known_.height;
         const auto row = fit.coding.row_bits(known_.width);
-        const auto offer = [&](std::int64_t pitch) {
-            if (height > 0 && (pitch * (height - 1) + row + 7) / 8 > size_) return;
-            if (pitch == row) {
-                add_at_starts(fit, known_.width, pitch, 0);
-                return;
-            }
-            double penalty = kPaddingTaken + kPaddingOfARow * static_cast<double>(pitch - row) /
-                                                 static_cast<double>(row);
-            if (pitch < row || pitch % 8 != 0) return;
-            // Columns that are no wider than what the row leaves are its padding.
-            for (const auto& columns : padding(pitch / 8))
-                if (std::abs(8 * columns.count - (pitch - row)) < 32)
-                    add(fit, known_.width, pitch, columns.end() % (pitch / 8),
-                        penalty - kPaddingSeen);
-                else if (8 * columns.end() == pitch && 8 * columns.count > pitch - row + row / 16)
-                    penalty += kPaddingSeen;  // taken for pixels
-            add_at_starts(fit, known_.width, pitch, penalty);
-        };
-        offer(row);
-        if (height > 0 && known_.stride == 0) add_behind_header(fit, known_.width, height, 0);
-        if (known_.stride > 0) return offer(8 * known_.stride);
-        if (height > 0) {
-            for (const auto header : kUsualHeaders)
-                if (size_ > header && (size_ - header) % height == 0)
-                    offer((size_ - header) / height * 8);
-            if (height > 1 && size_ > row / 8 && (size_ - (row + 7) / 8) % (height - 1) == 0)
-                offer((size_ - (row + 7) / 8) / (height - 1) * 8);
-        }
+        add_of_width(fit, row);
+        if (known_.height > 0 && known_.stride == 0)
+            add_behind_header(fit, known_.width, known_.height, 0);
+        if (known_.stride > 0) return add_of_width(fit, 8 * known_.stride);
+        if (known_.height > 0) add_of_size(fit);
         for (std::int64_t unit = 8; unit <= 8 * 1024; unit *= 2)
-            offer((row + unit - 1) / unit * unit);
+            add_of_width(fit, (row + unit - 1) / unit * unit);
         if (is_noise_) return;
         for (const auto pitch : pitches(fit).bits)
-            if (pitch > row && pitch < 3 * row) offer(pitch);
+            if (pitch > row && pitch < 3 * row) add_of_width(fit, pitch);
+    }
+
+    /// One frame of the size that is known whose padded rows fill the file.
+    void add_of_size(const CodingFit& fit) {
+        const auto height = known_.height;
+        const auto row = fit.coding.row_bits(known_.width);
+        for (const auto header : kUsualHeaders)
+            if (size_ > header && (size_ - header) % height == 0)
+                add_of_width(fit, (size_ - header) / height * 8);
+        // The padding of the last row may be missing.
+        if (height > 1 && size_ > row / 8 && (size_ - (row + 7) / 8) % (height - 1) == 0)
+            add_of_width(fit, (size_ - (row + 7) / 8) / (height - 1) * 8);
+    }
+
+    void add_of_width(const CodingFit& fit, std::int64_t pitch) {
+        const auto height = known_.height;
+        const auto row = fit.coding.row_bits(known_.width);
+        if (height > 0 && (pitch * (height - 1) + row + 7) / 8 > size_) return;
+        if (pitch == row) return add_at_starts(fit, known_.width, pitch, 0);
+        if (pitch < row || pitch % 8 != 0) return;
+        double penalty = kPaddingTaken + kPaddingOfARow * static_cast<double>(pitch - row) /
+                                             static_cast<double>(row);
+        // Columns that are no wider than what the row leaves are its padding.
+        for (const auto& columns : padding(pitch / 8))
+            if (std::abs(8 * columns.count - (pitch - row)) < 32)
+                add(fit, known_.width, pitch, columns.end() % (pitch / 8), penalty - kPaddingSeen);
+            else if (8 * columns.end() == pitch && 8 * columns.count > pitch - row + row / 16)
+                penalty += kPaddingSeen;  // taken for pixels
+        add_at_starts(fit, known_.width, pitch, penalty);
     }
 
     /// Keeps the best `kept` candidates, of which none is `margin` bits worse than the best.
@@ -408,11 +428,12 @@ class Search {
             candidate.rank += candidate.cost;
         }
         std::stable_sort(candidates_.begin(), candidates_.end(), [](const auto& a, const auto& b) {
-            return a.rank + a.hope < b.rank + b.hope;
+            return a.rank + a.expected_penalty < b.rank + b.expected_penalty;
         });
         if (candidates_.size() > kept) candidates_.resize(kept);
-        while (!candidates_.empty() && candidates_.back().rank + candidates_.back().hope >
-                                           candidates_.front().rank + margin)
+        while (!candidates_.empty() &&
+               candidates_.back().rank + candidates_.back().expected_penalty >
+                   candidates_.front().rank + margin)
             candidates_.pop_back();
     }
 
@@ -428,7 +449,7 @@ class Search {
                 if (one.hypothesis.fit->coding.may_be_mosaic())
                     one.rank +=
                         against_sites(one.hypothesis, one.placement.skip, one.placement.height) -
-                        one.of_sites;
+                        one.rank_of_sites;
                 if (known_.width == 0)
                     one.hypothesis.width =
                         width_without_padding(window_, one.hypothesis, one.placement);

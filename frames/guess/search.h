@@ -13,10 +13,10 @@ namespace frames {
 struct Candidate {
     Hypothesis hypothesis;
     Placement placement;
-    double cost = 0;      ///< prediction_cost
-    double rank = 0;      ///< the cost and what speaks against the candidate, in bits per byte
-    double hope = 0;      ///< what its placement is expected to add to the rank
-    double of_sites = 0;  ///< part of the rank: whether it should be a mosaic
+    double cost = 0;  ///< prediction_cost
+    double rank = 0;  ///< the cost and what speaks against the candidate, in bits per byte
+    double expected_penalty = 0;  ///< of its placement, which is found last
+    double rank_of_sites = 0;     ///< part of the rank: whether it should be a mosaic
 };
 
 /// Candidates in order, the best first. They point into `fits`, which holds the codings that were

@@ -81,10 +81,10 @@ void weigh_usualness(Placement& placement, const Hypothesis& hypothesis, const i
     const auto behind = size - placement.skip - placement.frames * frame;
     const auto gaps = placement.frames * placement.gap;
     placement.left_over = std::max<std::int64_t>(0, behind - gaps);
-    placement.of_skip = known.skip < 0 ? against_header(placement.skip) : 0;
-    placement.of_left_over = against_left_over(placement.left_over, frame, known.height > 0);
+    placement.skip_penalty = known.skip < 0 ? against_header(placement.skip) : 0;
+    placement.left_over_penalty = against_left_over(placement.left_over, frame, known.height > 0);
     double& penalty = placement.penalty;
-    penalty += placement.of_skip + placement.of_left_over;
+    penalty += placement.skip_penalty + placement.left_over_penalty;
     if (gaps > 0 && behind < gaps) penalty += kNoLastGap;
     penalty += against_gap(placement.gap);
     if (placement.frames > 1)

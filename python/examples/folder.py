@@ -20,15 +20,19 @@ folder, width, height, format = sys.argv[1:]
 mine = threading.local()
 
 
-def to_png(path: pathlib.Path) -> pathlib.Path:
+def to_png(path: pathlib.Path) -> str:
+    """The name of the picture, or what is wrong with the frame."""
     if not hasattr(mine, "converter"):
         mine.converter = imgcnv.Converter(int(width), int(height), format)
     # The result is the Converter's own array, written again by the next call:
     # save it before that.
-    picture = mine.converter.convert(path.read_bytes())
+    try:
+        picture = mine.converter.convert(path.read_bytes())
+    except ValueError as error:
+        return f"{path}: {error}"
     target = path.with_suffix(".png")
     Image.fromarray(picture).save(target, compress_level=1)
-    return target
+    return str(target)
 
 
 with concurrent.futures.ThreadPoolExecutor() as pool:

@@ -56,13 +56,19 @@ def view_of(name: str, given: FrameLike) -> memoryview:
     return view_of(name, np.from_dlpack(given))
 
 
+def check_numbers(name: str, view: memoryview, given: FrameLike) -> str:
+    """Refuse items that are neither bytes nor words; what the memory holds, for messages."""
+    items = getattr(given, "dtype", f"items of struct format {view.format!r}")
+    if view.format not in _BYTE_ITEMS and view.format not in _WORD_ITEMS:
+        raise TypeError(f"{name} holds {items}, expected uint8 or uint16")
+    return f"{name} holds {items}"
+
+
 def check_items(view: memoryview, given: FrameLike, format: PixelFormat, big_endian: bool) -> None:
     """Refuse items that are neither bytes nor the words of the format."""
     if view.format in _BYTE_ITEMS:
         return
-    holds = f"frame holds {getattr(given, 'dtype', f'items of struct format {view.format!r}')}"
-    if view.format not in _WORD_ITEMS:
-        raise TypeError(f"{holds}, expected uint8 or uint16")
+    holds = check_numbers("frame", view, given)
     if format.packing != "words":
         raise TypeError(
             f"{holds}, but {format} has no 16-bit words: pass frame.view(numpy.uint8) if its bytes "
@@ -102,9 +108,10 @@ def size_of(frame: FrameLike, format: PixelFormat, batch: bool) -> Tuple[int, in
     shape, first = view.shape or (), int(batch)
     color = format.order in ("RGB", "BGR", "RGBA", "BGRA")
     if view.ndim != first + 2 + color:
+        expected = ", ".join(["N"] * batch + ["H", "W"] + ["C"] * color)
         raise TypeError(
-            "width and height are missing: they can be taken from arrays (H, W), "
-            f"not of {view.ndim} dimensions"
+            f"width and height are missing: they can be taken from an array ({expected}), "
+            f"not from one of shape {tuple(shape)}"
         )
     if format.packing == "points":
         raise TypeError("width and height are missing: a Mono1C list does not have them")

@@ -97,6 +97,10 @@ class Converter:
         # One for each process: a forked one may get a lock that a thread of its parent holds.
         self._locks: Dict[int, threading.Lock] = {}
         self._output: Optional[Picture] = None
+        if method is not None and demosaic not in ("bilinear", method):
+            raise ValueError(
+                f"demosaic is {demosaic!r} and method {method!r}: pass one of them"
+            )
         known = resolve(format, big_endian, video_range)
         self._frame = make_frame(*known, width, height, padding, stride)
         self._target: Dict[str, Any] = {

@@ -8,7 +8,7 @@ import os
 from typing import Any, NamedTuple, Optional, SupportsIndex, Tuple, Union
 
 from . import _native
-from ._buffers import FrameLike, address, view_of
+from ._buffers import FrameLike, address, check_numbers, view_of
 from ._formats import FormatLike, PixelFormat, index, make_frame, resolve
 
 
@@ -57,9 +57,9 @@ def guess(
     """Ways to read raw data, the likeliest first.
 
     `data` is the path of a file, of which a few megabytes are read, or anything that holds the
-    bytes. What is known makes the answer better: sizes, the format, the file's `name`. At most
-    `most` readings are returned. Raises ValueError where the data is not a raw frame, and says what
-    it is.
+    bytes. What is known makes the answer better: sizes, and the format. (The `name` of a file
+    changes no answer today.) At most `most` readings are returned. Raises ValueError where the data
+    is not a raw frame, and says what it is.
 
     >>> y, x = numpy.mgrid[:480, :640]
     >>> frame = (128 + 90 * numpy.sin(x / 60) * numpy.cos(y / 50)).astype("u1")
@@ -76,12 +76,12 @@ def guess(
     question, readings = _native.Question(known=known), (_native.Reading * room)(_native.Reading())
     with contextlib.ExitStack() as until_answered:
         if isinstance(data, (str, os.PathLike)):
-            file = os.open(data, os.O_RDONLY)
-            until_answered.callback(os.close, file)
+            file = until_answered.enter_context(open(data, "rb", buffering=0)).fileno()
             reader, name = _reader_of(file), name or os.path.basename(data)
             question.bytes, question.read = os.fstat(file).st_size, reader
         else:
             view = view_of("data", data)
+            check_numbers("data", view, data)
             if not view.c_contiguous:
                 raise ValueError("data is not contiguous: pass numpy.ascontiguousarray(data)")
             question.bytes, question.data = view.nbytes, address(view)

@@ -230,3 +230,7 @@ def test_guess_says_what_is_no_frame(tmp_path):
         imgcnv.guess(b"")
     with pytest.raises(FileNotFoundError):
         imgcnv.guess(tmp_path / "none.raw")
+    with pytest.raises(IsADirectoryError):
+        imgcnv.guess(tmp_path)
+    with pytest.raises(TypeError, match="data holds float32, expected uint8 or uint16"):
+        imgcnv.guess(np.zeros((48, 64), np.float32))

@@ -59,6 +59,7 @@ REFUSED = [
     # choices
     (dict(to="rgb25"), ValueError, "unknown target 'rgb25': expected mono8, rgb24"),
     (dict(to=3), TypeError, "to must be a str, not int"),
+    (dict(demosaic="nearest", method="adaptive"), ValueError, "pass one of them"),
     (dict(demosaic="best"), ValueError, "'best': expected nearest, bilinear or adaptive"),
     (dict(rotate=45), ValueError, "rotation is 45, expected 0, 90, 180 or 270"),
     (dict(flip="up"), ValueError, "flip is 'up', expected 'horizontal' or 'vertical'"),
@@ -72,7 +73,7 @@ REFUSED = [
     (dict(format=1.5), TypeError, "not float"),
     (dict(format=None), TypeError, "format is missing"),
     (dict(height=None), TypeError, "pass width and height, or neither"),
-    (dict(width=None, height=None, frame=bytes(24)), TypeError, "not of 1 dimensions"),
+    (dict(width=None, height=None, frame=bytes(24)), TypeError, "array (H, W), not from one of shape (24,)"),
     # frames
     (dict(frame="text"), TypeError, "not str"),
     (dict(frame=CLOSED_MAP), ValueError, "frame cannot be read: mmap closed or invalid"),

@@ -58,6 +58,10 @@ def test_wrong_lengths(run, tmp_path, options, size, expected):
     ([*MONO, "--stride", "39"], "takes 40 bytes"),
     ([*MONO, "--stride", "44", "--padding", "4"], "not both"),
     ([*MONO, "--padding", "-1"], "from 0 on"),
+    ([*MONO, "--skip", "99999999999999999999"], "below 2^63"),
+    ([*MONO, "--gamma", "0"], "--gamma"),
+    ([*MONO, "--stride", "40", "--stride", "41"], "once, given 2 times"),
+    ([*MONO, "-o", ""], "an empty one"),
     ([*MONO, "--padding", "9999999999"], "--padding"),
     ([*MONO, "--stride", "2000000000"], "2147483647"),
     ([*MONO, "--frames", "3-1"], "count from 0"),
@@ -81,8 +85,8 @@ def test_wrong_lengths(run, tmp_path, options, size, expected):
     (["-f", "-s", "40x30"], "given the option -s"),
     ([*MONO, "-o", "a%d_%d.png"], "one number field"),
     ([*MONO, "-o", "a%s.png"], "one number field"),
-    ([*MONO, "-o", "in.raw"], "replaced by its own picture"),
-    ([*MONO, "--output-format", "raw"], "replaced by its own picture"),
+    ([*MONO, "-o", "in.raw"], "replaced by a picture"),
+    ([*MONO, "--output-format", "raw"], "replaced by a picture"),
     ([*MONO, "--to", "rgba32", "-o", "x.ppm"], "no alpha"),
     ([*MONO, "--json", "-o", "-", "--output-format", "raw"], "standard output"),
     (["-f", "Mono1C", "-s", "40x30", "--padding", "2"], "points"),
@@ -99,6 +103,25 @@ def test_senseless_requests(run, tmp_path, arguments, expected):
     assert (tmp_path / "in.raw").read_bytes() == bytes(MONO_BYTES)
 
 
+@pytest.mark.parametrize("command", [
+    "convert in.raw -f Mono8 -s 40x30 -o link.raw", "convert in.raw twin.raw -f Mono8 -s 40x30 -o %01din.raw",
+    "convert other.raw 1in.raw -f Mono8 -s 40x30 -o %din.raw", "sheet in.raw -f Mono8 -s 40x30 -o link.raw",
+    "pack a.png -f Mono8 -o folder/../a.png"])
+def test_no_input_is_replaced(run, tmp_path, command):
+    """Whatever name the output gives it: a dump is often the only copy."""
+    (tmp_path / "folder").mkdir()
+    for name in ("in.raw", "other.raw", "1in.raw"):
+        (tmp_path / name).write_bytes(bytes(MONO_BYTES))
+    (tmp_path / "link.raw").symlink_to("in.raw")
+    (tmp_path / "twin.raw").symlink_to("0in.raw")
+    (tmp_path / "0in.raw").hardlink_to(tmp_path / "in.raw")
+    Image.new("L", (40, 30)).save(tmp_path / "a.png")
+    before = {path: path.read_bytes() for path in tmp_path.glob("*.*")}
+    done = subprocess.run([TOOL, *command.split()], capture_output=True, cwd=tmp_path)
+    assert done.returncode != 0 and b"give another -o" in done.stderr
+    assert {path: path.read_bytes() for path in before} == before
+
+
 def test_no_command(run):
     assert "convert" in run(code=2).said
     assert "explode" in run("explode", code=2).said
@@ -110,6 +133,10 @@ def test_unusable_paths(run, tmp_path):
     assert "No such file" in run("convert", "nowhere.raw", *MONO, "-o", "o.png", code=1).said
     assert "folder: no files" in run("convert", "folder", *MONO, "-o", "o.png", code=1).said
     assert "directory" in run("info", "folder", code=1).said
+    for name, expected in (("nowhere.raw", "No such file"), ("", "cannot open ''"), ("folder", "no files")):
+        assert expected in run("convert", name, code=1).said  # said before what else is missing
+    for command in ("guess", "info", "sheet"):
+        assert "which need not have an end" in run(command, "/dev/zero", code=1).said
     assert "No such file" in run("convert", "in.raw", *MONO, "-o", "no/such/o.png", code=1).said
     (tmp_path / "is.png").mkdir()
     run("convert", "in.raw", *MONO, "-o", "is.png")  # an existing folder takes the picture
@@ -267,8 +294,9 @@ def test_messages_name_the_cause(run, tmp_path):
         said = run(command, "in.raw", "--skip", 5000, code=1).said
         assert "5000" in said and "1200" in said and "empty" not in said
         assert "empty" in run(command, "empty.raw", code=1).said
+    (tmp_path / "x_40x30_unknown.raw").hardlink_to(tmp_path / "in.raw")
     said = run("convert", "x_40x30_unknown.raw", "-o", "o.png", code=2).said
     assert "format" in said and "`imgcnv guess x_40x30_unknown.raw`" in said
     run("convert", "in.raw", *MONO, "-o", "100%%.png")
     run("convert", "in.raw", *MONO, "-o", "%%_%02d_%%.png")
-    assert left_over(tmp_path) == ["%_00_%.png", "100%.png", "empty.raw"]
+    assert left_over(tmp_path) == ["%_00_%.png", "100%.png", "empty.raw", "x_40x30_unknown.raw"]

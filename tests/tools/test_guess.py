@@ -44,11 +44,15 @@ def test_guess_with_the_size(run, samples):
     assert (first["format"], first["width"], first["height"], first["stride"]) == ("Mono8", 600, 400, 601)
 
 
-def test_guess_says_what_it_cannot_know(run, samples):
+def test_guess_says_what_it_cannot_know(run, samples, tmp_path):
     run("pack", samples / "coffee.png", "-f", "BayerRG8", "-o", "frame.raw")
     answers = json.loads(run("guess", "frame.raw", "--json").out)
     assert {a["format"] for a in answers["answers"] if a["score"] > 0.5} == {"BayerRG8", "BayerBG8"}
     assert "RG or BG" in answers["answers"][0]["unknown"]
+    for name, said in (("cap_600x400_BayerRG8", ""), ("cap_4x4_rg10", "else: BayerRG10 4x4"),
+                       ("601x400", "else: 601x400")):
+        (tmp_path / name).hardlink_to(tmp_path / "frame.raw")
+        assert re.findall("says something (.*)", run("guess", name).out.decode()) == [said] * bool(said)
     assert answers["answers"][0]["command"].startswith("imgcnv convert frame.raw -f BayerRG8 -s 600x400")
 
 
@@ -58,6 +62,9 @@ def test_guess_refuses_noise_and_impossible_sizes(run, tmp_path):
     assert "better than chance" in run("guess", "noise.raw", code=1).said
     assert "fits into its 90000 bytes" in run("guess", "noise.raw", "-s", "900x900", code=1).said
     assert "expected WIDTHxHEIGHT" in run("guess", "noise.raw", "-s", "0x5", code=2).said
+    (tmp_path / "black.raw").write_bytes(bytes(64))
+    said = run("guess", "black.raw", "-s", "4x4", code=1).said
+    assert "all bytes are the same" in said and "the format, too" in said and "usual size" not in said
     (tmp_path / "empty.raw").write_bytes(b"")
     for command in ("guess", "info", "sheet"):
         assert "empty" in run(command, "empty.raw", code=1).said

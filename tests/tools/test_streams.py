@@ -144,6 +144,7 @@ def test_file_names_are_defaults_said_aloud(run, tmp_path):
     assert Image.open(tmp_path / "b.png").size == (4, 6)
     (tmp_path / "x-bayer_rg12_packed-6x4.bin").write_bytes(bytes(36))
     assert "BayerRG12Packed 6x4" in run("convert", "x-bayer_rg12_packed-6x4.bin", "-o", "c.png").said
+    (tmp_path / "in.raw").write_bytes(dump(1))
     assert "-f" in run("convert", "in.raw", "-s", "6x4", code=2).said
     assert "-s" in run("convert", "in.raw", "-f", "Mono8", code=2).said
 

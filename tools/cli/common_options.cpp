@@ -4,6 +4,7 @@
 #include "engine/frame.h"
 
 #include <algorithm>
+#include <cerrno>
 #include <limits>
 
 namespace tool {
@@ -12,8 +13,10 @@ namespace {
 void between(CLI::Option* option, long least, long most, const std::string& expected) {
     option->check([=](const std::string& text) {
         char* end = nullptr;
+        errno = 0;
         const auto value = std::strtoll(text.c_str(), &end, 10);
-        const bool fits = !text.empty() && *end == '\0' && value >= least && value <= most;
+        const bool fits =
+            !text.empty() && *end == '\0' && errno == 0 && value >= least && value <= most;
         return fits ? std::string() : "expected " + expected + ", given " + text;
     });
 }
@@ -38,7 +41,13 @@ void in_range(CLI::Option* option, long least, long most) {
 void at_least(CLI::Option* option, long least) {
     option->type_name("N");
     between(option, least, std::numeric_limits<long>::max(),
-            "a number from " + std::to_string(least) + " on");
+            "a number from " + std::to_string(least) + " on, below 2^63");
+}
+
+void not_empty(CLI::Option* option) {
+    option->check([](const std::string& text) {
+        return text.empty() ? "expected a value, given an empty one" : std::string();
+    });
 }
 
 void not_an_option(CLI::Option* option) {

@@ -32,5 +32,7 @@ void in_range(CLI::Option* option, long least, long most);
 void at_least(CLI::Option* option, long least);
 /// A value that begins with a dash is the next option: the value was forgotten.
 void not_an_option(CLI::Option* option);
+/// An empty value is most often a variable of the shell that has not been set.
+void not_empty(CLI::Option* option);
 
 }  // namespace tool

@@ -93,7 +93,9 @@ std::string counted(long long count, const std::string& what) {
     return std::to_string(count) + " " + what + (count == 1 ? "" : "s");
 }
 
-std::string shown(std::string_view name) { return without_controls(name, ""); }
+std::string shown(std::string_view name) {
+    return name.empty() ? "''" : without_controls(name, "");
+}
 
 std::string shell_word(std::string_view word) {
     constexpr std::string_view kPlain =

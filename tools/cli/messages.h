@@ -19,7 +19,7 @@ void show_status(std::string_view text);
 bool status_visible();
 
 /// A name of a file as it may stand in a message: control characters, which a terminal would obey,
-/// become \\x1b and the like.
+/// become \\x1b and the like, and an empty name ''.
 std::string shown(std::string_view name);
 
 /// "1 picture", "2 pictures".

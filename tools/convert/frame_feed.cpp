@@ -40,22 +40,25 @@ std::string cut_short(const std::string& name, const Frame& shape, std::int64_t 
            "\n  --best-effort completes such a frame with zeros";
 }
 
+/// Bytes of a list of points, which is as long as its file.
+std::int64_t list_bytes(const InputFile& file, const Frame& shape) {
+    const auto all = *file.size();
+    const auto bytes = std::max<std::int64_t>(all - shape.given.skip, 0);
+    if (all == 0) throw Failure(file.name() + " is empty");
+    if (bytes == 0) throw Failure(file.name() + ": " + length_problem(shape, all));
+    if (bytes > kMostPointBytes) throw Failure(file.name() + ": a list of points of 2 GiB or more");
+    return bytes;
+}
+
 }  // namespace
 
-void FrameFeed::count_frames(Dump& dump) const {
+/// Frames in a file, with the last one when zeros complete it. Throws Failure where bytes are left
+/// over that nobody has asked to leave.
+std::int64_t FrameFeed::held_frames(const Dump& dump) const {
     const auto& range = options_.frames;
     const auto& name = dump.file.name();
     const auto& shape = *dump.shape;
     const auto all_bytes = *dump.file.size();
-    const auto bytes = std::max<std::int64_t>(all_bytes - shape.given.skip, 0);
-    if (shape.points()) {
-        if (bytes == 0)
-            throw Failure(name +
-                          (all_bytes == 0 ? " is empty" : ": " + length_problem(shape, all_bytes)));
-        if (bytes > kMostPointBytes) throw Failure(name + ": a list of points of 2 GiB or more");
-        dump.point_bytes = bytes;
-        return;
-    }
     const auto [whole, rest, why] = fit(shape, all_bytes);
     const bool completed = options_.best_effort && rest > 0 && (whole == 0 || range.given);
     const auto held = whole + (completed ? 1 : 0);
@@ -66,9 +69,20 @@ void FrameFeed::count_frames(Dump& dump) const {
                       shape.text() + "), given " + number(held) + " of them and " + number(rest) +
                       " bytes more\n  --frames 0-" + number(held - 1) +
                       " takes the whole ones, --best-effort completes the last with zeros" + why);
+    return held;
+}
+
+void FrameFeed::count_frames(Dump& dump) const {
+    const auto& range = options_.frames;
+    if (dump.shape->points()) {
+        dump.point_bytes = list_bytes(dump.file, *dump.shape);
+        return;
+    }
+    const auto held = held_frames(dump);
     if (range.given && (range.first >= held || (range.last && *range.last >= held)))
-        throw Failure(name + ": holds " + number(held) + " frames (" + shape.text() +
-                      "), numbers 0 to " + number(held - 1));
+        throw Failure(dump.file.name() + ": holds " + counted(held, "frame") + " (" +
+                      dump.shape->text() + "), counted from 0" +
+                      (held > 1 ? " to " + number(held - 1) : ""));
     if (!range.last) dump.end = held;
 }
 
@@ -94,7 +108,7 @@ bool FrameFeed::open_next(FrameJob& job) {
     job.number = alone ? range.first : next_number_;
     next_number_ += frames_asked(range);
     // Files that are one frame each need not be opened to be left out.
-    if (!range.given && wanted_ && !wanted_(job)) return true;
+    if (!range.given && filter_ && !filter_(job)) return true;
     std::shared_ptr<Dump> dump;
     try {
         const auto shape = std::make_shared<const Frame>(options_.source.frame_for(path));
@@ -193,7 +207,7 @@ bool FrameFeed::take(FrameJob& job, std::vector<std::uint8_t>& buffer) {
         job.number = dump_->first_number + job.frame;
         job.shape = dump_->shape;
         const bool is_file = dump_->file.size().has_value();
-        const bool wanted = !options_.frames.given || !wanted_ || wanted_(job);
+        const bool wanted = !options_.frames.given || !filter_ || filter_(job);
         if (!is_file) {
             try {
                 if (!read_stream(job, buffer)) {
@@ -219,14 +233,14 @@ bool FrameFeed::next(FrameJob& job, std::vector<std::uint8_t>& buffer) {
     if (!take(job, buffer)) return false;
     if (job.sequence < 0) return true;
     const auto dump = dump_;
-    // Whoever has the first frame shows it before others come.
-    if (!first_) lock.unlock();
+    // The first frame is handed to its caller before other threads read theirs.
+    if (!first_frame_) lock.unlock();
     // The frame has its place already: faults are reported through it, so that nobody waits for it.
     try {
         if (dump->file.size()) read_file(*dump, job, buffer);
-        if (first_) {
-            first_(job);
-            first_ = nullptr;
+        if (first_frame_) {
+            first_frame_(job);
+            first_frame_ = nullptr;
         }
     } catch (const std::exception& error) {
         job.fault = error.what();

@@ -31,16 +31,17 @@ struct FrameJob {
 /// time, plus those still being read from.
 class FrameFeed {
   public:
-    /// Whether a frame is wanted, asked in order and before its bytes are read.
-    using Wanted = std::function<bool(const FrameJob&)>;
-    /// Gets the first frame that is read, before any thread does.
-    using First = std::function<void(const FrameJob&)>;
+    /// Whether a frame is to be converted; called in the order of frames, before its bytes are
+    /// read.
+    using Filter = std::function<bool(const FrameJob&)>;
+    /// Gets the first frame that is read, before any thread converts one.
+    using FirstFrame = std::function<void(const FrameJob&)>;
 
     FrameFeed(const ConvertOptions& options, const std::vector<Input>& inputs)
         : options_(options), inputs_(inputs) {}
 
-    void choose(Wanted wanted) { wanted_ = std::move(wanted); }
-    void show_first(First first) { first_ = std::move(first); }
+    void set_filter(Filter filter) { filter_ = std::move(filter); }
+    void on_first_frame(FirstFrame call) { first_frame_ = std::move(call); }
 
     /// Reads the next frame into the buffer; false when there is none left. A job with a fault is
     /// an input or a frame that cannot be used: the call after that goes on with the next one.
@@ -54,6 +55,7 @@ class FrameFeed {
     bool take(FrameJob& job, std::vector<std::uint8_t>& buffer);
     bool open_next(FrameJob& job);
     void count_frames(Dump& dump) const;
+    std::int64_t held_frames(const Dump& dump) const;
     void start_stream(Dump& dump) const;
     bool read_stream(FrameJob& job, std::vector<std::uint8_t>& buffer);
     void read_points(FrameJob& job, std::vector<std::uint8_t>& buffer) const;
@@ -61,8 +63,8 @@ class FrameFeed {
 
     const ConvertOptions& options_;
     const std::vector<Input>& inputs_;
-    Wanted wanted_;
-    First first_;
+    Filter filter_;
+    FirstFrame first_frame_;
     std::mutex lock_;
     std::size_t next_input_ = 0;
     std::int64_t next_number_ = 0;

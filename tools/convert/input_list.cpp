@@ -45,8 +45,8 @@ void add_folder(const std::string& folder, std::vector<Input>& inputs) {
     if (found.empty()) throw Failure(shown(folder) + ": no files of raw frames in this folder");
     std::sort(found.begin(), found.end());
     for (auto& path : found) {
-        auto below = fs::path(path).lexically_relative(folder).string();
-        inputs.push_back({std::move(path), std::move(below), true});
+        auto relative = fs::path(path).lexically_relative(folder).string();
+        inputs.push_back({std::move(path), std::move(relative), true});
     }
     if (left_out > 0)
         say_note(shown(folder) + ": " + std::to_string(left_out) +

@@ -6,9 +6,8 @@
 namespace tool {
 
 struct Input {
-    std::string path;  ///< "-" is standard input
-    std::string
-        below;  ///< its path from the folder that was given; its name when it was given alone
+    std::string path;           ///< "-" is standard input
+    std::string relative_path;  ///< from the folder that was given; its name if given alone
     bool from_folder = false;
 };
 

@@ -3,6 +3,7 @@
 #include "cli/messages.h"
 #include "errors.h"
 
+#include <sys/stat.h>
 #include <filesystem>
 #include <unordered_map>
 
@@ -11,9 +12,12 @@ namespace {
 
 namespace fs = std::filesystem;
 
-bool is_same(const std::string& output, const std::string& input) {
-    std::error_code ignored;
-    return fs::equivalent(output, input, ignored);
+/// What all names of a regular file have in common, links or not.
+std::optional<std::pair<dev_t, ino_t>> identity(const std::string& path) {
+    struct stat status {};
+    if (path == "-" || stat(path.c_str(), &status) != 0 || !S_ISREG(status.st_mode))
+        return std::nullopt;
+    return std::pair(status.st_dev, status.st_ino);
 }
 
 void make_folders(const fs::path& folder) {
@@ -37,6 +41,8 @@ OutputPlan::OutputPlan(const ConvertOptions& options, const std::vector<Input>& 
         kind_ = *file_kind_named(options.output_format);
         ending_ = "." + options.output_format;
     }
+    for (const auto& input : inputs)
+        if (const auto file = identity(input.path)) input_files_.insert(*file);
     take_output();
     const bool several = frames ? *frames > 1 : options.frames.several() || inputs.size() > 1;
     if (single_ && several && !can_follow(kind_))
@@ -112,9 +118,8 @@ void OutputPlan::check_names() const {
         job.frame = options_.frames.first;
         const auto& input = inputs_[i].path;
         const auto path = path_for(job);
-        if (input != "-" && path != "-" && is_same(path, input))
-            throw UsageError(shown(input) +
-                             " would be replaced by its own picture: give another -o");
+        if (is_input(path))
+            throw UsageError(shown(path) + " would be replaced by a picture: give another -o");
         if (single_ || pattern_) continue;
         const auto [other, fresh] = taken.emplace(path, i);
         if (!fresh)
@@ -124,9 +129,14 @@ void OutputPlan::check_names() const {
     }
 }
 
+bool OutputPlan::is_input(const std::string& path) const {
+    const auto file = identity(path);
+    return file && input_files_.contains(*file);
+}
+
 std::string OutputPlan::folder_path(const FrameJob& job) const {
     const auto& input = inputs_[job.input];
-    const auto place = folder_ ? fs::path(*folder_) / input.below : fs::path(input.path);
+    const auto place = folder_ ? fs::path(*folder_) / input.relative_path : fs::path(input.path);
     auto file = place.stem().string();
     if (options_.frames.several()) file += "_" + padded(job.frame, 4);
     return (place.parent_path() / (file + ending_)).string();

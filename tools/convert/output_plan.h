@@ -4,8 +4,11 @@
 #include "convert/frame_feed.h"
 #include "convert/input_list.h"
 
+#include <sys/types.h>
 #include <optional>
+#include <set>
 #include <string>
+#include <utility>
 #include <vector>
 
 namespace tool {
@@ -21,6 +24,8 @@ class OutputPlan {
     /// The one file, or "-", that takes everything in order; absent when each picture has its own.
     const std::optional<std::string>& single() const { return single_; }
     std::string path_for(const FrameJob& job) const;
+    /// Whether a picture of that name would replace a file that is to be converted.
+    bool is_input(const std::string& path) const;
     /// Makes the folders that the picture's path needs.
     void make_folders_for(const FrameJob& job, const std::string& path) const;
 
@@ -37,6 +42,7 @@ class OutputPlan {
 
     const ConvertOptions& options_;
     const std::vector<Input>& inputs_;
+    std::set<std::pair<dev_t, ino_t>> input_files_;
     FileKind kind_ = FileKind::Png;
     std::string ending_ = ".png";
     std::optional<std::string> single_, folder_;  ///< neither, nor a pattern: beside each input

@@ -34,9 +34,9 @@ class Conversion {
             throw UsageError("--json and -o - both write to standard output");
         for (const auto& input : inputs_)
             if (!input.from_folder) check_shape(options.source.frame_for(input.path));
-        feed_.choose([this](const FrameJob& job) { return is_wanted(job); });
+        feed_.set_filter([this](const FrameJob& job) { return is_wanted(job); });
         if (options.levels.any())
-            feed_.show_first([this](const FrameJob& job) {
+            feed_.on_first_frame([this](const FrameJob& job) {
                 levels_ = options_.levels.levels_for(*job.shape, job.bytes);
             });
         if (plan_.single()) ordered_.emplace(*plan_.single(), options.existing);
@@ -155,6 +155,8 @@ class Conversion {
     void write(const FrameJob& job, const EncodedFile& encoded, const Picture& picture,
                bool& owes_turn) {
         const auto path = plan_.path_for(job);
+        if (!ordered_ && plan_.is_input(path))
+            throw Failure(shown(path) + " is an input and is kept: give another -o");
         try {
             if (ordered_) {
                 owes_turn = false;
@@ -201,24 +203,36 @@ class Conversion {
     }
 
     void finish(int workers) {
-        const auto total = progress_.total();
         show_status("");
-        bool is_kept = !ordered_;
+        const bool is_kept = !ordered_ || commit_single();
+        const auto total = progress_.total();
+        if (options_.stats) print_stats(total, workers);
+        say_result(total, is_kept);
+    }
+
+    /// Names the one file that takes all pictures; false where it is not left behind, since it
+    /// lacks a picture.
+    bool commit_single() {
+        if (failures_ > 0 && plan_.single() != "-") return false;
         try {
-            // A file that lacks a frame is not left behind.
-            if (ordered_ && (failures_ == 0 || plan_.single() == "-")) {
-                ordered_->commit();
-                is_kept = true;
-            }
+            ordered_->commit();
+            return true;
         } catch (const std::exception& error) {
             ++failures_;
             say_error(error.what());
+            return false;
         }
+    }
+
+    void print_stats(const StageTimes& total, int workers) const {
         const auto seconds = std::max(progress_.seconds(), 1e-9);
-        if (options_.json && options_.stats)
+        if (options_.json)
             std::printf("{\"stats\": %s}\n", stats_json(total, seconds, workers).c_str());
-        else if (options_.stats)
+        else
             std::fprintf(stderr, "%s\n", stats_text(total, seconds, workers).c_str());
+    }
+
+    void say_result(const StageTimes& total, bool is_kept) const {
         const auto skipped =
             skipped_ > 0 ? ", " + std::to_string(skipped_) + " were there already" : "";
         if (failures_ > 0 && failures_ + total.frames > 1)

@@ -4,9 +4,11 @@
 #include "cli/size_option.h"
 #include "convert/name_hints.h"
 #include "errors.h"
+#include "io/input_file.h"
 
 #include <cstdio>
 #include <cstdlib>
+#include <filesystem>
 #include <limits>
 #include <mutex>
 
@@ -23,6 +25,11 @@ void say_once(const std::string& text) {
 
 [[noreturn]] void fail_without(const char* what, const std::string& input, const char* example) {
     const bool is_file = input != "-";
+    // A file that cannot be read is the first thing to say. Opening a pipe would wait for its
+    // writer.
+    std::error_code ignored;
+    if (is_file && !std::filesystem::is_fifo(input, ignored) && InputFile(input).size() == 0)
+        throw Failure(shown(input) + ": the file is empty");
     throw UsageError(
         std::string("no ") + what + " given for " +
         (is_file ? shown(input) + " and none found in its name" : "standard input") +
@@ -45,6 +52,15 @@ double number(const std::string& option, const std::string& text) {
                          ": expected a number above 0 and at most 64, or three such as "
                          "1.8,1,1.5 for red, green and blue; given " +
                          text);
+    return value;
+}
+
+/// In imgcnv_levels 0 stands for what is usual; whoever writes the option means something else.
+double not_zero(const char* option, double value) {
+    if (value == 0)
+        throw UsageError(
+            std::string(option) +
+            ": expected a number other than 0. Leave the option out for the usual value");
     return value;
 }
 
@@ -113,9 +129,9 @@ imgcnv_levels LevelOptions::levels_for(const Frame& frame,
               text);
     }
     if (black) levels.black = *black;
-    if (white) levels.white = *white;
-    if (gamma) levels.gamma = *gamma;
-    if (contrast) levels.contrast = *contrast;
+    if (white) levels.white = not_zero("--white", *white);
+    if (gamma) levels.gamma = not_zero("--gamma", *gamma);
+    if (contrast) levels.contrast = not_zero("--contrast", *contrast);
     if (!gain.empty()) set_gains(gain, levels);
     if (automatic) say_levels(levels);
     return levels;

@@ -84,6 +84,11 @@ Frame measured(const imgcnv_frame& given) {
     return frame;
 }
 
+std::string name_with_byte_order(const Frame& frame) {
+    const bool big_endian = (frame.given.flags & IMGCNV_FRAME_BIG_ENDIAN) != 0;
+    return std::string(frame.format.name) + (big_endian ? " big-endian" : "");
+}
+
 FileFit fit(const Frame& frame, std::int64_t file_bytes) {
     imgcnv_file_fit found{};
     found.struct_size = sizeof found;

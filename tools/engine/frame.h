@@ -47,6 +47,9 @@ void set_format(imgcnv_frame& frame, const std::string& name);
 /// Throws UsageError for what is not a frame.
 Frame measured(const imgcnv_frame& given);
 
+/// "Mono16", "Mono16 big-endian": readings of a file may differ in this alone.
+std::string name_with_byte_order(const Frame& frame);
+
 /// How frames fit into a file of so many bytes.
 struct FileFit {
     std::int64_t frames = 0;

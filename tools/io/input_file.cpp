@@ -96,6 +96,11 @@ std::vector<std::uint8_t> InputFile::read_part(std::int64_t offset, std::int64_t
 std::unique_ptr<InputFile> seekable(const std::string& path) {
     auto file = std::make_unique<InputFile>(path);
     if (file->size()) return file;
+    struct stat status {};
+    if (fstat(file->descriptor_, &status) == 0 && S_ISCHR(status.st_mode))
+        throw Failure(file->name() +
+                      ": expected a file or a pipe, given a device, which need not have an end\n"
+                      "  what to do: save so many of its bytes to a file");
     const auto folder = std::filesystem::temp_directory_path();
     auto hidden = (folder / "imgcnv-XXXXXX").string();
     const int copy = mkostemp(hidden.data(), O_CLOEXEC);

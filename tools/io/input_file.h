@@ -46,7 +46,7 @@ class InputFile {
 };
 
 /// The file, or for a stream a temporary file with its bytes: it can be read at any place, and
-/// memory does not grow with it.
+/// memory does not grow with it. Refuses devices.
 std::unique_ptr<InputFile> seekable(const std::string& path);
 
 /// Everything from where the file stands; for streams, to their end.

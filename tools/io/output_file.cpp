@@ -58,6 +58,14 @@ bool name_without_replacing(const char* hidden, const char* path) {
 
 }  // namespace
 
+void refuse_replacing(const std::string& input, const std::string& output) {
+    std::error_code ignored;
+    if (std::filesystem::is_regular_file(output, ignored) &&
+        std::filesystem::equivalent(output, input, ignored))
+        throw UsageError(shown(input) +
+                         " would be replaced by what is made of it: give another -o");
+}
+
 OutputFile::OutputFile(const std::string& path, Existing existing)
     : path_(path), existing_(existing) {
     if (path == "-") {

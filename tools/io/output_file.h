@@ -34,6 +34,9 @@ class OutputFile {
     Existing existing_;
 };
 
+/// Throws UsageError when both names are those of one file, whatever the links between them.
+void refuse_replacing(const std::string& input, const std::string& output);
+
 /// Blocks SIGINT, SIGTERM and SIGHUP for all threads made later; a thread of its own waits for
 /// them, removes the hidden files and ends the process by the signal. Closed pipes and the limit of
 /// a file's size become errors of write(). Call before any thread.

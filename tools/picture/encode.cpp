@@ -63,13 +63,15 @@ std::optional<FileKind> file_kind_named(std::string_view ending_or_name) {
     return std::nullopt;
 }
 
-int stored_target(FileKind file, std::optional<int> asked, const Format& source) {
-    if (!asked && file == FileKind::Pgm) return IMGCNV_TARGET_MONO8;
-    if (!asked && file == FileKind::Ppm) return IMGCNV_TARGET_RGB24;
-    const int target =
-        asked.value_or(source.is_color != 0 ? IMGCNV_TARGET_RGB24 : IMGCNV_TARGET_MONO8);
-    if (file == FileKind::Raw || file == FileKind::Npy) return target;
-    const auto kind = pixel_kind(target, source);
+namespace {
+
+int usual_target(FileKind file, const Format& source) {
+    const bool in_color = file == FileKind::Ppm || (file != FileKind::Pgm && source.is_color != 0);
+    return in_color ? IMGCNV_TARGET_RGB24 : IMGCNV_TARGET_MONO8;
+}
+
+/// Throws UsageError for pixels that files of a kind do not hold.
+void check_fits(FileKind file, PixelKind kind) {
     if (file == FileKind::Pgm && kind.is_color())
         throw UsageError(".pgm holds grey pictures: use .ppm, or --to mono8");
     if (file == FileKind::Ppm && !kind.is_color())
@@ -82,19 +84,32 @@ int stored_target(FileKind file, std::optional<int> asked, const Format& source)
     if (kind.is_deep() && (file == FileKind::Jpeg || file == FileKind::Bmp))
         throw UsageError(std::string(file == FileKind::Jpeg ? "JPEG" : "BMP") +
                          " holds 8 bits per sample: use PNG, TIFF, PNM or .npy, or an 8-bit --to");
-    const bool blue_first = file == FileKind::Bmp;
+}
+
+/// The same pixels in the order of colours that files of a kind have.
+int in_order_of(FileKind file, int target) {
+    const bool is_blue_first = file == FileKind::Bmp;
     switch (target) {
         case IMGCNV_TARGET_RGB24:
         case IMGCNV_TARGET_BGR24:
-            return blue_first ? IMGCNV_TARGET_BGR24 : IMGCNV_TARGET_RGB24;
+            return is_blue_first ? IMGCNV_TARGET_BGR24 : IMGCNV_TARGET_RGB24;
         case IMGCNV_TARGET_RGBA32:
         case IMGCNV_TARGET_BGRA32:
-            return blue_first ? IMGCNV_TARGET_BGRA32 : IMGCNV_TARGET_RGBA32;
+            return is_blue_first ? IMGCNV_TARGET_BGRA32 : IMGCNV_TARGET_RGBA32;
         case IMGCNV_TARGET_BGR48:
             return IMGCNV_TARGET_RGB48;
         default:
             return target;
     }
+}
+
+}  // namespace
+
+int stored_target(FileKind file, std::optional<int> asked, const Format& source) {
+    const int target = asked.value_or(usual_target(file, source));
+    if (file == FileKind::Raw || file == FileKind::Npy) return target;
+    check_fits(file, pixel_kind(target, source));
+    return in_order_of(file, target);
 }
 
 void encode(Picture picture, const EncodeOptions& options, EncodedFile& out) {
