@@ -448,8 +448,9 @@ typedef struct imgcnv_reading {
  *   most      room in readings
  *   count     out: how many were written
  *
- * The text on success: what else the data could be (a header, p or MIPI packing), empty if nothing;
- * on IMGCNV_BAD_DATA why it is not raw at all (a PNG file, constant, too short).
+ * The text on success: that only the length of the data speaks for the answers, since all bytes are
+ * the same or look like noise; empty otherwise. What else the data could be stands in `unknown`. On
+ * IMGCNV_BAD_DATA: why it is not raw at all (a PNG file, constant, too short).
  */
 IMGCNV_FRAMES_API int imgcnv_guess(const imgcnv_guess_question* question, imgcnv_reading* readings,
                                    int most, int* count, char* text, size_t text_bytes);

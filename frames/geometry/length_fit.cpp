@@ -78,11 +78,11 @@ void find_stride(const Geometry& geometry, std::int64_t bytes, Findings& finding
         if (padding == 0)
             text << "rows without padding fit: stride " << stride;
         else
-            text << "rows padded by " << padding << " bytes fit: stride " << stride;
+            text << "rows padded by " << Count{padding, "byte"} << " fit: stride " << stride;
     } else if (fits_short && plausible(short_stride)) {
         findings.add(IMGCNV_FIT_STRIDE, short_stride)
-            << "rows padded by " << short_stride - geometry.row_bytes
-            << " bytes fit, without padding after the last: stride " << short_stride;
+            << "rows padded by " << Count{short_stride - geometry.row_bytes, "byte"}
+            << " fit, without padding after the last: stride " << short_stride;
     }
 }
 
@@ -96,7 +96,7 @@ void find_height(const Geometry& geometry, std::int64_t bytes, Findings& finding
     if (geometry.is_stream() || bytes % geometry.stride != 0) return;
     const auto rows = bytes / geometry.stride;
     findings.add(IMGCNV_FIT_HEIGHT, rows)
-        << "exactly " << rows << " rows of this width: "
+        << "exactly " << Count{rows, "row"} << " of this width: "
         << (bytes < geometry.frame_bytes ? "another height, or cut short" : "another height");
 }
 
@@ -112,16 +112,16 @@ void find_rest(const Geometry& geometry, const LengthFit& fit, std::int64_t gap,
     }
     if (fit.frames > 1 && rest % fit.frames == 0 && rest / fit.frames <= kMostExtra)
         findings.add(IMGCNV_FIT_HEADER, rest)
-            << rest / fit.frames << " bytes after each of " << fit.frames
+            << Count{rest / fit.frames, "byte"} << " after each of " << fit.frames
             << " frames, such as chunk data: gap " << gap + rest / fit.frames;
     if (rest <= std::min(kMostExtra, geometry.frame_bytes / 2))
         findings.add(IMGCNV_FIT_HEADER, rest)
-            << rest << " bytes too many: a header before the image (skip " << rest
+            << Count{rest, "byte"} << " too many: a header before the image (skip " << rest
             << "), or data behind it";
     else if (!findings.any() || fit.frames > 1)
         findings.add(IMGCNV_FIT_CUT_SHORT, rows_in(geometry, rest))
-            << fit.frames << (fit.frames == 1 ? " whole frame" : " whole frames") << " and " << rest
-            << " bytes: the next is cut short, or the size or the format is another";
+            << Count{fit.frames, "whole frame"} << " and " << Count{rest, "byte"}
+            << ": the next is cut short, or the size or the format is another";
 }
 
 }  // namespace
@@ -155,7 +155,8 @@ LengthFit fit_length(const Geometry& geometry, std::int64_t gap, std::int64_t by
 }
 
 void explain_length(const Geometry& geometry, std::int64_t given_bytes, Text& text) {
-    text << "source has " << given_bytes << " bytes, expected " << geometry.frame_bytes << " for ";
+    text << "source has " << Count{given_bytes, "byte"} << ", expected " << geometry.frame_bytes
+         << " for ";
     describe(geometry, text);
     fit_length(geometry, 0, given_bytes, text);
 }

@@ -27,4 +27,8 @@ Text& Text::operator<<(std::int64_t number) {
     return *this << std::string_view(digits, static_cast<std::size_t>(end - digits));
 }
 
+Text& Text::operator<<(const Count& count) {
+    return *this << count.number << " " << count.what << (count.number == 1 ? "" : "s");
+}
+
 }  // namespace frames

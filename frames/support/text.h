@@ -7,6 +7,12 @@
 
 namespace frames {
 
+/// "1 byte", "2 bytes".
+struct Count {
+    std::int64_t number;
+    std::string_view what;
+};
+
 /// A text in a buffer of the caller: appended to without allocating, cut where the buffer ends and
 /// always ended by a zero byte. A null buffer takes everything and keeps nothing.
 class Text {
@@ -25,6 +31,7 @@ class Text {
     Text& operator<<(std::string_view part);
     Text& operator<<(const char* part) { return *this << std::string_view(part); }
     Text& operator<<(std::int64_t number);
+    Text& operator<<(const Count& count);
     Text& operator<<(int number) { return *this << static_cast<std::int64_t>(number); }
 
     /// A new line, which carries further advice.

@@ -3,6 +3,7 @@
 #include "support/engine.h"
 
 #include <CLI/CLI.hpp>
+#include <cstdlib>
 
 namespace live {
 namespace {
@@ -27,6 +28,13 @@ std::uint32_t parse_format(const std::string& text) {
     }
 }
 
+const CLI::Validator kAboveZero(
+    [](const std::string& text) {
+        return std::atof(text.c_str()) > 0 ? std::string()
+                                           : "expected a number above 0, given " + text;
+    },
+    "");
+
 int parse_demosaic(const std::string& text) {
     int demosaic = 0;
     char why[IMGCNV_TEXT_BYTES] = "";
@@ -49,11 +57,9 @@ void add_camera_options(CLI::App& app, Options& options) {
         ->type_name("WxH[+X+Y]");
     app.add_option("--exposure", options.exposure, "Exposure time in microseconds")
         ->type_name("US")
-        ->check(CLI::PositiveNumber);
+        ->check(kAboveZero);
     app.add_option("--gain", options.gain, "Gain, in the camera's units")->type_name("N");
-    app.add_option("--fps", options.fps, "Frames per second")
-        ->type_name("N")
-        ->check(CLI::PositiveNumber);
+    app.add_option("--fps", options.fps, "Frames per second")->type_name("N")->check(kAboveZero);
     app.add_option("--packet-size", options.packet_size,
                    "Bytes of a network packet. Default: the largest that arrives")
         ->type_name("N")
@@ -67,7 +73,7 @@ void add_camera_options(CLI::App& app, Options& options) {
 void add_output_options(CLI::App& app, Options& options) {
     app.add_option("--frames", options.frames, "End after this many complete frames")
         ->type_name("N")
-        ->check(CLI::PositiveNumber);
+        ->check(kAboveZero);
     app.add_option("--first", options.first, "Write the first complete frame as a PNG")
         ->type_name("FILE");
     app.add_option(

@@ -3,6 +3,7 @@
 #include "support/engine.h"
 
 #include <cstdio>
+#include <filesystem>
 
 namespace live {
 
@@ -10,7 +11,8 @@ DumpFrames::DumpFrames(const imgcnv_frame& frame, const std::vector<std::string>
     : frame_(frame), bytes_(sizes_of(frame).frame_bytes), loop_(loop) {
     for (const auto& path : paths) {
         Dump dump{path, std::ifstream(path, std::ios::binary | std::ios::ate), 0};
-        if (!dump.stream) throw Failure(path + ": cannot be opened for reading");
+        if (!dump.stream || std::filesystem::is_directory(path))
+            throw Failure(path + ": expected a file that can be read");
         imgcnv_file_fit fit{};
         fit.struct_size = sizeof fit;
         char text[IMGCNV_TEXT_BYTES] = "";

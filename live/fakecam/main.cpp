@@ -218,9 +218,11 @@ int main(int argc, char** argv) {
                  "imgcnv-fakecam");
     Options options;
     add_options(app, options);
-    CLI11_PARSE(app, argc, argv);
     try {
+        app.parse(argc, argv);
         serve(options);
+    } catch (const CLI::ParseError& error) {
+        return app.exit(error) == 0 ? 0 : 2;
     } catch (const Failure& failure) {
         std::fprintf(stderr, "imgcnv-fakecam: error: %s\n", failure.what());
         return 1;

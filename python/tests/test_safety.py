@@ -93,7 +93,7 @@ REFUSED = [
     (dict(frame=np.zeros((2, 4, 6), np.uint8)), ValueError, "takes several frames"),
     (dict(frame=b""), ValueError, "0 bytes, expected 24 for Mono8 6x4\nthere are no bytes"),
     (dict(frame=bytes(23)), ValueError, "has 23 bytes, expected 24 for Mono8 6x4\ncut short"),
-    (dict(frame=bytes(25)), ValueError, "1 bytes too many"),
+    (dict(frame=bytes(25)), ValueError, "1 byte too many"),
     (dict(frame=bytes(32)), ValueError, "rows padded by 2 bytes fit: stride 8"),
     (dict(frame=bytes(24), padding=1), ValueError, "rows without padding fit: stride 6"),
     (dict(frame=bytes(240)), ValueError, "it holds 10 frames: convert_batch() or batch=True"),
