@@ -8,14 +8,16 @@
 
 namespace frames {
 
-/// Every period begins anew with a block: of three vectors where three channels take turns.
-template <class V, size_t kVectors>
+/// Every period begins anew with a block: of three vectors where three channels take turns. Where
+/// scales are steep, values may be beyond what dwords hold.
+template <class V, size_t kVectors, bool kIsSteep>
 class LevelsBody {
   public:
     static constexpr size_t kOut = kVectors * kVectorBytes<V>, kIn = kOut;
     static constexpr size_t kReads = kIn, kWrites = kOut;
 
-    LevelsBody(const LevelRow& levels, size_t period) : black_(levels.black), most_(levels.most) {
+    LevelsBody(const LevelRow& levels, size_t period)
+        : black_(levels.black), most_(Words<V>{} + static_cast<uint16_t>(levels.most)) {
         // The first floats of the row are one piece: black, and three scales.
         static_assert(offsetof(LevelRow, most) == 16);
         using Indices = Repeated<V, sizeof(float)>;
@@ -34,9 +36,10 @@ class LevelsBody {
 #pragma GCC unroll 3
         for (size_t i = 0; i < kVectors; ++i) {
             const auto samples = load_vector<V, Words<V>>(source + i * kVectorBytes<V>);
-            store_vector<V>(out + i * kVectorBytes<V>,
-                            V::pack_dwords(level4(widen_words<V, 0>(samples), scales_[2 * i]),
-                                           level4(widen_words<V, 1>(samples), scales_[2 * i + 1])));
+            const Words<V> result =
+                V::pack_dwords(level4(widen_words<V, 0>(samples), scales_[2 * i]),
+                               level4(widen_words<V, 1>(samples), scales_[2 * i + 1]));
+            store_vector<V>(out + i * kVectorBytes<V>, V::smaller(result, most_));
         }
     }
 
@@ -44,13 +47,15 @@ class LevelsBody {
     static constexpr size_t kPerVector = kVectorBytes<V> / sizeof(uint16_t);
     static constexpr size_t kHalves = 2 * kVectors;  // of 4 samples per lane
 
-    /// Packing clamps what is below 0.
+    /// Packing clamps what is below 0 or above 65535, and is a single step for two of these.
     Dwords<V> level4(Dwords<V> samples, Floats<V> scale) const {
-        const Floats<V> value = (__builtin_convertvector(samples, Floats<V>) - black_) * scale;
-        return __builtin_convertvector(V::smaller(value, Floats<V>{} + most_) + 0.5F, Dwords<V>);
+        Floats<V> value = (__builtin_convertvector(samples, Floats<V>) - black_) * scale;
+        if constexpr (kIsSteep) value = V::smaller(value, Floats<V>{} + 65535.0F);
+        return __builtin_convertvector(value + 0.5F, Dwords<V>);
     }
 
-    float black_, most_;
+    float black_;
+    Words<V> most_;
     Floats<V> scales_[kHalves];
 };
 
@@ -61,10 +66,17 @@ template <class V>
         run_blocks<V>(body, reinterpret_cast<const uint8_t*>(source), 2 * count, 2 * count,
                       reinterpret_cast<uint8_t*>(out), 2 * count);
     };
-    if (period == 3)
-        run(LevelsBody<V, 3>(levels, 3));
+    const auto run_period = [&]<bool kIsSteep>() {
+        if (period == 3)
+            run(LevelsBody<V, 3, kIsSteep>(levels, 3));
+        else
+            run(LevelsBody<V, 1, kIsSteep>(levels, static_cast<size_t>(period)));
+    };
+    constexpr float kSteep = 16384;
+    if (levels.scale[0] > kSteep || levels.scale[1] > kSteep || levels.scale[2] > kSteep)
+        run_period.template operator()<true>();
     else
-        run(LevelsBody<V, 1>(levels, static_cast<size_t>(period)));
+        run_period.template operator()<false>();
 }
 
 template <class V>

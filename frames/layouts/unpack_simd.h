@@ -9,6 +9,8 @@
 #include "layouts/sample_layout.h"
 #include "layouts/vector_ops.h"
 
+#include <type_traits>
+
 namespace frames {
 
 /// Of each of 8 samples, the bytes of `bits` bits and the factor that moves them to the top.
@@ -78,15 +80,15 @@ struct PickedBits {
 };
 
 /// Words with samples at their top: the upper byte has a sample's upper bits, the lower byte the
-/// others.
+/// others. Lane l has 8 samples from sample `first` + l * `step` on.
 template <class V>
-constexpr PickedBits<V> bits_of_words(SampleLayout layout) {
+constexpr PickedBits<V> bits_of_words(SampleLayout layout, size_t first, size_t step) {
     const BitPlaces upper = upper_places(layout), lower = lower_places(layout);
     const auto depth = static_cast<size_t>(layout.depth);
     const size_t of_8 = sample_bytes(layout, 8);
     PickedBits<V> picked{};
     for (size_t i = 0; i < kVectorBytes<V>; ++i) {
-        const size_t sample = i / 2, group = sample / 4 * of_8 / 2;
+        const size_t sample = first + i / 16 * step + i % 16 / 2, group = sample / 4 * of_8 / 2;
         const size_t bit = sample / 8 * 8 * of_8 - 8 * group +
                            (i % 2 != 0 ? upper.from[sample % 8] + upper.bits - 8
                                        : lower.from[sample % 8] + depth - 16);
@@ -95,10 +97,24 @@ constexpr PickedBits<V> bits_of_words(SampleLayout layout) {
     }
     return picked;
 }
-template <class V>
-inline Bytes<V> pick(Bytes<V> a, const PickedBits<V>& picked) {
-    return V::bits_from(V::permute(a, load_vector<V, Bytes<V>>(picked.bytes.at)),
-                        load_vector<V, Bytes<V>>(picked.first.at));
+
+/// Bytes of a block of kBytes bytes, two vectors at most. Indices of what is behind it give
+/// anything.
+template <class V, size_t kBytes>
+inline Bytes<V> permute_block(const uint8_t* block, const VectorBytes<V>& block_indices) {
+    constexpr size_t kVector = kVectorBytes<V>;
+    const auto first = load_vector<V, Bytes<V>>(block);
+    const auto indices = load_vector<V, Bytes<V>>(block_indices.at);
+    if constexpr (kBytes <= kVector) return V::permute(first, indices);
+    // The second vector ends with the block.
+    return V::permute2(first, load_vector<V, Bytes<V>>(block + kBytes - kVector), indices);
+}
+template <class V, size_t kBytes>
+constexpr VectorBytes<V> block_indices(VectorBytes<V> bytes) {
+    constexpr size_t kVector = kVectorBytes<V>;
+    for (uint8_t& byte : bytes.at)
+        if (byte >= kVector) byte = static_cast<uint8_t>(byte + 2 * kVector - kBytes);
+    return bytes;
 }
 
 /// Samples of less than a byte.
@@ -202,18 +218,19 @@ requires(!WholeVector<V>) struct SmallSamples<V, kDepth> {
 };
 
 /// A block is as many samples as a vector has bytes; its halves are made apart as words and packed.
-/// On levels with lanes, and of bytes, the first half has the first 8 of every 16 samples.
+/// The first half has the first 8 of every 16 samples, or of whole vectors of words the first ones.
 template <class V, SampleLayout kLayout>
 struct Unpack {
     static constexpr bool kWords = kLayout.layout == IMGCNV_LAYOUT_WORDS;
     static constexpr bool kBytes = kLayout.layout == IMGCNV_LAYOUT_BYTES;
     static constexpr bool kIsWhole = WholeVector<V>;
-    // Bytes are words sooner within lanes than in order, at every level.
-    static constexpr bool kHalvesFollow = kIsWhole && !kBytes;
+    // Other layouts are words of lanes as soon as words in order.
+    static constexpr bool kHalvesFollow = kIsWhole && kWords;
     static constexpr bool kIsOneNumber = kLayout.layout == IMGCNV_LAYOUT_LSB_FIRST;
     static constexpr int kDepth = kLayout.depth;
     static constexpr size_t kLaneBytes = sample_bytes(kLayout, 8);
     static constexpr size_t kHalfBytes = V::kLanes * kLaneBytes;
+    static constexpr size_t kBlockBytes = 2 * kHalfBytes;
     static constexpr size_t kHalfReads = kIsWhole ? kVectorBytes<V> : kHalfBytes - kLaneBytes + 16;
 
     /// Words with the sample's upper bits at their top. Below them is anything.
@@ -253,8 +270,10 @@ struct Unpack {
         if constexpr (kWords) {
             return host_words(lanes) << (16 - kDepth);
         } else if constexpr (kIsWhole) {
-            static constexpr PickedBits<V> kPicked = bits_of_words<V>(kLayout);
-            return (Words<V>)pick<V>(lanes, kPicked);
+            static constexpr PickedBits<V> kPicked = bits_of_words<V>(kLayout, 0, 8);
+            return (Words<V>)V::bits_from(
+                V::permute(lanes, load_vector<V, Bytes<V>>(kPicked.bytes.at)),
+                load_vector<V, Bytes<V>>(kPicked.first.at));
         } else if constexpr (kIsOneNumber && kDepth != 14) {
             return upper_at_top(lanes);
         } else {
@@ -281,6 +300,27 @@ struct Unpack {
         if constexpr (kIsWhole) return load_vector<V, Bytes<V>>(block + kHalf * kHalfBytes);
         return V::load_lanes(block + kHalf * kLaneBytes, 2 * kLaneBytes);
     }
+    /// Words of a half, with samples at their top and zeros below.
+    template <size_t kHalf>
+    static Words<V> half_at_top(const uint8_t* block) {
+        if constexpr (kBytes) {
+            static constexpr LaneBytes kUpper = [] {
+                LaneBytes indices{};
+                for (size_t i = 0; i < 16; ++i)
+                    indices.at[i] = static_cast<uint8_t>(i % 2 == 0 ? kNoByte : 8 * kHalf + i / 2);
+                return indices;
+            }();
+            return (Words<V>)frames::shuffle<V>(load_vector<V, Bytes<V>>(block), kUpper);
+        } else if constexpr (kIsWhole && !kWords) {
+            static constexpr PickedBits<V> kPicked = bits_of_words<V>(kLayout, 8 * kHalf, 16);
+            static constexpr auto kIndices = block_indices<V, kBlockBytes>(kPicked.bytes);
+            const auto bytes = permute_block<V, kBlockBytes>(block, kIndices);
+            const auto first = load_vector<V, Bytes<V>>(kPicked.first.at);
+            return only_at_top((Words<V>)V::bits_from(bytes, first));
+        } else {
+            return only_at_top(at_top(load_half<kHalf>(block)));
+        }
+    }
     /// Both halves' words of at most 32767, clamped to 255.
     static Bytes<V> pack_halves(Words<V> first, Words<V> second) {
         const Bytes<V> lanes = V::pack_words(first, second);
@@ -303,6 +343,17 @@ struct Unpack {
             return SmallSamples<V, kDepth>::bytes_at_top(block);
         } else if constexpr (kBytes) {
             return load_vector<V, Bytes<V>>(block);
+        } else if constexpr (kIsWhole && !kWords && !kIsOneNumber) {
+            static constexpr auto kUpper = block_indices<V, kBlockBytes>([] {
+                VectorBytes<V> indices{};
+                for (size_t i = 0; i < kVectorBytes<V>; ++i) {
+                    const size_t lane = i / 8 * kLaneBytes;
+                    indices.at[i] =
+                        static_cast<uint8_t>(lane + upper_places(kLayout).from[i % 8] / 8);
+                }
+                return indices;
+            }());
+            return permute_block<V, kBlockBytes>(block, kUpper);
         } else if constexpr (kIsWhole) {
             static constexpr VectorBytes<V> kOdd = [] {
                 VectorBytes<V> indices{};
@@ -347,7 +398,7 @@ struct Unpack {
         }
     };
     struct To8 {
-        static constexpr size_t kIn = 2 * kHalfBytes, kOut = kVectorBytes<V>, kWrites = kOut;
+        static constexpr size_t kIn = kBlockBytes, kOut = kVectorBytes<V>, kWrites = kOut;
         static constexpr size_t kReads = [] {
             if constexpr (kDepth < 8) return SmallSamples<V, kDepth>::kReadsTo8;
             return kBytes ? kVectorBytes<V> : kHalfBytes + kHalfReads;
@@ -360,9 +411,11 @@ struct Unpack {
     template <int kPeriod>
     struct To8Levels {
         static constexpr size_t kVectors = kPeriod == 3 ? 3 : 1;
-        static constexpr size_t kIn = 2 * kHalfBytes * kVectors;
+        static constexpr size_t kIn = kBlockBytes * kVectors;
         static constexpr size_t kOut = kVectorBytes<V> * kVectors;
-        static constexpr size_t kReads = kBytes ? kIn : kIn - kHalfBytes + kHalfReads;
+        static constexpr size_t kReads = !kIsWhole && !kBytes    ? kIn - kHalfBytes + kHalfReads
+                                         : kIn < kVectorBytes<V> ? kVectorBytes<V>
+                                                                 : kIn;
         static constexpr size_t kWrites = kOut;
 
         explicit To8Levels(const FixedLevels& levels)
@@ -370,7 +423,7 @@ struct Unpack {
               most_(Words<V>{} + levels.most),
               half_(Words<V>{} + static_cast<uint16_t>(1U << levels.down >> 1)),
               more_(levels.more),
-              down_(levels.down) {
+              down_(Count{} + levels.down) {
             static_assert(sizeof levels == 16);
             const Bytes<V> all = V::broadcast(&levels);
             if constexpr (kPeriod == 3) {
@@ -397,19 +450,12 @@ struct Unpack {
                 store_vector<V>(out,
                                 pack_halves(level(half_at_top<0>(source), factors(2 * i)),
                                             level(half_at_top<1>(source), factors(2 * i + 1))));
-                source += 2 * kHalfBytes;
+                source += kBlockBytes;
                 out += kVectorBytes<V>;
             }
         }
 
       private:
-        template <size_t kHalf>
-        static Words<V> half_at_top(const uint8_t* block) {
-            if constexpr (kBytes)
-                return widen_bytes<V, kHalf>(load_vector<V, Bytes<V>>(block)) << 8;
-            else
-                return only_at_top(at_top(load_half<kHalf>(block)));
-        }
         /// Packing clamps to 255.
         Words<V> level(Words<V> samples, Words<V> factors) const {
             Words<V> above = V::subtract(samples, black_);
@@ -420,8 +466,13 @@ struct Unpack {
         /// Of the half `i` of the block's vectors.
         Words<V> factors(size_t i) const { return factors_[kPeriod == 3 ? i : 0]; }
 
+        // AVX-512 shifts words sooner by counts of their own than by one for all: that takes the
+        // pipes of the products.
+        using Count = std::conditional_t<kIsWhole, Words<V>, int>;
+
         Words<V> black_, most_, half_, factors_[kPeriod == 3 ? 6 : 1];
-        int more_, down_;
+        int more_;
+        Count down_;
     };
 
     [[gnu::flatten]] static void to8_levels(const uint8_t* source, size_t readable,

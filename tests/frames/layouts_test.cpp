@@ -54,6 +54,20 @@ std::uint8_t model_upper(const SampleLayout& layout, unsigned sample) {
     return static_cast<std::uint8_t>((sample << 8 >> layout.depth));
 }
 
+/// Other levels for every row: gains that leave much of the range and that clamp most of it.
+FixedLevels levels_for(const SampleLayout& layout, std::size_t count) {
+    constexpr double kGains[] = {0, 0.3, 1, 1.8, 15.9, 100, 3000};
+    const double full = (1 << layout.depth) - 1;
+    const auto scale = static_cast<float>(255 / full * kGains[count % std::size(kGains)]);
+    const auto black = static_cast<float>(full / static_cast<double>(count % 5 + 1) - full / 6);
+    return fixed_levels({black, {scale, 0.37F * scale, 0.9F * scale}}, layout.depth);
+}
+int period_for(const SampleLayout& layout, std::size_t count) {
+    const bool is_rgb =
+        layout.layout == IMGCNV_LAYOUT_BYTES || layout.layout == IMGCNV_LAYOUT_WORDS;
+    return static_cast<int>(count / 2 % (is_rgb ? 3 : 2)) + 1;
+}
+
 TEST(Layouts, EqualTheModelAtEveryLevel) {
     std::mt19937 random(19);
     for (const Level& level : levels_here())
@@ -67,11 +81,15 @@ TEST(Layouts, EqualTheModelAtEveryLevel) {
                 const auto source = random_bytes(testing::model_bytes(layout, count), random);
                 ASSERT_EQ(sample_bytes(layout, count), source.size()) << count;
                 std::vector<std::uint16_t> expected16;
-                std::vector<std::uint8_t> expected8;
+                std::vector<std::uint8_t> expected8, leveled8;
+                const FixedLevels levels = levels_for(layout, count);
+                const int period = period_for(layout, count);
                 for (std::size_t i = 0; i < count; ++i) {
                     const unsigned sample = testing::model_sample(layout, source.data(), i);
                     expected16.push_back(static_cast<std::uint16_t>(sample));
                     expected8.push_back(model_upper(layout, sample));
+                    leveled8.push_back(
+                        level8_plain(sample, levels, i % static_cast<std::size_t>(period)));
                 }
                 // Alone, and where other bytes follow that may be read.
                 for (const std::size_t more : {0, 7, 64}) {
@@ -82,6 +100,9 @@ TEST(Layouts, EqualTheModelAtEveryLevel) {
                     });
                     expect_output(readable, expected8, [&](const auto* in, auto* out) {
                         kernels.to8(in, readable.size(), out, count);
+                    });
+                    expect_output(readable, leveled8, [&](const auto* in, auto* out) {
+                        kernels.to8_levels(in, readable.size(), out, count, levels, period);
                     });
                 }
                 if (HasFatalFailure()) return;
