@@ -102,10 +102,11 @@ bool Planner::core_reads_frame(const Rectangle& made) const {
 }
 
 /// Whether libimgcnv demosaics rows of the frame that become samples line by line, just before they
-/// are needed.
+/// are needed. The adaptive method keeps so many lines that bands of samples take less time.
 bool Planner::core_reads_lines(const Rectangle& made) const {
-    return demosaics_ && way() == Way::kCore && !frame_.is_stream() && made.first_column == 0 &&
-           made.last_column == frame_.width && !core_reads_frame(made);
+    return demosaics_ && wish_.method != IMGCNV_ADAPTIVE && way() == Way::kCore &&
+           !frame_.is_stream() && made.first_column == 0 && made.last_column == frame_.width &&
+           !core_reads_frame(made);
 }
 
 /// Rows above and below a band that its pixels depend on, rounded up to whole cells.
