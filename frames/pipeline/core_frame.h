@@ -6,6 +6,8 @@
 
 namespace frames {
 
+class SourceRows;
+
 /// What one call of libimgcnv converts: rows of `width` pixels every `stride` bytes.
 struct CoreFrame {
     IMGCNV_EPixelFormat format;
@@ -19,6 +21,7 @@ struct CoreFrame {
 
     /// Of a mosaic: rows of the frame, which is read mirrored beyond its first one.
     std::int64_t frame_rows = 0;
+    const SourceRows* lines = nullptr;  ///< of a mosaic: decode its rows
 
     /// Of the whole frame and its picture, where this is a part that is written into a picture too
     /// large for the caches. 0: as many as the call's own.

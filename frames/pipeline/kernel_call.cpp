@@ -1,6 +1,7 @@
 #include "pipeline/kernel_call.h"
 
 #include "converter/destination.h"
+#include "pipeline/source_rows.h"
 
 #include <algorithm>
 
@@ -29,6 +30,20 @@ imgcnv::ColorLayout color_layout(const Format& format) {
             return imgcnv::kRgb8;
     }
 }
+
+/// What decodes rows of a frame that are demosaiced.
+struct FrameLines {
+    const SourceRows& rows;
+    const std::uint8_t* frame_end;
+    bool begins_with_odd_row;
+
+    static void decode(const void* lines, const std::uint8_t* part, size_t y, std::uint8_t* line,
+                       size_t samples) {
+        const auto& [rows, frame_end, begins_with_odd_row] = *static_cast<const FrameLines*>(lines);
+        rows.read_line8(part, static_cast<size_t>(frame_end - part), line,
+                        (y + begins_with_odd_row) % 2, samples);
+    }
+};
 
 bool is_red_first(IMGCNV_EPixelFormat code) {
     return code != IMGCNV_PIXEL_BGR8_PACKED && code != IMGCNV_PIXEL_BGRA8_PACKED;
@@ -86,7 +101,13 @@ void KernelCall::demosaic(const Task& task, const std::uint8_t* source, std::uin
     const auto made_bytes = mosaic_.height * mosaic_.width * mosaic_.dst_bytes;
     const auto bytes = static_cast<size_t>(std::max(
         frame_.whole_bytes - static_cast<std::int64_t>(made_bytes), frame_.rows * frame_.stride));
-    imgcnv::demosaic(mosaic_, bytes, frame_.demosaic);
+    if (frame_.lines == nullptr) return imgcnv::demosaic(mosaic_, bytes, frame_.demosaic);
+    const FrameLines lines = {*frame_.lines,
+                              source + (frame_.frame_rows - 1) * frame_.stride + frame_.row_bytes,
+                              (task.made.first_row % 2 != 0) != mosaic_.upside_down};
+    auto mosaic = mosaic_;
+    mosaic.line_format = {false, frame_.lines->bits(), FrameLines::decode, &lines};
+    imgcnv::demosaic(mosaic, bytes, frame_.demosaic);
 }
 
 imgcnv::RowKernel KernelCall::row_kernel(const imgcnv::KernelTable& kernels) const {

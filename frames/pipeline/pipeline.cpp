@@ -111,6 +111,8 @@ imgcnv_status Pipeline::run_jobs(const std::uint8_t* source, std::uint8_t* targe
 const char* Pipeline::way() const {
     if (is_points(*frame_.format)) return "points of a list";
     const auto& tasks = plan_[0].tasks;
+    if (tasks[0].way == Way::kCore && plan_[0].calls[tasks[0].call].lines != nullptr)
+        return "lines through libimgcnv";
     const bool is_one_task = plan_.size() == 1 && tasks.size() == 1;
     if (is_one_task && tasks[0].way == Way::kCore && tasks[0].reads_frame &&
         tasks[0].writes_target && !wish_.has_alpha() && wish_.curve.empty())

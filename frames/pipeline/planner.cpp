@@ -101,6 +101,14 @@ bool Planner::core_reads_frame(const Rectangle& made) const {
             with_order(format, IMGCNV_ORDER_BG)->in_core != 0);
 }
 
+/// Whether libimgcnv demosaics rows of the frame that become samples line by line, just before they
+/// are needed. The adaptive method keeps so many lines that bands of samples take less time.
+bool Planner::core_reads_lines(const Rectangle& made) const {
+    return demosaics_ && wish_.method != IMGCNV_ADAPTIVE && way() == Way::kCore &&
+           !frame_.is_stream() && made.first_column == 0 && made.last_column == frame_.width &&
+           !core_reads_frame(made);
+}
+
 /// Rows above and below a band that its pixels depend on, rounded up to whole cells.
 std::int64_t Planner::context() const {
     if (!demosaics_) return 0;
@@ -110,18 +118,19 @@ std::int64_t Planner::context() const {
 
 std::int64_t Planner::band_rows() const {
     std::int64_t bytes = 1;
-    const bool reads_samples = !core_reads_frame({0, frame_.height, 0, frame_.width});
+    const Rectangle all{0, frame_.height, 0, frame_.width};
+    const bool reads_samples = !core_reads_frame(all) && !core_reads_lines(all);
     if (way() != Way::kSamples && reads_samples)
         bytes = std::max(bytes, source_.row_bytes8(frame_.width + 1) * (wish_.is_wide() ? 2 : 1));
     if (!in_place_ || goes_over_pixels())
         bytes = std::max(bytes, wish_.pixel_bytes() * frame_.width);
+    auto rows = kBandBytes / bytes;
     // One call for everything where nothing has to stay in the cache, as long as libimgcnv's 32-bit
-    // sizes allow it.
-    const auto most_bytes = bytes == 1 ? kMostInt : kBandBytes;
-    bytes = std::max({bytes, bytes == 1 ? frame_.stride : 0,
-                      bytes == 1 ? wish_.pixel_bytes() * frame_.width : 0});
-    const auto rows = round_down(most_bytes / bytes, kBandStep);
-    return std::max(rows, 2 * kBandStep);
+    // sizes allow it, also with the context.
+    if (bytes == 1)
+        rows =
+            kMostInt / std::max(frame_.stride, wish_.pixel_bytes() * frame_.width) - 2 * kBandStep;
+    return std::max(round_down(rows, kBandStep), 2 * kBandStep);
 }
 
 int Planner::threads() const {
@@ -169,6 +178,10 @@ CoreFrame Planner::core_frame(const Task& task) const {
     if (task.reads_frame) {
         const auto* readable = origin_ != 0 ? with_order(format, IMGCNV_ORDER_BG) : &format;
         call.format = static_cast<IMGCNV_EPixelFormat>(readable->code);
+        if (core_reads_lines(task.made)) {
+            call.format = core_mosaic8(format.order);
+            call.lines = &source_;
+        }
         call.row_bytes = frame_.row_bytes;
         call.stride = frame_.stride;
     } else {
@@ -192,7 +205,7 @@ Task Planner::band(const Rectangle& keep, Job& job) {
     task.way = way();
     task.keep = keep;
     task.made = with_context(keep);
-    task.reads_frame = core_reads_frame(task.made);
+    task.reads_frame = core_reads_frame(task.made) || core_reads_lines(task.made);
     task.writes_target = in_place_ || (task.way == Way::kWide && wish_.is_upright());
     // Alpha would be a second pass over what had left the caches.
     task.streams = in_place_ && task.way == Way::kCore && wish_.has_alpha() && !wish_.keep_alpha &&

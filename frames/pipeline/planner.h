@@ -26,6 +26,7 @@ class Planner {
 
     Way way() const;
     bool core_reads_frame(const Rectangle& made) const;
+    bool core_reads_lines(const Rectangle& made) const;
     bool writes_whole_rows() const;
     std::int64_t context() const;
     std::int64_t band_rows() const;

@@ -16,6 +16,8 @@ class SourceRows {
 
     /// Samples per pixel of what is read: 1 or 3. 0 for YUV, whose rows are read as they lie.
     int channels() const { return channels_; }
+    /// Bits from sample to sample of a mosaic.
+    std::size_t bits() const { return static_cast<std::size_t>(frame_.format->bits_per_pixel); }
     /// Bytes of a row of 8-bit samples, or of a row of YUV.
     std::int64_t row_bytes8(std::int64_t columns) const;
     /// Bytes that read8 and read16 need at `scratch`.
@@ -30,6 +32,15 @@ class SourceRows {
     static constexpr std::int64_t kLastColumns = 9;
     void read_last8(const std::uint8_t* frame, std::int64_t first_row, std::int64_t last_row,
                     std::uint8_t* out, std::uint8_t* scratch) const;
+    /// Samples of a mosaic from the first byte of a group on, where `readable` bytes may be read.
+    /// `row` is 0 or 1, for even and odd rows.
+    void read_line8(const std::uint8_t* bytes, std::size_t readable, std::uint8_t* out,
+                    std::size_t row, std::size_t samples) const {
+        if (has_levels_)
+            kernels_.to8_levels(bytes, readable, out, samples, levels8_[row], 2);
+        else
+            kernels_.to8(bytes, readable, out, samples);
+    }
     /// Rows `stride` words apart.
     void read16(const std::uint8_t* frame, const Rectangle& part, std::uint16_t* out,
                 std::int64_t stride, std::uint8_t* scratch) const;

@@ -20,15 +20,21 @@ enum class BayerOrder { RG, GB, BG };
 
 // How the samples of a row become 8-bit samples.
 struct LineFormat {
-    bool is_8_bit;     // they are such samples; decode copies them
-    RowKernel decode;  // of whole pairs, or of a row's last samples
-    size_t bytes_per_pair;
+    bool is_8_bit;  // they are such samples; decode copies them
+    size_t bits;    // of a sample
+    // Decodes whole pairs of row y, or the row's last samples, from `part` of it on.
+    void (*decode)(const void* decoder, const uint8_t* part, size_t y, uint8_t* line, size_t count);
+    const void* decoder;  // of this library: a kernel
 
     // Decoded lines stay in the caches, whatever the frame: these are the ordinary kernels.
     static LineFormat of(MonoLayout layout) {
         const auto [samples, bytes] = group_of(layout);
-        return {layout == kBytes, kernels_for_this_cpu().mono[layout][kGrey1],
-                static_cast<size_t>(bytes * 2 / samples)};
+        const auto decode = [](const void* kernel, const uint8_t* part, size_t /*y*/, uint8_t* line,
+                               size_t count) {
+            (*static_cast<const RowKernel*>(kernel))(part, line, count);
+        };
+        return {layout == kBytes, static_cast<size_t>(bytes * 8 / samples), decode,
+                &kernels_for_this_cpu().mono[layout][kGrey1]};
     }
 };
 
@@ -86,14 +92,9 @@ constexpr int avg2(int a, int b) { return (a + b) >> 1; }
 // Calls demosaic.operator()<bytes per destination pixel>().
 template <class Demosaic>
 inline void for_destination(const BayerFrame& frame, Demosaic demosaic) {
-    switch (frame.dst_bytes) {
-        case 1:
-            return demosaic.template operator()<1>();
-        case 3:
-            return demosaic.template operator()<3>();
-        default:
-            return demosaic.template operator()<4>();
-    }
+    if (frame.dst_bytes == 1) return demosaic.template operator()<1>();
+    if (frame.dst_bytes == 3) return demosaic.template operator()<3>();
+    demosaic.template operator()<4>();
 }
 
 // Demosaics a frame with the kernels that suit its size; `frame` has everything but the kernels.

@@ -69,22 +69,23 @@ class BilinearFrame {
     }
 
   private:
-    static constexpr size_t kColumns = 8192, kLines = 3;
+    static constexpr size_t kColumns = 6720, kLines = 4;
     static constexpr ptrdiff_t kReach = 1;
     // Grey kernels branch on what they compute, also of what lies beyond a row.
     static constexpr bool kLumaBranches = kBytes == 1;
 
     void run_strip(const Strip& strip) {
         lines_.begin_strip(strip);
-        const uint8_t *above = lines_.line(0, kReach), *line = lines_.line(1, kReach);
-        convert_edge_row<kTop>(strip, 0, {line, above, line});
+        const auto line = [this](size_t y) { return lines_.line(std::min(y, last_y_), kReach); };
+        Rows rows = {line(0), line(1), line(2)};
+        convert_edge_row<kTop>(strip, 0, {rows.line, rows.above, rows.line});
         for (size_t y = 1; y < last_y_; ++y) {
-            const Rows rows = {above, line, lines_.line(y + 1, kReach)};
+            // Decoded a row ahead: reading a line just written waits for all of its stores.
+            const uint8_t* next = line(y + 2);
             if (f_.is_read(y)) convert_inner_row(strip, y, rows);
-            above = line;
-            line = rows.below;
+            rows = {rows.line, rows.below, next};
         }
-        convert_edge_row<kBottom>(strip, last_y_, {above, line, above});
+        convert_edge_row<kBottom>(strip, last_y_, {rows.above, rows.line, rows.above});
     }
 
     inline void convert_inner_row(const Strip& strip, size_t y, const Rows& rows) {

@@ -62,9 +62,7 @@ class LineRing {
 
   private:
     uint8_t* memory_ = nullptr;
-    size_t step_ = 0;
-    size_t bytes_ = 0;
-    size_t at_ = 0;
+    size_t step_ = 0, bytes_ = 0, at_ = 0;
 };
 
 class SampleLines {
@@ -111,13 +109,14 @@ class SampleLines {
     void decode(size_t y, uint8_t* line) const {
         uint8_t* first = line - (begin_ - first_);
         uint8_t* end = first + (end_ - first_);
-        frame_.line_format.decode(part_of_row(y), first, end_ - first_);
+        const LineFormat& format = frame_.line_format;
+        format.decode(format.decoder, part_of_row(y), y, first, end_ - first_);
         std::fill_n(first - kStripHalo, kStripHalo, uint8_t{0});
         std::fill_n(end, kStripHalo, uint8_t{0});
         if (frame_.beyond_caches) prefetch(y + 1);
     }
     const uint8_t* part_of_row(size_t y) const {
-        return frame_.src_rows[y] + first_ / 2 * frame_.line_format.bytes_per_pair;
+        return frame_.src_rows[y] + first_ * frame_.line_format.bits / 8;
     }
     // Starts to load the strip's part of row y, if there is one.
     __attribute__((noinline)) void prefetch(size_t y) const {
@@ -125,18 +124,15 @@ class SampleLines {
         // Keeps GCC from treating the function as pure and dropping the call.
         __asm__ volatile("");
         const uint8_t* row = part_of_row(y);
-        const size_t bytes = (end_ - first_) / 2 * frame_.line_format.bytes_per_pair;
+        const size_t bytes = (end_ - first_) * frame_.line_format.bits / 8;
         for (size_t i = 0; i < bytes; i += 64) __builtin_prefetch(row + i);
     }
 
     const BayerFrame& frame_;
     LineRing ring_;
     const bool in_place_;
-    uintptr_t lowest_;  // of all rows
-    uintptr_t highest_;
-    size_t begin_ = 0;
-    size_t first_ = 0;
-    size_t end_ = 0;
+    uintptr_t lowest_, highest_;  // of all rows
+    size_t begin_ = 0, first_ = 0, end_ = 0;
 };
 
 }  // namespace imgcnv

@@ -311,6 +311,42 @@ TEST(Pipelines, AreTheSameBeyondTheCaches) {
         }
 }
 
+// Lines of samples are as long as a strip, which begins within the rows of any layout.
+TEST(Pipelines, TakeWideMosaicsInStrips) {
+    std::mt19937 random(26);
+    for (const char* name : {"BayerGB10p", "BayerBG14p", "BayerGR10MIPI", "BayerRG12Packed"})
+        for (const auto method : {IMGCNV_NEAREST, IMGCNV_BILINEAR, IMGCNV_ADAPTIVE}) {
+            Case test;
+            ASSERT_EQ(imgcnv_find_format(name, &test.frame.format, nullptr, nullptr, 0), IMGCNV_OK);
+            test.frame.width = method == IMGCNV_NEAREST ? 8204 : 6732;
+            test.frame.height = 7;
+            test.target.kind = IMGCNV_TARGET_RGB24;
+            test.target.demosaic = method;
+            check(test, random);
+            if (HasFatalFailure()) return;
+        }
+}
+
+// With the rows around a band, no call of libimgcnv may have 2^31 bytes or more.
+TEST(Pipelines, OpenForTheLargestFrames) {
+    for (const char* name : {"BayerRG8", "BayerGR8", "BayerRG16"})
+        for (const std::int64_t width : {32714, 32766, 32974}) {
+            Case test;
+            ASSERT_EQ(imgcnv_find_format(name, &test.frame.format, nullptr, nullptr, 0), IMGCNV_OK);
+            test.frame.width = width;
+            test.frame.height = 64000;
+            test.target.kind = IMGCNV_TARGET_RGB24;
+            test.target.demosaic = IMGCNV_ADAPTIVE;
+            test.target.threads = 1;
+            imgcnv_pipeline* pipeline = nullptr;
+            char why[IMGCNV_TEXT_BYTES] = "";
+            EXPECT_EQ(imgcnv_pipeline_open(&test.frame, &test.target, &pipeline, why, sizeof why),
+                      IMGCNV_OK)
+                << test.text() << ": " << why;
+            imgcnv_pipeline_close(pipeline);
+        }
+}
+
 // A band of one row, which libimgcnv would make grey if it got it alone.
 TEST(Pipelines, MakeLastRowsOfBands) {
     std::mt19937 random(24);
