@@ -81,8 +81,7 @@ template <class V, RowStart kStart>
 struct AdaptiveColorBlocks : BodyOf<V> {
     using Reg = typename V::Reg;
     using L = RowLanes<V, kStart>;
-    static constexpr size_t kInputs = 4, kHalo = 2, kGroup = 2;
-    static constexpr size_t kFirstHaloInput = 1;
+    static constexpr size_t kInputs = 4, kHalo = 2, kGroup = 2, kFirstHaloInput = 1;
     static constexpr size_t kSrcBytes = V::kBytes;
 
     // in: line; differences of rows y-1, y, y+1
