@@ -1,8 +1,9 @@
 // Adaptive demosaic: the frame around the row kernels.
 //
-// Green, and the colour differences, are computed one row ahead of the
-// colours, so that the frame is passed over once. What the edges look like is in
-// adaptive_border.h.
+// Green is computed one row ahead of the colours, as its differences to them, so that the frame is
+// passed over once. What the edges look like is in adaptive_border.h.
+
+#include <utility>
 
 #include "bayer/adaptive_border.h"
 
@@ -18,9 +19,7 @@ class AdaptiveFrame {
           has_odd_width_(frame.width % 2 != 0),
           columns_(SampleLines::is_in_place(frame, kReach, false) ? kDirectColumns
                                                                   : kDecodedColumns),
-          differences_ring_(memory_, kDifferenceLines, columns_),
-          green_ring_(differences_ring_.end(), kGreenLines, columns_),
-          samples_(frame, {green_ring_.end(), kSampleLines, columns_}, kReach, false) {
+          samples_(frame, {line(kDifferenceLines), kSampleLines, columns_}, kReach, false) {
         for (size_t y = 0; y < 2; ++y) {
             const RowStart row_start = f_.row_start(y);
             kinds_[y] = {f_.kernels->adaptive_green[row_start],
@@ -45,12 +44,13 @@ class AdaptiveFrame {
 
     // Green kernels look two samples to either side.
     static constexpr ptrdiff_t kReach = 2;
-    // While row y gets its green and row y-1 its colours: green of both, differences of these and
-    // of row y-2, samples of rows y-2 to y+2.
-    static constexpr size_t kGreenLines = 2, kDifferenceLines = 3, kSampleLines = 5;
-    static constexpr size_t kDirectColumns = 5120, kDecodedColumns = 2560;
-    static_assert((kGreenLines + kDifferenceLines) * line_bytes(kDirectColumns) <= kMostLineBytes);
-    static_assert((kGreenLines + kDifferenceLines + kSampleLines) * line_bytes(kDecodedColumns) <=
+    // While row y gets its green and row y-1 its colours: differences of rows y-2 to y, samples of
+    // rows y-2 to y+2. (At other distances than these, CPUs take loads from one line for loads of
+    // what was just stored to another one, 4 KiB away.)
+    static constexpr size_t kDifferenceLines = 3, kSampleLines = 5;
+    static constexpr size_t kDirectColumns = 8832, kDecodedColumns = 3200;
+    static_assert(kDifferenceLines * line_bytes(kDirectColumns) <= kMostLineBytes);
+    static_assert((kDifferenceLines + kSampleLines) * line_bytes(kDecodedColumns) <=
                   kMostLineBytes);
 
     void run_strip(const Strip& strip) {
@@ -58,11 +58,15 @@ class AdaptiveFrame {
         // Colour looks one column beyond the strip at green; two keep pairs whole.
         green_begin_ = strip.is_first ? 0 : -2;
         green_end_ = static_cast<ptrdiff_t>(std::min(strip.end + 2, f_.width) - strip.begin);
+        green_pixels_ = static_cast<size_t>(green_end_ - green_begin_) & ~size_t{1};
+        // The last pixel's alpha byte is not the kernels'.
+        color_pixels_ = strip.paired_columns();
+        if (kBytes == 4 && !has_odd_width_ && strip.is_last) color_pixels_ -= 2;
         // Colour kernels read one pair before and after those that there are. What they make of
         // it is rewritten, but it must not depend on old stack contents.
         for (size_t i = 0; i < kDifferenceLines; ++i) {
-            auto* differences = reinterpret_cast<int16_t*>(differences_ring_.next());
-            differences[-1] = differences[green_end_ / 2] = differences[green_end_ / 2 + 1] = 0;
+            differences_[i] = reinterpret_cast<int16_t*>(line(i) + kLineLead);
+            std::fill_n(differences_[i] - 2, green_end_ / 2 + 4, int16_t{0});
         }
         samples_.begin_strip(strip);
         fetch(0);
@@ -71,6 +75,9 @@ class AdaptiveFrame {
         make_green(0);
         for (size_t y = 0; y <= last_y_; ++y) {
             if (y + 3 <= last_y_) fetch(y + 3);
+            // The rows beyond the frame are not looked at: any other stands in for them.
+            auto& [above, here, below] = differences_;
+            below = std::exchange(above, std::exchange(here, below));
             if (y < last_y_) make_green(y + 1);
             if (f_.is_read(y)) make_color(y);
         }
@@ -86,56 +93,45 @@ class AdaptiveFrame {
 
     bool is_inner_row(size_t y) const { return y >= 2 && y + 2 <= last_y_; }
 
+    // The differences of row y go to the line below.
     void make_green(size_t y) {
-        uint8_t* green = green_[y % kWindow] = green_ring_.next();
-        auto* differences = reinterpret_cast<int16_t*>(differences_ring_.next());
-        differences_[y % kWindow] = differences;
-        const size_t pixels = static_cast<size_t>(green_end_ - green_begin_) & ~size_t{1};
+        int16_t* differences = differences_[2] + green_begin_ / 2;
         if (is_inner_row(y)) {
-            kind(y).green(rows_from(y - 2), green_begin_, green + green_begin_,
-                          differences + green_begin_ / 2, pixels);
+            kind(y).green(rows_from(y - 2), green_begin_, differences, green_pixels_);
         } else {
             f_.kernels->block_green[f_.row_start(y)](
-                row(y) + green_begin_, row(y ^ 1) + green_begin_, green + green_begin_,
-                differences + green_begin_ / 2, pixels);
+                row(y) + green_begin_, row(y ^ 1) + green_begin_, differences, green_pixels_);
         }
         if (kind(y).starts_with_chroma) {
-            fix_green<true>(y, green, differences);
+            fix_green<true>(y);
         } else {
-            fix_green<false>(y, green, differences);
+            fix_green<false>(y);
         }
     }
 
     // Rewrites green in the first two columns and the last ones.
     template <bool kStartsWithChroma>
-    inline void fix_green(size_t y, uint8_t* green, int16_t* differences) const {
+    inline void fix_green(size_t y) const {
         const uint8_t *line = row(y), *paired = row(y ^ 1);
         const auto fix = [&](ptrdiff_t x, bool starts_with_chroma) {
-            const ptrdiff_t chroma = starts_with_chroma ? x : x + 1;
-            block_green(starts_with_chroma, line + x, paired + x, green + x,
-                        differences + (chroma >> 1));
+            differences_[2][(starts_with_chroma ? x : x + 1) >> 1] =
+                block_difference(starts_with_chroma, line + x, paired + x);
         };
         if (strip_.is_first) fix(0, kStartsWithChroma);
         const ptrdiff_t width = to_strip(f_.width);
         if (green_end_ != width) return;
         if (!has_odd_width_) return fix(width - 2, kStartsWithChroma);
         // The lone last column shares the block that begins at the one before.
-        if (kStartsWithChroma) return fix(width - 2, false);
-        fix(width - 3, false);
-        green[width - 1] = line[width - 1];
+        fix(width - (kStartsWithChroma ? 2 : 3), false);
     }
 
     void make_color(size_t y) {
-        // The rows beyond the frame are not looked at: any other stands in for them.
-        const size_t above = y == 0 ? 0 : y - 1, below = y == last_y_ ? y : y + 1;
-        const AdaptiveLines lines = {row(y),
-                                     green_[y % kWindow],
-                                     {differences_[above % kWindow], differences_[y % kWindow],
-                                      differences_[below % kWindow]}};
+        const auto& [above, here, below] = differences_;
+        const AdaptiveLines lines = {row(y), {above, here, below}};
         uint8_t* dst = f_.dst_rows[y] + strip_.begin * kBytes;
         const RowKind& kind = this->kind(y);
         if (!is_inner_row(y)) return make_border_color(y, lines, dst);
-        kind.color(lines, dst, kernel_columns());
+        kind.color(lines, dst, color_pixels_);
         fix_inner_columns(lines, row(y ^ 1), dst, kind);
     }
 
@@ -160,12 +156,11 @@ class AdaptiveFrame {
             const size_t pair = x / 2;
             const auto& [above, here, below] = lines.differences;
             kernels.adaptive_color[f_.row_start(y)][target](
-                {lines.line + x, lines.green + x, {above + pair, here + pair, below + pair}}, out,
-                pixels);
+                {lines.line + x, {above + pair, here + pair, below + pair}}, out, pixels);
             rule.template replicate<kChannelBytes<kBytes>>(lines.line + x, paired + x, pixels, out,
                                                            kBytes == 1 ? 0 : f_.own_byte(y));
         };
-        convert_border_row<kBytes>(f_.target(y), dst, kernel_columns(), kBytes == 4 && is_last_row,
+        convert_border_row<kBytes>(f_.target(y), dst, color_pixels_, kBytes == 4 && is_last_row,
                                    make);
         const size_t corner_row = f_.order == BayerOrder::BG ? last_y_ : 0;
         fix_columns({rule, lines, paired, dst, f_.own_byte(y), is_last_row},
@@ -183,32 +178,28 @@ class AdaptiveFrame {
         }
     }
 
-    // Pixels that colour kernels take of a row. The last one's alpha byte is not theirs.
-    size_t kernel_columns() const {
-        const bool keeps_alpha = kBytes == 4 && !has_odd_width_ && strip_.is_last;
-        return strip_.paired_columns() - (keeps_alpha ? 2 : 0);
-    }
     ptrdiff_t to_strip(size_t x) const { return static_cast<ptrdiff_t>(x - strip_.begin); }
 
-    // Powers of two, so that a row's place is a mask and not a remainder.
-    static constexpr size_t kRows = 8, kWindow = 4;
+    uint8_t* line(size_t i) { return memory_ + i * line_bytes(columns_); }
+
+    // A power of two, so that a row's place is a mask and not a remainder.
+    static constexpr size_t kRows = 8;
 
     const BayerFrame& f_;
     alignas(64) uint8_t memory_[kMostLineBytes];
     const size_t last_y_;
     const bool has_odd_width_;
     const size_t columns_;
-    LineRing differences_ring_;
-    LineRing green_ring_;
     SampleLines samples_;
     // By row number; all begin at the strip's first column.
     const uint8_t* rows_[2 * kRows];  // twice, so that neighbours follow one another
-    uint8_t* green_[kWindow];
-    int16_t* differences_[kWindow];  // of a row's pairs
+    int16_t* differences_[3];         // of a row's pairs: above, here, below
     RowKind kinds_[2];
     Strip strip_{};
     ptrdiff_t green_begin_ = 0;
     ptrdiff_t green_end_ = 0;
+    size_t green_pixels_ = 0;
+    size_t color_pixels_ = 0;
 };
 
 }  // namespace

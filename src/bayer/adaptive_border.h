@@ -67,11 +67,11 @@ struct AdaptiveEdges {
 
     // Pixel x, which takes the colour of the even columns from column `even` and that of the
     // odd ones from column `odd`.
+    template <bool kIsEven>
     void store(ptrdiff_t x, ptrdiff_t even, ptrdiff_t odd, bool keeps_alpha) const {
-        const bool own_is_even = rule.own_is_even;
-        const bool is_chroma = (x % 2 == 0) == own_is_even;
+        const bool own_is_even = rule.own_is_even, is_chroma = kIsEven == own_is_even;
         const ptrdiff_t own_from = own_is_even ? even : odd, other_from = own_is_even ? odd : even;
-        const AdaptivePixel pixel{lines, x, own_is_even ? 0 : 1};
+        const AdaptivePixel pixel{lines, x, own_is_even ? 0 : 1, is_chroma};
         const int own = is_chroma                   ? lines.line[x]
                         : own_from != kInterpolated ? lines.line[own_from]
                                                     : pixel.from_row();
@@ -80,14 +80,14 @@ struct AdaptiveEdges {
                                                       : pixel.from_column();
         uint8_t* pixel_bytes = dst + x * ptrdiff_t{kBytes};
         if (kBytes == 4 && keeps_alpha) {
-            store_pixel<3>(pixel_bytes, own_byte, own, lines.green[x], other);
+            store_pixel<3>(pixel_bytes, own_byte, own, pixel.green(), other);
         } else {
-            store_pixel<kBytes>(pixel_bytes, own_byte, own, lines.green[x], other);
+            store_pixel<kBytes>(pixel_bytes, own_byte, own, pixel.green(), other);
         }
     }
 
     void fix_first_column() const {
-        store(0, rule.even_replicated ? 0 : kInterpolated, 1, is_last_row);
+        store<true>(0, rule.even_replicated ? 0 : kInterpolated, 1, is_last_row);
     }
 
     // last: the frame's last column
@@ -95,9 +95,9 @@ struct AdaptiveEdges {
     void fix_last_columns(ptrdiff_t last, bool is_only_pair, bool skips_corner) const {
         // The even and the odd one of the last two columns.
         const ptrdiff_t even = kOddWidth ? last : last - 1, odd = kOddWidth ? last - 1 : last;
-        store(last - 1, kOddWidth && rule.even_replicated ? last - 2 : even,
-              rule.odd_replicated || is_only_pair ? odd : kInterpolated, is_last_row);
-        if (!skips_corner) store(last, even, odd, true);
+        store<!kOddWidth>(last - 1, kOddWidth && rule.even_replicated ? last - 2 : even,
+                          rule.odd_replicated || is_only_pair ? odd : kInterpolated, is_last_row);
+        if (!skips_corner) store<kOddWidth>(last, even, odd, true);
     }
 };
 

@@ -33,35 +33,26 @@ inline uint8_t adaptive_green_at(const uint8_t* const lines[5], ptrdiff_t x) {
 }
 
 template <RowStart kStart>
-void adaptive_green_row_plain(const uint8_t* const lines[5], ptrdiff_t column, uint8_t* green,
-                              int16_t* differences, size_t pixels) {
-    constexpr size_t kChroma = kStart == kChromaFirst ? 0 : 1;
-    for (size_t i = 0; i < pixels; ++i) {
+void adaptive_green_row_plain(const uint8_t* const lines[5], ptrdiff_t column, int16_t* differences,
+                              size_t pixels) {
+    for (size_t i = kStart == kChromaFirst ? 0 : 1; i < pixels; i += 2) {
         const ptrdiff_t x = column + static_cast<ptrdiff_t>(i);
-        if (i % 2 == kChroma) {
-            green[i] = adaptive_green_at(lines, x);
-            differences[i / 2] = static_cast<int16_t>(lines[2][x] - green[i]);
-        } else {
-            green[i] = lines[2][x];
-        }
+        differences[i / 2] = static_cast<int16_t>(lines[2][x] - adaptive_green_at(lines, x));
     }
 }
 
-// Green of two pixels whose 2x2 block stands for itself.
-inline void block_green(bool starts_with_chroma, const uint8_t* line, const uint8_t* paired,
-                        uint8_t* green, int16_t* difference) {
-    const size_t chroma = starts_with_chroma ? 0 : 1, own = 1 - chroma;
-    const int mean = avg2(line[own], paired[chroma]);
-    green[own] = line[own];
-    green[chroma] = static_cast<uint8_t>(mean);
-    *difference = static_cast<int16_t>(line[chroma] - mean);
+// The colour difference of two pixels whose 2x2 block stands for itself.
+inline int16_t block_difference(bool starts_with_chroma, const uint8_t* line,
+                                const uint8_t* paired) {
+    const size_t chroma = starts_with_chroma ? 0 : 1;
+    return static_cast<int16_t>(line[chroma] - avg2(line[1 - chroma], paired[chroma]));
 }
 
 template <RowStart kStart>
-void block_green_row_plain(const uint8_t* line, const uint8_t* paired, uint8_t* green,
-                           int16_t* differences, size_t pixels) {
+void block_green_row_plain(const uint8_t* line, const uint8_t* paired, int16_t* differences,
+                           size_t pixels) {
     for (size_t x = 0; x < pixels; x += 2)
-        block_green(kStart == kChromaFirst, line + x, paired + x, green + x, differences + x / 2);
+        differences[x / 2] = block_difference(kStart == kChromaFirst, line + x, paired + x);
 }
 
 // The missing colours at column x of a row, from the colour differences of the chroma sites left
@@ -70,7 +61,9 @@ struct AdaptivePixel {
     const AdaptiveLines& lines;
     const ptrdiff_t x;
     const ptrdiff_t chroma;  // where in a pair the row's chroma site is, 0 or 1
+    const bool is_chroma;
 
+    int green() const { return lines.line[x] - (is_chroma ? own(x) : 0); }
     uint8_t from_row() const { return corrected((own(x - 1) + own(x + 1)) >> 1); }
     uint8_t from_column() const { return corrected(other(x) >> 1); }
     uint8_t from_corners() const { return corrected((other(x - 1) + other(x + 1)) >> 2); }
@@ -84,19 +77,18 @@ struct AdaptivePixel {
         return lines.differences[0][pair] + lines.differences[2][pair];
     }
     uint8_t corrected(int mean_difference) const {
-        return clamp_to_byte(lines.green[x] + mean_difference);
+        return clamp_to_byte(green() + mean_difference);
     }
 };
 
 template <RowStart kStart, ColorTarget kTarget>
 void adaptive_color_row_plain(const AdaptiveLines& lines, uint8_t* dst, size_t pixels) {
-    constexpr ptrdiff_t kChroma = kStart == kChromaFirst ? 0 : 1;
+    constexpr size_t kChroma = kStart == kChromaFirst ? 0 : 1;
     for (size_t i = 0; i < pixels; ++i) {
-        const AdaptivePixel pixel{lines, static_cast<ptrdiff_t>(i), kChroma};
-        const bool chroma_site = pixel.x % 2 == kChroma;
-        const uint8_t a = chroma_site ? lines.line[i] : pixel.from_row();
-        const uint8_t c = chroma_site ? pixel.from_corners() : pixel.from_column();
-        store_channels<kTarget>(dst, i, {a, lines.green[i], c});
+        const AdaptivePixel pixel{lines, static_cast<ptrdiff_t>(i), kChroma, i % 2 == kChroma};
+        const uint8_t a = pixel.is_chroma ? lines.line[i] : pixel.from_row();
+        const uint8_t c = pixel.is_chroma ? pixel.from_corners() : pixel.from_column();
+        store_channels<kTarget>(dst, i, {a, static_cast<uint8_t>(pixel.green()), c});
     }
 }
 

@@ -13,7 +13,7 @@ struct AdaptiveGreenBody : BodyOf<V> {
     using Rebind = AdaptiveGreenBody<W, kStart>;
     using Reg = typename V::Reg;
     using L = RowLanes<V, kStart>;
-    static constexpr size_t kInputs = 5, kOutputs = 2, kHalo = 2, kGroup = 2;
+    static constexpr size_t kInputs = 5, kHalo = 2, kGroup = 2;
     static constexpr size_t kFirstHaloInput = 4;  // row y+2 may end where the frame ends
     static constexpr size_t kSrcBytes = V::kBytes, kDstBytes = V::kBytes;
 
@@ -40,19 +40,17 @@ struct AdaptiveGreenBody : BodyOf<V> {
         const Reg laplacian = V::select16(horizontal, laplacian_h, laplacian_v);
         const Reg green =
             L::clamped(V::add16(V::template shr16<1>(sum), V::template sar16<2>(laplacian)));
-        V::store(out[0], L::template with_byte<kIsChromaFirst>(line, green));
-        V::store(out[1], V::sub16(chroma, green));
+        V::store(out[0], V::sub16(chroma, green));
     }
 };
 
 template <class V, RowStart kStart>
 __attribute__((flatten)) void adaptive_green_row(const uint8_t* const lines[5], ptrdiff_t column,
-                                                 uint8_t* green, int16_t* differences,
-                                                 size_t pixels) {
-    // in: rows y-2, y-1, y+1, y+2, y; out: green, differences
+                                                 int16_t* differences, size_t pixels) {
+    // in: rows y-2, y-1, y+1, y+2, y; out: differences
     run_row<AdaptiveGreenBody<V, kStart>>({{lines[0] + column, lines[1] + column, lines[3] + column,
                                             lines[4] + column, lines[2] + column},
-                                           {green, reinterpret_cast<uint8_t*>(differences)}},
+                                           {reinterpret_cast<uint8_t*>(differences)}},
                                           pixels);
 }
 
@@ -61,80 +59,76 @@ struct BlockGreenBody : BodyOf<V> {
     template <class W>
     using Rebind = BlockGreenBody<W, kStart>;
     using L = RowLanes<V, kStart>;
-    static constexpr size_t kInputs = 2, kOutputs = 2, kGroup = 2;
+    static constexpr size_t kInputs = 2, kGroup = 2;
     static constexpr size_t kSrcBytes = V::kBytes, kDstBytes = V::kBytes;
 
-    // in: the row, the paired row; out: green, differences
+    // in: the row, the paired row; out: differences
     static void block(const uint8_t* const* in, uint8_t* const* out) {
         const auto line = V::load(in[0]), paired = V::load(in[1]);
         const auto mean = V::template shr16<1>(V::add16(L::green(line), L::chroma(paired)));
-        V::store(out[0], L::template with_byte<L::kIsChromaFirst>(line, mean));
-        V::store(out[1], V::sub16(L::chroma(line), mean));
+        V::store(out[0], V::sub16(L::chroma(line), mean));
     }
 };
 
 template <class V, RowStart kStart>
 __attribute__((flatten)) void block_green_row(const uint8_t* line, const uint8_t* paired,
-                                              uint8_t* green, int16_t* differences, size_t pixels) {
-    run_row<BlockGreenBody<V, kStart>>(
-        {{line, paired}, {green, reinterpret_cast<uint8_t*>(differences)}}, pixels);
+                                              int16_t* differences, size_t pixels) {
+    run_row<BlockGreenBody<V, kStart>>({{line, paired}, {reinterpret_cast<uint8_t*>(differences)}},
+                                       pixels);
 }
 
 template <class V, RowStart kStart>
 struct AdaptiveColorBlocks : BodyOf<V> {
     using Reg = typename V::Reg;
     using L = RowLanes<V, kStart>;
-    static constexpr size_t kInputs = 5, kOutputs = 1, kHalo = 2, kGroup = 2;
-    static constexpr size_t kFirstHaloInput = 2;
+    static constexpr size_t kInputs = 4, kHalo = 2, kGroup = 2, kFirstHaloInput = 1;
     static constexpr size_t kSrcBytes = V::kBytes;
 
-    // in: line, green; differences of rows y-1, y, y+1
+    // in: line; differences of rows y-1, y, y+1
     static Channels<V> load(const uint8_t* const* in) {
-        const Reg line = V::load(in[0]), green = V::load(in[1]);
-        const Reg a = L::template with_byte<!kIsChromaFirst>(line, own_at_green(in, green));
-        const Other other(in, green);
-        const Reg c = kIsChromaFirst
-                          ? L::template with_byte<false>(other.at_chroma, other.at_green)
-                          : L::template with_byte<false>(other.at_green, other.at_chroma);
-        return {a, green, c};
+        const Sites s(in);
+        return {L::pairs(L::chroma(s.line), s.own_at_green),
+                L::template with_byte<kIsChromaFirst>(s.line, s.green_at_chroma),
+                L::pairs(s.other_at_chroma, s.other_at_green)};
     }
 
     static GreyLanes<V, kStart> load_for_grey(const uint8_t* const* in) {
-        const Reg line = V::load(in[0]), green = V::load(in[1]);
-        const Reg own = own_at_green(in, green);
-        const Other other(in, green);
+        const Sites s(in);
+        const Reg at_chroma = L::template with_byte<!kIsChromaFirst>(s.line, s.green_at_chroma);
+        const Reg at_green =
+            L::template with_byte<kIsChromaFirst>(s.line, L::clamped(s.own_at_green));
+        const Reg other_at_chroma = L::clamped(s.other_at_chroma);
+        const Reg other_at_green = L::clamped(s.other_at_green);
         if constexpr (kIsChromaFirst) {
-            return {{L::blend(line, V::template shl16<8>(green)), L::blend(own, green)},
-                    {other.at_chroma, other.at_green}};
+            return {{at_chroma, at_green}, {other_at_chroma, other_at_green}};
         } else {
-            return {{L::template with_byte<false>(green, own), L::blend(L::chroma(green), line)},
-                    {other.at_green, other.at_chroma}};
+            return {{at_green, at_chroma}, {other_at_green, other_at_chroma}};
         }
     }
 
   private:
     static constexpr bool kIsChromaFirst = L::kIsChromaFirst;
-    // A green site lies between the chroma sites of its pair and of the next
-    // pair; in the rows above and below it is the other way round.
-    static constexpr ptrdiff_t kNext = kIsChromaFirst ? 2 : -2;
 
-    static Reg corrected(Reg green, Reg mean) { return L::clamped(V::add16(green, mean)); }
+    // 16-bit values, the two other colours before they are clamped.
+    struct Sites {
+        Reg line;  // the row, as it is
+        Reg green_at_chroma, own_at_green, other_at_green, other_at_chroma;
 
-    static Reg own_at_green(const uint8_t* const* in, Reg green) {
-        const Reg sum = V::add16(V::load(in[3]), V::load(in[3] + kNext));
-        return corrected(L::green(green), V::template sar16<1>(sum));
-    }
-    struct Other {
-        Reg at_green, at_chroma;
-
-        Other(const uint8_t* const* in, Reg green) {
+        explicit Sites(const uint8_t* const* in) {
+            // A green site lies between the chroma sites of its pair and of the next
+            // pair; in the rows above and below it is the other way round.
+            constexpr ptrdiff_t kNext = kIsChromaFirst ? 2 : -2;
             const auto column = [&](ptrdiff_t shift) {
-                return V::add16(V::load(in[2] + shift), V::load(in[4] + shift));
+                return V::add16(V::load(in[1] + shift), V::load(in[3] + shift));
             };
-            const Reg own = column(0);
-            const Reg corners = V::add16(own, column(-kNext));
-            at_green = corrected(L::green(green), V::template sar16<1>(own));
-            at_chroma = corrected(L::chroma(green), V::template sar16<2>(corners));
+            line = V::load(in[0]);
+            const Reg difference = V::load(in[2]), vertical = column(0), green = L::green(line);
+            const Reg horizontal = V::add16(difference, V::load(in[2] + kNext));
+            const Reg corners = V::add16(vertical, column(-kNext));
+            green_at_chroma = V::sub16(L::chroma(line), difference);
+            own_at_green = V::add16(green, V::template sar16<1>(horizontal));
+            other_at_green = V::add16(green, V::template sar16<1>(vertical));
+            other_at_chroma = V::add16(green_at_chroma, V::template sar16<2>(corners));
         }
     };
 };
@@ -150,7 +144,7 @@ __attribute__((flatten)) void adaptive_color_row(const AdaptiveLines& lines, uin
                                                  size_t pixels) {
     const auto bytes = [](const int16_t* p) { return reinterpret_cast<const uint8_t*>(p); };
     run_row<AdaptiveColorBody<V, kStart, kTarget>>(
-        {{lines.line, lines.green, bytes(lines.differences[0]), bytes(lines.differences[1]),
+        {{lines.line, bytes(lines.differences[0]), bytes(lines.differences[1]),
           bytes(lines.differences[2])},
          {dst}},
         pixels);

@@ -64,6 +64,13 @@ struct RowLanes : Lanes<V> {
     // What lies at the chroma sites, and at the green ones, as 16-bit values.
     static Reg chroma(Reg x) { return kIsChromaFirst ? Lanes<V>::low(x) : Lanes<V>::high(x); }
     static Reg green(Reg x) { return kIsChromaFirst ? Lanes<V>::high(x) : Lanes<V>::low(x); }
+
+    // Pairs of what lies at the chroma site and at the green one, 16-bit values that are clamped.
+    static Reg pairs(Reg at_chroma, Reg at_green) {
+        constexpr size_t kHigh = kIsChromaFirst ? 8 : 0;
+        return V::shuffle(V::pack16(at_chroma, at_green),
+                          [](size_t i) { return i / 2 + (i % 2 == 0 ? 8 - kHigh : kHigh); });
+    }
 };
 
 }  // namespace imgcnv

@@ -87,20 +87,19 @@ using BilinearKernel = void (*)(const uint8_t* above, const uint8_t* line, const
 // of a pair of columns.
 struct AdaptiveLines {
     const uint8_t* line;            // the row's samples
-    const uint8_t* green;           // the row's green
     const int16_t* differences[3];  // of rows y-1, y, y+1: see below
 };
 
 // Adaptive green of one row from a column of lines[0..4] on, which are rows y-2..y+2; two
-// samples on either side are read. Also, for every pair of pixels, the colour difference at the
-// pair's chroma site: its sample minus its green. Neighbouring rows need nothing else of this row.
+// samples on either side are read. For every pair of pixels, the colour difference at the pair's
+// chroma site is stored: its sample minus its green. Colours need nothing else of green.
 using AdaptiveGreenKernel = void (*)(const uint8_t* const lines[5], ptrdiff_t column,
-                                     uint8_t* green, int16_t* differences, size_t pixels);
+                                     int16_t* differences, size_t pixels);
 
-// Green of a row whose 2x2 blocks stand for themselves, as along the edges: the mean of the
-// block's two greens at its chroma sites. `paired` is the block's other row; `pixels` is even.
-using BlockGreenKernel = void (*)(const uint8_t* line, const uint8_t* paired, uint8_t* green,
-                                  int16_t* differences, size_t pixels);
+// The same for a row whose 2x2 blocks stand for themselves, as along the edges: green at a chroma
+// site is the mean of the block's two greens. `paired` is the block's other row; `pixels` is even.
+using BlockGreenKernel = void (*)(const uint8_t* line, const uint8_t* paired, int16_t* differences,
+                                  size_t pixels);
 
 // Adaptive colour of one row; one pair on either side is read.
 using AdaptiveColorKernel = void (*)(const AdaptiveLines& lines, uint8_t* dst, size_t pixels);

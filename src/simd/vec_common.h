@@ -340,10 +340,27 @@ struct VecCommon {
     // from(i). Deinterleaving, and interleaving again, takes twice as long.
     template <class F>
     static void permute_pixels(const uint8_t* src, ptrdiff_t step, uint8_t* dst, F from) {
+        if constexpr (kSize == 16) {  // a look-up and a store more, and nothing to put together
+            const Reg v[4] = {pixels_from<0>(src, from), pixels_from<15>(src, from),
+                              pixels_from<30>(src, from), pixels_from<44>(src, from)};
+            for (size_t i = 0; i < 3; ++i) store(dst + 15 * i, v[i]);
+            memcpy(dst + 44, &v[3], 4);
+            return;
+        }
         const Reg v[3] = {load_spans(src, step), load_spans(src + kSpan, step),
                           load_spans(src + 2 * kSpan, step)};
         V::store_spans3(dst, output_span<0>(v, from), output_span<1>(v, from),
                         output_span<2>(v, from));
+    }
+    // From byte kFirst of 48 on 15 bytes, or those that there are, and others.
+    template <size_t kFirst, class F>
+    static Reg pixels_from(const uint8_t* src, F from) {
+        constexpr size_t kEnd = kFirst + 15 < 48 ? kFirst + 15 : 48;
+        constexpr size_t kLowest =
+            from(kFirst) < from(kEnd - 3) ? from(kFirst) - 2 : from(kEnd - 3);
+        constexpr size_t kLoad = kLowest < 32 ? kLowest : 32;
+        return shuffle(load(src + kLoad),
+                       [](size_t i) { return kFirst + i < kEnd ? F{}(kFirst + i) - kLoad : 0; });
     }
     template <size_t kOutput, class F>
     static Reg output_span(const Reg v[3], F from) {

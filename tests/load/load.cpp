@@ -216,7 +216,7 @@ Bytes columns_of(const SourceFormat& format, const Bytes& source, int width, int
 // either side, becomes the same part of the picture.
 int run_wide() {
     // The adaptive method's last strip has one column, of samples as they lie and of decoded ones.
-    constexpr int kWidth = 898561, kStep = 4096, kMargin = 8, kHeight = 7;
+    constexpr int kWidth = 1324801, kStep = 4096, kMargin = 8, kHeight = 7;
     size_t conversions = 0;
     for (Conversion c : all_conversions({kWidth}, {kHeight})) {
         const bool writes_nothing = is_triples(c.format) && c.destination == kNoDestination;
