@@ -58,15 +58,21 @@ const LayoutKernels& layout_kernels(const Format& format, bool big_endian) {
 
 FixedLevels fixed_levels(const LevelRow& levels, int depth) {
     const int up = 16 - depth;
-    double largest = 0;
-    for (const float scale : levels.scale)
-        largest = std::max(largest, std::ldexp(double{scale}, -up));
+    double largest = 0, smallest = 0;  // but for 0
+    for (const float scale : levels.scale) {
+        const double step = std::ldexp(double{scale}, -up);
+        largest = std::max(largest, step);
+        if (step > 0 && (smallest == 0 || step < smallest)) smallest = step;
+    }
     // The largest factor has all of 16 bits, but for room to round: 255 * 2^8. Factors less than
-    // that of gain 1 keep its places.
+    // that of gain 1 keep its places. Below 5 places, every step would be more than the range.
     int places = 24;
-    while (places > 0 && largest * std::ldexp(1.0, places) > 65280) --places;
-    // Of the product, at least 4 places are rounded.
-    const int more = std::max(0, 20 - places);
+    while (places > 5 && largest * std::ldexp(1.0, places) > 65280) --places;
+    // Of the product, at least 4 places are rounded, or 1 where a much smaller factor needs the
+    // room to reach 255.
+    int more = std::max(0, 20 - places);
+    const double to_255 = smallest > 0 ? 255 / smallest : 0;
+    while (more > std::max(0, 17 - places) && (65535 >> more) < std::min(to_255, 65535.0)) --more;
     FixedLevels fixed{};
     for (std::size_t i = 0; i < 3; ++i)
         fixed.factor[i] = to_word(std::max(0.0F, levels.scale[i]) * std::ldexp(1.0, places - up));

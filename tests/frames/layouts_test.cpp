@@ -156,21 +156,27 @@ TEST(Samples, LevelsOfEverySample) {
 TEST(Layouts, FixedLevelsAreNearlyExact) {
     for (const int depth : {8, 10, 12, 14, 16})
         for (const double black : {0.0, 0.013, 0.25})
-            for (const double white : {0.27, 0.5, 1.0})
-                for (const double gain : {0.5, 1.0, 1.7, 4.0, 64.0}) {
-                    const double full = (1 << depth) - 1;
-                    const double scale = 255 / (full * (white - black)) * gain;
+            for (const double range : {0.0, 0.02, 0.25, 0.75, 1.0})
+                for (const double gain : {0.5, 1.0, 1.7, 4.0, 16.0, 64.0}) {
+                    // At least one step of samples, and beside it a channel of gain 1.
+                    const double full = (1 << depth) - 1, steps = std::max(1.0, full * range);
+                    const double scales[] = {255 / steps * gain, 255 / steps};
                     const auto levels = fixed_levels(
-                        {static_cast<float>(black * full), {static_cast<float>(scale), 0, 0}},
+                        {static_cast<float>(black * full),
+                         {static_cast<float>(scales[0]), static_cast<float>(scales[1]), 0}},
                         depth);
-                    for (unsigned sample = 0; sample <= full; ++sample) {
-                        const double exact =
-                            std::clamp((sample - black * full) * scale, 0.0, 255.0);
-                        const double rough = std::max(0.03, scale / (2 << (16 - depth)) + 0.07);
-                        ASSERT_NEAR(level8_plain(sample, levels, 0), exact, 0.5 + rough)
-                            << depth << " bits, black " << black << " white " << white << " gain "
-                            << gain << " sample " << sample;
-                    }
+                    for (const std::size_t channel : {0, 1})
+                        for (unsigned sample = 0; sample <= full; ++sample) {
+                            const double scale = scales[channel], above = sample - black * full;
+                            const double exact = std::clamp(above * scale, 0.0, 255.0);
+                            const double rough = 0.03 + scale / (2 << (16 - depth)) +
+                                                 std::ldexp(1.0, -levels.down) +
+                                                 (channel == 1 ? gain / 256 : 0);
+                            ASSERT_NEAR(level8_plain(sample, levels, channel), exact, 0.5 + rough)
+                                << depth << " bits, black " << black << " range " << range
+                                << " gain " << gain << " channel " << channel << " sample "
+                                << sample;
+                        }
                 }
 }
 
