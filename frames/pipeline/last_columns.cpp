@@ -175,7 +175,8 @@ class PartOfColumns {
 
     void make() {
         const auto first_y = first_y_, end_y = first_y_ + keep_.rows();
-        const auto edge = demosaic_reach(job_.method);  // rows that may lack neighbours
+        // Rows that may lack neighbours: nearest looks only at the cell.
+        const auto edge = job_.method == IMGCNV_NEAREST ? 0 : demosaic_reach(job_.method);
         const auto first = std::clamp(edge, first_y, end_y);
         const auto end = std::clamp(m_.last_y() + 1 - edge, first, end_y);
         for (auto y = first_y; y < first; ++y) make_edge(y);
