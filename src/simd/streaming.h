@@ -56,7 +56,8 @@ inline size_t pixels_before_line(const uint8_t* out) {
 template <class Body>
 inline size_t aligned_step(const uint8_t* out, size_t pixels) {
     constexpr size_t kBytes = dst_byte_of<Body>(1), kPeriod = Body::kPixels / (kBytes & -kBytes);
-    constexpr size_t kLong = Body::kPixels == 64 ? 2048 : 512;
+    constexpr bool kIsColor = Body::kInputs == 1 && kBytes > 1;
+    constexpr size_t kLong = Body::kPixels < 64 || kIsColor ? 512 : 2048;
     if (pixels < kLong || Body::kHalo != 0) return Body::kPixels;
     const size_t step = pixels_before_line<Body>(out) % kPeriod;
     return step == 0 ? Body::kPixels : step;
