@@ -133,7 +133,7 @@ class FullRangeBody {
   private:
     struct Constants {
         Repeated<V, 1> largest;
-        Repeated<V, 2> factor, added;
+        Repeated<V, 2> factor, added;  // added: a half to round Y, and 1 for U and V
 
         constexpr explicit Constants(const char* group)
             : largest([=](size_t i, size_t) { return group[i] == 'Y' ? 235 : 240; }),
