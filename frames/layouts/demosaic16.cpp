@@ -67,8 +67,8 @@ class RowMaker {
     const std::int64_t width_out_;
 };
 
-/// The adaptive method: green runs a row ahead of colour, in strips of columns whose lines fit into
-/// the first caches. Two columns and rows along each edge have rules of their own.
+/// The adaptive method: green runs a row ahead of colour, in strips of columns whose lines stay
+/// in the second-level cache. Two columns and rows along each edge have rules of their own.
 class AdaptiveStrip {
   public:
     static constexpr std::int64_t kColumns = 2048;

@@ -29,6 +29,18 @@ struct Case {
     imgcnv_frame frame = IMGCNV_FRAME_INIT;
     imgcnv_target target = IMGCNV_TARGET_INIT;
 
+    Case() = default;
+    /// To RGB24 or what is named.
+    Case(const char* format, std::int64_t width, std::int64_t height, imgcnv_demosaic demosaic,
+         int kind = IMGCNV_TARGET_RGB24) {
+        EXPECT_EQ(imgcnv_find_format(format, &frame.format, nullptr, nullptr, 0), IMGCNV_OK)
+            << format;
+        frame.width = width;
+        frame.height = height;
+        target.kind = kind;
+        target.demosaic = demosaic;
+    }
+
     const Format& format() const { return *format_of_code(frame.format); }
     std::string text() const {
         return std::string(format().name) + " " + std::to_string(frame.width) + "x" +
@@ -296,12 +308,7 @@ TEST(Pipelines, AreTheSameBeyondTheCaches) {
         {"BayerRG8", 2401}, {"BayerGR12p", 2402}, {"Mono8", 2401}, {"UYVY", 2402}};
     for (const auto& [name, width] : kFrames)
         for (const auto kind : {IMGCNV_TARGET_RGB24, IMGCNV_TARGET_BGRA32}) {
-            Case test;
-            ASSERT_EQ(imgcnv_find_format(name, &test.frame.format, nullptr, nullptr, 0), IMGCNV_OK);
-            test.frame.width = width;
-            test.frame.height = 1751;
-            test.target.kind = kind;
-            test.target.demosaic = IMGCNV_BILINEAR;
+            Case test(name, width, 1751, IMGCNV_BILINEAR, kind);
             for (const std::int64_t padding : {0, 3}) {
                 test.target.threads = padding == 0 ? 3 : 1;
                 test.target.stride = padding == 0 ? 0 : 2402 * 4 + padding;
@@ -316,12 +323,7 @@ TEST(Pipelines, TakeWideMosaicsInStrips) {
     std::mt19937 random(26);
     for (const char* name : {"BayerGB10p", "BayerBG14p", "BayerGR10MIPI", "BayerRG12Packed"})
         for (const auto method : {IMGCNV_NEAREST, IMGCNV_BILINEAR, IMGCNV_ADAPTIVE}) {
-            Case test;
-            ASSERT_EQ(imgcnv_find_format(name, &test.frame.format, nullptr, nullptr, 0), IMGCNV_OK);
-            test.frame.width = method == IMGCNV_NEAREST ? 8204 : 6732;
-            test.frame.height = 7;
-            test.target.kind = IMGCNV_TARGET_RGB24;
-            test.target.demosaic = method;
+            const Case test(name, method == IMGCNV_NEAREST ? 8204 : 6732, 7, method);
             check(test, random);
             if (HasFatalFailure()) return;
         }
@@ -331,13 +333,7 @@ TEST(Pipelines, TakeWideMosaicsInStrips) {
 TEST(Pipelines, OpenForTheLargestFrames) {
     for (const char* name : {"BayerRG8", "BayerGR8", "BayerRG16"})
         for (const std::int64_t width : {32714, 32766, 32974}) {
-            Case test;
-            ASSERT_EQ(imgcnv_find_format(name, &test.frame.format, nullptr, nullptr, 0), IMGCNV_OK);
-            test.frame.width = width;
-            test.frame.height = 64000;
-            test.target.kind = IMGCNV_TARGET_RGB24;
-            test.target.demosaic = IMGCNV_ADAPTIVE;
-            test.target.threads = 1;
+            const Case test(name, width, 64000, IMGCNV_ADAPTIVE);
             imgcnv_pipeline* pipeline = nullptr;
             char why[IMGCNV_TEXT_BYTES] = "";
             EXPECT_EQ(imgcnv_pipeline_open(&test.frame, &test.target, &pipeline, why, sizeof why),
@@ -352,11 +348,7 @@ TEST(Pipelines, MakeLastRowsOfBands) {
     std::mt19937 random(24);
     for (const char* name : {"BayerRG8", "BayerGR12p"})
         for (const std::int64_t height : {97, 98, 113, 137, 145}) {
-            Case test;
-            ASSERT_EQ(imgcnv_find_format(name, &test.frame.format, nullptr, nullptr, 0), IMGCNV_OK);
-            test.frame.width = 641;
-            test.frame.height = height;
-            test.target.kind = IMGCNV_TARGET_BGRA32;
+            Case test(name, 641, height, IMGCNV_NEAREST, IMGCNV_TARGET_BGRA32);
             for (const int method : {IMGCNV_NEAREST, IMGCNV_BILINEAR, IMGCNV_ADAPTIVE})
                 for (const int flags : {0, static_cast<int>(IMGCNV_TARGET_FLIP_VERTICAL)}) {
                     test.target.demosaic = method;
